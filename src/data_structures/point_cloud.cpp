@@ -1,0 +1,102 @@
+#include "libmfx/data_structures/point_cloud.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <utility>
+
+namespace libmfx::data_structures {
+namespace {
+
+void SphericalToCartesian(Eigen::MatrixXd& data, int row) {
+  const Eigen::Index stride = data.rows();
+  double* column = data.data() + row;
+  for (Eigen::Index i = 0; i < data.cols(); ++i, column += stride) {
+    const PointXYZW p = AzElRange(column[0], column[1], column[2]).ToPoint();
+    column[0] = p.x();
+    column[1] = p.y();
+    column[2] = p.z();
+  }
+}
+
+void CartesianToSpherical(Eigen::MatrixXd& data, int row) {
+  const Eigen::Index stride = data.rows();
+  double* column = data.data() + row;
+  for (Eigen::Index i = 0; i < data.cols(); ++i, column += stride) {
+    const AzElRange aer(PointXYZW(column[0], column[1], column[2]));
+    column[0] = aer.azimuth;
+    column[1] = aer.elevation;
+    column[2] = aer.range;
+  }
+}
+
+}  // namespace
+
+int RowsNeeded(PointEmbedding embedding) {
+  switch (embedding) {
+    case EMBEDDING_XY:
+      return 2;
+    case EMBEDDING_XYZ:
+    case EMBEDDING_AER:
+      return 3;
+  }
+  return 0;
+}
+
+PointCloud::PointCloud(Eigen::MatrixXd data, Embeddings embeddings)
+    : _data(std::move(data)), _embeddings(std::move(embeddings)) {}
+
+PointCloud::PointCloud(std::vector<RawDataPoint> raw, PointEmbedding embedding, double min_quality,
+                       bool keep_extra_rows) {
+  const auto usable = [min_quality](const RawDataPoint& s) { return IsUsable(s, min_quality); };
+  const auto kept = static_cast<Eigen::Index>(std::count_if(raw.begin(), raw.end(), usable));
+  _data.resize(keep_extra_rows ? 5 : 3, kept);
+  double* column = _data.data();
+  for (const RawDataPoint& sample : raw) {
+    if (!usable(sample)) continue;
+    column[0] = sample.azimuth;
+    column[1] = sample.elevation;
+    column[2] = sample.range;
+    if (keep_extra_rows) {
+      column[3] = sample.quality;
+      column[4] = static_cast<double>(sample.status);
+    }
+    column += _data.rows();
+  }
+  std::vector<RawDataPoint>().swap(raw);
+  _embeddings[EMBEDDING_AER] = {0};
+  Convert(embedding);
+}
+
+void PointCloud::DropInvalidEmbeddings() {
+  for (auto entry = _embeddings.begin(); entry != _embeddings.end();) {
+    const int needed = RowsNeeded(entry->first);
+    std::erase_if(entry->second, [&](int row) { return row + needed > rows(); });
+    entry = entry->second.empty() ? _embeddings.erase(entry) : std::next(entry);
+  }
+}
+
+void PointCloud::Convert(PointEmbedding target) { Convert({}, target); }
+
+void PointCloud::Convert(const std::set<PointEmbedding>& sources, PointEmbedding target) {
+  DropInvalidEmbeddings();
+  if (_embeddings.empty()) return;
+  if (rows() < RowsNeeded(target)) {
+    throw std::string(
+        "Point cloud is not an appropriate n-space embedding for the conversion type!");
+  }
+  for (const PointEmbedding source : {EMBEDDING_XY, EMBEDDING_XYZ, EMBEDDING_AER}) {
+    if (source == target || (!sources.empty() && !sources.contains(source))) continue;
+    const bool to_cartesian = target == EMBEDDING_XYZ && source == EMBEDDING_AER;
+    const bool to_spherical = target == EMBEDDING_AER && source == EMBEDDING_XYZ;
+    const auto found = _embeddings.find(source);
+    if (found == _embeddings.end() || !(to_cartesian || to_spherical)) continue;
+    for (const int row : found->second) {
+      to_cartesian ? SphericalToCartesian(_data, row) : CartesianToSpherical(_data, row);
+    }
+    _embeddings[target].merge(found->second);
+    _embeddings.erase(source);
+  }
+}
+
+}  // namespace libmfx::data_structures
