@@ -71,7 +71,7 @@ PointCloud::PointCloud(std::vector<RawDataPoint> raw, PointEmbedding embedding, 
 void PointCloud::DropInvalidEmbeddings() {
   for (auto entry = _embeddings.begin(); entry != _embeddings.end();) {
     const int needed = RowsNeeded(entry->first);
-    std::erase_if(entry->second, [&](int row) { return row + needed > rows(); });
+    std::erase_if(entry->second, [&](int row) { return row < 0 || row + needed > rows(); });
     entry = entry->second.empty() ? _embeddings.erase(entry) : std::next(entry);
   }
 }
