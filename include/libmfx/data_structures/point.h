@@ -68,9 +68,7 @@ class LIBMFX_EXPORT VectorXYZW {
 
   friend VectorXYZW operator+(VectorXYZW a, const VectorXYZW& b) { return a += b; }
   friend VectorXYZW operator-(VectorXYZW a, const VectorXYZW& b) { return a -= b; }
-  friend VectorXYZW operator-(const VectorXYZW& a) {
-    return VectorXYZW(Eigen::Vector4d(-a._v));
-  }
+  friend VectorXYZW operator-(const VectorXYZW& a) { return VectorXYZW(Eigen::Vector4d(-a._v)); }
   friend VectorXYZW operator*(VectorXYZW a, double s) { return a *= s; }
   friend VectorXYZW operator*(double s, VectorXYZW a) { return a *= s; }
   friend VectorXYZW operator/(VectorXYZW a, double s) { return a /= s; }
