@@ -1,0 +1,29 @@
+#pragma once
+
+#include "libmfx/features/feature.h"
+
+namespace libmfx::features {
+
+/// What the factory makes of a request that it cannot recognise: a well-formed failure.
+class LIBMFX_EXPORT UnknownFeature : public Feature {
+ public:
+  UnknownFeature();
+  explicit UnknownFeature(std::string json);
+
+  static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
+  const std::string& FeatureName() override;
+
+ protected:
+  std::string GenerateResult() const override;
+  bool Analyze() override;
+  std::queue<Position> GenerateDrivePoints() override;
+
+ private:
+  std::size_t OffsetOfSetting(const std::wstring& name) const override;
+  void ResetSettings() override;
+
+  std::string _id;
+  std::string _type;
+};
+
+}  // namespace libmfx::features

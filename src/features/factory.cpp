@@ -1,0 +1,28 @@
+#include <utility>
+
+#include "features/shared/feature_types.h"
+#include "features/shared/request.h"
+#include "libmfx/features/custom_scan.h"
+#include "libmfx/features/feature.h"
+#include "libmfx/features/unknown_feature.h"
+
+namespace libmfx::features {
+
+Feature* Feature::Create(const std::string& json) {
+  std::string type;
+  {
+    const shared::Request request(json);
+    if (!request.ok()) return new UnknownFeature(json);
+    type = request.feature()["$type"].AsString();
+  }
+  for (const shared::FeatureType& known : shared::FeatureTypes()) {
+    if (known.request_type != nullptr && type == known.request_type) return known.create(json);
+  }
+  return new UnknownFeature(json);
+}
+
+Feature* Feature::Create(std::queue<Position> path, double quality_threshold) {
+  return new CustomScan(std::move(path), quality_threshold);
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "libmfx/features/feature.h"
+
+/// \file
+/// The one list of the feature classes: what the factory makes, what the descriptors list.
+
+namespace libmfx::features::shared {
+
+/// A feature class as the factory and the descriptors know it.
+struct FeatureType {
+  const char* request_type;  ///< "$type" of the request's "Feature"; null: no request names it
+  Feature* (*create)(const std::string& json);
+  std::shared_ptr<win32_support::FeatureDescriptor> (*descriptor)();
+};
+
+/// All classes, in the order in which the descriptors are listed.
+std::span<const FeatureType> FeatureTypes();
+
+/// The descriptor of a live feature's class.
+/// \throws std::out_of_range if the class is not one of the library's
+std::shared_ptr<win32_support::FeatureDescriptor> DescriptorOf(const Feature& feature);
+
+}  // namespace libmfx::features::shared

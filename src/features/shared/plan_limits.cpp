@@ -1,0 +1,48 @@
+#include "features/shared/plan_limits.h"
+
+#include <charconv>
+#include <cmath>
+
+namespace libmfx::features::shared {
+namespace {
+
+/// The shortest text that reads back as the same double, under every locale.
+std::string TextOf(double value) {
+  char digits[40];
+  const auto result = std::to_chars(digits, digits + sizeof digits, value);
+  return {digits, result.ptr};
+}
+
+std::string RefuseTriple(std::string_view what, const Eigen::Vector4d& v) {
+  if (v.head<3>().allFinite()) return {};
+  return std::string(what) + " is not finite: (" + TextOf(v[0]) + ", " + TextOf(v[1]) + ", " +
+         TextOf(v[2]) + ")";
+}
+
+}  // namespace
+
+std::string RefuseCount(std::string_view what, double drive_points) {
+  if (drive_points <= static_cast<double>(kMaxDrivePoints)) return {};
+  return std::string(what) + " asks for a plan of " + TextOf(drive_points) +
+         " drive points; the limit is " + std::to_string(kMaxDrivePoints);
+}
+
+std::string RefuseNotPositive(std::string_view what, double value) {
+  if (value > 0.0 && std::isfinite(value)) return {};
+  return std::string(what) + " has to be positive and finite: " + TextOf(value);
+}
+
+std::string RefuseNotFinite(std::string_view what, double value) {
+  if (std::isfinite(value)) return {};
+  return std::string(what) + " is not finite: " + TextOf(value);
+}
+
+std::string RefuseNotFinite(std::string_view what, const data_structures::PointXYZW& value) {
+  return RefuseTriple(what, value.eigen());
+}
+
+std::string RefuseNotFinite(std::string_view what, const data_structures::VectorXYZW& value) {
+  return RefuseTriple(what, value.eigen());
+}
+
+}  // namespace libmfx::features::shared

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "libmfx/data_structures/point.h"
+
+/// \file
+/// What keeps planning within bounded time and memory, whatever a request asks for. Each function
+/// returns the words of a refusal for SetError, or an empty text when the value is fit to plan
+/// with.
+
+namespace libmfx::features::shared {
+
+/// The largest plan that is handed out, drive points.
+inline constexpr std::size_t kMaxDrivePoints = 1'000'000;
+
+/// Refuses a plan of more than kMaxDrivePoints, and a count that is not a number.
+/// \param what names what the count follows from, for instance "ScanLines"
+std::string RefuseCount(std::string_view what, double drive_points);
+/// Refuses a value that is zero, negative or not finite.
+std::string RefuseNotPositive(std::string_view what, double value);
+std::string RefuseNotFinite(std::string_view what, double value);
+std::string RefuseNotFinite(std::string_view what, const data_structures::PointXYZW& value);
+std::string RefuseNotFinite(std::string_view what, const data_structures::VectorXYZW& value);
+
+}  // namespace libmfx::features::shared
