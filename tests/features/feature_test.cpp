@@ -1,0 +1,314 @@
+#include "libmfx/features/feature.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <numbers>
+
+#include "feature_probe.h"
+
+namespace libmfx::features {
+namespace {
+
+using test::FeatureProbe;
+using test::LogCollector;
+using test::PointsOf;
+using test::QueueOf;
+using Texts = std::vector<std::wstring>;
+
+constexpr double kPi = std::numbers::pi;
+const std::vector<RawDataPoint> kOne{{0.1, 0.2, 3.0, 60.0, 1}};
+const std::vector<RawDataPoint> kTwo{{0.1, 0.2, 3.0, 60.0, 1}, {0.2, 0.2, 3.0, 60.0, 1}};
+
+TEST(Feature, Defaults) {
+  FeatureProbe probe;
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+  EXPECT_FALSE(probe.GetIsSuccessful());
+  EXPECT_EQ(probe.GetError(), "");
+  EXPECT_EQ(probe.GetUuid(), "");
+  EXPECT_EQ(probe.QualityThreshold(), 0.0);
+  EXPECT_TRUE(probe.GetHighSpeedAllowed());
+  EXPECT_FALSE(probe.OutputDataBySegment());
+  EXPECT_EQ(probe._rescan_threshold, std::numeric_limits<double>::max());
+  EXPECT_EQ(probe.GetResult(), "<<Automated result string generation coming soon...>>");
+  EXPECT_TRUE(probe.GetLastDrivePoints().empty());
+}
+
+TEST(Feature, DrivePointsAreGeneratedOnceUnlessForced) {
+  FeatureProbe probe;
+  EXPECT_EQ(PointsOf(probe.GetDrivePoints(false)), PointsOf(probe.GetDrivePoints(false)));
+  EXPECT_EQ(probe.generated, 1);
+  EXPECT_EQ(probe.GetDrivePoints(true).front().azimuth, 2.0);
+  EXPECT_EQ(probe.GetLastDrivePoints().front().azimuth, 2.0);
+}
+
+TEST(Feature, BaseSetRawDataStoresAlsoWhenAnErrorIsSet) {
+  FeatureProbe probe;
+  probe.SetError("broken");
+  std::queue<Position> next;
+  EXPECT_TRUE(probe.SetRawData(kOne, next));
+  EXPECT_TRUE(probe.SetRawData(kTwo, next));
+  EXPECT_EQ(probe.GetRawData(), kTwo);
+  EXPECT_TRUE(next.empty());
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+}
+
+TEST(Feature, StagedSetRawDataOpensAPassWithoutSamples) {
+  FeatureProbe probe;
+  probe.staged = true;
+  std::queue<Position> next;
+  EXPECT_FALSE(probe.SetRawData({}, next));
+  EXPECT_EQ(next.size(), 1U);
+  EXPECT_EQ(probe.GetDriveStep(), FEATURE_SCAN_PATTERN);
+  EXPECT_TRUE(probe.SetRawData(kOne, next));
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+  EXPECT_EQ(probe.GetRawData(), kOne);
+}
+
+TEST(Feature, StagedSetRawDataKeepsHeldDataWhileUpdateReplacesIt) {
+  FeatureProbe probe;
+  probe.staged = true;
+  std::queue<Position> next;
+  EXPECT_TRUE(probe.SetRawData(kOne, next));
+  EXPECT_TRUE(probe.SetRawData(kTwo, next));
+  EXPECT_EQ(probe.GetRawData(), kOne);
+  probe.UpdateRawData(kTwo);
+  EXPECT_EQ(probe.GetRawData(), kTwo);
+}
+
+TEST(Feature, StagedSetRawDataDropsSamplesWhenAnErrorIsSet) {
+  FeatureProbe probe;
+  probe.staged = true;
+  probe.SetError("broken");
+  std::queue<Position> next;
+  EXPECT_TRUE(probe.SetRawData(kOne, next));
+  EXPECT_TRUE(probe.GetRawData().empty());
+}
+
+TEST(Feature, StagedSetRawDataTakesNoSamplesInOtherSteps) {
+  FeatureProbe probe;
+  probe.staged = true;
+  for (const DRIVE_STEP step : {SURFACE_RANGE, FEATURE_SCAN_PATTERN, RESCAN}) {
+    probe._drive_step = step;
+    std::queue<Position> next;
+    EXPECT_TRUE(probe.SetRawData({}, next));
+    EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+    EXPECT_TRUE(next.empty());
+  }
+}
+
+TEST(Feature, SearchSamplesMoveTheNominalAndAreNotStored) {
+  FeatureProbe probe;
+  probe.staged = true;
+  probe._search_enabled = true;
+  EXPECT_TRUE(probe.Reset(false, true));
+  probe.GetDrivePoints(true);
+  EXPECT_EQ(probe.GetDriveStep(), SEARCH);
+  EXPECT_TRUE(probe.GetLastDrivePoints().empty());
+  std::queue<Position> next;
+  EXPECT_FALSE(probe.SetRawData(kTwo, next));
+  EXPECT_EQ(probe.search_samples, kTwo);
+  EXPECT_TRUE(probe.GetRawData().empty());
+  EXPECT_EQ(next.size(), 1U);
+  EXPECT_EQ(probe.GetDriveStep(), FEATURE_SCAN_PATTERN);
+  EXPECT_EQ(probe.GetLastDrivePoints().size(), 1U);
+}
+
+TEST(Feature, SearchThatLeavesInvalidNominalsHandsOutNothing) {
+  FeatureProbe probe;
+  probe.staged = true;
+  probe._drive_step = SEARCH;
+  probe._nominals_valid = false;
+  std::queue<Position> next;
+  EXPECT_TRUE(probe.SetRawData({}, next));
+  EXPECT_TRUE(next.empty());
+  EXPECT_EQ(probe.GetDriveStep(), FEATURE_SCAN_PATTERN);
+}
+
+TEST(Feature, ResetWithoutSearchEnabledRetries) {
+  FeatureProbe probe;
+  probe.UpdateRawData(kOne);
+  probe.SetError("broken");
+  probe.AnalyzeFeature();
+  const LogCollector collector;
+  EXPECT_FALSE(probe.Reset(false, true));
+  EXPECT_EQ(collector.Texts(),
+            (Texts{L"Restart! Retrying from same nominal..", L"Nominals are valid."}));
+  EXPECT_TRUE(probe.GetRawData().empty());
+  EXPECT_EQ(probe.GetError(), "");
+  EXPECT_FALSE(probe.GetIsSuccessful());
+  EXPECT_EQ(probe.resets, 1);
+}
+
+TEST(Feature, APendingRescanBeatsASearch) {
+  FeatureProbe probe;
+  probe._search_enabled = true;
+  probe._drive_step = RESCAN;
+  const LogCollector collector;
+  EXPECT_FALSE(probe.Reset(false, true));
+  EXPECT_FALSE(probe._search);
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+  EXPECT_EQ(collector.Texts(),
+            (Texts{L"Restart! Rescanning from updated nominal..", L"Nominals are valid."}));
+}
+
+TEST(Feature, ResetWithoutTheSearchArgumentSaysSearchingAndDoesNot) {
+  FeatureProbe probe;
+  probe._search_enabled = true;
+  const LogCollector collector;
+  EXPECT_FALSE(probe.Reset(false, false));
+  EXPECT_EQ(collector.Texts(), (Texts{L"Searching!", L"Nominals are valid."}));
+  EXPECT_TRUE(probe.Reset(false, true));
+}
+
+TEST(Feature, ReanalyseIgnoresTheSecondArgument) {
+  FeatureProbe probe;
+  probe._search_enabled = true;
+  probe._drive_step = FEATURE_SCAN_PATTERN;
+  probe.UpdateRawData(kOne);
+  const LogCollector collector;
+  EXPECT_FALSE(probe.Reset(true, true));
+  EXPECT_EQ(collector.Texts(), (Texts{L"Re-analyze!", L"Nominals are valid."}));
+  EXPECT_EQ(probe.GetRawData(), kOne);
+  EXPECT_EQ(probe.GetDriveStep(), FEATURE_SCAN_PATTERN);
+  EXPECT_EQ(probe.resets, 0);
+  probe._search = true;
+  EXPECT_TRUE(probe.Reset(true, false));
+}
+
+TEST(Feature, ResetOfInvalidNominals) {
+  FeatureProbe probe;
+  probe._nominals_valid = false;
+  probe.SetError("bad request");
+  const LogCollector collector;
+  EXPECT_FALSE(probe.Reset(false, false));
+  EXPECT_EQ(collector.Texts().back(), L"Invalid nominals!");
+  EXPECT_EQ(probe.GetError(), "");
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+}
+
+TEST(Feature, ResetTracesItsHeadWithoutALineEnd) {
+  FeatureProbe probe;
+  testing::internal::CaptureStdout();
+  probe.Reset(true, false);
+  probe.Reset(false, false);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "FeatureReset(true): FeatureReset(false): ");
+}
+
+TEST(Feature, ErrorsAreLoggedAtLevelThree) {
+  FeatureProbe probe;
+  const LogCollector collector;
+  probe.SetError("broken");
+  ASSERT_FALSE(collector.Lines().empty());
+  EXPECT_EQ(collector.Lines().front(), (test::LogLine{L"Probe", 3, L"broken\n"}));
+  EXPECT_EQ(probe.GetError(), "broken");
+  probe.SetError("");
+  EXPECT_EQ(probe.GetError(), "");
+  EXPECT_EQ(collector.Texts().size(), 1U);
+}
+
+TEST(Feature, RescanFiresStrictlyAboveTheThreshold) {
+  FeatureProbe probe;
+  probe._rescan_threshold = 0.5;
+  EXPECT_FALSE(probe.TriggerRescan(0.5));
+  EXPECT_EQ(probe.GetDriveStep(), INITIAL);
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(probe.TriggerRescan(0.75));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Rescan triggered! 0.75> 0.5\n");
+  EXPECT_EQ(probe.GetDriveStep(), RESCAN);
+}
+
+TEST(Feature, ACopyLogsUnderItsSource) {
+  FeatureProbe source;
+  FeatureProbe copy(source);
+  const LogCollector collector;
+  copy.SetError("from the copy");
+  EXPECT_EQ(collector.Lines().front().name, L"Probe");
+}
+
+TEST(Constrain, HalfTurn) {
+  FeatureProbe probe;
+  EXPECT_EQ(probe.Constrain180(-kPi), kPi);
+  EXPECT_EQ(probe.Constrain180(kPi), kPi);
+  EXPECT_EQ(probe.Constrain180(4.0), 4.0 - 2 * kPi);
+  EXPECT_EQ(probe.Constrain180(0.5), 0.5);
+  // At most one turn.
+  EXPECT_EQ(probe.Constrain180(10.0), 10.0 - 2 * kPi);
+}
+
+TEST(Constrain, FullTurn) {
+  FeatureProbe probe;
+  EXPECT_EQ(probe.Constrain360(7.0), 7.0);
+  EXPECT_EQ(probe.Constrain360(-1.0), -1.0 + 2 * kPi);
+  EXPECT_EQ(probe.Constrain360(0.0), 0.0);
+}
+
+std::vector<double> UnwrappedAzimuths(std::vector<double> azimuths, int direction, bool flip) {
+  FeatureProbe probe;
+  std::queue<Position> queue;
+  for (const double az : azimuths) queue.emplace(az, 0.1, 2.0, 0.001);
+  std::vector<double> result;
+  for (const Position& p : PointsOf(probe.UnwrapDrivePoints(queue, direction, flip))) {
+    EXPECT_EQ(p.range, 2.0);
+    EXPECT_EQ(p.point_spacing, 0.001);
+    result.push_back(p.azimuth);
+  }
+  EXPECT_TRUE(queue.empty());
+  return result;
+}
+
+TEST(Unwrap, EmptyAndSinglePoint) {
+  FeatureProbe probe;
+  std::queue<Position> empty;
+  EXPECT_TRUE(probe.UnwrapDrivePoints(empty, 0, true).empty());
+  EXPECT_EQ(UnwrappedAzimuths({-3.1}, 1, false), (std::vector<double>{-3.1}));
+}
+
+TEST(Unwrap, PathAwayFromTheSeamIsUntouched) {
+  EXPECT_EQ(UnwrappedAzimuths({-1.0, 0.0, 1.0}, -1, false), (std::vector<double>{-1.0, 0.0, 1.0}));
+}
+
+TEST(Unwrap, DirectionRaisesTheOtherSign) {
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -3.0}, 1, false), (std::vector<double>{3.0, -3.0 + 2 * kPi}));
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -3.0}, -1, false), (std::vector<double>{3.0 - 2 * kPi, -3.0}));
+}
+
+TEST(Unwrap, DirectionZeroFollowsTheFirstAzimuth) {
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -3.0, -3.0}, 0, false),
+            (std::vector<double>{3.0, -3.0 + 2 * kPi, -3.0 + 2 * kPi}));
+  EXPECT_EQ(UnwrappedAzimuths({-3.0, 3.0, 3.0}, 0, false),
+            (std::vector<double>{-3.0, 3.0 - 2 * kPi, 3.0 - 2 * kPi}));
+}
+
+TEST(Unwrap, AzimuthZeroOnASeamPathIsMovedByATurn) {
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -3.0, 0.0}, 1, false),
+            (std::vector<double>{3.0, -3.0 + 2 * kPi, 2 * kPi}));
+}
+
+TEST(Unwrap, SeamOnceSeenStaysSeen) {
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -3.0, -1.0, -0.5}, 1, false),
+            (std::vector<double>{3.0, -3.0 + 2 * kPi, -1.0 + 2 * kPi, -0.5 + 2 * kPi}));
+}
+
+TEST(Unwrap, PointsInBothRearBandsAreFlippedOverTheTop) {
+  FeatureProbe probe;
+  auto queue = QueueOf({{3.0, 0.1, 2.0, 0.0}, {-3.0, 0.2, 2.0, 0.5}, {0.0, 0.3, 2.0, 0.5}});
+  const auto points = PointsOf(probe.UnwrapDrivePoints(queue, 0, true));
+  EXPECT_EQ(points[0], Position(3.0 - kPi, -0.1 - kPi, 2.0, 0.0));
+  EXPECT_EQ(points[1], Position(-3.0 + kPi, -0.2 - kPi, 2.0, 0.5));
+  EXPECT_EQ(points[2], Position(kPi, -0.3 - kPi, 2.0, 0.5));
+}
+
+TEST(Unwrap, BandsEndFiveDegreesShortOfTheSeam) {
+  constexpr double kBandEnd = 3.0543261909900767;
+  // On the end of a band is outside of it: no flip, the seam is unwrapped instead.
+  EXPECT_EQ(UnwrappedAzimuths({kBandEnd, -3.0}, 1, true),
+            (std::vector<double>{kBandEnd, -3.0 + 2 * kPi}));
+  EXPECT_EQ(UnwrappedAzimuths({kPi / 2, -3.0}, 1, true),
+            (std::vector<double>{kPi / 2, -3.0 + 2 * kPi}));
+  EXPECT_EQ(UnwrappedAzimuths({3.0, -kPi / 2 - 0.1}, 1, true),
+            (std::vector<double>{3.0 - kPi, -kPi / 2 - 0.1 + kPi}));
+}
+
+}  // namespace
+}  // namespace libmfx::features
