@@ -19,6 +19,29 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/libmfx-metrology-config.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/libmfx-metrology-config-version.cmake"
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/libmfx-metrology)
 
+# The pkg-config file finds its prefix from where it lies, so that the installed tree can be moved or
+# staged; folders that were given as absolute paths stay as they are.
+foreach(folder LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+    set(LIBMFX_PC_${folder} "${CMAKE_INSTALL_${folder}}")
+  else()
+    set(LIBMFX_PC_${folder} "\${prefix}/${CMAKE_INSTALL_${folder}}")
+  endif()
+endforeach()
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(LIBMFX_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH up "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+  string(REGEX REPLACE "/$" "" up "${up}")
+  set(LIBMFX_PC_PREFIX "\${pcfiledir}/${up}")
+endif()
 configure_file(cmake/libmfx-metrology.pc.in libmfx-metrology.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/libmfx-metrology.pc"
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The host tool finds the library beside itself, wherever the tree lies.
+if(TARGET mfx)
+  file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up}")
+  install(TARGETS mfx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -9,9 +9,8 @@ namespace libmfx::data_structures {
 namespace {
 
 void SphericalToCartesian(Eigen::MatrixXd& data, int row) {
-  const Eigen::Index stride = data.rows();
-  double* column = data.data() + row;
-  for (Eigen::Index i = 0; i < data.cols(); ++i, column += stride) {
+  for (Eigen::Index i = 0; i < data.cols(); ++i) {
+    double* column = &data(row, i);
     const PointXYZW p = AzElRange(column[0], column[1], column[2]).ToPoint();
     column[0] = p.x();
     column[1] = p.y();
@@ -20,9 +19,8 @@ void SphericalToCartesian(Eigen::MatrixXd& data, int row) {
 }
 
 void CartesianToSpherical(Eigen::MatrixXd& data, int row) {
-  const Eigen::Index stride = data.rows();
-  double* column = data.data() + row;
-  for (Eigen::Index i = 0; i < data.cols(); ++i, column += stride) {
+  for (Eigen::Index i = 0; i < data.cols(); ++i) {
+    double* column = &data(row, i);
     const AzElRange aer(PointXYZW(column[0], column[1], column[2]));
     column[0] = aer.azimuth;
     column[1] = aer.elevation;

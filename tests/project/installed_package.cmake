@@ -1,0 +1,55 @@
+# Installs the built tree into an empty prefix, and builds and runs examples/minimal_host against it
+# twice: found by CMake's find_package, and compiled by hand with what pkg-config says.
+#   cmake -DBUILD_DIR= -DSOURCE_DIR= -DWORK_DIR= -DCXX= -DCXX_FLAGS= -DLIBDIR= -DVERSION= -P this
+function(run)
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "OUTPUT" "COMMAND")
+  execute_process(COMMAND ${arg_COMMAND} RESULT_VARIABLE status OUTPUT_VARIABLE out
+                  ERROR_VARIABLE err OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "${arg_COMMAND}\nended with ${status}\n${out}\n${err}")
+  endif()
+  if(arg_OUTPUT)
+    set(${arg_OUTPUT} "${out}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+function(expect_measured program)
+  run(COMMAND ${program} OUTPUT result)
+  string(JSON success GET "${result}" Success)
+  string(JSON name GET "${result}" Name)
+  string(JSON count GET "${result}" ScanData Count)
+  if(NOT success STREQUAL "ON" OR NOT name STREQUAL "Wall" OR NOT count EQUAL 20)
+    message(FATAL_ERROR "${program} printed ${result}")
+  endif()
+endfunction()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
+set(prefix "${WORK_DIR}/prefix")
+run(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# What is installed keeps its names to itself: nothing named libmfx.so, libmfx.pc or include/mfx.
+foreach(foreign ${LIBDIR}/libmfx.so ${LIBDIR}/pkgconfig/libmfx.pc include/mfx)
+  if(EXISTS "${prefix}/${foreign}")
+    message(FATAL_ERROR "the package installs ${foreign}, which belongs to another one")
+  endif()
+endforeach()
+
+set(example "${SOURCE_DIR}/examples/minimal_host")
+run(COMMAND ${CMAKE_COMMAND} -S ${example} -B ${WORK_DIR}/cmake -DCMAKE_PREFIX_PATH=${prefix}
+            -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
+run(COMMAND ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake)
+expect_measured(${WORK_DIR}/cmake/minimal_host)
+
+# The tree was installed under another prefix than the one that it was configured for: pkg-config
+# has to find it where it lies.
+set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
+run(COMMAND pkg-config --modversion libmfx-metrology OUTPUT version)
+if(NOT version STREQUAL VERSION)
+  message(FATAL_ERROR "pkg-config says version ${version}, the build says ${VERSION}")
+endif()
+run(COMMAND pkg-config --cflags --libs libmfx-metrology OUTPUT flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+separate_arguments(cxx_flags UNIX_COMMAND "${CXX_FLAGS}")
+run(COMMAND ${CXX} -std=c++20 ${cxx_flags} ${example}/main.cpp ${flags}
+            -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/by_hand)
+expect_measured(${WORK_DIR}/by_hand)
