@@ -4,7 +4,10 @@
 #include <numbers>
 #include <ostream>
 
+#include "features/shared/plan_limits.h"
+#include "features/shared/search_spiral.h"
 #include "features/shared/trace.h"
+#include "libmfx/features/search_spiral.h"
 
 namespace libmfx::features {
 
@@ -110,6 +113,31 @@ void Feature::SetError(const std::string& message) {
   _has_error = !message.empty();
   _error = message;
   if (_has_error) _logger[log::LOG_LEVEL_3] << message << std::endl;
+}
+
+std::queue<Position> Feature::GenerateSearchPattern(const PointXYZW& center,
+                                                    const VectorXYZW& normal, double max_radius) {
+  _drive_step = SEARCH;
+  _search = false;
+  std::string refusal = shared::RefuseNotFinite("The nominal centre", center);
+  if (refusal.empty()) refusal = shared::RefuseNotFinite("The nominal normal", normal);
+  if (refusal.empty()) {
+    refusal = shared::RefuseSpiral(max_radius, shared::kSearchPointsPerTurn, _search_point_spacing);
+  }
+  if (!refusal.empty()) {
+    SetError(refusal);
+    return {};
+  }
+  geometry::Plane plane(center, normal);
+  std::queue<Position> spiral =
+      GenerateSearchSpiral(plane, max_radius, shared::kSearchPointsPerTurn, _search_point_spacing,
+                           _search_point_spacing);
+  refusal = shared::RefuseUndrivable(spiral);
+  if (!refusal.empty()) {
+    SetError(refusal);
+    return {};
+  }
+  return spiral;
 }
 
 bool Feature::TriggerRescan(double distance) {

@@ -142,6 +142,12 @@ class LIBMFX_EXPORT Feature {
   /// SetRawData of the classes whose measurement has stages: with no samples at INITIAL it hands
   /// out the pattern, at SEARCH it moves the nominal and hands out the pattern around it.
   bool SetRawDataStaged(const std::vector<RawDataPoint>& samples, std::queue<Position>& next);
+  /// The search pattern around a nominal: a spiral of radius `max_radius` (metres) in the plane
+  /// through `center` across `normal`, with the search's point spacing as pitch and as spacing.
+  /// Sets SEARCH and takes the wish to search back. A spiral that no instrument can drive is an
+  /// error, and empty.
+  std::queue<Position> GenerateSearchPattern(const PointXYZW& center, const VectorXYZW& normal,
+                                             double max_radius);
   /// The re-scan rule: when `distance` exceeds the threshold, tells so on standard output, sets
   /// RESCAN and returns true. The caller then moves its nominal.
   bool TriggerRescan(double distance);

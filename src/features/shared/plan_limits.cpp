@@ -1,17 +1,11 @@
 #include "features/shared/plan_limits.h"
 
-#include <charconv>
 #include <cmath>
+
+#include "features/shared/text.h"
 
 namespace libmfx::features::shared {
 namespace {
-
-/// The shortest text that reads back as the same double, under every locale.
-std::string TextOf(double value) {
-  char digits[40];
-  const auto result = std::to_chars(digits, digits + sizeof digits, value);
-  return {digits, result.ptr};
-}
 
 std::string RefuseTriple(std::string_view what, const Eigen::Vector4d& v) {
   if (v.head<3>().allFinite()) return {};
@@ -43,6 +37,17 @@ std::string RefuseNotFinite(std::string_view what, const data_structures::PointX
 
 std::string RefuseNotFinite(std::string_view what, const data_structures::VectorXYZW& value) {
   return RefuseTriple(what, value.eigen());
+}
+
+std::string RefuseUndrivable(const std::queue<data_structures::Position>& path) {
+  std::queue<data_structures::Position> rest = path;
+  for (std::size_t i = 0; !rest.empty(); ++i, rest.pop()) {
+    const data_structures::Position& p = rest.front();
+    if (std::isfinite(p.azimuth) && std::isfinite(p.elevation) && std::isfinite(p.range)) continue;
+    return "Drive point " + std::to_string(i) + " is not finite: azimuth " + TextOf(p.azimuth) +
+           ", elevation " + TextOf(p.elevation) + ", range " + TextOf(p.range);
+  }
+  return {};
 }
 
 }  // namespace libmfx::features::shared

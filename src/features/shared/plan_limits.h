@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstddef>
+#include <queue>
 #include <string>
 #include <string_view>
 
 #include "libmfx/data_structures/point.h"
+#include "libmfx/data_structures/records.h"
 
 /// \file
 /// What keeps planning within bounded time and memory, whatever a request asks for. Each function
@@ -24,5 +26,8 @@ std::string RefuseNotPositive(std::string_view what, double value);
 std::string RefuseNotFinite(std::string_view what, double value);
 std::string RefuseNotFinite(std::string_view what, const data_structures::PointXYZW& value);
 std::string RefuseNotFinite(std::string_view what, const data_structures::VectorXYZW& value);
+/// Refuses a plan with a drive point that is not finite, as a nominal of 1e300 m makes it: its
+/// range is beyond the largest double.
+std::string RefuseUndrivable(const std::queue<data_structures::Position>& path);
 
 }  // namespace libmfx::features::shared
