@@ -1,0 +1,113 @@
+#include "sim/scene.h"
+
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "sim/number_text.h"
+#include "sim/scene_blocks.h"
+
+namespace libmfx::sim {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr std::uintmax_t kLargestFile = 16U << 20U;
+
+std::string PointText(const Vec3& p) {
+  return "[" + NumberText(p.x()) + ", " + NumberText(p.y()) + ", " + NumberText(p.z()) + "]";
+}
+
+/// The instrument has to see the part's front, and to look ahead for it unless it may turn round.
+void CheckView(const Scene& scene, bool full_circle) {
+  const Vec3& position = scene.pose.position;
+  if (!full_circle && position.z() < 0.0) {
+    throw SceneError("pose.position: " + PointText(position) +
+                     " lies behind the instrument, which looks along +z (\"full_circle\": true "
+                     "lets it turn round)");
+  }
+  if (position.norm() < 0.01) {
+    throw SceneError("pose.position: " + PointText(position) + " is where the instrument stands");
+  }
+  const Vec3 eye = scene.pose.Inverse(Vec3::Zero());
+  if (scene.part->HasFront() && eye.z() <= 0.0) {
+    throw SceneError("pose: the part at " + PointText(position) + " with the normal " +
+                     PointText(scene.pose.rotation.col(2)) +
+                     " turns its back to the instrument at [0, 0, 0]");
+  }
+}
+
+json ToArray(const Vec3& v) { return json::array({v.x(), v.y(), v.z()}); }
+
+/// The parser's own message is cut down to where it stopped and why.
+std::string ParseProblem(const json::exception& e) {
+  std::string text = e.what();
+  const auto end = text.find("] ");
+  if (end != std::string::npos) text = text.substr(end + 2);
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+  }
+  return text;
+}
+
+}  // namespace
+
+Scene Scene::FromFile(const std::filesystem::path& file) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(file, error);
+  if (error) throw SceneError(file.string() + ": cannot be read (" + error.message() + ")");
+  if (size > kLargestFile) {
+    throw SceneError(file.string() + ": " + std::to_string(size) + " bytes are no scene");
+  }
+  std::ifstream stream(file, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  if (!stream) throw SceneError(file.string() + ": cannot be read");
+  try {
+    return FromText(text, file.parent_path());
+  } catch (const SceneError& e) {
+    throw SceneError(file.string() + ": " + e.what());
+  }
+}
+
+Scene Scene::FromText(std::string_view text, const std::filesystem::path& folder) {
+  json value;
+  try {
+    value = json::parse(text.begin(), text.end(), nullptr, true, true);
+  } catch (const json::exception& e) {
+    throw SceneError("scene: not JSON: " + ParseProblem(e));
+  }
+  return FromJson(value, folder);
+}
+
+Scene Scene::FromJson(const json& value, const std::filesystem::path& folder) {
+  SceneSection section(value, "");
+  Scene scene;
+  if (section.Has("name")) section.Text("name");
+  scene.part = ReadPart(section.Child("part"), folder);
+  scene.pose = ReadPose(section.Child("pose"));
+  if (section.Has("behind")) scene.behind = section.Number("behind", 1e-6, 1000.0);
+  scene.noise = ReadNoise(section);
+  scene.seed = static_cast<std::uint64_t>(section.Integer("seed", 0, std::int64_t{1} << 53, 1));
+  CheckView(scene, section.Flag("full_circle", false));
+  section.Finish();
+  return scene;
+}
+
+Truth Scene::TruthInInstrument() const {
+  Truth truth = part->truth();
+  for (auto& [name, point] : truth.points) point = pose.Point(point);
+  for (auto& [name, direction] : truth.directions) direction = pose.Direction(direction);
+  return truth;
+}
+
+json Scene::TruthJson() const {
+  const Truth truth = TruthInInstrument();
+  json object = json::object();
+  for (const auto& [name, point] : truth.points) object[name] = ToArray(point);
+  for (const auto& [name, direction] : truth.directions) object[name] = ToArray(direction);
+  for (const auto& [name, number] : truth.values) object[name] = number;
+  return object;
+}
+
+}  // namespace libmfx::sim
