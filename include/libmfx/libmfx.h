@@ -8,6 +8,7 @@
 #include "libmfx/data_structures/records.h"
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/feature.h"
+#include "libmfx/features/pvi.h"
 #include "libmfx/features/search_spiral.h"
 #include "libmfx/features/unknown_feature.h"
 #include "libmfx/geometry/line.h"

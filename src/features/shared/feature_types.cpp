@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "libmfx/features/custom_scan.h"
+#include "libmfx/features/pvi.h"
 #include "libmfx/features/unknown_feature.h"
 
 namespace libmfx::features::shared {
@@ -15,6 +16,7 @@ constexpr FeatureType TypeOf(const char* request_type) {
 }
 
 constexpr FeatureType kTypes[] = {
+    TypeOf<PVI>("SurfaceNormalFeature"),
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
 };
