@@ -82,13 +82,88 @@ PartPtr ReadBall(SceneSection& s) {
   return parts::MakeBall(spec);
 }
 
+PartPtr ReadEdge(SceneSection& s) {
+  parts::EdgeSpec spec;
+  spec.length = s.Length("length", spec.length);
+  spec.width = s.Length("width", spec.width);
+  spec.thickness = s.Length("thickness", spec.thickness);
+  spec.ledge = s.LengthOrZero("ledge", 0.0);
+  spec.wall_angle = s.Degrees("wall_angle_deg", -60.0, 85.0, 0.0);
+  spec.fillet = s.LengthOrZero("fillet", 0.0);
+  spec.chamfer = s.LengthOrZero("chamfer", 0.0);
+  if (spec.fillet > 0.0 && spec.chamfer > 0.0) s.Refuse("chamfer", "stands beside a fillet");
+  // The fillet's tangent length along front and wall: radius / tan(inner angle / 2).
+  const auto half = portable::SinCos(0.25 * kPi + 0.5 * spec.wall_angle);
+  const double cut = spec.fillet > 0.0 ? spec.fillet * half.cosine / half.sine : spec.chamfer;
+  const double depth = spec.ledge > 0.0 ? spec.ledge : spec.thickness;
+  const double wall = depth / portable::SinCos(spec.wall_angle).cosine;
+  if (cut >= spec.width || cut >= wall) {
+    s.Refuse(spec.fillet > 0.0 ? "fillet" : "chamfer", "leaves no front or no wall");
+  }
+  return parts::MakeEdge(spec);
+}
+
+/// "thread": the name of a coarse metric thread, or its major diameter and pitch.
+std::optional<Thread> ReadThread(SceneSection& s) {
+  if (!s.Has("thread")) return std::nullopt;
+  if (s.At("thread").is_object()) {
+    SceneSection own = s.Child("thread");
+    Thread thread;
+    thread.major_radius = 0.5 * own.Length("major_diameter");
+    thread.pitch = own.Length("pitch");
+    if (thread.pitch > 0.5 * thread.major_radius) {
+      own.Refuse("pitch", "is above a quarter of the diameter");
+    }
+    own.Finish();
+    return thread;
+  }
+  const auto thread = Thread::Metric(s.Text("thread"));
+  if (!thread) s.Refuse("thread", "is not a coarse metric thread from \"M4\" to \"M20\"");
+  return thread;
+}
+
+PartPtr ReadStud(SceneSection& s) {
+  parts::StudSpec spec;
+  spec.thread = ReadThread(s);
+  if (!spec.thread) spec.radius = s.Length("radius");
+  const double body = spec.thread ? spec.thread->MinorRadius() : spec.radius;
+  spec.height = s.Length("height", 5.0 * body);
+  spec.lead = s.LengthOrZero("lead", 0.1 * body);
+  if (spec.lead >= body) s.Refuse("lead", "leaves no end of the stud");
+  // A thread's lead reaches from the minor radius less the lead to the major radius.
+  const double lead_height = spec.lead + (spec.thread ? spec.thread->Depth() : 0.0);
+  if (lead_height >= spec.height) s.Refuse("height", "is no more than the lead");
+  spec.length = s.Length("length", spec.length);
+  spec.width = s.Length("width", spec.width);
+  return parts::MakeStud(spec);
+}
+
+PartPtr ReadBore(SceneSection& s) {
+  parts::BoreSpec spec;
+  spec.thread = ReadThread(s);
+  if (!spec.thread) spec.radius = s.Length("radius");
+  const double body = spec.thread ? spec.thread->major_radius : spec.radius;
+  spec.depth = s.Length("depth", 4.0 * body);
+  spec.through = s.Flag("through", false);
+  spec.lead = s.LengthOrZero("lead", 0.05 * body);
+  const double lead_depth = spec.lead + (spec.thread ? spec.thread->Depth() : 0.0);
+  if (lead_depth >= spec.depth) s.Refuse("depth", "is no more than the lead");
+  spec.length = s.Length("length", spec.length);
+  spec.width = s.Length("width", spec.width);
+  if (2.0 * (body + spec.lead) >= std::min(spec.length, spec.width)) {
+    s.Refuse(spec.thread ? "thread" : "radius", "makes the mouth wider than the plate");
+  }
+  return parts::MakeBore(spec);
+}
+
 }  // namespace
 
 std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder) {
   (void)folder;
   using Reader = PartPtr (*)(SceneSection&);
   static const std::map<std::string, Reader, std::less<>> readers = {
-      {"plane", ReadPlane}, {"plate", ReadPlate}, {"ball", ReadBall}};
+      {"plane", ReadPlane}, {"plate", ReadPlate}, {"ball", ReadBall},
+      {"edge", ReadEdge},   {"stud", ReadStud},   {"bore", ReadBore}};
   const std::string type = section.Text("type");
   const auto found = readers.find(type);
   if (found == readers.end()) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "sim/faces/outline.h"
 #include "sim/part.h"
+#include "sim/parts/thread.h"
 
 /// \file
 /// The built-in parts. Lengths are metres, angles radians. Each stands in its own frame as told in
@@ -51,5 +53,51 @@ struct BallSpec {
   double stem_length = 0.05;   ///< from the centre
 };
 PartPtr MakeBall(const BallSpec& spec);
+
+/// The edge of a plate: a front in z = 0 on the side of -x, a wall that goes down from it. The
+/// theoretical corner of the two is the y axis. A shell without ends: it is to be looked at within
+/// its length.
+struct EdgeSpec {
+  double length = 0.2;      ///< along y, around the origin
+  double width = 0.1;       ///< of the front, and of the ledge
+  double thickness = 0.01;  ///< depth of the wall without a ledge
+  double ledge = 0.0;       ///< depth of a second surface that begins where the wall ends; 0: none
+  double wall_angle =
+      0.0;               ///< lean of the wall: above 0 it can be seen from ahead, below 0 it hides
+  double fillet = 0.0;   ///< radius between front and wall; 0: none
+  double chamfer = 0.0;  ///< cut off along front and wall each; 0: none
+};
+/// Truth: "edge" (a point of the theoretical corner), "front_end" and "wall_start" (where fillet or
+/// chamfer begin and end), "normal", "outward", "along", "depth".
+PartPtr MakeEdge(const EdgeSpec& spec);
+
+/// A stud on a base plate: the plate's surface is z = 0, the stud's foot the origin, +z its axis.
+struct StudSpec {
+  double radius = 0.004;         ///< of a smooth stud
+  std::optional<Thread> thread;  ///< instead of a smooth stud
+  double height = 0.02;
+  double lead = 0.0005;  ///< chamfer of 45 degrees at the free end; a thread's begins on its minor
+                         ///< radius less this much
+  double length = 0.2;   ///< of the base plate along x
+  double width = 0.2;    ///< of the base plate along y
+};
+/// Truth: "center" (the foot), "axis" (out of the plate), "height", and "radius" or "major_radius",
+/// "pitch_radius", "minor_radius", "pitch".
+PartPtr MakeStud(const StudSpec& spec);
+
+/// A bore in a plate: the front is z = 0, the middle of its mouth the origin.
+struct BoreSpec {
+  double radius = 0.004;         ///< of a smooth bore
+  std::optional<Thread> thread;  ///< instead of a smooth bore
+  double depth = 0.016;
+  bool through = false;  ///< without a floor
+  double lead = 0.0002;  ///< countersink of 45 degrees: the mouth is wider than the bore, or than
+                         ///< the major radius, by this much
+  double length = 0.2;   ///< of the plate along x
+  double width = 0.2;    ///< of the plate along y
+};
+/// Truth: "center" (of the mouth), "axis" (into the part), "normal" (out of it), "depth",
+/// "mouth_radius", and the radii as for a stud.
+PartPtr MakeBore(const BoreSpec& spec);
 
 }  // namespace libmfx::sim::parts

@@ -1,0 +1,87 @@
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "sim/faces/face_part.h"
+#include "sim/faces/outline_wall.h"
+#include "sim/faces/planar_face.h"
+#include "sim/faces/thread_face.h"
+#include "sim/parts/parts.h"
+
+namespace libmfx::sim::parts {
+
+namespace {
+
+using Faces = std::vector<std::unique_ptr<Face>>;
+
+void TellRadii(double radius, const std::optional<Thread>& thread, Truth& truth) {
+  if (!thread) {
+    truth.values["radius"] = radius;
+    return;
+  }
+  truth.values["major_radius"] = thread->major_radius;
+  truth.values["pitch_radius"] = thread->PitchRadius();
+  truth.values["minor_radius"] = thread->MinorRadius();
+  truth.values["pitch"] = thread->pitch;
+}
+
+}  // namespace
+
+PartPtr MakeStud(const StudSpec& spec) {
+  const Outline plate = Outline::Rectangle(spec.length, spec.width);
+  const double body = spec.thread ? spec.thread->MinorRadius() : spec.radius;
+  const double end_radius = body - spec.lead;
+  Faces faces;
+  faces.push_back(std::make_unique<PlanarFace>(0.0, plate));
+  faces.push_back(std::make_unique<PlanarFace>(spec.height, Outline::Circle(end_radius)));
+  if (spec.thread) {
+    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadFace::Kind::kStud, 0.0,
+                                                 spec.height, end_radius));
+  } else {
+    const double shoulder = spec.height - spec.lead;
+    faces.push_back(std::make_unique<OutlineWall>(Outline::Circle(spec.radius), 0.0, shoulder));
+    if (spec.lead > 0.0) {
+      faces.push_back(
+          std::make_unique<OutlineWall>(Outline::Circle(end_radius), shoulder, spec.height, -1.0));
+    }
+  }
+  Truth truth;
+  truth.points["center"] = Vec3::Zero();
+  truth.directions["axis"] = Vec3::UnitZ();
+  truth.values["height"] = spec.height;
+  TellRadii(spec.radius, spec.thread, truth);
+  const double reach = std::max(plate.Reach(), spec.height + 2.0 * spec.radius) +
+                       (spec.thread ? 2.0 * spec.thread->major_radius : 0.0);
+  return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
+}
+
+PartPtr MakeBore(const BoreSpec& spec) {
+  const Outline plate = Outline::Rectangle(spec.length, spec.width);
+  const double body = spec.thread ? spec.thread->major_radius : spec.radius;
+  const Outline mouth = Outline::Circle(body + spec.lead);
+  Faces faces;
+  faces.push_back(std::make_unique<PlanarFace>(0.0, plate, mouth));
+  if (spec.thread) {
+    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadFace::Kind::kBore, -spec.depth,
+                                                 0.0, mouth.rounding()));
+  } else {
+    if (spec.lead > 0.0) {
+      faces.push_back(std::make_unique<OutlineWall>(mouth, -spec.lead, 0.0, 1.0));
+    }
+    faces.push_back(
+        std::make_unique<OutlineWall>(Outline::Circle(spec.radius), -spec.depth, -spec.lead));
+  }
+  if (!spec.through) faces.push_back(std::make_unique<PlanarFace>(-spec.depth, mouth));
+
+  Truth truth;
+  truth.points["center"] = Vec3::Zero();
+  truth.directions["normal"] = Vec3::UnitZ();
+  truth.directions["axis"] = -Vec3::UnitZ();
+  truth.values["depth"] = spec.depth;
+  truth.values["mouth_radius"] = mouth.rounding();
+  TellRadii(spec.radius, spec.thread, truth);
+  const double reach = plate.Reach() + spec.depth;
+  return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
+}
+
+}  // namespace libmfx::sim::parts
