@@ -1,0 +1,162 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace libmfx::geometry {
+
+/// Hash of a directed edge (from, to): the 64-bit FNV-1a of each index over its four bytes, low
+/// byte first; the two are combined as (first without its top bit) xor (second shifted right by 1).
+struct EdgeHash {
+  static constexpr std::uint64_t Fnv1a(std::uint32_t value) {
+    std::uint64_t hash = 0xcbf29ce484222325u;
+    for (int byte = 0; byte < 4; ++byte) {
+      hash = (hash ^ ((value >> (8 * byte)) & 0xffu)) * 0x100000001b3u;
+    }
+    return hash;
+  }
+  constexpr std::size_t operator()(const std::pair<int, int>& edge) const {
+    const std::uint64_t first = Fnv1a(static_cast<std::uint32_t>(edge.first));
+    const std::uint64_t second = Fnv1a(static_cast<std::uint32_t>(edge.second));
+    return (first & 0x7fffffffffffffffu) ^ (second >> 1);
+  }
+};
+
+/// An unordered map from a directed edge to a value, with the operations of the standard one that a
+/// mesh needs. The entries stand in one array in the order of their insertion, 24 bytes each for a
+/// shared pointer, so that building and walking a map of millions of edges stays within memory that
+/// is read in order. The hash index over them is made by the first look-up: a map that is only
+/// filled and walked never pays for it. Removing an entry moves the last one into its place.
+///
+/// Look-ups are not const-thread-safe for that reason: no two threads may use one map at a time.
+template <typename Value>
+class EdgeMap {
+ public:
+  using key_type = std::pair<int, int>;
+  using mapped_type = Value;
+  using value_type = std::pair<key_type, Value>;
+  using hasher = EdgeHash;
+  using iterator = typename std::vector<value_type>::iterator;
+  using const_iterator = typename std::vector<value_type>::const_iterator;
+
+  std::size_t size() const { return _entries.size(); }
+  bool empty() const { return _entries.empty(); }
+  iterator begin() { return _entries.begin(); }
+  iterator end() { return _entries.end(); }
+  const_iterator begin() const { return _entries.begin(); }
+  const_iterator end() const { return _entries.end(); }
+  hasher hash_function() const { return {}; }
+
+  void reserve(std::size_t n) { _entries.reserve(n); }
+  void clear() {
+    std::vector<value_type>().swap(_entries);
+    std::vector<std::uint32_t>().swap(_index);
+  }
+  iterator find(const key_type& key) { return _entries.begin() + Position(key); }
+  const_iterator find(const key_type& key) const { return _entries.begin() + Position(key); }
+  bool contains(const key_type& key) const { return find(key) != end(); }
+  std::size_t count(const key_type& key) const { return contains(key) ? 1 : 0; }
+  Value& at(const key_type& key) { return const_cast<Value&>(std::as_const(*this).at(key)); }
+  const Value& at(const key_type& key) const {
+    const auto found = find(key);
+    if (found == end()) throw std::out_of_range("no such edge");
+    return found->second;
+  }
+  Value& operator[](const key_type& key) {
+    const auto found = find(key);
+    if (found != end()) return found->second;
+    _entries.emplace_back(key, Value());
+    if (2 * _entries.size() > _index.size()) {
+      BuildIndex();
+    } else {
+      _index[FreeSlot(key)] = static_cast<std::uint32_t>(_entries.size());
+    }
+    return _entries.back().second;
+  }
+  std::pair<iterator, bool> insert_or_assign(const key_type& key, Value value) {
+    const std::size_t before = size();
+    (*this)[key] = std::move(value);
+    return {find(key), size() != before};
+  }
+  /// Adds an entry whose key the caller knows to be new; no look-up is made.
+  void append(const key_type& key, Value value) {
+    _index.clear();
+    _entries.emplace_back(key, std::move(value));
+  }
+  std::size_t erase(const key_type& key) {
+    const auto found = find(key);
+    if (found == end()) return 0;
+    erase(found);
+    return 1;
+  }
+  iterator erase(const_iterator where) {
+    const auto position = where - _entries.begin();
+    if (!_index.empty()) Forget(SlotOf(where->first));
+    if (position + 1 != static_cast<std::ptrdiff_t>(_entries.size())) {
+      if (!_index.empty()) {
+        _index[SlotOf(_entries.back().first)] = static_cast<std::uint32_t>(position + 1);
+      }
+      _entries[static_cast<std::size_t>(position)] = std::move(_entries.back());
+    }
+    _entries.pop_back();
+    return _entries.begin() + position;
+  }
+
+ private:
+  static constexpr std::size_t kMinimumSlots = 16;
+
+  std::size_t Home(const key_type& key) const { return EdgeHash()(key) & (_index.size() - 1); }
+  std::size_t After(std::size_t slot) const { return (slot + 1) & (_index.size() - 1); }
+
+  /// Index of the entry with this key, or the number of entries.
+  std::ptrdiff_t Position(const key_type& key) const {
+    if (_index.empty()) {
+      if (_entries.empty()) return 0;
+      BuildIndex();
+    }
+    const std::uint32_t entry = _index[SlotOf(key)];
+    return entry == 0 ? static_cast<std::ptrdiff_t>(_entries.size())
+                      : static_cast<std::ptrdiff_t>(entry) - 1;
+  }
+  /// The slot that refers to this key, or the free slot at which a search for it ends.
+  std::size_t SlotOf(const key_type& key) const {
+    std::size_t slot = Home(key);
+    while (_index[slot] != 0 && _entries[_index[slot] - 1].first != key) slot = After(slot);
+    return slot;
+  }
+  std::size_t FreeSlot(const key_type& key) const {
+    std::size_t slot = Home(key);
+    while (_index[slot] != 0) slot = After(slot);
+    return slot;
+  }
+  void BuildIndex() const {
+    std::size_t slots = kMinimumSlots;
+    while (slots < 3 * _entries.size()) slots *= 2;
+    _index.assign(slots, 0);
+    for (std::size_t i = 0; i < _entries.size(); ++i) {
+      _index[FreeSlot(_entries[i].first)] = static_cast<std::uint32_t>(i + 1);
+    }
+  }
+  /// Frees a slot and moves those behind it up, so that no search meets a gap.
+  void Forget(std::size_t slot) {
+    std::size_t gap = slot;
+    for (std::size_t s = After(slot); _index[s] != 0; s = After(s)) {
+      const std::size_t home = Home(_entries[_index[s] - 1].first);
+      const bool stays = gap < s ? (gap < home && home <= s) : (gap < home || home <= s);
+      if (stays) continue;
+      _index[gap] = _index[s];
+      gap = s;
+    }
+    _index[gap] = 0;
+  }
+
+  std::vector<value_type> _entries;
+  /// Open addressing with linear probing: 0 is free, else the number of an entry plus 1. Empty when
+  /// it has yet to be made. Its size is a power of two.
+  mutable std::vector<std::uint32_t> _index;
+};
+
+}  // namespace libmfx::geometry

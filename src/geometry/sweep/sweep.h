@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include "geometry/sweep/beachline.h"
+#include "geometry/sweep/circle_events.h"
+#include "geometry/sweep/triangulation.h"
+
+namespace libmfx::geometry::sweep {
+
+/// The sweep of a horizontal line from high y to low y over distinct sites in sweep order (y
+/// falling, then x rising). Every circle event adds one triangle; the breakpoint that it ends and
+/// starts carry the halfedges that wait for their twins.
+class Sweep {
+ public:
+  /// \param sites in sweep order, distinct, at most 1 in magnitude; kept by reference
+  explicit Sweep(const std::vector<Vec2>& sites) : _sites(sites), _events(sites) {}
+
+  /// Runs to the end.
+  /// \throws std::logic_error on an inconsistency
+  void Run();
+  /// The triangles closed so far.
+  Triangulation& mesh() { return _mesh; }
+  const Beachline& beachline() const { return _beachline; }
+
+ private:
+  void HandleSite(int site);
+  void HandleCircle(int arc);
+  void TestTriple(int arc);
+  void CancelEvent(int arc);
+  void CloseEdge(int open_edge, int halfedge);
+
+  const std::vector<Vec2>& _sites;
+  Beachline _beachline;
+  CircleEvents _events;
+  Triangulation _mesh;
+  /// The first halfedge found of an edge that a site event opened at both ends. A breakpoint refers
+  /// to entry k as open edge -2 - k, and to a waiting halfedge by its number.
+  std::vector<int> _opened;
+};
+
+}  // namespace libmfx::geometry::sweep

@@ -1,0 +1,112 @@
+#include "libmfx/geometry/voronoi_graph.h"
+
+#include <cmath>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+#include "geometry/parabola.h"
+#include "geometry/sweep/diagram.h"
+#include "geometry/sweep/ears.h"
+
+namespace libmfx::geometry {
+
+using data_structures::PointCloud;
+using data_structures::PointXYW;
+
+namespace {
+
+/// Four times the signed area of the triangle: positive for a counter-clockwise one.
+double TwiceParallelogram(const PointXYW& a, const PointXYW& b, const PointXYW& c) {
+  const double px = b.x() - a.x(), py = b.y() - a.y();
+  const double qx = c.x() - a.x(), qy = c.y() - a.y();
+  return 2 * (qy * px - py * qx);
+}
+
+/// Centre and radius for a TwiceParallelogram of `d`, which isn't 0.
+void Circumcircle(const PointXYW& a, const PointXYW& b, const PointXYW& c, double d,
+                  PointXYW& center, double& radius) {
+  const double px = b.x() - a.x(), py = b.y() - a.y();
+  const double qx = c.x() - a.x(), qy = c.y() - a.y();
+  const double pp = px * px + py * py, qq = qx * qx + qy * qy;
+  center = PointXYW(a.x() + (qy * pp - py * qq) / d, a.y() + (px * qq - qx * pp) / d, 1.0);
+  radius = std::hypot(a.x() - center.x(), a.y() - center.y());
+}
+
+}  // namespace
+
+bool VerticalSweep::operator()(const std::shared_ptr<Event>& a,
+                               const std::shared_ptr<Event>& b) const {
+  if (!a || !b) throw std::runtime_error("Cannot compare nullptr Events!");
+  if (std::abs(a->point.y() - b->point.y()) < kSweepEpsilon) return a->point.x() > b->point.x();
+  return a->point.y() < b->point.y();
+}
+
+VoronoiGraph::VoronoiGraph(const PointCloud& points) : _points(points) {
+  PointCloud::Embeddings& embeddings = _points.embeddings();
+  if (!embeddings.contains(data_structures::EMBEDDING_XY)) {
+    const auto xyz = embeddings.find(data_structures::EMBEDDING_XYZ);
+    if (xyz != embeddings.end()) embeddings[data_structures::EMBEDDING_XY] = xyz->second;
+  }
+  VoronoiDiagram();
+}
+
+VoronoiGraph::VoronoiGraph(const VoronoiGraph& other) = default;
+VoronoiGraph& VoronoiGraph::operator=(const VoronoiGraph& other) = default;
+VoronoiGraph::~VoronoiGraph() = default;
+
+void VoronoiGraph::VoronoiDiagram() {
+  _diagram.reset();
+  const auto entry = _points.embeddings().find(data_structures::EMBEDDING_XY);
+  if (entry == _points.embeddings().end() || entry->second.size() != 1) return;
+  const int row = *entry->second.begin();
+  if (row < 0 || row + 2 > _points.rows()) return;
+  const auto diagram = std::make_shared<sweep::Diagram>();
+  _diagram = diagram;
+  try {
+    sweep::BuildDiagram(_points.data(), row, *diagram);
+  } catch (const std::exception& e) {
+    std::cout << "VoronoiGraph forced to stop early due to invalid state: " << e.what()
+              << std::endl;
+  }
+}
+
+std::shared_ptr<Mesh> VoronoiGraph::ExtractPlanarMesh() {
+  sweep::Triangulation mesh;
+  if (_diagram) {
+    mesh = _diagram->mesh;
+    sweep::CutSharedCircles(mesh, _diagram->sites);
+  }
+  Eigen::MatrixXi faces(mesh.Triangles(), 3);
+  for (int h = 0, f = 0; f < mesh.Triangles(); ++f) {
+    for (int c = 0; c < 3; ++c, ++h) {
+      faces(f, c) = _diagram->column[static_cast<std::size_t>(mesh.From(h))];
+    }
+  }
+  return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), mesh.twin));
+}
+
+PointXYW VoronoiGraph::breakpoint(const PointXYW& left, const PointXYW& right, double sweep_y) {
+  return IntersectParabolas(left, right, sweep_y);
+}
+
+bool VoronoiGraph::any_three_point_circle_2d(const PointXYW& a, const PointXYW& b,
+                                             const PointXYW& c, PointXYW& center, double& radius,
+                                             bool& clockwise) {
+  const double d = TwiceParallelogram(a, b, c);
+  if (std::abs(d) < kSweepEpsilon) return false;
+  Circumcircle(a, b, c, d, center, radius);
+  clockwise = d < 0;
+  return true;
+}
+
+bool VoronoiGraph::three_point_circle_2d(const PointXYW& a, const PointXYW& b, const PointXYW& c,
+                                         PointXYW& center, double& radius) {
+  const double d = TwiceParallelogram(a, b, c);
+  if (d <= 0) return false;
+  Circumcircle(a, b, c, d, center, radius);
+  return true;
+}
+
+}  // namespace libmfx::geometry
