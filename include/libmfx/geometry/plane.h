@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <vector>
 
 #include "libmfx/data_structures/point.h"
 #include "libmfx/data_structures/point_cloud.h"
@@ -80,6 +81,38 @@ class LIBMFX_EXPORT Plane {
   /// Resets `stats` and adds the distance of each column, in order. A plane that is not valid, or
   /// a cloud of fewer than 3 rows, adds NaN for each column.
   void FillLeastSquaresStats(const data_structures::PointCloud& cloud, math::AccStats& stats) const;
+
+  /// The robust fit: finds the dominant plane among the samples of scan lines by fitting, cutting
+  /// away every sample beyond half of the worst residual, and fitting again, up to 10 times. Along
+  /// each line the weights fall as a half Gaussian over the samples kept, in column order.
+  ///
+  /// \param bins each inner vector is a bin, each cloud one scan line with its columns in scan
+  ///     order; at least 4 rows (x, y, z or, by its embedding, azimuth, elevation, range; then
+  ///     quality). Taken by value and converted to cartesian coordinates; move what is not needed
+  ///     any more
+  /// \param center nominal centre, metres
+  /// \param selected result in the shape of `bins`: per line a cloud of the samples kept, in order,
+  ///     with all rows of the input (x, y, z on top) and the final weight as one row more
+  /// \param min_quality a sample is a candidate only if its quality is strictly above this
+  /// \param min_distance, max_distance a sample is a candidate only if its distance to `center`,
+  ///     metres, lies in this closed interval
+  /// \param first_sigma, cut_sigma standard deviation of the weights of the first and of each later
+  ///     fit, in lengths of the line's samples in use
+  /// \param tolerance the cuts end when the worst residual in use, metres, is strictly below this
+  /// \param keep_neighbours whether rejected samples beside a kept one are returned as well
+  /// \returns false, with the plane and `selected` unchanged, if the samples in use determine no
+  ///     plane at all, if there are fewer than 3 in `bins`, or if a line that is not empty has
+  ///     fewer than 4 rows
+  ///
+  /// A line without a sample in use does not advance the place at which the next line's weights
+  /// are written, so these land on the earlier line's samples, while the result reads each line at
+  /// its own place.
+  bool IterativeBinaryCuts(std::vector<std::vector<data_structures::PointCloud>> bins,
+                           const data_structures::PointXYZW& center,
+                           std::vector<std::vector<data_structures::PointCloud>>& selected,
+                           double min_quality, double min_distance, double max_distance,
+                           double first_sigma, double cut_sigma, double tolerance,
+                           bool keep_neighbours);
 
  private:
   static Eigen::Matrix3d BasisFromPlaneNormal(const data_structures::VectorXYZW& normal);
