@@ -21,6 +21,9 @@ class Part {
   /// Radius (metres) of a ball around the origin that holds the whole part.
   virtual double Reach() const = 0;
 
+  /// The middle of what there is to see.
+  virtual Vec3 Center() const { return Vec3::Zero(); }
+
   /// What a perfect measurement finds, in this part's frame.
   virtual const Truth& truth() const = 0;
 

@@ -15,26 +15,28 @@ namespace {
 
 constexpr std::uintmax_t kLargestFile = 16U << 20U;
 
-std::string PointText(const Vec3& p) {
-  return "[" + NumberText(p.x()) + ", " + NumberText(p.y()) + ", " + NumberText(p.z()) + "]";
-}
-
 /// The instrument has to see the part's front, and to look ahead for it unless it may turn round.
 void CheckView(const Scene& scene, bool full_circle) {
   const Vec3& position = scene.pose.position;
-  if (!full_circle && position.z() < 0.0) {
+  const Vec3 center = scene.pose.Point(scene.part->Center());
+  if (!full_circle && center.z() < 0.0) {
     throw SceneError("pose.position: " + PointText(position) +
-                     " lies behind the instrument, which looks along +z (\"full_circle\": true "
-                     "lets it turn round)");
+                     " puts the part behind the instrument, which looks along +z "
+                     "(\"full_circle\": true lets it turn round)");
   }
-  if (position.norm() < 0.01) {
-    throw SceneError("pose.position: " + PointText(position) + " is where the instrument stands");
+  if (center.norm() < 0.01) {
+    throw SceneError("pose.position: " + PointText(position) +
+                     " puts the part where the instrument stands");
   }
   const Vec3 eye = scene.pose.Inverse(Vec3::Zero());
   if (scene.part->HasFront() && eye.z() <= 0.0) {
     throw SceneError("pose: the part at " + PointText(position) + " with the normal " +
                      PointText(scene.pose.rotation.col(2)) +
                      " turns its back to the instrument at [0, 0, 0]");
+  }
+  if (scene.behind && eye.z() <= -*scene.behind) {
+    throw SceneError("behind: " + NumberText(*scene.behind) +
+                     " puts the background between the instrument and the part");
   }
 }
 

@@ -3,6 +3,8 @@
 #include <functional>
 #include <map>
 
+#include "sim/mesh/mesh_part.h"
+#include "sim/mesh/part_file.h"
 #include "sim/number_text.h"
 #include "sim/parts/parts.h"
 #include "sim/portable_math.h"
@@ -156,22 +158,47 @@ PartPtr ReadBore(SceneSection& s) {
   return parts::MakeBore(spec);
 }
 
+/// A file of triangles; its own frame, in metres, is the part's frame.
+PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder) {
+  const std::filesystem::path name = s.Text("file");
+  const std::string unit = s.Choice("unit", {"m", "mm", "cm", "um", "inch"});
+  const double metres = unit == "m"    ? 1.0
+                        : unit == "mm" ? 1e-3
+                        : unit == "cm" ? 1e-2
+                        : unit == "um" ? 1e-6
+                                       : 0.0254;
+  const bool may_be_open = s.Flag("open", false);
+  TriangleMesh mesh;
+  try {
+    mesh = ReadPartFile(name.is_absolute() ? name : folder / name, metres);
+  } catch (const PartFileError& e) {
+    s.Refuse("file", e.what());
+  }
+  if (const auto open = FindOpenEdges(mesh); open && !may_be_open) {
+    s.Refuse("file", "is an open mesh: " + std::to_string(open->count) +
+                         " edges have a triangle on one side only, one near " +
+                         PointText(open->example) + " m (\"open\": true takes it as it is)");
+  }
+  auto part = std::make_shared<MeshPart>(mesh);
+  if (part->Reach() > 1000.0) s.Refuse("unit", "makes the part larger than 1000 m");
+  return part;
+}
+
 }  // namespace
 
 std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder) {
-  (void)folder;
   using Reader = PartPtr (*)(SceneSection&);
   static const std::map<std::string, Reader, std::less<>> readers = {
       {"plane", ReadPlane}, {"plate", ReadPlate}, {"ball", ReadBall},
       {"edge", ReadEdge},   {"stud", ReadStud},   {"bore", ReadBore}};
   const std::string type = section.Text("type");
   const auto found = readers.find(type);
-  if (found == readers.end()) {
-    std::string listed;
-    for (const auto& [name, reader] : readers) listed += (listed.empty() ? "" : ", ") + name;
+  if (found == readers.end() && type != "mesh") {
+    std::string listed = "mesh";
+    for (const auto& [name, reader] : readers) listed += ", " + name;
     section.Refuse("type", "is not a known part (known: " + listed + ")");
   }
-  auto part = found->second(section);
+  auto part = found == readers.end() ? ReadMesh(section, folder) : found->second(section);
   section.Finish();
   return part;
 }

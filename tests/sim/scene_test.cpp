@@ -86,7 +86,7 @@ TEST(Scene, RefusalsNameTheKeyAndTheValue) {
   EXPECT_EQ(RefusalWith("/part/opening/radius", 1e300),
             "part.opening.radius: 1e+300 is not between 1e-06 and 1000");
   EXPECT_THAT(RefusalWith("/part/type", "gear"),
-              HasSubstr("part.type: \"gear\" is not a known part (known: ball, "));
+              HasSubstr("part.type: \"gear\" is not a known part (known: mesh, ball, "));
   EXPECT_THAT(RefusalWith("/part/thicknes", 0.01),
               HasSubstr("part.thicknes: unknown key with the value 0.01 (known here: "));
   EXPECT_THAT(RefusalWith("/colour", "red"), HasSubstr("colour: unknown key with the value"));
@@ -129,7 +129,7 @@ TEST(Scene, MissingKeysAreNamed) {
 
 TEST(Scene, APartBehindTheInstrumentOrWithItsBackToItIsRefused) {
   EXPECT_THAT(RefusalWith("/pose/position", {0, 0, -2}),
-              HasSubstr("pose.position: [0, 0, -2] lies behind the instrument"));
+              HasSubstr("pose.position: [0, 0, -2] puts the part behind the instrument"));
   EXPECT_THAT(RefusalWith("/pose/normal", {0, 0, 1}), HasSubstr("turns its back"));
   EXPECT_THAT(RefusalWith("/pose/position", {0, 0, 0}), HasSubstr("where the instrument stands"));
   json scene = Sound();
