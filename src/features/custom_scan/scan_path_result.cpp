@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <utility>
+#include <span>
+#include <string_view>
+
+#include "features/custom_scan/base64.h"
 
 namespace libmfx::features {
 namespace {
@@ -16,77 +19,81 @@ using nlohmann::json;
 
 static_assert(std::endian::native == std::endian::little, "records go out as they lie in memory");
 
-constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr std::size_t kGroupsPerLine = 18;
 /// The first two bytes give the size of a record, 48.
 constexpr std::uint32_t kRecordTag = 0x010D0030;
+constexpr std::size_t kBlockRows = 512;
 
-/// Writes the four characters of up to three bytes.
-void EncodeGroup(const unsigned char* bytes, std::size_t count, char* out) {
-  const std::uint32_t b0 = bytes[0];
-  const std::uint32_t b1 = count > 1 ? bytes[1] : 0;
-  const std::uint32_t b2 = count > 2 ? bytes[2] : 0;
-  const std::uint32_t bits = b0 << 16 | b1 << 8 | b2;
-  out[0] = kAlphabet[bits >> 18];
-  out[1] = kAlphabet[bits >> 12 & 63];
-  out[2] = count > 1 ? kAlphabet[bits >> 6 & 63] : '=';
-  out[3] = count > 2 ? kAlphabet[bits & 63] : '=';
+std::string Dump(const json& value) {
+  return value.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-std::string Base64(const std::vector<unsigned char>& bytes) {
-  const std::size_t groups = (bytes.size() + 2) / 3;
-  std::string text(groups * 4 + groups / kGroupsPerLine + 1, '\n');
-  char* out = text.data();
-  for (std::size_t g = 0; g < groups; ++g) {
-    EncodeGroup(&bytes[3 * g], std::min<std::size_t>(3, bytes.size() - 3 * g), out);
-    out += 4;
-    if ((g + 1) % kGroupsPerLine == 0) ++out;
+/// Appends the rows, comma between them, in the JSON library's own spelling of numbers. One block
+/// of rows is filled and dumped again and again: a tree of all the samples would cost half as much
+/// again as dumping it.
+void AppendRows(std::string& text, std::span<const RawDataPoint> samples) {
+  json block = json::array();
+  for (std::size_t i = 0; i < std::min(kBlockRows, samples.size()); ++i) {
+    block.push_back({0.0, 0.0, 0.0, 0.0, 0});
   }
-  return text;
+  for (bool first = true; !samples.empty(); first = false) {
+    const std::size_t count = std::min(kBlockRows, samples.size());
+    auto& rows = block.get_ref<json::array_t&>();
+    rows.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      auto& row = rows[i].get_ref<json::array_t&>();
+      const RawDataPoint& s = samples[i];
+      row[0].get_ref<json::number_float_t&>() = s.azimuth;
+      row[1].get_ref<json::number_float_t&>() = s.elevation;
+      row[2].get_ref<json::number_float_t&>() = s.range;
+      row[3].get_ref<json::number_float_t&>() = s.quality;
+      row[4].get_ref<json::number_integer_t&>() = s.status;
+    }
+    const std::string dumped = Dump(block);
+    if (!first) text += ',';
+    text.append(dumped, 1, dumped.size() - 2);  // without the block's own brackets
+    samples = samples.subspan(count);
+  }
 }
 
-json ScanDataObject(const std::vector<RawDataPoint>& samples) {
-  json::array_t rows;
-  rows.reserve(samples.size());
-  for (const RawDataPoint& s : samples) {
-    json::array_t row;
-    row.reserve(5);
-    row.emplace_back(s.azimuth);
-    row.emplace_back(s.elevation);
-    row.emplace_back(s.range);
-    row.emplace_back(s.quality);
-    row.emplace_back(s.status);
-    rows.emplace_back(std::move(row));
-  }
-  json data;
-  data["$type"] = "ScanData";
-  data["DataFormat"] = "LR_AER";
-  data["Count"] = samples.size();
-  data["Data"] = std::move(rows);
-  return data;
+/// \param tail how many characters the caller is going to append
+void AppendBinary(std::string& text, const std::vector<RawDataPoint>& samples,
+                  std::string_view line_end, std::size_t tail) {
+  const std::array<std::uint32_t, 2> head{static_cast<std::uint32_t>(samples.size()), kRecordTag};
+  const std::size_t size = samples.size() * sizeof(RawDataPoint);
+  const auto bytes_of = [](const void* data, std::size_t count) {
+    return std::span(static_cast<const unsigned char*>(data), count);
+  };
+  text.reserve(text.size() + Base64Size(sizeof head + size, line_end) + tail);
+  AppendBase64(text, bytes_of(head.data(), sizeof head), bytes_of(samples.data(), size), line_end);
 }
 
 }  // namespace
 
 std::string BinaryScanData(const std::vector<RawDataPoint>& samples) {
-  const std::array<std::uint32_t, 2> head{static_cast<std::uint32_t>(samples.size()), kRecordTag};
-  const std::size_t record_bytes = samples.size() * sizeof(RawDataPoint);
-  std::vector<unsigned char> bytes(sizeof head + record_bytes);
-  std::memcpy(bytes.data(), head.data(), sizeof head);
-  if (record_bytes > 0) std::memcpy(bytes.data() + sizeof head, samples.data(), record_bytes);
-  return Base64(bytes);
+  std::string text;
+  AppendBinary(text, samples, "\n", 0);
+  return text;
 }
 
 std::string ScanPathResult(const ScanPathHead& head, const std::vector<RawDataPoint>& samples,
                            bool binary) {
-  json result;
-  result["$id"] = head.id;
-  result["$type"] = "ScanPathTargetResult";
-  if (!head.name.empty()) result["Name"] = head.name;
-  result["ScanData"] = binary ? json(BinaryScanData(samples)) : ScanDataObject(samples);
-  result["Success"] = head.successful;
-  result["Target"] = head.id;
-  return result.dump(-1, ' ', false, json::error_handler_t::replace);
+  const std::string id = Dump(head.id);
+  const std::string tail =
+      std::string(head.successful ? R"(,"Success":true)" : R"(,"Success":false)") +
+      R"(,"Target":)" + id + '}';
+  std::string text = R"({"$id":)" + id + R"(,"$type":"ScanPathTargetResult")";
+  if (!head.name.empty()) text += R"(,"Name":)" + Dump(head.name);
+  if (binary) {
+    text += R"(,"ScanData":")";
+    AppendBinary(text, samples, R"(\n)", 1 + tail.size());  // a line feed, escaped
+    text += '"';
+  } else {
+    text += R"(,"ScanData":{"$type":"ScanData","Count":)" + std::to_string(samples.size());
+    text += R"(,"Data":[)";
+    AppendRows(text, samples);
+    text += R"(],"DataFormat":"LR_AER"})";
+  }
+  return text += tail;
 }
 
 }  // namespace libmfx::features
