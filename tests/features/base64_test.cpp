@@ -12,7 +12,7 @@ using libmfx::features::Base64Encoder;
 using libmfx::features::Base64Size;
 using Bytes = std::vector<unsigned char>;
 
-/// The textbook form, one group at a time.
+/// The textbook form, one group at a time. A padded group ends the text, not its line.
 std::string Reference(const Bytes& bytes, const std::string& line_end) {
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
@@ -24,7 +24,7 @@ std::string Reference(const Bytes& bytes, const std::string& line_end) {
     text += alphabet[bits >> 12 & 63];
     text += i + 1 < bytes.size() ? alphabet[bits >> 6 & 63] : '=';
     text += i + 2 < bytes.size() ? alphabet[bits & 63] : '=';
-    if (++groups % 18 == 0) text += line_end;
+    if (++groups % 18 == 0 && i + 2 < bytes.size()) text += line_end;
   }
   return text + line_end;
 }
