@@ -3,6 +3,8 @@
 /// \file
 /// Everything that the library exports.
 
+#include "libmfx/data_structures/avl_tree.h"
+#include "libmfx/data_structures/halfedge.h"
 #include "libmfx/data_structures/point.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/data_structures/records.h"
@@ -11,9 +13,18 @@
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/search_spiral.h"
 #include "libmfx/features/unknown_feature.h"
+#include "libmfx/geometry/beachline_element.h"
+#include "libmfx/geometry/circle.h"
+#include "libmfx/geometry/edge_map.h"
 #include "libmfx/geometry/line.h"
+#include "libmfx/geometry/mesh.h"
 #include "libmfx/geometry/plane.h"
+#include "libmfx/geometry/polynomial_2d.h"
+#include "libmfx/geometry/sweep_event.h"
+#include "libmfx/geometry/voronoi_graph.h"
 #include "libmfx/log/logger.h"
 #include "libmfx/math/acc_stats.h"
+#include "libmfx/math/alignment.h"
+#include "libmfx/math/gaussian_window.h"
 #include "libmfx/win32_support/exports.h"
 #include "libmfx/win32_support/feature_descriptor.h"

@@ -110,7 +110,9 @@ TEST(ProjectTree, EveryIncludeFollowsTheArrows) {
 
 // A file over its budget is cut in two, or named here with the reason why it stays whole.
 const std::map<std::string, int>& LongFiles() {
-  static const std::map<std::string, int> lines = {};
+  static const std::map<std::string, int> lines = {
+      {"include/libmfx/data_structures/avl_tree.h", 330},  // a template: its bodies stand with it
+  };
   return lines;
 }
 

@@ -17,8 +17,7 @@ std::size_t Base64Size(std::size_t bytes, std::string_view line_end);
 /// Appends the base64 form of two byte sequences, read as one without padding between them.
 /// \param head at most 54 bytes
 /// \param line_end stands after every 18 whole groups, which are 72 characters, and once more at
-/// the
-///   end of the text
+///   the end of the text
 void AppendBase64(std::string& text, std::span<const unsigned char> head,
                   std::span<const unsigned char> body, std::string_view line_end,
                   Base64Encoder encoder = Base64Encoder::kQuickest);
