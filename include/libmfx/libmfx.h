@@ -12,6 +12,7 @@
 #include "libmfx/features/feature.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/search_spiral.h"
+#include "libmfx/features/sphere_fit.h"
 #include "libmfx/features/unknown_feature.h"
 #include "libmfx/geometry/beachline_element.h"
 #include "libmfx/geometry/circle.h"

@@ -4,6 +4,7 @@
 
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/pvi.h"
+#include "libmfx/features/sphere_fit.h"
 #include "libmfx/features/unknown_feature.h"
 
 namespace libmfx::features::shared {
@@ -17,6 +18,7 @@ constexpr FeatureType TypeOf(const char* request_type) {
 
 constexpr FeatureType kTypes[] = {
     TypeOf<PVI>("SurfaceNormalFeature"),
+    TypeOf<SphereFit>("MatteSphereFeature"),
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
 };

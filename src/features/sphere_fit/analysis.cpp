@@ -1,0 +1,182 @@
+#include <cmath>
+#include <limits>
+#include <ostream>
+
+#include "features/sphere_fit/sight.h"
+#include "libmfx/features/sphere_fit.h"
+
+namespace libmfx::features {
+
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+
+/// The latest fit and the points that it rests on.
+struct SphereFit::FitState {
+  PointCloud combined;    ///< shape (3, n): the quadrants joined; empty on the simple path
+  PointCloud fit_points;  ///< shape (3, m): points within the filter tolerance of the sphere
+  PointXYZW center;
+  double radius = 0.0;
+  VectorXd residuals;  ///< one for each point that was fitted, positive outside
+};
+
+namespace {
+
+/// Standard deviation of the residuals about their mean.
+double Spread(const VectorXd& residuals) {
+  const auto n = static_cast<double>(residuals.size());
+  const double mean = residuals.sum() / n;
+  return std::sqrt(std::abs(residuals.squaredNorm() / n - mean * mean));
+}
+
+/// The columns for which `keep(i)` holds, in order.
+template <typename Keep>
+PointCloud Columns(const PointCloud& cloud, Keep keep) {
+  MatrixXd kept(cloud.rows(), cloud.cols());
+  Eigen::Index count = 0;
+  for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+    if (keep(i)) kept.col(count++) = cloud.data().col(i);
+  }
+  kept.conservativeResize(cloud.rows(), count);
+  return PointCloud(std::move(kept), cloud.embeddings());
+}
+
+}  // namespace
+
+bool SphereFit::Analyze() {
+  _logger[log::LOG_LEVEL_1] << "Analyze called." << std::endl;
+  RebuildScanData();
+  // An earlier failure is the one to report; the samples stand in the result all the same.
+  if (_has_error || !RefineRange()) return false;
+  if (!UserFilters) DeriveTolerances();
+  FitState fit;
+  if (!(AdvancedFilter ? FitAdvanced(fit) : FitSimple(fit)) || !FinishFit(fit)) return false;
+  _logger[log::LOG_LEVEL_1] << "Analyze done." << std::endl;
+  return true;
+}
+
+void SphereFit::RebuildScanData() {
+  MatrixXd rows(5, static_cast<Eigen::Index>(GetRawData().size()));
+  Eigen::Index i = 0;
+  for (const RawDataPoint& s : GetRawData()) {
+    rows.col(i++) << s.azimuth, s.elevation, s.range, s.quality, static_cast<double>(s.status);
+  }
+  _scan_data = PointCloud(std::move(rows), {{EMBEDDING_AER, {0}}});
+}
+
+bool SphereFit::RefineRange() {
+  const MatrixXd& data = _scan_data.data();
+  const double sight_length = (Instrument() - NominalPoint).norm();
+  double best = std::numeric_limits<double>::max();
+  Eigen::Index closest = -1;
+  for (Eigen::Index i = 0; i < data.cols(); ++i) {
+    const PointXYZW p = AzElRange(data.col(i).head<3>()).ToPoint();
+    const double distance = (p - Instrument()).cross(p - NominalPoint).norm() / sight_length;
+    if (!(distance < best)) continue;
+    best = distance;
+    closest = i;
+  }
+  if (closest < 0) {
+    SetError("SphereFit::Analyze(): Refine range of nominal point failed.");
+    return false;
+  }
+  // The range is that of the sample after the closest one. Where there is none (the closest is the
+  // last), or it has no range, the closest sample's own is as good: both lie on the ball, a point
+  // spacing apart.
+  const Eigen::Index next = closest + 1;
+  const bool has_next = next < data.cols() && std::isfinite(data(2, next));
+  _refined_aer = AzElRange(NominalPoint);
+  _refined_aer.range = data(2, has_next ? next : closest);
+  NominalPoint = _refined_aer.ToPoint();
+  return true;
+}
+
+void SphereFit::DeriveTolerances() {
+  const double range = _refined_aer.range;
+  if (range < 2.0) {
+    FitTolerance = 0.000215 - 7e-05 * range;
+    FilterTolerance = 0.0006 - 0.0002 * range;
+  } else {
+    FitTolerance = 8.3e-06 * range + 7.5e-05;
+    FilterTolerance = 3.78e-05 * range + 8.22e-05;
+  }
+}
+
+bool SphereFit::FitAdvanced(FitState& fit) {
+  PointCloud spurs[5];
+  PointXYZW spur_center;
+  double spur_radius = 0.0;
+  unsigned int spur = 0;
+  PointCloud rejected;
+  if (!FilterByDistanceFromAzElMedianSpur(_scan_data, _refined_aer, spurs, NominalRadius,
+                                          QualityThreshold) ||
+      !FindBestFitSpur(spurs, spur_center, spur_radius, fit.residuals, spur, NominalRadius) ||
+      !CombineDataSets3(spurs, 4, fit.combined) ||
+      !SamplingSphereFit(spurs[spur], NominalRadius, fit.center, fit.radius, fit.residuals,
+                         FitTolerance) ||
+      !FilterByError(fit.combined, fit.fit_points, rejected, fit.center, fit.radius,
+                     FilterTolerance)) {
+    return false;
+  }
+  if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
+  SetError("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
+  return false;
+}
+
+bool SphereFit::FitSimple(FitState& fit) {
+  PointCloud near;
+  if (!FilterByDistance(_scan_data, _refined_aer, near, NominalRadius, QualityThreshold)) {
+    return false;
+  }
+  if (!SphereFitLS(near, fit.center, fit.radius, fit.residuals)) {
+    SetError("SphereFit::Analyze(): SphereFitLS failed with distance filtered data.");
+    return false;
+  }
+  PointCloud rejected;
+  if (!FilterByError(near, fit.fit_points, rejected, fit.center, fit.radius, FilterTolerance)) {
+    return false;
+  }
+  if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
+  SetError("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
+  return false;
+}
+
+bool SphereFit::FinishFit(FitState& fit) {
+  const double spread = Spread(fit.residuals);
+  PointCloud kept = Columns(fit.fit_points, [&](Eigen::Index i) {
+    return spread * StdMultiplier >= std::abs(fit.residuals[i]);
+  });
+  if (kept.cols() >= NumSamplePoints) {
+    fit.fit_points = std::move(kept);
+    _final_fit_count = static_cast<unsigned int>(fit.fit_points.cols());
+    if (!SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) {
+      SetError("SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
+      return false;
+    }
+  }
+  // The ball is seen from one side, where its radius and its distance are hard to tell apart: the
+  // known radius decides, and its miss becomes a shift along the line of sight.
+  const VectorXYZW sight = (NominalPoint - Instrument()).normalized();
+  fit.center = fit.center - sight * (fit.radius - NominalRadius);
+  MeasuredPoint = fit.center;
+  MeasuredRadius = NominalRadius;
+
+  const auto error = [&](Eigen::Index i, const PointCloud& cloud) {
+    return Distance(cloud.point(i), fit.center) - NominalRadius;
+  };
+  const PointCloud inliers = Columns(
+      fit.combined, [&](Eigen::Index i) { return std::abs(error(i, fit.combined)) < spread; });
+  if (inliers.cols() == 0) {
+    SetError("SphereFit::Analyze(): All fit points removed via dilation filtering. Bad fit!");
+    return false;
+  }
+  fit.residuals.resize(inliers.cols());
+  for (Eigen::Index i = 0; i < inliers.cols(); ++i) fit.residuals[i] = error(i, inliers);
+  CalculateSFQuality(fit.residuals, static_cast<unsigned int>(fit.combined.cols()), Quality);
+  if (QualityThreshold > Quality) {
+    SetError("SphereFit::Analyze(): The fit quality is lower than the threshold!");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,207 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <ostream>
+#include <vector>
+
+#include "libmfx/features/sphere_fit.h"
+
+namespace libmfx::features {
+namespace {
+
+/// Quadrants around the nominal, then the centre patch.
+constexpr int kQuadrants = 4;
+constexpr int kPatch = 4;
+constexpr int kSpurs = 5;
+/// Fewer points determine no sphere.
+constexpr Eigen::Index kFewestPoints = 4;
+/// Radius of the centre patch as a share of the ball's.
+constexpr double kPatchShare = 0.35;
+
+using Eigen::MatrixXd;
+
+/// One column of a cloud of raw samples. Reading it needs three rows; a cloud without the row of
+/// qualities has no sample that passes a threshold.
+struct Sample {
+  AzElRange place;
+  double quality;
+  bool finite;
+
+  Sample(const MatrixXd& data, Eigen::Index i)
+      : place(data.col(i).head(std::min<Eigen::Index>(data.rows(), 3))),
+        quality(data.rows() > 3 ? data(3, i) : std::numeric_limits<double>::quiet_NaN()),
+        finite(std::isfinite(place.azimuth) && std::isfinite(place.elevation) &&
+               std::isfinite(place.range) && std::isfinite(quality)) {}
+};
+
+/// Spans of azimuth and elevation over all samples whose numbers are finite, radians.
+Eigen::Array2d Extents(const PointCloud& cloud) {
+  Eigen::Array2d low = Eigen::Array2d::Constant(std::numeric_limits<double>::max());
+  Eigen::Array2d high = -low;
+  for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+    const Sample sample(cloud.data(), i);
+    if (!sample.finite) continue;
+    const Eigen::Array2d direction(sample.place.azimuth, sample.place.elevation);
+    low = low.min(direction);
+    high = high.max(direction);
+  }
+  return low[0] <= high[0] ? Eigen::Array2d((high - low).abs()) : Eigen::Array2d::Zero();
+}
+
+/// The quadrant of each sample around `center`, or -1 for one that `passes` refuses.
+template <typename Passes>
+std::vector<signed char> Quadrants(const PointCloud& cloud, const AzElRange& center,
+                                   Passes passes) {
+  std::vector<signed char> quadrants(static_cast<std::size_t>(cloud.cols()), -1);
+  for (std::size_t i = 0; i < quadrants.size(); ++i) {
+    const Sample sample(cloud.data(), static_cast<Eigen::Index>(i));
+    if (!passes(sample)) continue;
+    const bool ahead = sample.place.azimuth >= center.azimuth;
+    const bool above = sample.place.elevation >= center.elevation;
+    quadrants[i] = static_cast<signed char>(above ? (ahead ? 0 : 1) : (ahead ? 3 : 2));
+  }
+  return quadrants;
+}
+
+/// Fills the spurs with x, y, z of their samples, in order. The quadrants are counted before they
+/// are filled, so that no column is copied twice. A spur that receives nothing is left alone.
+void FillSpurs(const PointCloud& cloud, const std::vector<signed char>& quadrants,
+               const PointXYZW& nominal, double patch_radius, PointCloud* spurs) {
+  MatrixXd filled[kSpurs];
+  Eigen::Index counts[kSpurs] = {};
+  for (int q = 0; q < kQuadrants; ++q) {
+    filled[q].resize(3, std::count(quadrants.begin(), quadrants.end(), q));
+  }
+  std::vector<Eigen::Vector3d> patch;
+  for (std::size_t i = 0; i < quadrants.size(); ++i) {
+    const int q = quadrants[i];
+    if (q < 0) continue;
+    const auto column = static_cast<Eigen::Index>(i);
+    const PointXYZW p = AzElRange(cloud.data().col(column).head<3>()).ToPoint();
+    filled[q].col(counts[q]++) = p.xyz();
+    if (Distance(p, nominal) < patch_radius) patch.push_back(p.xyz());
+  }
+  filled[kPatch].resize(3, static_cast<Eigen::Index>(patch.size()));
+  for (std::size_t i = 0; i < patch.size(); ++i) {
+    filled[kPatch].col(static_cast<Eigen::Index>(i)) = patch[i];
+  }
+  for (int s = 0; s < kSpurs; ++s) {
+    if (filled[s].cols() == 0) continue;
+    spurs[s] = PointCloud(std::move(filled[s]), {{EMBEDDING_XYZ, {0}}});
+  }
+}
+
+}  // namespace
+
+bool SphereFit::FilterByDistance(const PointCloud& cloud, const AzElRange& center, PointCloud& out,
+                                 double distance, double quality) {
+  const auto passes = [&](const Sample& s) {
+    return s.finite && std::abs(s.place.azimuth - center.azimuth) <= distance &&
+           s.quality > quality;
+  };
+  MatrixXd kept(3, cloud.cols());
+  Eigen::Index count = 0;
+  for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+    if (passes(Sample(cloud.data(), i))) kept.col(count++) = cloud.data().col(i).head<3>();
+  }
+  kept.conservativeResize(3, count);
+  out = PointCloud(std::move(kept), {{EMBEDDING_AER, {0}}});
+  if (count < kFewestPoints) {
+    SetError(
+        "FilterByDistance(): FilterByDistance failed (ERROR_SF_FILTER = -10). Bad filtered "
+        "data!");
+    return false;
+  }
+  out.Convert(EMBEDDING_XYZ);
+  return true;
+}
+
+bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, const AzElRange& center,
+                                                   PointCloud* const spurs, double distance,
+                                                   double quality) {
+  _logger[log::LOG_LEVEL_1] << "FilterByDistanceFromAzElMedianSpur called" << std::endl;
+  const double extent_threshold =
+      2.0 * std::atan2(BoxDimensionRatio * distance * 0.8, center.range);
+  const Eigen::Array2d extents = Extents(cloud);
+  if (extents[0] < extent_threshold || extents[1] < extent_threshold) {
+    _logger[log::LOG_LEVEL_1] << "Error: Range extents threshold not met!" << std::endl;
+    _logger[log::LOG_LEVEL_1] << "distDiff = " << extents[0] << " " << extents[1] << std::endl;
+    _logger[log::LOG_LEVEL_1] << "extentThreshold: " << extent_threshold << std::endl;
+    SetError(
+        "SphereFit::FilterByDistanceFromAzElMedianSpur(): Range extents threshold not met! "
+        "(ERROR_SF_HARDWARE = -16)");
+    return false;
+  }
+  const auto passes = [&](const Sample& s) {
+    return s.finite && std::abs(s.place.range - center.range) <= distance && s.quality > quality;
+  };
+  std::fill(spurs, spurs + kSpurs, PointCloud(MatrixXd::Zero(5, 1), {{EMBEDDING_AER, {0}}}));
+  FillSpurs(cloud, Quadrants(cloud, center, passes), NominalPoint, distance * kPatchShare, spurs);
+
+  int bad_count = 0;
+  for (int s = 0; s < kSpurs; ++s) {
+    _logger[log::LOG_LEVEL_1] << "Filtered points quad returned: " << spurs[s].rows() << " x "
+                              << spurs[s].cols() << std::endl;
+    if (spurs[s].cols() < kFewestPoints) ++bad_count;
+  }
+  if (bad_count == kSpurs) {
+    SetError(
+        "SphereFit::FilterByDistanceFromAzElMedianSpur(): Too many bad points. (ERROR_SF_FILTER = "
+        "-10)");
+    _logger[log::LOG_LEVEL_1] << "Error: badCtr = " << bad_count << std::endl;
+    return false;
+  }
+  _logger[log::LOG_LEVEL_1] << "FilterByDistanceFromAzElMedianSpur ended" << std::endl;
+  return true;
+}
+
+bool SphereFit::CombineDataSets3(const PointCloud* clouds, int count, PointCloud& out) {
+  _logger[log::LOG_LEVEL_1] << "CombineDataSets3() entered" << std::endl;
+  Eigen::Index total = 0;
+  for (int i = 0; i < count; ++i) total += clouds[i].rows() == 3 ? clouds[i].cols() : 0;
+  bool combined_any = false;
+  Eigen::Index filled = out.rows() == 3 ? out.cols() : 0;
+  for (int i = 0; i < count; ++i) {
+    const PointCloud& cloud = clouds[i];
+    if (cloud.rows() != 3) continue;
+    if (out.rows() != 3) {
+      out = PointCloud(MatrixXd(3, 0), cloud.embeddings());
+      combined_any = true;
+    }
+    if (out.cols() < filled + cloud.cols()) out.data().conservativeResize(3, filled + total);
+    out.data().middleCols(filled, cloud.cols()) = cloud.data();
+    filled += cloud.cols();
+  }
+  if (out.rows() > 2) out.embeddings()[EMBEDDING_XYZ].insert(0);
+  if (!combined_any) {
+    SetError("SphereFit::CombineDataSets3(): Failed to combine the datasets. (ERROR_SF_FILTER)");
+    return false;
+  }
+  _logger[log::LOG_LEVEL_1] << "CombineDataSets3() ended" << std::endl;
+  return true;
+}
+
+bool SphereFit::FilterByError(const PointCloud& cloud, PointCloud& good, PointCloud& bad,
+                              const PointXYZW& center, double radius, double tolerance) {
+  const Eigen::Index n = cloud.cols();
+  MatrixXd near(3, n);
+  Eigen::Index near_count = 0;
+  MatrixXd far(3, n);
+  Eigen::Index far_count = 0;
+  for (Eigen::Index i = 0; i < n; ++i) {
+    const PointXYZW p = cloud.point(i);
+    const bool is_near = tolerance >= std::abs(Distance(p, center) - radius);
+    (is_near ? near.col(near_count++) : far.col(far_count++)) = p.xyz();
+  }
+  near.conservativeResize(3, near_count);
+  far.conservativeResize(3, far_count);
+  good = PointCloud(std::move(near), {{EMBEDDING_XYZ, {0}}});
+  bad = PointCloud(std::move(far), {{EMBEDDING_XYZ, {0}}});
+  if (near_count < kFewestPoints) {
+    SetError("FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace libmfx::features

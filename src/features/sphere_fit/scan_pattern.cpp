@@ -1,0 +1,144 @@
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "features/shared/plan_limits.h"
+#include "features/sphere_fit/sight.h"
+#include "libmfx/features/sphere_fit.h"
+#include "libmfx/geometry/plane.h"
+
+namespace libmfx::features {
+namespace {
+
+/// Half the length of the ranging stroke, metres.
+constexpr double kHalfStroke = 0.001;
+/// Turns the line of sight upwards to find which way elevation runs: 2 degrees.
+constexpr double kHelperTilt = 0.03490658503988659;
+
+/// The difference of two points over all four components, made unit unless it is zero.
+VectorXYZW UnitDifference(const PointXYZW& to, const PointXYZW& from) {
+  const Eigen::Vector4d d = to.eigen() - from.eigen();
+  const double squared = d.squaredNorm();
+  return VectorXYZW(squared > 0.0 ? Eigen::Vector4d(d / std::sqrt(squared)) : d);
+}
+
+/// `h` turned about the unit vector `axis` by Rodrigues' formula.
+VectorXYZW Turned(const VectorXYZW& h, const VectorXYZW& axis, double angle) {
+  return h * std::cos(angle) + axis.cross(h) * std::sin(angle) +
+         axis * (axis.dot(h) * (1.0 - std::cos(angle)));
+}
+
+}  // namespace
+
+/// The directions in which a pattern runs.
+struct SphereFit::PatternFrame {
+  VectorXYZW sight;   ///< unit, from the instrument to the pattern's centre
+  VectorXYZW first;   ///< unit, of the first diameter or along each leg
+  VectorXYZW second;  ///< unit, across the first
+  int lines = 2;
+};
+
+std::queue<Position> SphereFit::GenerateDrivePoints() {
+  _search = false;
+  if (!_has_error) {
+    // Squares decide, as everything downstream works on them: 1e200 is as far away as infinity.
+    const VectorXYZW view(Eigen::Vector4d(_scan_origin.eigen() - NominalPoint.eigen()));
+    std::string refusal = shared::RefuseNotFinite("Nominal point", NominalPoint);
+    if (refusal.empty()) {
+      refusal =
+          shared::RefuseNotFinite("Range of the nominal point", AzElRange(NominalPoint).range);
+    }
+    if (refusal.empty()) refusal = shared::RefuseNotFinite("Distance of ScanOrigin", view.norm());
+    if (!refusal.empty()) SetError(refusal);
+  }
+  if (_has_error) {
+    _last_drive_points = {};
+    return {};
+  }
+  const geometry::Plane across(NominalPoint, UnitDifference(_scan_origin, NominalPoint));
+  const VectorXYZW half = across.Tangent() * kHalfStroke;
+  std::queue<Position> stroke;
+  stroke.emplace(NominalPoint + half, 0.0);
+  stroke.emplace(NominalPoint - half, 0.001);
+  _drive_step = SURFACE_RANGE;
+  _last_drive_points = UnwrapDrivePoints(stroke, SideOfSeam(NominalPoint), false);
+  return _last_drive_points;
+}
+
+bool SphereFit::BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& normal, double box,
+                                  int lines, PatternFrame& frame) {
+  frame.lines = std::max(lines, 2);
+  frame.sight = UnitDifference(center, Instrument());
+  normal.normalize();
+  const auto rows = std::min<Eigen::Index>(normal.size(), 4);
+  if (frame.sight.eigen().head(rows).dot(normal.head(rows)) > 0.0) {
+    SetError("Error, Normal Vector is in the wrong direction! ERROR_SF_NORMAL_DIR");
+    return false;
+  }
+  // The farthest corner of the box lies within one side of its centre.
+  const double reach = (center - Instrument()).norm() + std::abs(box);
+  std::string refusal = shared::RefuseCount("ScanLines", 2.0 * frame.lines);
+  if (refusal.empty()) refusal = shared::RefuseNotFinite("Box scan dimension", box);
+  if (refusal.empty()) {
+    refusal = shared::RefuseNotFinite("Square of the reach of the scan pattern", reach * reach);
+  }
+  if (!refusal.empty()) {
+    SetError(refusal);
+    return false;
+  }
+  AzElRange raised(center);
+  raised.elevation += kHelperTilt;
+  const VectorXYZW up = (raised.ToPoint() - Instrument()).normalized();
+  const VectorXYZW along_azimuth = frame.sight.cross(up).normalized();
+  const VectorXYZW along_elevation = frame.sight.cross(along_azimuth).normalized();
+  frame.first = ScanElevation ? along_elevation : along_azimuth;
+  frame.second = ScanElevation ? along_azimuth : along_elevation;
+  return true;
+}
+
+std::queue<Position> SphereFit::ScanStar(const PointXYZW& center, Eigen::VectorXd normal,
+                                         double box, int lines) {
+  PatternFrame frame;
+  if (!BuildPatternFrame(center, normal, box, lines, frame)) return {};
+  const VectorXYZW h = (box * 0.5) * frame.first;
+  const double step_angle = std::numbers::pi / frame.lines;
+  std::queue<Position> star;
+  PointXYZW previous = center;
+  double angle = 0.0;
+  double side = 1.0;
+  for (int i = 0; i < 2 * frame.lines; ++i) {
+    const PointXYZW p = center + side * Turned(h, frame.sight, angle);
+    const bool enters = i % 2 == 0;
+    star.emplace(p, enters ? 0.0 : (p - previous).norm() / NumPointsPerLine);
+    if (enters) {
+      side = -side;
+    } else {
+      angle += step_angle;
+    }
+    previous = p;
+  }
+  return star;
+}
+
+std::queue<Position> SphereFit::ScanW(const PointXYZW& center, Eigen::VectorXd normal, double box,
+                                      int lines) {
+  PatternFrame frame;
+  if (!BuildPatternFrame(center, normal, box, lines, frame)) return {};
+  const double half = box * 0.5;
+  const PointXYZW corner = center + half * frame.first + half * frame.second;
+  const PointXYZW opposite = center + half * frame.second - half * frame.first;
+  const double increment = box / frame.lines;
+  std::queue<Position> legs;
+  legs.emplace(corner, 0.0);
+  PointXYZW previous = corner;
+  for (int i = 1; i <= frame.lines; ++i) {
+    const VectorXYZW offset = (i * increment) * -frame.second;
+    const PointXYZW p = (i % 2 == 0 ? corner : opposite) + offset;
+    legs.emplace(p, (p - previous).norm() / NumPointsPerLine);
+    previous = p;
+  }
+  return legs;
+}
+
+}  // namespace libmfx::features
