@@ -124,8 +124,11 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   void ResetSettings() override;
 
   bool TakeSurfaceRange(const std::vector<RawDataPoint>& samples, std::queue<Position>& next);
-  bool BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& normal, double box, int lines,
+  std::queue<Position> RangingStroke();
+  bool BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& normal, int lines,
                          PatternFrame& frame);
+  /// The pattern, or an error and an empty queue if no instrument could drive it.
+  std::queue<Position> Drivable(std::queue<Position> pattern);
   void RebuildScanData();
   bool RefineRange();
   void DeriveTolerances();

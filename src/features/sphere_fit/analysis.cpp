@@ -2,7 +2,7 @@
 #include <limits>
 #include <ostream>
 
-#include "features/sphere_fit/sight.h"
+#include "features/shared/directions.h"
 #include "libmfx/features/sphere_fit.h"
 
 namespace libmfx::features {
@@ -65,12 +65,13 @@ void SphereFit::RebuildScanData() {
 
 bool SphereFit::RefineRange() {
   const MatrixXd& data = _scan_data.data();
-  const double sight_length = (Instrument() - NominalPoint).norm();
+  const PointXYZW instrument;
+  const double sight_length = (instrument - NominalPoint).norm();
   double best = std::numeric_limits<double>::max();
   Eigen::Index closest = -1;
   for (Eigen::Index i = 0; i < data.cols(); ++i) {
     const PointXYZW p = AzElRange(data.col(i).head<3>()).ToPoint();
-    const double distance = (p - Instrument()).cross(p - NominalPoint).norm() / sight_length;
+    const double distance = (p - instrument).cross(p - NominalPoint).norm() / sight_length;
     if (!(distance < best)) continue;
     best = distance;
     closest = i;
@@ -155,7 +156,7 @@ bool SphereFit::FinishFit(FitState& fit) {
   }
   // The ball is seen from one side, where its radius and its distance are hard to tell apart: the
   // known radius decides, and its miss becomes a shift along the line of sight.
-  const VectorXYZW sight = (NominalPoint - Instrument()).normalized();
+  const VectorXYZW sight = shared::UnitFromTo(PointXYZW(), NominalPoint);
   fit.center = fit.center - sight * (fit.radius - NominalRadius);
   MeasuredPoint = fit.center;
   MeasuredRadius = NominalRadius;

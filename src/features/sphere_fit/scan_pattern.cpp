@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <vector>
+#include <utility>
 
+#include "features/shared/directions.h"
 #include "features/shared/plan_limits.h"
-#include "features/sphere_fit/sight.h"
 #include "libmfx/features/sphere_fit.h"
 #include "libmfx/geometry/plane.h"
 
@@ -15,19 +15,6 @@ namespace {
 constexpr double kHalfStroke = 0.001;
 /// Turns the line of sight upwards to find which way elevation runs: 2 degrees.
 constexpr double kHelperTilt = 0.03490658503988659;
-
-/// The difference of two points over all four components, made unit unless it is zero.
-VectorXYZW UnitDifference(const PointXYZW& to, const PointXYZW& from) {
-  const Eigen::Vector4d d = to.eigen() - from.eigen();
-  const double squared = d.squaredNorm();
-  return VectorXYZW(squared > 0.0 ? Eigen::Vector4d(d / std::sqrt(squared)) : d);
-}
-
-/// `h` turned about the unit vector `axis` by Rodrigues' formula.
-VectorXYZW Turned(const VectorXYZW& h, const VectorXYZW& axis, double angle) {
-  return h * std::cos(angle) + axis.cross(h) * std::sin(angle) +
-         axis * (axis.dot(h) * (1.0 - std::cos(angle)));
-}
 
 }  // namespace
 
@@ -41,55 +28,53 @@ struct SphereFit::PatternFrame {
 
 std::queue<Position> SphereFit::GenerateDrivePoints() {
   _search = false;
-  if (!_has_error) {
-    // Squares decide, as everything downstream works on them: 1e200 is as far away as infinity.
-    const VectorXYZW view(Eigen::Vector4d(_scan_origin.eigen() - NominalPoint.eigen()));
-    std::string refusal = shared::RefuseNotFinite("Nominal point", NominalPoint);
-    if (refusal.empty()) {
-      refusal =
-          shared::RefuseNotFinite("Range of the nominal point", AzElRange(NominalPoint).range);
-    }
-    if (refusal.empty()) refusal = shared::RefuseNotFinite("Distance of ScanOrigin", view.norm());
-    if (!refusal.empty()) SetError(refusal);
-  }
+  std::queue<Position> stroke;
+  if (!_has_error) stroke = RangingStroke();
   if (_has_error) {
     _last_drive_points = {};
     return {};
   }
-  const geometry::Plane across(NominalPoint, UnitDifference(_scan_origin, NominalPoint));
-  const VectorXYZW half = across.Tangent() * kHalfStroke;
-  std::queue<Position> stroke;
-  stroke.emplace(NominalPoint + half, 0.0);
-  stroke.emplace(NominalPoint - half, 0.001);
   _drive_step = SURFACE_RANGE;
-  _last_drive_points = UnwrapDrivePoints(stroke, SideOfSeam(NominalPoint), false);
+  _last_drive_points =
+      UnwrapDrivePoints(stroke, shared::SignOf(AzElRange(NominalPoint).azimuth), false);
   return _last_drive_points;
 }
 
-bool SphereFit::BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& normal, double box,
-                                  int lines, PatternFrame& frame) {
+std::queue<Position> SphereFit::RangingStroke() {
+  const double distance = (_scan_origin - NominalPoint).norm();
+  std::string refusal = shared::RefuseNotFinite("Nominal point", NominalPoint);
+  if (refusal.empty()) refusal = shared::RefuseNotFinite("Distance of ScanOrigin", distance);
+  std::queue<Position> stroke;
+  if (refusal.empty()) {
+    const geometry::Plane across(NominalPoint, shared::UnitFromTo(NominalPoint, _scan_origin));
+    const VectorXYZW half = across.Tangent() * kHalfStroke;
+    stroke.emplace(NominalPoint + half, 0.0);
+    stroke.emplace(NominalPoint - half, kHalfStroke);
+    refusal = shared::RefuseUndrivable(stroke);
+  }
+  if (!refusal.empty()) SetError(refusal);
+  return stroke;
+}
+
+bool SphereFit::BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& normal, int lines,
+                                  PatternFrame& frame) {
   frame.lines = std::max(lines, 2);
-  frame.sight = UnitDifference(center, Instrument());
+  const PointXYZW instrument;
+  frame.sight = shared::UnitFromTo(instrument, center);
   normal.normalize();
   const auto rows = std::min<Eigen::Index>(normal.size(), 4);
   if (frame.sight.eigen().head(rows).dot(normal.head(rows)) > 0.0) {
     SetError("Error, Normal Vector is in the wrong direction! ERROR_SF_NORMAL_DIR");
     return false;
   }
-  // The farthest corner of the box lies within one side of its centre.
-  const double reach = (center - Instrument()).norm() + std::abs(box);
-  std::string refusal = shared::RefuseCount("ScanLines", 2.0 * frame.lines);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("Box scan dimension", box);
-  if (refusal.empty()) {
-    refusal = shared::RefuseNotFinite("Square of the reach of the scan pattern", reach * reach);
-  }
+  const std::string refusal = shared::RefuseCount("ScanLines", 2.0 * frame.lines);
   if (!refusal.empty()) {
     SetError(refusal);
     return false;
   }
   AzElRange raised(center);
   raised.elevation += kHelperTilt;
-  const VectorXYZW up = (raised.ToPoint() - Instrument()).normalized();
+  const VectorXYZW up = shared::UnitFromTo(instrument, raised.ToPoint());
   const VectorXYZW along_azimuth = frame.sight.cross(up).normalized();
   const VectorXYZW along_elevation = frame.sight.cross(along_azimuth).normalized();
   frame.first = ScanElevation ? along_elevation : along_azimuth;
@@ -97,10 +82,17 @@ bool SphereFit::BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& norm
   return true;
 }
 
+std::queue<Position> SphereFit::Drivable(std::queue<Position> pattern) {
+  const std::string refusal = shared::RefuseUndrivable(pattern);
+  if (refusal.empty()) return pattern;
+  SetError(refusal);
+  return {};
+}
+
 std::queue<Position> SphereFit::ScanStar(const PointXYZW& center, Eigen::VectorXd normal,
                                          double box, int lines) {
   PatternFrame frame;
-  if (!BuildPatternFrame(center, normal, box, lines, frame)) return {};
+  if (!BuildPatternFrame(center, normal, lines, frame)) return {};
   const VectorXYZW h = (box * 0.5) * frame.first;
   const double step_angle = std::numbers::pi / frame.lines;
   std::queue<Position> star;
@@ -108,7 +100,7 @@ std::queue<Position> SphereFit::ScanStar(const PointXYZW& center, Eigen::VectorX
   double angle = 0.0;
   double side = 1.0;
   for (int i = 0; i < 2 * frame.lines; ++i) {
-    const PointXYZW p = center + side * Turned(h, frame.sight, angle);
+    const PointXYZW p = center + side * shared::Turned(h, frame.sight, angle);
     const bool enters = i % 2 == 0;
     star.emplace(p, enters ? 0.0 : (p - previous).norm() / NumPointsPerLine);
     if (enters) {
@@ -118,13 +110,13 @@ std::queue<Position> SphereFit::ScanStar(const PointXYZW& center, Eigen::VectorX
     }
     previous = p;
   }
-  return star;
+  return Drivable(std::move(star));
 }
 
 std::queue<Position> SphereFit::ScanW(const PointXYZW& center, Eigen::VectorXd normal, double box,
                                       int lines) {
   PatternFrame frame;
-  if (!BuildPatternFrame(center, normal, box, lines, frame)) return {};
+  if (!BuildPatternFrame(center, normal, lines, frame)) return {};
   const double half = box * 0.5;
   const PointXYZW corner = center + half * frame.first + half * frame.second;
   const PointXYZW opposite = center + half * frame.second - half * frame.first;
@@ -138,7 +130,7 @@ std::queue<Position> SphereFit::ScanW(const PointXYZW& center, Eigen::VectorXd n
     legs.emplace(p, (p - previous).norm() / NumPointsPerLine);
     previous = p;
   }
-  return legs;
+  return Drivable(std::move(legs));
 }
 
 }  // namespace libmfx::features

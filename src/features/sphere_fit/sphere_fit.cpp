@@ -4,12 +4,12 @@
 #include <ostream>
 #include <utility>
 
+#include "features/shared/directions.h"
 #include "features/shared/plan_limits.h"
 #include "features/shared/request.h"
 #include "features/shared/result_message.h"
 #include "features/shared/settings.h"
 #include "features/shared/trace.h"
-#include "features/sphere_fit/sight.h"
 
 namespace libmfx::features {
 namespace {
@@ -177,7 +177,7 @@ bool SphereFit::TakeSurfaceRange(const std::vector<RawDataPoint>& samples,
   normal << -NominalPoint.xyz(), 0.0;
   next = StarScanPattern ? ScanStar(NominalPoint, normal, box, ScanLines)
                          : ScanW(NominalPoint, normal, box, ScanLines);
-  next = UnwrapDrivePoints(next, SideOfSeam(NominalPoint), false);
+  next = UnwrapDrivePoints(next, shared::SignOf(AzElRange(NominalPoint).azimuth), false);
   _last_drive_points = next;
   _drive_step = FEATURE_SCAN_PATTERN;
   return next.empty();

@@ -3,6 +3,7 @@
 #include <Eigen/Core>
 #include <Eigen/SVD>
 #include <cmath>
+#include <limits>
 
 namespace libmfx::features {
 
@@ -24,6 +25,12 @@ class SphereSolver {
       const Eigen::Vector3d p = points.col(i) - centroid;
       _rows.row(i) << p.transpose(), 1.0;
       _rhs[i] = -p.squaredNorm();
+    }
+    // The decomposition of anything that is not finite has nothing to solve with.
+    if (!std::isfinite(_rhs.sum())) {
+      _radius = std::numeric_limits<double>::quiet_NaN();
+      _center.setConstant(_radius);
+      return;
     }
     _svd.compute(_rows, Eigen::ComputeThinU | Eigen::ComputeThinV);
     const Eigen::Vector4d s = _svd.solve(_rhs);

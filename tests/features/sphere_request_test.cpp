@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "sphere_probe.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using test::SphereProbe;
+
+std::string WithFeature(const std::string& root, const std::string& feature) {
+  return "{" + root + R"("Feature":{"$type":"MatteSphereFeature")" + feature + "}}";
+}
+
+const char* kLocation = R"(,"Location":[0.1,0.2,3])";
+
+SphereProbe FromRoot(const std::string& root) { return SphereProbe(WithFeature(root, kLocation)); }
+
+TEST(SphereRequest, TheFactoryMakesIt) {
+  const std::unique_ptr<Feature> sphere(Feature::Create(WithFeature("", kLocation)));
+  EXPECT_NE(dynamic_cast<SphereFit*>(sphere.get()), nullptr);
+  EXPECT_EQ(sphere->FeatureName(), "MatteSphere");
+  EXPECT_EQ(sphere->GetError(), "");
+  EXPECT_EQ(sphere->GetUuid(), "");
+}
+
+TEST(SphereRequest, TheListHoldsItInSecondPlaceAndMakesItByName) {
+  const auto* list = GetFeatureDescriptors();
+  const auto named = std::find_if(list->begin(), list->end(),
+                                  [](const auto& d) { return d->_name == L"MatteSphere"; });
+  ASSERT_NE(named, list->end());
+  EXPECT_EQ((*named)->_label, L"Matte Sphere");
+  const auto scan = std::find_if(list->begin(), list->end(),
+                                 [](const auto& d) { return d->_name == L"CustomScan"; });
+  EXPECT_LT(named, scan);
+  const std::unique_ptr<Feature> made(InstantiateFeature(L"MatteSphere"));
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(made->FeatureName(), "MatteSphere");
+  EXPECT_EQ(InstantiateFeature(L"Sphere"), nullptr);
+}
+
+TEST(SphereRequest, EveryKeyGoesToItsField) {
+  const SphereProbe s(WithFeature(
+      R"("$id":"t-1","QualityThreshold":42.5,"ScanLines":7,"NumPointsPerLine":120,
+         "ScanElevation":0,"BoxDimensionRatio":0.5,"UseStarPattern":0,"StdMultiplier":1.25,
+         "ScanOrigin":[1,2,3],)",
+      R"(,"Name":"ball","Location":[0.5,-0.25,4],"Radius":0.019)"));
+  EXPECT_EQ(s.GetError(), "");
+  EXPECT_EQ(s._target_uuid, "t-1");
+  EXPECT_EQ(s.QualityThreshold, 42.5);
+  EXPECT_EQ(s.ScanLines, 7);
+  EXPECT_EQ(s.NumPointsPerLine, 120);
+  EXPECT_FALSE(s.ScanElevation);
+  EXPECT_EQ(s.BoxDimensionRatio, 0.5);
+  EXPECT_FALSE(s.StarScanPattern);
+  EXPECT_EQ(s.StdMultiplier, 1.25);
+  EXPECT_EQ(s._scan_origin, PointXYZW(1, 2, 3));
+  EXPECT_EQ(s.NominalPoint, PointXYZW(0.5, -0.25, 4));
+  EXPECT_EQ(s.NominalRadius, 0.019);
+  const AzElRange aer(PointXYZW(0.5, -0.25, 4));
+  EXPECT_EQ(s._nominal_aer.azimuth, aer.azimuth);
+  EXPECT_EQ(s._nominal_aer.elevation, aer.elevation);
+  EXPECT_EQ(s._nominal_aer.range, aer.range);
+  EXPECT_EQ(json::parse(s.GetResult())["Name"], "ball");
+}
+
+TEST(SphereRequest, KeysThatNoConstructorReadsLeaveTheDefaults) {
+  const SphereProbe s(WithFeature(
+      R"("AdvancedFilter":0,"UserFilters":1,"FitTolerance":1,"FilterTolerance":1,
+         "NumSamplePoints":3,"IDCMethod":2,"StarScanPattern":0,"SearchEnabled":true,
+         "RescanThreshold":0.5,)",
+      kLocation));
+  EXPECT_TRUE(s.AdvancedFilter);
+  EXPECT_FALSE(s.UserFilters);
+  EXPECT_EQ(s.FitTolerance, 0.000275);
+  EXPECT_EQ(s.FilterTolerance, 0.00055);
+  EXPECT_EQ(s.NumSamplePoints, 25);
+  EXPECT_EQ(s.IDCMethod, -1);
+  EXPECT_TRUE(s.StarScanPattern);
+  EXPECT_FALSE(s.GetSetting<bool>(L"SearchEnabled"));
+  EXPECT_EQ(s.GetSetting<double>(L"RescanThreshold"), std::numeric_limits<double>::max());
+}
+
+TEST(SphereRequest, SwitchesAreReadAsIntegers) {
+  EXPECT_TRUE(FromRoot(R"("ScanElevation":-3,)").ScanElevation);
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":0.9,)").ScanElevation);
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":false,)").ScanElevation);
+  EXPECT_TRUE(FromRoot(R"("ScanElevation":true,)").ScanElevation);
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":"true",)").ScanElevation);
+  EXPECT_FALSE(FromRoot(R"("UseStarPattern":"true",)").StarScanPattern);
+  EXPECT_TRUE(FromRoot(R"("UseStarPattern":"2",)").StarScanPattern);
+  EXPECT_FALSE(FromRoot(R"("UseStarPattern":null,)").StarScanPattern);
+}
+
+TEST(SphereRequest, AShortScanOriginReadsZeros) {
+  EXPECT_EQ(FromRoot(R"("ScanOrigin":[1,2],)")._scan_origin, PointXYZW(1, 2, 0));
+}
+
+TEST(SphereRequest, AnAbsentRadiusReadsZeroWithoutAMessage) {
+  const SphereProbe s = FromRoot("");
+  EXPECT_EQ(s.NominalRadius, 0.0);
+  EXPECT_EQ(s.GetError(), "");
+}
+
+TEST(SphereRequest, TextThatDoesNotParse) {
+  for (const char* text : {"", "{", "[1]", "ball"}) {
+    SphereProbe s{std::string(text)};
+    EXPECT_EQ(s.GetError(), "Unable to parse JSON message!");
+    EXPECT_FALSE(s._nominals_valid);
+    EXPECT_TRUE(s.GetDrivePoints(true).empty());
+    EXPECT_EQ(s.GetDriveStep(), INITIAL);
+  }
+}
+
+TEST(SphereRequest, NoLocationKeepsTheDefaultNominal) {
+  const char* texts[] = {R"({})", R"({"Feature":5})", R"({"Feature":{"Radius":0.01}})",
+                         R"({"Feature":{"Location":"here","Radius":0.01}})"};
+  for (const char* text : texts) {
+    SphereProbe s{std::string(text)};
+    EXPECT_EQ(s.GetError(), "Request does not contain nominal location!") << text;
+    EXPECT_EQ(s.NominalPoint, PointXYZW());
+    EXPECT_EQ(s.NominalRadius, 0.0127);
+    EXPECT_FALSE(s._nominals_valid);
+    EXPECT_TRUE(s.GetDrivePoints(true).empty());
+  }
+}
+
+TEST(SphereRequest, AfterAnErrorNothingIsLeftToDrive) {
+  SphereProbe s{std::string("{}")};
+  std::queue<Position> next;
+  EXPECT_TRUE(s.SetRawData({}, next));
+  EXPECT_TRUE(next.empty());
+  s.AnalyzeFeature();
+  EXPECT_FALSE(s.GetIsSuccessful());
+  EXPECT_EQ(s.GetError(), "Request does not contain nominal location!");
+}
+
+struct ExpectedRow {
+  const wchar_t* name;
+  const wchar_t* label;
+  int kind;
+  int type;
+};
+
+TEST(SphereSettings, TheTable) {
+  using namespace win32_support;
+  const ExpectedRow expected[] = {
+      {L"NominalPoint", L"Nominal cartesian point on the surface", 0, SETTING_POINT_XYZ},
+      {L"NominalRadius", L"The radius of the nominal sphere", 0, SETTING_DOUBLE},
+      {L"ScanLines", L"Number of scan lines in the user pattern", 1, SETTING_INT},
+      {L"NumPointsPerLine", L"Number of points per scan line in user pattern", 1, SETTING_INT},
+      {L"ScanElevation", L"Toggle for W-scan direction (false will scan in azimuth)", 1,
+       SETTING_BOOL},
+      {L"QualityThreshold",
+       L"Minimum acceptable quality for a valid scanned point (Quality Filter dB value)", 1,
+       SETTING_DOUBLE},
+      {L"BoxDimensionRatio",
+       L"Fraction of tooling ball diameter to use as the dimensions of the box that defines the "
+       L"user pattern region",
+       1, SETTING_DOUBLE},
+      {L"AdvancedFilter",
+       L"Enables bin division and sampling sphere fit. If disabled, a sphere is naively fit to the "
+       L"set only after a quality filter pass and then returned",
+       1, SETTING_BOOL},
+      {L"StarScanPattern", L"Override W-Scan and use star pattern instead", 1, SETTING_BOOL},
+      {L"UserFilters", L"Use static user-defined filter values", 1, SETTING_BOOL},
+      {L"FitTolerance",
+       L"Acceptable deviation from input nominal radius (m) (only used with UserFilters is set to "
+       L"true)",
+       1, SETTING_DOUBLE},
+      {L"FilterTolerance",
+       L"ax point distance from fit sphere before rejection (m) (only used with UserFilters is set "
+       L"to true)",
+       1, SETTING_DOUBLE},
+      {L"StdMultiplier", L"Standard deviation multiplier for distance threshold of final fit", 1,
+       SETTING_DOUBLE},
+      {L"NumSamplePoints", L"Number of randomly sampled points for RANSAC", 1, SETTING_INT},
+      {L"SearchEnabled", L"The search functionality to be enabled", 1, SETTING_BOOL},
+      {L"RescanThreshold", L"The threshold distance for the re-scan", 1, SETTING_DOUBLE},
+      {L"IDCMethod", L"Enhanced Measurement Mode (0=off,1=Speed,2=Optimized)", 1, SETTING_INT},
+      {L"MeasuredPoint", L"Measured point in cartesian coordinates", 2, SETTING_POINT_XYZ},
+      {L"MeasuredRadius", L"Radius of the measured sphere", 2, SETTING_DOUBLE},
+      {L"Quality", L"Quality metric", 2, SETTING_DOUBLE}};
+  const auto& rows = SphereFit::FeatureDescriptor()->_settings;
+  ASSERT_EQ(rows.size(), std::size(expected));
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    EXPECT_EQ(rows[i].name, expected[i].name);
+    EXPECT_EQ(rows[i].label, expected[i].label);
+    EXPECT_EQ(rows[i].kind, expected[i].kind) << i;
+    EXPECT_EQ(rows[i].type, expected[i].type) << i;
+  }
+}
+
+TEST(SphereSettings, DefaultsAreThoseOfAnInstance) {
+  const SphereProbe s;
+  EXPECT_EQ(s.GetSetting<int>(L"ScanLines"), 9);
+  EXPECT_EQ(s.GetSetting<int>(L"NumPointsPerLine"), 190);
+  EXPECT_TRUE(s.GetSetting<bool>(L"ScanElevation"));
+  EXPECT_EQ(s.GetSetting<double>(L"QualityThreshold"), 50.0);
+  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.0127);
+  EXPECT_EQ(s.GetSetting<double>(L"BoxDimensionRatio"), 0.75);
+  EXPECT_EQ(s.GetSetting<double>(L"FitTolerance"), 0.000275);
+  EXPECT_EQ(s.GetSetting<double>(L"FilterTolerance"), 0.00055);
+  EXPECT_EQ(s.GetSetting<double>(L"StdMultiplier"), 0.75);
+  EXPECT_EQ(s.GetSetting<int>(L"NumSamplePoints"), 25);
+  EXPECT_EQ(s.GetSetting<int>(L"IDCMethod"), -1);
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW());
+  EXPECT_EQ(s._nominal_aer.range, 2.0);
+  EXPECT_EQ(s._refined_aer.range, 2.0);
+  EXPECT_EQ(s._final_fit_count, 0u);
+}
+
+TEST(SphereSettings, AResetPutsTheNominalBackAndKeepsTheTarget) {
+  SphereProbe s(WithFeature(R"("$id":"t-9",)", R"(,"Location":[0,0,3],"Radius":0.02)"));
+  s.MeasuredPoint = PointXYZW(1, 2, 3);
+  s.Reset(false, false);
+  EXPECT_EQ(s.NominalPoint, PointXYZW());
+  EXPECT_EQ(s.NominalRadius, 0.0127);
+  EXPECT_EQ(s.MeasuredPoint, PointXYZW());
+  EXPECT_EQ(s._target_uuid, "t-9");
+}
+
+TEST(SphereSettings, SearchEnabledLeadsToAnOrdinaryMeasurement) {
+  SphereProbe s(WithFeature("", R"(,"Location":[0,0,3],"Radius":0.02)"));
+  s.SetSetting<bool>(L"SearchEnabled", true);
+  EXPECT_TRUE(s.Reset(false, true));
+  s.NominalPoint = PointXYZW(0, 0, 3);
+  EXPECT_EQ(s.GetDrivePoints(true).size(), 2u);
+  EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
+  EXPECT_FALSE(s.Reset(true, true)) << "the search that was asked for is answered";
+}
+
+}  // namespace
+}  // namespace libmfx::features
