@@ -3,8 +3,11 @@
 #include <stdexcept>
 
 #include "libmfx/features/custom_scan.h"
+#include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/sphere_fit.h"
+#include "libmfx/features/rectangle.h"
+#include "libmfx/features/slot.h"
 #include "libmfx/features/unknown_feature.h"
 
 namespace libmfx::features::shared {
@@ -21,6 +24,9 @@ constexpr FeatureType kTypes[] = {
     TypeOf<SphereFit>("MatteSphereFeature"),
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
+    TypeOf<PVI>("SurfaceNormalFeature"), TypeOf<CustomScan>("ScanPathFeature"),
+    TypeOf<UnknownFeature>(nullptr),     TypeOf<Slot>("SlotFeature"),
+    TypeOf<Polygon>("PolygonFeature"),   TypeOf<Rectangle>("RectangleFeature"),
 };
 
 }  // namespace

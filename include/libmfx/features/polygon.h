@@ -1,0 +1,65 @@
+#pragma once
+
+#include <unordered_map>
+
+#include "libmfx/features/feature.h"
+#include "libmfx/geometry/plane.h"
+
+namespace libmfx::features {
+
+/// Measures a regular polygonal opening in a flat surface: centre, normal, symmetry axis and
+/// radius, the distance from the centre to a corner.
+///
+/// Scanned and fitted as a rectangle is. Lengths are metres, angles radians, coordinates in the
+/// instrument's frame.
+class LIBMFX_EXPORT Polygon : public Feature {
+ public:
+  Polygon();
+  /// From a request; an error in it stands in GetError().
+  explicit Polygon(std::string json);
+
+  static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
+  const std::string& FeatureName() override;
+  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
+
+ protected:
+  std::string GenerateResult() const override;
+  bool Analyze() override;
+  std::queue<Position> GenerateDrivePoints() override;
+  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
+
+  /// One edge point for each line that has one; see Rectangle.
+  PointCloud edge_points_from_bins(const std::vector<PointCloud>& bins,
+                                   const PointXYZW& plane_point, const geometry::Plane& plane);
+
+ private:
+  std::size_t OffsetOfSetting(const std::wstring& name) const override;
+  void ResetSettings() override;
+  std::string ReadRequest(const std::string& json);
+  std::string RefusePlan() const;
+  bool Fail(const std::string& text);
+
+ protected:
+  unsigned int Sides = 0;
+  unsigned int ScansPerSide = 0;  ///< scan lines on each side
+  double QualityThreshold = 50.0;
+  double PointSpacing = 0.0001;
+  double ClearanceZone = 0.005;
+  double _normal_reject_angle = 0.2617993877991494;
+  int IDCMethod = -1;  ///< a setting that nothing here reads
+  PointXYZW NominalPoint;
+  VectorXYZW NominalNormal;  ///< unit
+  VectorXYZW NominalAxis;    ///< unit, from the centre towards the first corner
+  double _input_radius = 0.0;
+  PointXYZW MeasuredPoint;
+  VectorXYZW MeasuredNormal;
+  VectorXYZW MeasuredAxis;
+  PointCloud _scan_cloud;
+  std::unordered_map<int, double> _point_signs;  ///< direction of each planned line
+  PointXYZW _scan_origin;
+  double _measured_radius = 0.0;
+  double _unused_nominal_radius = 0.0;  ///< what the setting "NominalRadius" reaches
+  double _quality = 0.0;                ///< 0 to 100, from the scatter of the edge points
+};
+
+}  // namespace libmfx::features

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <unordered_map>
+
+#include "libmfx/features/feature.h"
+#include "libmfx/geometry/plane.h"
+
+namespace libmfx::features {
+
+/// Measures a rectangular opening in a flat surface: centre, normal, tangent, length and width.
+///
+/// Each side is crossed by short scan lines. The last surface sample of a line is an edge point, a
+/// line through each side's edge points is its border, and where two borders meet is a corner.
+/// docs/openings.md tells the stages with pictures. Lengths are metres, angles radians, coordinates
+/// in the instrument's frame. Length is the extent along the tangent, width that across it.
+class LIBMFX_EXPORT Rectangle : public Feature {
+ public:
+  Rectangle();
+  /// From a request; an error in it stands in GetError().
+  explicit Rectangle(std::string json);
+
+  static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
+  const std::string& FeatureName() override;
+  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
+
+ protected:
+  std::string GenerateResult() const override;
+  bool Analyze() override;
+  std::queue<Position> GenerateDrivePoints() override;
+  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
+
+  /// One edge point for each line that has one.
+  /// \param bins lines that run from outside to inside; rows x, y, z first
+  /// \param plane_point the middle of the surface around the opening
+  /// \return the rows of the first line, x, y, z projected onto the plane
+  PointCloud edge_points_from_bins(const std::vector<PointCloud>& bins,
+                                   const PointXYZW& plane_point, const geometry::Plane& plane);
+
+ private:
+  std::size_t OffsetOfSetting(const std::wstring& name) const override;
+  void ResetSettings() override;
+  std::string ReadRequest(const std::string& json);
+  std::string RefusePlan() const;
+  /// Takes centre, frame and extents from the edge points and corners.
+  void MeasureFrom(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners,
+                   const geometry::Plane& plane);
+  /// Whether too much of the surface lies within the opening.
+  bool IsFilled(const std::vector<std::vector<PointCloud>>& selected) const;
+  bool Fail(const std::string& text);
+
+ protected:
+  double QualityThreshold = 50.0;      ///< lowest sample quality kept
+  unsigned int ScanPassesPerSide = 2;  ///< scan lines on each side
+  double PointSpacing = 0.0001;
+  unsigned int _sides = 4;
+  double NominalLength = 0.0;
+  double NominalWidth = 0.0;
+  PointXYZW NominalPoint;        ///< moved by a search and a re-scan
+  VectorXYZW NominalNormal;      ///< unit
+  VectorXYZW NominalTangent;     ///< unit
+  double ClearanceZone = 0.005;  ///< how far a line runs to each side of the nominal edge
+  double _normal_reject_angle = 0.2617993877991494;
+  int IDCMethod = -1;  ///< a setting that nothing here reads
+  PointCloud _scan_cloud;
+  double MeasuredLength = 0.0;
+  double MeasuredWidth = 0.0;
+  PointXYZW MeasuredPoint;
+  VectorXYZW MeasuredNormal;
+  VectorXYZW MeasuredTangent;
+  std::unordered_map<int, double> _point_signs;  ///< direction of each planned line
+  PointXYZW _scan_origin;
+};
+
+}  // namespace libmfx::features

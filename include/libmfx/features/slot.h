@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <unordered_map>
+
+#include "libmfx/features/feature.h"
+#include "libmfx/geometry/circle.h"
+#include "libmfx/geometry/plane.h"
+
+namespace libmfx::features {
+
+/// Measures an obround opening in a flat surface: two straight sides joined by two half circles.
+///
+/// Its arcs and sides are crossed by short scan lines as the sides of a rectangle are; the two arcs
+/// are fitted and give centre, tangent, length and width. docs/openings.md tells the stages with
+/// pictures. Length is the overall extent along the tangent, width that across it. Lengths are
+/// metres, angles radians, coordinates in the instrument's frame.
+class LIBMFX_EXPORT Slot : public Feature {
+ public:
+  Slot();
+  /// From a request; an error in it stands in GetError().
+  explicit Slot(std::string json);
+
+  static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
+  const std::string& FeatureName() override;
+  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
+
+ protected:
+  std::string GenerateResult() const override;
+  bool Analyze() override;
+  std::queue<Position> GenerateDrivePoints() override;
+  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
+
+  /// One edge point for each line that has one; see Rectangle.
+  PointCloud edge_points_from_bins(const std::vector<PointCloud>& bins,
+                                   const PointXYZW& plane_point, const geometry::Plane& plane);
+
+ private:
+  using Bins = std::vector<std::vector<PointCloud>>;
+
+  std::size_t OffsetOfSetting(const std::wstring& name) const override;
+  void ResetSettings() override;
+  std::string ReadRequest(const std::string& json);
+  std::string RefusePlan() const;
+  /// From the nominal centre to the centre of an arc.
+  double ArcOffset() const;
+  /// Fits each arc to its edge points, in the surface.
+  bool FitArcs(const std::vector<PointCloud>& edges, std::array<geometry::Circle, 2>& arcs);
+  /// The tangent that the arcs show, and whether it agrees with the nominal's.
+  bool MeasureTangent(const std::array<geometry::Circle, 2>& arcs);
+  /// Fits each arc again, without the edge points that lie on a straight side.
+  bool RefitArcs(const std::vector<PointCloud>& edges, std::array<geometry::Circle, 2>& arcs);
+  /// Takes centre and extents from the arcs and judges them.
+  bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const Bins& selected);
+  bool Fail(const std::string& text);
+
+ protected:
+  double QualityThreshold = 50.0;
+  int ScanPassesPerArc = 0;
+  int ScanPassesPerSide = 0;
+  double PointSpacing = 0.0001;
+  double Length = 0.0;
+  double Width = 0.0;
+  PointXYZW NominalPoint;
+  VectorXYZW NominalNormal;   ///< unit
+  VectorXYZW NominalTangent;  ///< unit
+  double ClearanceZone = 0.005;
+  double _normal_reject_angle = 0.2617993877991494;  ///< also the limit of the tangent's angle
+  int IDCMethod = -1;                                ///< a setting that nothing here reads
+  PointCloud _scan_cloud;
+  double MeasuredLength = 0.0;
+  double MeasuredWidth = 0.0;
+  PointXYZW MeasuredPoint;
+  VectorXYZW MeasuredNormal;
+  VectorXYZW MeasuredTangent;
+  std::unordered_map<int, double> _point_signs;  ///< direction of each planned line
+  PointXYZW _scan_origin;
+};
+
+}  // namespace libmfx::features

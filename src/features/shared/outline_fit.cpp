@@ -1,0 +1,156 @@
+#include "features/shared/outline_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "features/shared/close_neighbours.h"
+#include "features/shared/directions.h"
+#include "features/shared/quality.h"
+#include "libmfx/geometry/line.h"
+
+namespace libmfx::features::shared {
+
+using data_structures::PointCloud;
+using data_structures::PointXYZW;
+using data_structures::VectorXYZW;
+using geometry::Line;
+using geometry::Plane;
+
+SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, Plane& plane, LineBins& selected) {
+  constexpr double kFirstSigma = 0.25;
+  constexpr double kCutSigma = 1.0;
+  if (!plane.IterativeBinaryCuts(std::move(bins), rules.center, selected, rules.quality_threshold,
+                                 0.0, rules.max_distance, kFirstSigma, kCutSigma,
+                                 rules.point_spacing * 3.0, true)) {
+    return SurfaceFit::kNoPlane;
+  }
+  if (plane.Normal().dot(rules.normal) < 0.0) plane.Normal(-plane.Normal());
+  const double angle = AngleOfCosine(plane.Normal().dot(rules.normal));
+  return angle > rules.reject_angle ? SurfaceFit::kTilted : SurfaceFit::kFound;
+}
+
+namespace {
+
+/// The column of a line that is its edge point, or -1.
+Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, const Plane& plane,
+                        const PointXYZW& raised, const EdgeRules& rules) {
+  Eigen::Matrix3Xd points = line.data().topRows(3);
+  // What lies above the surface counts at its foot.
+  Eigen::Matrix3Xd feet = points;
+  const Eigen::Vector3d normal = plane.Normal().xyz();
+  for (Eigen::Index i = 0; i < feet.cols(); ++i) {
+    const double height = (feet.col(i) - plane_point.xyz()).dot(normal);
+    if (height > 0.0) feet.col(i) = plane.Project(PointXYZW(Eigen::Vector3d(feet.col(i)))).xyz();
+  }
+  // A foot is compared with the other samples as they stand.
+  CloseNeighbours neighbours(points, feet, 3.0 * rules.point_spacing);
+  double best = std::numeric_limits<double>::max();
+  Eigen::Index chosen = -1;
+  for (Eigen::Index i = 0; i < feet.cols(); ++i) {
+    const double distance = (feet.col(i) - raised.xyz()).norm();
+    if (distance < best && neighbours.HasTwo(i)) {
+      best = distance;
+      chosen = i;
+    }
+  }
+  return best < rules.limit ? chosen : -1;
+}
+
+}  // namespace
+
+PointCloud EdgePoints(const std::vector<PointCloud>& lines, const PointXYZW& plane_point,
+                      const Plane& plane, const EdgeRules& rules) {
+  if (lines.empty()) return {};
+  const PointXYZW raised = plane_point + plane.Normal() * rules.raise;
+  Eigen::MatrixXd edges(lines.front().rows(), static_cast<Eigen::Index>(lines.size()));
+  Eigen::Index written = 0;
+  for (const PointCloud& line : lines) {
+    const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules);
+    if (column < 0 || line.rows() != edges.rows()) continue;
+    edges.col(written) = line.col(column);
+    edges.col(written).head<3>() = plane.Project(line.point(column)).xyz();
+    ++written;
+  }
+  edges.conservativeResize(Eigen::NoChange, written);
+  return PointCloud(std::move(edges), lines.front().embeddings());
+}
+
+std::optional<std::vector<PointXYZW>> Corners(const std::vector<PointCloud>& edges,
+                                              const Plane& plane) {
+  const Eigen::Matrix3d from_plane = plane.TBN();
+  const Eigen::Matrix3d to_plane = from_plane.inverse();
+  std::vector<Line> lines;
+  for (const PointCloud& side : edges) {
+    Line line;
+    line.LeastSquares(side);
+    const PointXYZW p0 = plane.Project(line.Point());
+    const PointXYZW p1 = plane.Project(line.Point() + line.Vector());
+    lines.emplace_back(PointXYZW(Eigen::Vector3d(to_plane * p0.xyz())),
+                       VectorXYZW(Eigen::Vector3d(to_plane * (p1 - p0).normalized().xyz())));
+  }
+  std::vector<PointXYZW> corners;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    PointXYZW corner;
+    if (!lines[i].Intersection2D(lines[(i + 1) % lines.size()], corner)) return std::nullopt;
+    corner.z() = lines[i].Point().z();
+    corners.emplace_back(Eigen::Vector3d(from_plane * corner.xyz()));
+  }
+  return corners;
+}
+
+PointXYZW MeanOf(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners) {
+  Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+  double count = 0.0;
+  for (const PointCloud& side : edges) {
+    sum += side.data().topRows(3).rowwise().sum();
+    count += static_cast<double>(side.cols());
+  }
+  for (const PointXYZW& corner : corners) sum += corner.xyz();
+  return PointXYZW(Eigen::Vector3d(sum / (count + static_cast<double>(corners.size()))));
+}
+
+double QualityOfEdges(const std::vector<PointCloud>& edges) {
+  math::AccStats distances;
+  for (const PointCloud& side : edges) {
+    Line line;
+    if (!line.LeastSquares(side)) continue;
+    const Line unit(line.Point(), line.Vector());
+    for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
+  }
+  if (distances.count == 0) return 0.0;
+  // Distances from a fitted line scatter about 0, on either side of it.
+  return QualityOfScatter(std::sqrt(distances.sum_of_squares / distances.count), 0.0);
+}
+
+PointXYZW CenterShiftedBySpacing(const LineBins& selected, const PointXYZW& center,
+                                 const VectorXYZW& normal, const PointXYZW& scan_origin,
+                                 double point_spacing) {
+  std::vector<Eigen::Vector3d> last_but_one;
+  for (const auto& side : selected) {
+    for (const PointCloud& line : side) {
+      if (line.cols() < 1) return center;
+      if (line.cols() >= 2) last_but_one.push_back(line.point(line.cols() - 2).xyz());
+    }
+  }
+  Eigen::MatrixXd ring_points(3, static_cast<Eigen::Index>(last_but_one.size()));
+  for (std::size_t i = 0; i < last_but_one.size(); ++i) {
+    ring_points.col(static_cast<Eigen::Index>(i)) = last_but_one[i];
+  }
+  Plane ring;
+  if (!ring.LeastSquares(PointCloud(std::move(ring_points)))) return center;
+
+  const double distance = data_structures::Distance(scan_origin, center);
+  const double unit = std::max(2.0 * std::log(distance), 2.0) * point_spacing;
+  const VectorXYZW towards = ring.Point() - center;
+  const double e = towards.norm();
+  const double fraction = e / unit - std::floor(e / unit);
+  VectorXYZW offset = e > 3.0 * point_spacing
+                          ? towards
+                          : towards.normalized() * std::min(fraction * unit, 2.0 * point_spacing);
+  offset -= normal * offset.dot(normal);
+  const PointXYZW shifted = center + offset;
+  return shifted.eigen().allFinite() ? shifted : center;
+}
+
+}  // namespace libmfx::features::shared

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cmath>
+#include <optional>
+#include <vector>
+
+#include "features/shared/crossing_lines.h"
+#include "libmfx/data_structures/point_cloud.h"
+#include "libmfx/geometry/plane.h"
+
+/// \file
+/// From scan lines that cross an outline to the outline: the surface, one edge point a line, the
+/// corners of straight sides, the shift of the centre. Lengths are metres, angles radians.
+
+namespace libmfx::features::shared {
+
+/// What tells one opening's surface from another's.
+struct SurfaceRules {
+  data_structures::PointXYZW center;         ///< nominal
+  data_structures::VectorXYZW normal;        ///< nominal, unit
+  double max_distance;                       ///< from the centre to the farthest sample that counts
+  double quality_threshold;                  ///< a sample counts strictly above it
+  double point_spacing;                      ///< the surface is found to three times this
+  double reject_angle = 0.2617993877991494;  ///< largest angle between fitted and nominal normal
+};
+
+enum class SurfaceFit { kFound, kNoPlane, kTilted };
+
+/// Fits the robust surface to the lines; its normal is turned to the nominal's side.
+/// \param selected the samples that belong to it, in the shape of `bins`
+SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, geometry::Plane& plane,
+                      LineBins& selected);
+
+/// What tells one opening's edge points from another's.
+struct EdgeRules {
+  double raise;          ///< height above the surface of the point that the edge is nearest to
+  double limit;          ///< an edge point is nearer than this to the raised point
+  double point_spacing;  ///< an edge point has two neighbours within three times this
+};
+
+/// One edge point for each line that has one: of the samples with two close neighbours, the one
+/// nearest the point raised above the middle of the opening. A line runs from outside to inside.
+/// \return rows as in the first line, x, y, z projected onto the plane
+data_structures::PointCloud EdgePoints(const std::vector<data_structures::PointCloud>& lines,
+                                       const data_structures::PointXYZW& plane_point,
+                                       const geometry::Plane& plane, const EdgeRules& rules);
+
+/// Corner i is where the line fitted to the edge points of side i meets that of the next side.
+/// \return nothing if two neighbours do not meet
+std::optional<std::vector<data_structures::PointXYZW>> Corners(
+    const std::vector<data_structures::PointCloud>& edges, const geometry::Plane& plane);
+
+/// The mean of all edge points and all corners.
+data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>& edges,
+                                  const std::vector<data_structures::PointXYZW>& corners);
+
+/// The quality figure that the scatter of the edge points about the sides' lines earns, 0 to 100.
+double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);
+
+/// The grid of the samples can pull the mean of the edge points aside: moves it within the surface
+/// towards the middle of the lines' last surface points but one.
+/// \param selected lines that run from outside to inside; one of a single sample has no last point
+/// but one and takes no part
+data_structures::PointXYZW CenterShiftedBySpacing(const LineBins& selected,
+                                                  const data_structures::PointXYZW& center,
+                                                  const data_structures::VectorXYZW& normal,
+                                                  const data_structures::PointXYZW& scan_origin,
+                                                  double point_spacing);
+
+/// Whether more than 0.4 of the surface samples, rounded up, lie inside the measured outline: the
+/// opening is then no opening.
+/// \param is_inside bool(PointXYZW)
+template <typename IsInside>
+bool IsMostlyInside(const LineBins& selected, IsInside is_inside) {
+  int inside = 0;
+  int total = 0;
+  for (const auto& side : selected) {
+    for (const data_structures::PointCloud& line : side) {
+      for (Eigen::Index i = 0; i < line.cols(); ++i) inside += is_inside(line.point(i)) ? 1 : 0;
+      total += static_cast<int>(line.cols());
+    }
+  }
+  return inside > static_cast<int>(std::ceil(0.4 * total));
+}
+
+}  // namespace libmfx::features::shared

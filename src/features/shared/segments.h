@@ -1,0 +1,56 @@
+#pragma once
+
+#include <vector>
+
+#include "libmfx/data_structures/point_cloud.h"
+
+/// \file
+/// Scan lines of a cloud with the rows x, y, z, quality, segment number.
+
+namespace libmfx::features::shared {
+
+/// The segment number of a column.
+inline int SegmentOf(const data_structures::PointCloud& cloud, Eigen::Index column) {
+  return static_cast<int>(cloud.data()(4, column));
+}
+
+/// The columns `indices` of a cloud, in that order, with its embeddings.
+inline data_structures::PointCloud Columns(const data_structures::PointCloud& cloud,
+                                           const std::vector<Eigen::Index>& indices) {
+  return data_structures::PointCloud(Eigen::MatrixXd(cloud.data()(Eigen::all, indices)),
+                                     cloud.embeddings());
+}
+
+/// Cuts a cloud into its scan lines: one cloud a line, in scan order, of the columns that `keep`
+/// lets through. A line begins where the segment number rises above that of the line before, and
+/// above 0; the column that rises is its first. There is always at least one cloud, and only the
+/// last can be without columns.
+/// \param keep bool(column, segment number)
+template <typename Keep>
+std::vector<data_structures::PointCloud> CutIntoLines(const data_structures::PointCloud& cloud,
+                                                      Keep keep) {
+  std::vector<data_structures::PointCloud> lines;
+  std::vector<Eigen::Index> current;
+  int last = 0;
+  for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+    const int segment = SegmentOf(cloud, i);
+    if (!keep(i, segment)) continue;
+    if (segment > last) {
+      if (!current.empty()) lines.push_back(Columns(cloud, current));
+      current.clear();
+      last = segment;
+    }
+    current.push_back(i);
+  }
+  lines.push_back(Columns(cloud, current));
+  return lines;
+}
+
+/// Columns of all clouds together.
+inline Eigen::Index ColumnsOf(const std::vector<data_structures::PointCloud>& clouds) {
+  Eigen::Index total = 0;
+  for (const data_structures::PointCloud& cloud : clouds) total += cloud.cols();
+  return total;
+}
+
+}  // namespace libmfx::features::shared
