@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "driver.h"
+#include "libmfx/features/feature.h"
+
+namespace libmfx::host {
+
+/// What the result of a scan path holds of its samples.
+enum class ScanData { kJson, kBinary, kNone };
+
+std::string ScanDataName(ScanData form);
+std::optional<ScanData> ScanDataOf(std::string_view name);
+
+/// Most re-scans that can be asked for.
+inline constexpr int kMostPasses = 1000;
+
+/// How a measurement is held.
+struct ConversationOptions {
+  bool search = false;  ///< search once, when the first analysis fails and the request allows it
+  int max_passes = 3;   ///< most re-scans around a moved nominal
+  ScanData scan_data = ScanData::kJson;
+
+  friend bool operator==(const ConversationOptions&, const ConversationOptions&) = default;
+};
+
+/// How a measurement went.
+struct Conversation {
+  std::string result;  ///< the result message
+  bool successful = false;
+  std::string error;  ///< why not, for people; empty on success
+  bool searched = false;
+  int rescans = 0;
+};
+
+/// Holds the whole conversation with a feature made from `request`. Every exchange of the driver
+/// is one of a bounded number.
+/// \throws CallError if the instrument cannot be used any further
+Conversation Measure(const std::string& request, Driver& driver,
+                     const ConversationOptions& options);
+
+/// The points of a queue, front first.
+std::vector<Position> PointsOf(std::queue<Position> queue);
+
+/// Why a feature has nothing to drive, in the library's words; asks its analysis where it has not
+/// said so yet.
+std::string WhyNothingToDrive(features::Feature& feature);
+
+}  // namespace libmfx::host

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace libmfx::host {
+
+/// The longest text that is taken from outside in one piece: a file, an answer, a job.
+inline constexpr std::size_t kLongestText = std::size_t{256} << 20;
+
+/// The whole of a file, or of standard input for "-".
+/// \param what names the file's role in an error
+/// \throws CallError
+std::string ReadText(const std::string& path, const std::string& what);
+
+/// A file that appears whole or not at all: it is written beside its place and moved there by
+/// Commit. A place that is no regular file (a device, a pipe) is written as it stands.
+class WholeFile {
+ public:
+  /// \param what names the file's role in an error
+  /// \throws CallError if the file cannot be made
+  WholeFile(std::string path, std::string what);
+  ~WholeFile();
+  WholeFile(const WholeFile&) = delete;
+  WholeFile& operator=(const WholeFile&) = delete;
+
+  void Write(std::string_view text);
+  void Commit();
+
+ private:
+  void Flush();
+  [[noreturn]] void Fail() const;
+
+  std::string _path;
+  std::string _what;
+  std::string _temporary;  ///< empty: written in place
+  std::string _pending;
+  int _file = -1;
+};
+
+/// The lines of a file, one at a time, in memory that does not grow with their number.
+class LineReader {
+ public:
+  enum class Got { kLine, kTooLong, kEnd };
+
+  /// \param path a file, or "-" for standard input
+  /// \throws CallError if it cannot be opened
+  LineReader(const std::string& path, std::string what);
+  ~LineReader();
+  LineReader(const LineReader&) = delete;
+  LineReader& operator=(const LineReader&) = delete;
+
+  /// The next line without its end. A line of more than kLongestText is passed over.
+  Got Next(std::string& line);
+  /// Bytes taken so far, and in all if that is known; else 0.
+  std::size_t taken() const { return _taken; }
+  std::size_t total() const { return _total; }
+
+ private:
+  bool Fill();
+
+  std::string _what;
+  int _file = -1;
+  std::string _buffer;
+  std::size_t _next = 0;
+  std::size_t _taken = 0;
+  std::size_t _total = 0;
+};
+
+}  // namespace libmfx::host
