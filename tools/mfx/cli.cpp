@@ -1,6 +1,7 @@
 #include "cli.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
 #include <functional>
 #include <new>
@@ -51,7 +52,16 @@ class CommandLine {
   }
 
   /// \throws CLI::ParseError, which a call for help is too
-  void Parse(int argc, char** argv) { _app.parse(argc, argv); }
+  void Parse(int argc, char** argv) {
+    const std::string call = argc > 1 ? argv[1] : "-";
+    const auto commands = _app.get_subcommands([](const CLI::App*) { return true; });
+    if (!call.starts_with('-') &&
+        std::none_of(commands.begin(), commands.end(),
+                     [&](const CLI::App* command) { return command->get_name() == call; })) {
+      throw CallError("there is no call " + Excerpt(call) + " (mfx --help tells which there are)");
+    }
+    _app.parse(argc, argv);
+  }
   int Execute(Console& console) {
     console.ShowLibraryLines(!_quiet);
     return _execute(console);

@@ -122,26 +122,32 @@ std::string WhyNothingToDrive(Feature& feature) {
 Conversation Measure(const std::string& request, Driver& driver,
                      const ConversationOptions& options) {
   const std::unique_ptr<Feature> feature(Feature::Create(request));
-  feature->OutputDataBySegment(options.scan_data == ScanData::kNone);
-  feature->SetScanPathReturnType(options.scan_data == ScanData::kBinary
-                                     ? features::SCANPATH_RETURN_BINARY
-                                     : features::SCANPATH_RETURN_JSON);
+  return Measure(*feature, driver, options, [&] { return SearchIsEnabled(request); });
+}
 
-  Session session(*feature, driver, options);
-  const std::queue<Position> first = feature->GetDrivePoints(false);
+Conversation Measure(Feature& feature, Driver& driver, const ConversationOptions& options,
+                     const std::function<bool()>& search_enabled) {
+  feature.OutputDataBySegment(options.scan_data == ScanData::kNone);
+  feature.SetScanPathReturnType(options.scan_data == ScanData::kBinary
+                                    ? features::SCANPATH_RETURN_BINARY
+                                    : features::SCANPATH_RETURN_JSON);
+
+  Session session(feature, driver, options);
+  const std::queue<Position> first = feature.GetDrivePoints(false);
   session.MeasureFrom(first);
   Conversation& outcome = session.outcome();
-  const bool failed = !feature->GetIsSuccessful() && !first.empty() && outcome.rescans == 0 &&
-                      feature->GetDriveStep() != features::RESCAN;
-  if (failed && options.search && SearchIsEnabled(request)) {
-    outcome.searched = ResetKeepingSettings(*feature, true);
-    if (outcome.searched) session.MeasureFrom(feature->GetDrivePoints(true));
+  // A pending re-scan beats a search, and where nothing could be driven there is nothing to find.
+  const bool failed = !feature.GetIsSuccessful() && !first.empty() && outcome.rescans == 0 &&
+                      feature.GetDriveStep() != features::RESCAN;
+  if (failed && options.search && search_enabled()) {
+    outcome.searched = ResetKeepingSettings(feature, true);
+    if (outcome.searched) session.MeasureFrom(feature.GetDrivePoints(true));
   }
   driver.Finish();
 
-  outcome.successful = feature->GetIsSuccessful();
-  outcome.result = feature->GetResult();
-  if (!outcome.successful) outcome.error = FailureText(session, *feature, outcome.rescans);
+  outcome.successful = feature.GetIsSuccessful();
+  outcome.result = feature.GetResult();
+  if (!outcome.successful) outcome.error = FailureText(session, feature, outcome.rescans);
   return std::move(outcome);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,11 @@ struct Conversation {
 /// \throws CallError if the instrument cannot be used any further
 Conversation Measure(const std::string& request, Driver& driver,
                      const ConversationOptions& options);
+
+/// The same with a feature that was made elsewhere and has driven nothing yet.
+/// \param search_enabled asked, at most once, whether a search may follow a failure
+Conversation Measure(features::Feature& feature, Driver& driver, const ConversationOptions& options,
+                     const std::function<bool()>& search_enabled);
 
 /// The points of a queue, front first.
 std::vector<Position> PointsOf(std::queue<Position> queue);

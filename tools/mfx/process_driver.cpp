@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -86,6 +87,7 @@ void ProcessDriver::Start() {
     CloseFile(_from);
     Fail(std::string("cannot be started: ") + strerror(status));
   }
+  _handle = static_cast<int>(syscall(SYS_pidfd_open, _process, 0));  // -1 on an old kernel
   fcntl(_to, F_SETFL, O_NONBLOCK);
   fcntl(_from, F_SETFL, O_NONBLOCK);
 }
@@ -119,11 +121,11 @@ std::string ProcessDriver::Exchange(const std::string& question) {
     }
     searched = _received.size();
     if (searched > kLongestText) Fail("sent more than 256 MiB without ending the line");
-    bool writable = false;
-    bool readable = false;
-    Wait(!rest.empty() && _to >= 0, deadline, writable, readable);
-    if (writable) WriteSome(rest);
-    if (readable && !ReadSome()) {
+    const Ready ready = Wait(!rest.empty() && _to >= 0, deadline);
+    if (ready.writable) WriteSome(rest);
+    // What a process wrote before it ended can still be read; after that, nothing more will come,
+    // even if something that it has started keeps the pipe open.
+    if (ready.readable ? !ReadSome() : ready.ended) {
       Fail((_received.empty() ? "closed its pipe before it answered"
                               : "closed its pipe in the middle of its answer") +
            HowItEnded());
@@ -131,18 +133,18 @@ std::string ProcessDriver::Exchange(const std::string& question) {
   }
 }
 
-void ProcessDriver::Wait(bool to_write, Clock::time_point deadline, bool& writable,
-                         bool& readable) {
-  pollfd files[] = {{_from, POLLIN, 0}, {_to, POLLOUT, 0}};
+ProcessDriver::Ready ProcessDriver::Wait(bool to_write, Clock::time_point deadline) {
+  // A descriptor below 0 is passed over.
+  pollfd files[] = {{_from, POLLIN, 0}, {_handle, POLLIN, 0}, {to_write ? _to : -1, POLLOUT, 0}};
   const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
   const int wait = static_cast<int>(std::clamp<long long>(left + 1, 0, 3'600'000));
-  const int n = left < 0 ? 0 : poll(files, to_write ? 2 : 1, wait);
+  const int n = left < 0 ? 0 : poll(files, 3, wait);
   if (n < 0 && errno != EINTR) Fail(std::string("cannot be waited for: ") + strerror(errno));
   if (n == 0 && Clock::now() >= deadline) {
     Fail("gave no whole answer within " + std::to_string(_timeout.count()) + " ms");
   }
-  readable = n > 0 && files[0].revents != 0;
-  writable = n > 0 && to_write && files[1].revents != 0;
+  if (n <= 0) return {};
+  return {files[0].revents != 0, files[1].revents != 0, files[2].revents != 0};
 }
 
 void ProcessDriver::WriteSome(std::string_view& rest) {
@@ -209,6 +211,7 @@ bool ProcessDriver::WaitForEnd(milliseconds grace) {
 void ProcessDriver::Stop(milliseconds grace) {
   CloseFile(_to);
   CloseFile(_from);
+  CloseFile(_handle);
   if (_process <= 0) return;
   if (!WaitForEnd(grace)) {
     kill(-_process, SIGTERM);

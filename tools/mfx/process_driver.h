@@ -31,8 +31,12 @@ class ProcessDriver final : public Driver {
 
   void Start();
   std::string Exchange(const std::string& question);
-  /// Waits until `_to` takes or `_from` holds bytes.
-  void Wait(bool to_write, Clock::time_point deadline, bool& writable, bool& readable);
+  struct Ready {
+    bool readable = false;  ///< `_from` holds bytes, or has ended
+    bool ended = false;     ///< the process has
+    bool writable = false;  ///< `_to` takes bytes
+  };
+  Ready Wait(bool to_write, Clock::time_point deadline);
   void WriteSome(std::string_view& rest);
   bool ReadSome();
   void RefuseUnasked(std::chrono::milliseconds grace);
@@ -48,6 +52,7 @@ class ProcessDriver final : public Driver {
   pid_t _process = 0;
   int _to = -1;
   int _from = -1;
+  int _handle = -1;  ///< readable once the process has ended
   int _exchanges = 0;
   bool _ended_well = false;
   std::string _received;
