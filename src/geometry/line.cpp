@@ -43,7 +43,7 @@ bool Line::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights,
 
 bool Line::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights) {
   if (cloud.cols() < 2 || cloud.rows() < 3) return false;
-  if (weights.size() != 0 && weights.size() < cloud.cols()) return false;
+  if (weights.size() != 0 && weights.size() != cloud.cols()) return false;
   if (cloud.cols() == 2) return FitTwoPoints(cloud, weights);
   Plane plane;
   if (!plane.LeastSquares(cloud, weights)) return false;

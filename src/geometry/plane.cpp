@@ -174,7 +174,7 @@ bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights
 
 bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights) {
   if (cloud.cols() < 3 || cloud.rows() < 3) return false;
-  if (weights.size() != 0 && weights.size() < cloud.cols()) return false;
+  if (weights.size() != 0 && weights.size() != cloud.cols()) return false;
   Moments moments = FindMoments(cloud, weights);
   if (weights.size() != 0 && !moments.scatter.allFinite()) {
     // 0 times NaN is NaN: leave out what has no weight and look again.

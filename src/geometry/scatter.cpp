@@ -54,26 +54,30 @@ auto SumInBlocks(Eigen::Index columns, Body body) {
 }  // namespace
 
 Eigen::Vector3d Centroid(const ColumnView& points) {
-  const auto add = [&points](PairSums& sums, Eigen::Index i, Eigen::Index j, double second) {
+  const Eigen::Vector3d first = Eigen::Vector3d::Map(points.data);
+  const double fx = first.x(), fy = first.y(), fz = first.z();
+  const auto add = [&](PairSums& sums, Eigen::Index i, Eigen::Index j, double second) {
     const double* a = points.data + i * points.stride;
     const double* b = points.data + j * points.stride;
-    sums.x += Pair(a[0], second * b[0]);
-    sums.y += Pair(a[1], second * b[1]);
-    sums.z += Pair(a[2], second * b[2]);
+    sums.x += Pair(a[0] - fx, second * (b[0] - fx));
+    sums.y += Pair(a[1] - fy, second * (b[1] - fy));
+    sums.z += Pair(a[2] - fz, second * (b[2] - fz));
   };
-  return SumInBlocks<PairSums>(points.columns, add) / static_cast<double>(points.columns);
+  return first + SumInBlocks<PairSums>(points.columns, add) / static_cast<double>(points.columns);
 }
 
 Eigen::Vector3d Centroid(const ColumnView& points, const Eigen::VectorXd& weights) {
+  const Eigen::Vector3d first = Eigen::Vector3d::Map(points.data);
+  const double fx = first.x(), fy = first.y(), fz = first.z();
   const auto add = [&](PairSums& sums, Eigen::Index i, Eigen::Index j, double second) {
     const double* a = points.data + i * points.stride;
     const double* b = points.data + j * points.stride;
     const Pair w(weights[i], second * weights[j]);
-    sums.x += w * Pair(a[0], b[0]);
-    sums.y += w * Pair(a[1], b[1]);
-    sums.z += w * Pair(a[2], b[2]);
+    sums.x += w * Pair(a[0] - fx, b[0] - fx);
+    sums.y += w * Pair(a[1] - fy, b[1] - fy);
+    sums.z += w * Pair(a[2] - fz, b[2] - fz);
   };
-  return SumInBlocks<PairSums>(points.columns, add) / weights.sum();
+  return first + SumInBlocks<PairSums>(points.columns, add) / weights.sum();
 }
 
 Eigen::Matrix3d Scatter(const ColumnView& points, const Eigen::Vector3d& centroid) {

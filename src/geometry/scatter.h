@@ -5,8 +5,8 @@
 /// \file
 /// The two passes over the columns that a plane fit makes. Nothing is copied: the centroid is
 /// formed first and taken off on the fly, never after the products, so that a small patch far from
-/// the origin loses no digits. Sums run in blocks, which keeps the rounding of a million columns
-/// near that of a block.
+/// the origin loses no digits. The centroid is summed relative to the first column, for the same
+/// reason. Sums run in blocks, which keeps the rounding of a million columns near that of a block.
 
 namespace libmfx::geometry {
 
@@ -24,8 +24,7 @@ inline ColumnView TopRows(const Eigen::MatrixXd& data) {
 
 /// Mean of the columns.
 Eigen::Vector3d Centroid(const ColumnView& points);
-/// Sum of weight times column over the sum of all elements of `weights`, of which there is at
-/// least one per column.
+/// Sum of weight times column over the sum of `weights`, of which there is one per column.
 Eigen::Vector3d Centroid(const ColumnView& points, const Eigen::VectorXd& weights);
 /// Sum of d d^T with d the column minus `centroid`.
 Eigen::Matrix3d Scatter(const ColumnView& points, const Eigen::Vector3d& centroid);

@@ -156,7 +156,8 @@ TEST(PlaneFit, CloudsThatCannotBeReadLeaveThePlaneUnchanged) {
   const Plane before = plane;
   EXPECT_FALSE(plane.LeastSquares(PointCloud(Eigen::MatrixXd::Zero(2, 5))));
   EXPECT_FALSE(plane.LeastSquares(PointCloud()));
-  EXPECT_FALSE(plane.LeastSquares(Rectangle(), Eigen::Vector3d::Ones()));
+  EXPECT_FALSE(plane.LeastSquares(Rectangle(), Eigen::VectorXd::Ones(3)));
+  EXPECT_FALSE(plane.LeastSquares(Rectangle(), Eigen::VectorXd::Ones(5)));
   ExpectSame(plane, before);
 }
 

@@ -45,7 +45,7 @@ class LIBMFX_EXPORT Line {
   /// weights of sum 0 are the caller's to avoid.
   /// \returns IsValid() of the result, which is written also when that is false (coincident
   /// points); false with the line unchanged for fewer than 2 columns, fewer than 3 rows, or weights
-  /// that are neither empty nor at least one per column
+  /// that are neither empty nor one per column
   bool LeastSquares(const data_structures::PointCloud& cloud);
   /// The same; on success FillLeastSquaresStats follows.
   bool LeastSquares(const data_structures::PointCloud& cloud, math::AccStats& stats);

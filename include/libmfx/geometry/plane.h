@@ -69,7 +69,7 @@ class LIBMFX_EXPORT Plane {
   /// at all, a zero frame that is not valid. Otherwise NaN data, or weights of sum 0, give a plane
   /// of NaN that is not valid.
   /// False, with the plane unchanged, for fewer than 3 columns or rows, and for weights that are
-  /// neither empty nor at least one per column.
+  /// neither empty nor one per column.
   bool LeastSquares(const data_structures::PointCloud& cloud);
   /// The same; on success FillLeastSquaresStats follows.
   bool LeastSquares(const data_structures::PointCloud& cloud, math::AccStats& stats);
