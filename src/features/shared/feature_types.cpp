@@ -5,9 +5,9 @@
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
-#include "libmfx/features/sphere_fit.h"
 #include "libmfx/features/rectangle.h"
 #include "libmfx/features/slot.h"
+#include "libmfx/features/sphere_fit.h"
 #include "libmfx/features/unknown_feature.h"
 
 namespace libmfx::features::shared {
@@ -19,15 +19,18 @@ constexpr FeatureType TypeOf(const char* request_type) {
           [] { return T::FeatureDescriptor(); }};
 }
 
+// One class a line, in the order in which hosts list them.
+// clang-format off
 constexpr FeatureType kTypes[] = {
     TypeOf<PVI>("SurfaceNormalFeature"),
     TypeOf<SphereFit>("MatteSphereFeature"),
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
-    TypeOf<PVI>("SurfaceNormalFeature"), TypeOf<CustomScan>("ScanPathFeature"),
-    TypeOf<UnknownFeature>(nullptr),     TypeOf<Slot>("SlotFeature"),
-    TypeOf<Polygon>("PolygonFeature"),   TypeOf<Rectangle>("RectangleFeature"),
+    TypeOf<Slot>("SlotFeature"),
+    TypeOf<Polygon>("PolygonFeature"),
+    TypeOf<Rectangle>("RectangleFeature"),
 };
+// clang-format on
 
 }  // namespace
 
