@@ -9,11 +9,11 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
-#include <random>
 
 #include "libmfx/geometry/circle.h"
 #include "libmfx/geometry/line.h"
 #include "libmfx/geometry/plane.h"
+#include "outlier_scene.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -25,30 +25,14 @@ using Eigen::Matrix3d;
 using Eigen::Matrix3Xd;
 using Eigen::Vector3d;
 using math::AccStats;
-
-/// Draws that are the same everywhere: the engine is fixed, and the distributions are our own.
-class Draws {
- public:
-  explicit Draws(std::uint64_t seed) : _engine(seed) {}
-  double Uniform() { return static_cast<double>(_engine() >> 11) * 0x1p-53; }
-  double Within(double low, double high) { return low + (high - low) * Uniform(); }
-  double Normal() {
-    return std::sqrt(-2.0 * std::log(1.0 - Uniform())) *
-           std::cos(2.0 * std::numbers::pi * Uniform());
-  }
-  Vector3d InCube() { return {Within(-1, 1), Within(-1, 1), Within(-1, 1)}; }
-
- private:
-  std::mt19937_64 _engine;
-};
+using tests::Draws;
 
 struct Motion {
   Matrix3d rotation;
   Vector3d translation;
 
   Motion(Draws& draws, double reach) {
-    Eigen::Vector4d q(draws.Normal(), draws.Normal(), draws.Normal(), draws.Normal());
-    rotation = Eigen::Quaterniond(q.normalized()).toRotationMatrix();
+    rotation = draws.Rotation();
     translation = reach * draws.InCube();
   }
   Vector3d operator()(const Vector3d& p) const { return rotation * p + translation; }
