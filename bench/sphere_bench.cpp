@@ -1,0 +1,189 @@
+// The analysis of a matte sphere: the whole of it beside the bare decompositions that its fits
+// need.
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <Eigen/Core>
+#include <Eigen/SVD>
+#include <cstdlib>
+#include <memory>
+#include <queue>
+#include <string>
+#include <vector>
+
+#include "libmfx/features/feature.h"
+#include "libmfx/features/sphere_fit.h"
+#include "libmfx/win32_support/exports.h"
+#include "sim/scenario.h"
+
+namespace {
+
+long g_draws = 0;
+unsigned int g_seed = 1;
+
+}  // namespace
+
+// The analysis seeds the C generator by the clock. Here the generator is the same one behind a
+// counter, and the seed is the benchmark's: each run draws what the run before it drew.
+extern "C" int rand() noexcept {
+  ++g_draws;
+  return static_cast<int>(random());
+}
+extern "C" void srand(unsigned int) noexcept { srandom(g_seed); }
+
+namespace {
+
+using Eigen::MatrixXd;
+using Eigen::VectorXd;
+using libmfx::data_structures::PointCloud;
+using libmfx::data_structures::PointXYZW;
+using libmfx::data_structures::Position;
+using libmfx::data_structures::RawDataPoint;
+using libmfx::features::Feature;
+namespace sim = libmfx::sim;
+
+const bool kWarmHeap =
+    mallopt(M_MMAP_THRESHOLD, 1 << 30) == 1 && mallopt(M_TRIM_THRESHOLD, 1 << 30) == 1;
+
+constexpr int kSeeds = 16;
+constexpr int kSampleSize = 25;
+const sim::Vec3 kCenter(0.4, 0.2, 3.0);
+constexpr double kRadius = 0.0127;
+
+/// A feature that holds the samples of a star of 9 lines of 190 points.
+std::unique_ptr<Feature> Scanned() {
+  const sim::Vec3 front = kCenter * (1.0 - kRadius / kCenter.norm());
+  const std::string request =
+      R"({"ScanLines":9,"NumPointsPerLine":190,"Feature":{"$type":"MatteSphereFeature","Location":[)" +
+      std::to_string(front.x()) + "," + std::to_string(front.y()) + "," +
+      std::to_string(front.z()) + "],\"Radius\":" + std::to_string(kRadius) + "}}";
+  sim::Instrument instrument(
+      sim::MakeScene(sim::parts::MakeBall({}), sim::Pose::Facing(kCenter), 0.3), 7);
+  std::unique_ptr<Feature> feature(Feature::Create(request));
+  std::queue<Position> next = feature->GetDrivePoints(false);
+  for (bool taken = false; !taken;) {
+    const std::vector<RawDataPoint> samples = instrument.Drive(next);
+    next = {};
+    taken = feature->SetRawData(samples, next);
+  }
+  return feature;
+}
+
+/// The sizes of all fits of one analysis, as its log lines and its draws tell.
+std::vector<Eigen::Index> FitSizes(Feature& feature) {
+  static std::vector<Eigen::Index> sizes;
+  static Eigen::Index quadrants;
+  static Eigen::Index spur;
+  sizes.clear();
+  quadrants = 0;
+  RegisterLogCallbackFunction([](const wchar_t*, int, const wchar_t* text) {
+    const std::wstring line = text;
+    const auto number_after = [&line](const wchar_t* start) -> Eigen::Index {
+      return line.starts_with(start) ? std::stol(line.substr(std::wstring(start).size())) : 0;
+    };
+    if (const auto n = number_after(L"Filtered points quad returned: 3 x ")) {
+      if (sizes.size() < 4) quadrants += n;
+      sizes.push_back(n);
+    }
+    if (const auto n = number_after(L"No. of fitPoints columns: ")) sizes.push_back(n);
+  });
+  g_draws = 0;
+  feature.AnalyzeFeature();
+  RegisterLogCallbackFunction(nullptr);
+  if (!feature.GetIsSuccessful()) throw std::runtime_error(feature.GetError());
+  const long rounds = g_draws / kSampleSize;
+  sizes.insert(sizes.end(), static_cast<std::size_t>(rounds), kSampleSize);
+  // All quadrants less the few that the filter by distance rejects, then what the last filter
+  // keeps.
+  sizes.push_back(quadrants);
+  const std::string result = feature.GetResult();
+  sizes.push_back(std::stol(result.substr(result.find("\"FinalFitcount\":") + 16)));
+  return sizes;
+}
+
+void AnalyzeOurs(benchmark::State& state) {
+  const std::unique_ptr<Feature> feature = Scanned();
+  for (auto _ : state) {
+    for (g_seed = 1; g_seed <= kSeeds; ++g_seed) feature->AnalyzeFeature();
+    if (!feature->GetIsSuccessful()) state.SkipWithError(feature->GetError().c_str());
+  }
+  state.counters["samples"] = static_cast<double>(feature->GetRawData().size());
+}
+
+/// Points of a cap and their right-hand sides, of which a solve takes the first n.
+struct Systems {
+  MatrixXd rows;
+  VectorXd rhs;
+};
+
+Systems MakeSystems(Eigen::Index n) {
+  Systems s{MatrixXd(n, 4), VectorXd(n)};
+  for (Eigen::Index i = 0; i < n; ++i) {
+    const double turn = 2.399963 * static_cast<double>(i);
+    const double across =
+        0.0095 * std::sqrt((static_cast<double>(i) + 0.5) / static_cast<double>(n));
+    const double x = across * std::cos(turn);
+    const double y = across * std::sin(turn);
+    const double z = 3.0 - std::sqrt(kRadius * kRadius - across * across);
+    s.rows.row(i) << x, y, z, 1.0;
+    s.rhs[i] = -(x * x + y * y + z * z);
+  }
+  return s;
+}
+
+void Solve(benchmark::State& state, const std::vector<Eigen::Index>& sizes,
+           const Systems& systems) {
+  for (const Eigen::Index n : sizes) {
+    const Eigen::JacobiSVD<MatrixXd> svd(systems.rows.topRows(n),
+                                         Eigen::ComputeThinU | Eigen::ComputeThinV);
+    const Eigen::Vector4d solution = svd.solve(systems.rhs.head(n));
+    benchmark::DoNotOptimize(solution.data());
+  }
+  benchmark::DoNotOptimize(state);
+}
+
+void AnalyzeBare(benchmark::State& state) {
+  const std::unique_ptr<Feature> feature = Scanned();
+  std::vector<Eigen::Index> sizes;
+  for (g_seed = 1; g_seed <= kSeeds; ++g_seed) {
+    const std::vector<Eigen::Index> one = FitSizes(*feature);
+    sizes.insert(sizes.end(), one.begin(), one.end());
+  }
+  const Systems systems = MakeSystems(*std::max_element(sizes.begin(), sizes.end()));
+  for (auto _ : state) Solve(state, sizes, systems);
+  state.counters["max_ratio"] = 1.5;
+  state.counters["solves"] = static_cast<double>(sizes.size()) / kSeeds;
+}
+
+BENCHMARK(AnalyzeOurs)
+    ->Name("Analyze a sphere, 16 times/ours")
+    ->Arg(1710)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(AnalyzeBare)
+    ->Name("Analyze a sphere, 16 times/bare solves")
+    ->Arg(1710)
+    ->Unit(benchmark::kMillisecond);
+
+void FitOurs(benchmark::State& state) {
+  const Systems systems = MakeSystems(state.range(0));
+  const PointCloud cloud(systems.rows.leftCols<3>().transpose());
+  PointXYZW center;
+  double radius = 0.0;
+  VectorXd residuals;
+  for (auto _ : state) {
+    libmfx::features::SphereFitLS(cloud, center, radius, residuals);
+    benchmark::DoNotOptimize(radius);
+  }
+}
+
+void FitBare(benchmark::State& state) {
+  const Systems systems = MakeSystems(state.range(0));
+  for (auto _ : state) Solve(state, {state.range(0)}, systems);
+  state.counters["max_ratio"] = 1.5;
+}
+
+BENCHMARK(FitOurs)->Name("Fit a sphere/ours")->Arg(25)->Arg(1710);
+BENCHMARK(FitBare)->Name("Fit a sphere/bare solve")->Arg(25)->Arg(1710);
+
+}  // namespace
