@@ -24,6 +24,7 @@ double SquaredDistanceFromSegment(const Vec2& p, const Vec2& a, const Vec2& b) {
 Outline::Outline(std::vector<Vec2> core, double rounding)
     : _core(std::move(core)), _rounding(rounding), _core_reach(0.0) {
   for (const Vec2& p : _core) _core_reach = std::max(_core_reach, p.norm());
+  _inner_radius = std::max(0.0, -SignedDistance(Vec2::Zero()));
 }
 
 Outline Outline::Circle(double radius) { return {{Vec2::Zero()}, radius}; }
@@ -85,8 +86,12 @@ double Outline::SignedDistance(const Vec2& p) const {
 }
 
 bool Outline::Contains(const Vec2& p, double margin) const {
+  // Most points are decided by the circles within and around the curve.
+  const double squared = p.squaredNorm();
   const double reach = Reach() + margin;
-  if (reach < 0.0 || p.squaredNorm() > reach * reach * (1.0 + 1e-12)) return false;
+  if (reach < 0.0 || squared > reach * reach * (1.0 + 1e-12)) return false;
+  const double inner = _inner_radius + margin;
+  if (inner > 0.0 && squared < inner * inner * (1.0 - 1e-12)) return true;
   return SignedDistance(p) <= margin;
 }
 

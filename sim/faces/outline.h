@@ -47,6 +47,7 @@ class Outline {
   std::vector<Vec2> _core;
   double _rounding;
   double _core_reach;
+  double _inner_radius;  ///< the circle around the origin of this radius lies inside; 0: unknown
 };
 
 }  // namespace libmfx::sim

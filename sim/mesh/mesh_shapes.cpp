@@ -115,14 +115,25 @@ TriangleMesh WavyBlock(double side, double wave_height, int cells) {
     for (Index i = 0; i < n; ++i)
       AddQuad(mesh, at(i, j), at(i + 1, j), at(i + 1, j + 1), at(i, j + 1));
   }
-  // Sides: every border vertex hangs on the bottom's middle, which closes the block as a fan.
-  const auto bottom = static_cast<Index>(mesh.vertices.size());
+  // The border, once around; below each of its vertices one of the bottom, and the bottom's middle.
+  std::vector<Index> border;
+  for (Index i = 0; i < n; ++i) border.push_back(at(i, 0));
+  for (Index i = 0; i < n; ++i) border.push_back(at(n, i));
+  for (Index i = 0; i < n; ++i) border.push_back(at(n - i, n));
+  for (Index i = 0; i < n; ++i) border.push_back(at(0, n - i));
+  const auto middle = static_cast<Index>(mesh.vertices.size());
   mesh.vertices.emplace_back(0.0, 0.0, -side);
-  for (Index i = 0; i < n; ++i) {
-    mesh.triangles.push_back({at(i + 1, 0), at(i, 0), bottom});
-    mesh.triangles.push_back({at(i, n), at(i + 1, n), bottom});
-    mesh.triangles.push_back({at(0, i), at(0, i + 1), bottom});
-    mesh.triangles.push_back({at(n, i + 1), at(n, i), bottom});
+  for (const Index top : border) {
+    const Vec3 above = mesh.vertices[top];
+    mesh.vertices.emplace_back(above.x(), above.y(), -side);
+  }
+  const auto around = static_cast<Index>(border.size());
+  for (Index k = 0; k < around; ++k) {
+    const Index next = (k + 1) % around;
+    const Index below = middle + 1 + k;
+    const Index below_next = middle + 1 + next;
+    AddQuad(mesh, border[k], below, below_next, border[next]);
+    mesh.triangles.push_back({below, middle, below_next});
   }
   return mesh;
 }

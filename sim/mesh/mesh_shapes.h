@@ -20,7 +20,7 @@ TriangleMesh Sphere(double radius, int levels);
 TriangleMesh PlateWithHole(double radius, double side, double thickness, int segments);
 
 /// A square block whose upper side, around z = 0, is a grid of `cells` by `cells` squares with
-/// waves of the given height: 2 * cells^2 triangles and those of the sides and the bottom.
+/// waves of the given height, and whose depth is `side`: 2 * cells^2 + 12 * cells triangles.
 TriangleMesh WavyBlock(double side, double wave_height, int cells);
 
 /// Writes a mesh as binary STL, its coordinates multiplied by `scale`.

@@ -1,0 +1,204 @@
+// Rays per second of the virtual instrument, with footprint and noise, on part files of 1,000,
+// 100,000 and 1,000,000 triangles, beside bare calls of Embree on the same triangles with the same
+// rays in single precision: the bound for anything that stands on it. Then the built-in parts,
+// which need no tree. The counter `rays/s` is what to compare.
+
+#include <benchmark/benchmark.h>
+#include <embree3/rtcore.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "sim/mesh/mesh_part.h"
+#include "sim/mesh/mesh_shapes.h"
+#include "sim/scenario.h"
+
+namespace {
+
+using namespace libmfx;
+using data_structures::Position;
+using sim::Vec3;
+
+constexpr double kSide = 0.1;
+
+/// A wavy block of about `triangles` triangles; each size is made once.
+const sim::TriangleMesh& Block(std::int64_t triangles) {
+  static std::map<std::int64_t, sim::TriangleMesh> blocks;
+  auto& mesh = blocks[triangles];
+  if (mesh.triangles.empty()) {
+    // 2 n^2 on the upper side and 12 n around and below it.
+    const double half = 0.5 * static_cast<double>(triangles);
+    const int cells = static_cast<int>(std::lround(std::sqrt(9.0 + half) - 3.0));
+    mesh = sim::mesh_shapes::WavyBlock(kSide, 0.004, cells);
+  }
+  return mesh;
+}
+
+/// The same part for all benchmarks of a size.
+std::shared_ptr<const sim::Part> BlockPart(std::int64_t triangles) {
+  static std::map<std::int64_t, std::shared_ptr<const sim::Part>> parts;
+  auto& part = parts[triangles];
+  if (!part) part = std::make_shared<sim::MeshPart>(Block(triangles));
+  return part;
+}
+
+const sim::Pose kPose = sim::TiltedPose({0, 0, 2}, 0.3);
+
+/// Lines over the part's front, as a scan has them: 20 lines of 401 samples.
+std::vector<Position> Raster(double half_side) {
+  std::vector<Position> path;
+  for (int line = 0; line < 20; ++line) {
+    const double y = half_side * (line / 9.5 - 1.0);
+    path.emplace_back(sim::ToPoint(kPose.Point({-half_side, y, 0})), 0.0);
+    path.emplace_back(sim::ToPoint(kPose.Point({half_side, y, 0})), half_side / 200.0);
+  }
+  return path;
+}
+
+/// The rays that the instrument casts along the raster, in the part's frame.
+std::vector<sim::Ray> RasterRays() {
+  std::vector<sim::Ray> rays;
+  const auto path = Raster(0.045);
+  const auto footprint = sim::FootprintRays(13);
+  sim::PathWalk(path).Visit([&](const sim::Aim& aim) {
+    for (const auto& offset : footprint) {
+      const Vec3 d = aim.direction + 0.25 * 0.00015 * Vec3(offset.x(), offset.y(), 0.0);
+      rays.push_back({kPose.Inverse(Vec3::Zero()), kPose.rotation.transpose() * d.normalized()});
+    }
+  });
+  return rays;
+}
+
+void CountRays(benchmark::State& state, std::size_t rays_per_round) {
+  state.counters["rays/s"] = benchmark::Counter(
+      static_cast<double>(rays_per_round) * static_cast<double>(state.iterations()),
+      benchmark::Counter::kIsRate);
+}
+
+/// Embree on its own: triangles and rays in single precision, nothing refined.
+class BareEmbree {
+ public:
+  explicit BareEmbree(const sim::TriangleMesh& mesh) : _device(rtcNewDevice("threads=1")) {
+    _scene = rtcNewScene(_device);
+    RTCGeometry geometry = rtcNewGeometry(_device, RTC_GEOMETRY_TYPE_TRIANGLE);
+    auto* vertices = static_cast<float*>(
+        rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3,
+                                3 * sizeof(float), mesh.vertices.size()));
+    for (const Vec3& v : mesh.vertices) {
+      for (int i = 0; i < 3; ++i) *vertices++ = static_cast<float>(v[i]);
+    }
+    void* indices = rtcSetNewGeometryBuffer(geometry, RTC_BUFFER_TYPE_INDEX, 0, RTC_FORMAT_UINT3,
+                                            3 * sizeof(std::uint32_t), mesh.triangles.size());
+    std::memcpy(indices, mesh.triangles.data(), mesh.triangles.size() * 3 * sizeof(std::uint32_t));
+    rtcCommitGeometry(geometry);
+    rtcAttachGeometry(_scene, geometry);
+    rtcReleaseGeometry(geometry);
+    rtcCommitScene(_scene);
+  }
+  ~BareEmbree() {
+    rtcReleaseScene(_scene);
+    rtcReleaseDevice(_device);
+  }
+  BareEmbree(const BareEmbree&) = delete;
+  BareEmbree& operator=(const BareEmbree&) = delete;
+
+  /// Distance to the first triangle; infinite for none.
+  float Cast(const sim::Ray& ray) const {
+    RTCIntersectContext context;
+    rtcInitIntersectContext(&context);
+    context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
+    RTCRayHit hit{};
+    hit.ray.org_x = static_cast<float>(ray.origin.x());
+    hit.ray.org_y = static_cast<float>(ray.origin.y());
+    hit.ray.org_z = static_cast<float>(ray.origin.z());
+    hit.ray.dir_x = static_cast<float>(ray.direction.x());
+    hit.ray.dir_y = static_cast<float>(ray.direction.y());
+    hit.ray.dir_z = static_cast<float>(ray.direction.z());
+    hit.ray.tfar = std::numeric_limits<float>::infinity();
+    hit.ray.mask = 0xffffffffU;
+    hit.hit.geomID = RTC_INVALID_GEOMETRY_ID;
+    rtcIntersect1(_scene, &context, &hit);
+    return hit.ray.tfar;
+  }
+
+ private:
+  RTCDevice _device;
+  RTCScene _scene;
+};
+
+void BM_BareEmbree(benchmark::State& state) {
+  const BareEmbree embree(Block(state.range(0)));
+  const auto rays = RasterRays();
+  for (auto _ : state) {
+    float sum = 0.0F;
+    for (const sim::Ray& ray : rays) sum += embree.Cast(ray);
+    benchmark::DoNotOptimize(sum);
+  }
+  CountRays(state, rays.size());
+}
+
+void BM_MeshRays(benchmark::State& state) {
+  const auto part = BlockPart(state.range(0));
+  const auto rays = RasterRays();
+  for (auto _ : state) {
+    double sum = 0.0;
+    for (const sim::Ray& ray : rays) {
+      sim::Hit hit;
+      if (part->Intersect(ray, hit)) sum += hit.t;
+    }
+    benchmark::DoNotOptimize(sum);
+  }
+  CountRays(state, rays.size());
+}
+
+/// Whole samples: path, footprint, echo and noise.
+void Drive(benchmark::State& state, std::shared_ptr<const sim::Part> part, double half_side) {
+  sim::Instrument instrument(sim::MakeScene(std::move(part), kPose, 0.2), 1);
+  const auto path = Raster(half_side);
+  std::size_t samples = 0;
+  for (auto _ : state) samples = instrument.Drive(path).size();
+  if (samples == 0) state.SkipWithError("nothing was measured");
+  CountRays(state, 13 * static_cast<std::size_t>(sim::PathWalk(path).samples()));
+}
+
+void BM_InstrumentOnMesh(benchmark::State& state) {
+  Drive(state, BlockPart(state.range(0)), 0.045);
+}
+
+void BM_InstrumentOnPlate(benchmark::State& state) {
+  Drive(state, sim::parts::MakeOpeningPlate(sim::parts::RoundOpening(0.005)), 0.01);
+}
+
+void BM_InstrumentOnHexagon(benchmark::State& state) {
+  Drive(state, sim::parts::MakeOpeningPlate(sim::parts::PolygonalOpening(6, 0.005)), 0.01);
+}
+
+void BM_InstrumentOnBall(benchmark::State& state) { Drive(state, sim::parts::MakeBall({}), 0.01); }
+
+void BM_InstrumentOnThread(benchmark::State& state) {
+  sim::parts::BoreSpec spec;
+  spec.thread = sim::Thread::Metric("M8");
+  Drive(state, sim::parts::MakeBore(spec), 0.004);
+}
+
+void BM_BuildTree(benchmark::State& state) {
+  const auto& mesh = Block(state.range(0));
+  for (auto _ : state) {
+    const sim::MeshPart part(mesh);
+    benchmark::DoNotOptimize(part.Reach());
+  }
+}
+
+BENCHMARK(BM_BareEmbree)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MeshRays)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InstrumentOnMesh)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InstrumentOnPlate)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InstrumentOnHexagon)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InstrumentOnBall)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InstrumentOnThread)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_BuildTree)->Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
