@@ -30,7 +30,7 @@ int Beachline::Allocate(const Vec2& position, int site) {
     _free.pop_back();
   }
   at(i) = {position, position, kNone, kNone, kNone, kNone, kNone, 0};
-  trace(i) = {site, kNone, kNone};
+  trace(i) = {kNoCircle, site, kNone, kNone};
   return i;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
@@ -19,6 +20,9 @@ class Beachline {
  public:
   static constexpr int kNone = -1;
 
+  /// The bottom of no circle: it never comes up.
+  static constexpr CircleBottom kNoCircle{-std::numeric_limits<double>::infinity(), 0.0, true};
+
   /// What a search reads: one cache line.
   struct Arc {
     Vec2 site;             ///< the focus
@@ -29,9 +33,10 @@ class Beachline {
   };
   /// What only an event reads.
   struct Trace {
-    int site;       ///< index of the site
-    int event;      ///< pending circle event, or kNone
-    int open_edge;  ///< the edge that the left breakpoint traces; see Sweep
+    CircleBottom bottom;  ///< of the circle with both neighbours' sites; -infinity for none
+    int site;             ///< index of the site
+    int event;            ///< pending circle event, or kNone
+    int open_edge;        ///< the edge that the left breakpoint traces; see Sweep
   };
 
   bool Empty() const { return _root == kNone; }

@@ -1,10 +1,48 @@
 #include "geometry/sweep/circle_events.h"
 
-#include <cmath>
+#include <algorithm>
 
 namespace libmfx::geometry::sweep {
+namespace {
+/// Children of a node of the heap: four entries are one cache line.
+constexpr std::size_t kFanOut = 4;
+}  // namespace
 
-int CircleEvents::Push(int left, int middle, int right, int arc) {
+CircleEvents::CircleEvents(const std::vector<Vec2>& sites) : _sites(sites), _top(0.0) {
+  _days.assign(sites.size() + 1, kNone);
+  double height = 0.0;
+  if (!sites.empty()) {
+    _top = sites.front().y;
+    height = _top - sites.back().y;
+  }
+  const double days = static_cast<double>(sites.size()) / height;
+  _days_a_unit = std::isfinite(days) ? days : 0.0;
+}
+
+std::size_t CircleEvents::DayOf(double y) const {
+  const double day = (_top - y) * _days_a_unit;
+  if (!(day > 0.0)) return 0;
+  const std::size_t last = _days.size() - 1;
+  return day < static_cast<double>(last) ? static_cast<std::size_t>(day) : last;
+}
+
+/// Moves the events of all days down to `y`, and those that might belong there by rounding.
+void CircleEvents::OpenDays(double y) {
+  const std::size_t end = DayOf(y - 4.0 * BottomTolerance(y, y)) + 1;
+  for (; _open < end; ++_open) {
+    for (int circle = _days[_open]; circle != kNone;) {
+      const int next = At(circle).next;
+      if (At(circle).arc == kNone) {
+        _free.push_back(circle);
+      } else {
+        SiftUp({At(circle).bottom.y, circle});
+      }
+      circle = next;
+    }
+  }
+}
+
+int CircleEvents::Push(int left, int middle, int right, int arc, const CircleBottom& bottom) {
   int id;
   if (_free.empty()) {
     id = static_cast<int>(_circles.size());
@@ -13,88 +51,135 @@ int CircleEvents::Push(int left, int middle, int right, int arc) {
     id = _free.back();
     _free.pop_back();
   }
-  const auto site = [this](int i) -> const Vec2& { return _sites[static_cast<std::size_t>(i)]; };
-  const CircleBottom bottom = ComputeBottom(site(left), site(middle), site(right));
-  _circles[static_cast<std::size_t>(id)] = {
-      {left, middle, right}, arc, bottom.y, bottom.y_low, bottom.refined};
-  // Sift up: the heap's order is that of the highest bottom first.
-  const Entry fresh{bottom.y, id};
+  const std::size_t day = DayOf(bottom.y);
+  At(id) = {{left, middle, right}, arc, kNone, bottom};
+  if (day < _open) {
+    SiftUp({bottom.y, id});
+  } else {
+    At(id).next = _days[day];
+    _days[day] = id;
+  }
+  return id;
+}
+
+void CircleEvents::SiftUp(Entry fresh) {
   std::size_t hole = _heap.size();
   _heap.push_back(fresh);
   while (hole > 0) {
-    const std::size_t up = (hole - 1) / 2;
-    if (!Before(fresh, _heap[up])) break;
+    const std::size_t up = (hole - 1) / kFanOut;
+    if (_heap[up].y >= fresh.y) break;
     _heap[hole] = _heap[up];
     hole = up;
   }
   _heap[hole] = fresh;
-  return id;
 }
 
-int CircleEvents::PopAbove(double y) {
-  while (!_heap.empty()) {
-    const Entry top = _heap.front();
-    const Circle& circle = _circles[static_cast<std::size_t>(top.circle)];
-    const int arc = circle.arc;
-    if (arc != kNone && !AtOrAbove(top, y)) return kNone;
-    PopTop();
-    _free.push_back(top.circle);
-    if (arc != kNone) return arc;
-  }
-  return kNone;
-}
-
-void CircleEvents::PopTop() {
+void CircleEvents::PopHeap() {
   const Entry last = _heap.back();
   _heap.pop_back();
   const std::size_t n = _heap.size();
   if (n == 0) return;
+  Entry* const heap = _heap.data();
   std::size_t hole = 0;
-  for (std::size_t child = 1; child < n; child = 2 * hole + 1) {
-    if (child + 1 < n && Before(_heap[child + 1], _heap[child])) ++child;
-    if (!Before(_heap[child], last)) break;
-    _heap[hole] = _heap[child];
-    hole = child;
+  for (std::size_t first = 1; first < n; first = kFanOut * hole + 1) {
+    std::size_t best = first;
+    const std::size_t end = std::min(first + kFanOut, n);
+    for (std::size_t child = first + 1; child < end; ++child) {
+      best = heap[child].y > heap[best].y ? child : best;
+    }
+    if (heap[best].y <= last.y) break;
+    heap[hole] = heap[best];
+    hole = best;
   }
-  _heap[hole] = last;
+  heap[hole] = last;
 }
 
-CircleEvents::Circle& CircleEvents::Refined(int circle) {
-  Circle& c = _circles[static_cast<std::size_t>(circle)];
-  if (!c.refined) {
-    const CircleBottom bottom = RefineBottom(_sites[static_cast<std::size_t>(c.sites[0])],
-                                             _sites[static_cast<std::size_t>(c.sites[1])],
-                                             _sites[static_cast<std::size_t>(c.sites[2])]);
-    c.y = bottom.y;
-    c.y_low = bottom.y_low;
-    c.refined = true;
+void CircleEvents::DropCancelled() {
+  while (!_heap.empty() && At(_heap.front().circle).arc == kNone) {
+    _free.push_back(_heap.front().circle);
+    PopHeap();
   }
-  return c;
 }
 
-bool CircleEvents::Before(const Entry& a, const Entry& b) {
-  const double difference = a.y - b.y;
-  const double tolerance = kBottomError * (2.0 + std::abs(a.y) + std::abs(b.y));
-  if (difference > tolerance) return true;
-  if (difference < -tolerance) return false;
-  return BeforeRefined(a.circle, b.circle);
+int CircleEvents::PopAbove(double y) {
+  OpenDays(y);
+  DropCancelled();
+  if (!_ties.empty()) return PopTie(y);
+  if (_heap.empty()) return kNone;
+  const Entry top = _heap.front();
+  if (top.y < y - BottomTolerance(top.y, y)) return kNone;
+  PopHeap();
+  DropCancelled();
+  if (!_heap.empty() && _heap.front().y >= top.y - BottomTolerance(top.y, _heap.front().y)) {
+    AddTie(top.circle);
+    return PopTie(y);
+  }
+  if (!AtOrAbove(top, y)) {
+    SiftUp(top);
+    return kNone;
+  }
+  _free.push_back(top.circle);
+  return At(top.circle).arc;
 }
 
-bool CircleEvents::BeforeRefined(int a, int b) {
-  const Circle& ca = Refined(a);
-  const Circle& cb = Refined(b);
-  if (ca.y != cb.y) return ca.y > cb.y;
-  if (ca.y_low != cb.y_low) return ca.y_low > cb.y_low;
-  return ca.sites[1] < cb.sites[1];
+int CircleEvents::PopTie(double y) {
+  MoveTiesOn();
+  if (_ties.empty()) return PopAbove(y);  // all of them were cancelled
+  const Tie first = _ties.front();
+  if (first.y < y || (first.y == y && first.y_low < 0.0)) return kNone;
+  std::pop_heap(_ties.begin(), _ties.end());
+  _ties.pop_back();
+  _free.push_back(first.circle);
+  return At(first.circle).arc;
+}
+
+const CircleBottom& CircleEvents::Refined(int circle) {
+  Circle& c = At(circle);
+  if (!c.bottom.refined) {
+    c.bottom = RefineBottom(_sites[static_cast<std::size_t>(c.sites[0])],
+                            _sites[static_cast<std::size_t>(c.sites[1])],
+                            _sites[static_cast<std::size_t>(c.sites[2])]);
+  }
+  return c.bottom;
 }
 
 bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
   const double difference = entry.y - y;
-  const double tolerance = kBottomError * (1.0 + std::abs(entry.y));
+  const double tolerance = BottomTolerance(entry.y, y);
   if (difference > tolerance) return true;
   if (difference < -tolerance) return false;
-  const Circle& c = Refined(entry.circle);
-  return c.y > y || (c.y == y && c.y_low >= 0.0);
+  const CircleBottom& bottom = Refined(entry.circle);
+  return bottom.y > y || (bottom.y == y && bottom.y_low >= 0.0);
+}
+
+bool CircleEvents::Tie::operator<(const Tie& other) const {
+  if (y != other.y) return y < other.y;
+  if (y_low != other.y_low) return y_low < other.y_low;
+  return circle > other.circle;
+}
+
+void CircleEvents::AddTie(int circle) {
+  const CircleBottom& bottom = Refined(circle);
+  _ties.push_back({bottom.y, bottom.y_low, circle});
+  std::push_heap(_ties.begin(), _ties.end());
+}
+
+/// Moves all events into the second heap that can't be told from its first.
+void CircleEvents::MoveTiesOn() {
+  for (;;) {
+    while (!_ties.empty() && At(_ties.front().circle).arc == kNone) {
+      _free.push_back(_ties.front().circle);
+      std::pop_heap(_ties.begin(), _ties.end());
+      _ties.pop_back();
+    }
+    DropCancelled();
+    if (_heap.empty() || _ties.empty()) return;
+    const double first = _ties.front().y;
+    const Entry top = _heap.front();
+    if (top.y < first - BottomTolerance(first, top.y)) return;
+    PopHeap();
+    AddTie(top.circle);
+  }
 }
 
 }  // namespace libmfx::geometry::sweep

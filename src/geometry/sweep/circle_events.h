@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
@@ -9,21 +10,23 @@ namespace libmfx::geometry::sweep {
 
 /// The circle events that are still to come, the one with the highest bottom first.
 ///
-/// A binary heap over rounded ordinates. Where two ordinates are closer than their error the
-/// circles are computed again in about twice the precision, once each, and the comparison is made
-/// there; so the order is that of the true circles but for differences below 2^-95. A cancelled
-/// event stays in the heap until it comes up.
+/// Three stages, each for fewer events and with a dearer order. An event waits in the list of its day,
+/// a slice of the height of the data, in no order. When the sweep line comes near, the day's events
+/// enter a heap over rounded ordinates: comparing two doubles is all that it costs. Events that come
+/// up there within rounding of one another go on to a second heap, where the circles are computed
+/// again in about twice the precision, once each: so the order is that of the true circles but for
+/// differences below 2^-95. A cancelled event stays until it comes up.
 class CircleEvents {
  public:
   static constexpr int kNone = -1;
 
-  /// \param sites all sites; kept by reference
-  explicit CircleEvents(const std::vector<Vec2>& sites) : _sites(sites) {}
+  /// \param sites all sites in sweep order; kept by reference
+  explicit CircleEvents(const std::vector<Vec2>& sites);
 
-  /// Adds the event at which the arc in the middle of three neighbours vanishes; the three sites,
-  /// by index from left to right, turn clockwise. Returns its number.
-  int Push(int left, int middle, int right, int arc);
-  void Cancel(int event) { _circles[static_cast<std::size_t>(event)].arc = kNone; }
+  /// Adds the event at which the arc in the middle of three neighbours vanishes: the sites, by index
+  /// from left to right, and the bottom of their circle. Returns its number.
+  int Push(int left, int middle, int right, int arc, const CircleBottom& bottom);
+  void Cancel(int event) { At(event).arc = kNone; }
   /// Takes the first event out when there is one and it doesn't lie below the sweep line at `y`;
   /// returns the arc that vanishes, or kNone. On a tie the circle comes before the site.
   int PopAbove(double y);
@@ -31,25 +34,48 @@ class CircleEvents {
  private:
   struct Circle {
     int sites[3];
-    int arc;
-    double y, y_low;
-    bool refined;
+    int arc;   ///< kNone once cancelled
+    int next;  ///< in the list of the day
+    CircleBottom bottom;
   };
   struct Entry {
     double y;
     int circle;
   };
+  struct Tie {
+    double y, y_low;
+    int circle;
+    /// Whether this one comes later.
+    bool operator<(const Tie& other) const;
+  };
 
-  Circle& Refined(int circle);
-  bool Before(const Entry& a, const Entry& b);
-  bool BeforeRefined(int a, int b);
+  Circle& At(int circle) { return _circles[static_cast<std::size_t>(circle)]; }
+  const CircleBottom& Refined(int circle);
+  std::size_t DayOf(double y) const;
+  void OpenDays(double y);
   bool AtOrAbove(const Entry& entry, double y);
-  void PopTop();
+  void SiftUp(Entry fresh);
+  void PopHeap();
+  void DropCancelled();
+  void AddTie(int circle);
+  void MoveTiesOn();
+  int PopTie(double y);
 
   const std::vector<Vec2>& _sites;
+  double _top;          ///< where the first day begins
+  double _days_a_unit;  ///< days in one unit of height
+  std::vector<int> _days;  ///< the first event of each day's list; the last day has no end
+  std::size_t _open = 0;   ///< the first day that is still a list
   std::vector<Entry> _heap;
+  std::vector<Tie> _ties;
   std::vector<Circle> _circles;
   std::vector<int> _free;
 };
+
+/// How close two ordinates may be for their order to be uncertain, each with an error of
+/// kBottomError.
+inline double BottomTolerance(double y1, double y2) {
+  return kBottomError * (2.0 + std::abs(y1) + std::abs(y2));
+}
 
 }  // namespace libmfx::geometry::sweep

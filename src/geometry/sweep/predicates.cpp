@@ -174,32 +174,42 @@ bool IsRightOfBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right) {
 
 // With u the centre relative to the middle site and r = |u|, the bottom is b.y + u.y - r. For u.y >
 // 0 the difference is written as -u.x^2 / (u.y + r), which does not cancel.
-CircleBottom ComputeBottom(const Vec2& a, const Vec2& b, const Vec2& c) {
+bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom& bottom) {
   const double ax = a.x - b.x, ay = a.y - b.y;
   const double cx = c.x - b.x, cy = c.y - b.y;
   const double axcy = ax * cy, aycx = ay * cx;
-  const double d = axcy - aycx;
+  const double d = axcy - aycx;  // twice the area, positive for a clockwise turn
   const double d_error = 4.0 * kUnitRoundoff * (std::abs(axcy) + std::abs(aycx));
-  if (!(d_error < 0x1p-6 * std::abs(d))) return RefineBottom(a, b, c);
+  if (d < -d_error) return false;
+  if (!(d_error < 0x1p-6 * d)) {
+    if (Orientation(a, b, c) >= 0) return false;
+    bottom = RefineBottom(a, b, c);
+    return true;
+  }
   const double a2 = ax * ax + ay * ay, c2 = cx * cx + cy * cy;
   const double half = 0.5 / d;
   const double ux = (cy * a2 - ay * c2) * half;
   const double uy = (ax * c2 - cx * a2) * half;
-  const double scale = 8.0 * kUnitRoundoff * std::abs(half);
-  const double d_relative = d_error / std::abs(d) + 4.0 * kUnitRoundoff;
-  const double ux_error =
-      scale * (std::abs(cy) * a2 + std::abs(ay) * c2) + std::abs(ux) * d_relative;
-  const double uy_error =
-      scale * (std::abs(ax) * c2 + std::abs(cx) * a2) + std::abs(uy) * d_relative;
   const double r = std::sqrt(ux * ux + uy * uy);
   const double offset = uy > 0.0 ? -(ux * ux) / (uy + r) : uy - r;
   const double y = b.y + offset;
-  // The bottom moves by at most u.x / r of a change in u.x and 1 - u.y / r of one in u.y; the
-  // quarter more covers the second order, the last term the roundings of the root and the sums.
-  const double error = 1.25 * (std::abs(ux) * ux_error + (r - uy) * uy_error) / r +
-                       8.0 * kUnitRoundoff * (std::abs(offset) + std::abs(y));
-  if (!(error <= kBottomError * (1.0 + std::abs(y)))) return RefineBottom(a, b, c);
-  return {y, 0.0, false};
+  // The errors of the centre: of its numerators and of the area. The bottom moves by at most u.x / r
+  // of a change in u.x and 1 - u.y / r of one in u.y; the quarter more covers the second order, the
+  // last term the roundings of the root and the sums.
+  const double scale = 8.0 * kUnitRoundoff * half;
+  const double d_relative = d_error * (2.0 * half) + 4.0 * kUnitRoundoff;
+  const double abs_ux = std::abs(ux);
+  const double ux_error = scale * (std::abs(cy) * a2 + std::abs(ay) * c2) + abs_ux * d_relative;
+  const double uy_error =
+      scale * (std::abs(ax) * c2 + std::abs(cx) * a2) + std::abs(uy) * d_relative;
+  const double error = 1.25 * (abs_ux * ux_error + (r - uy) * uy_error) +
+                       8.0 * kUnitRoundoff * (std::abs(offset) + std::abs(y)) * r;
+  if (error <= kBottomError * (1.0 + std::abs(y)) * r) {
+    bottom = {y, 0.0, false};
+  } else {
+    bottom = RefineBottom(a, b, c);
+  }
+  return true;
 }
 
 CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c) {

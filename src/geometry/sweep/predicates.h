@@ -35,10 +35,12 @@ struct CircleBottom {
   bool refined;  ///< y + y_low has a relative error of about 2^-95
 };
 
-/// The ordinate to within `kBottomError` of the larger of 1 and its magnitude. A triple so flat
-/// that double precision does not reach that comes back refined.
-CircleBottom ComputeBottom(const Vec2& a, const Vec2& b, const Vec2& c);
-/// The same in about twice the precision.
+/// Whether three neighbouring arcs of the sites `a`, `b`, `c`, from left to right, converge, which is
+/// whether the sites turn clockwise; exact. If so the bottom of their circle, to within kBottomError
+/// times 1 plus its magnitude. A triple so flat that double precision does not reach that comes back
+/// refined.
+bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom& bottom);
+/// The bottom in about twice the precision; the sites are not collinear.
 CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c);
 
 inline constexpr double kBottomError = 32.0 * kUnitRoundoff;

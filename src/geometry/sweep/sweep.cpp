@@ -17,7 +17,7 @@ void Sweep::Run() {
     for (int arc; (arc = _events.PopAbove(_sites[i].y)) != kNone;) HandleCircle(arc);
     HandleSite(static_cast<int>(i));
   }
-  constexpr double kBottomOfAll = -std::numeric_limits<double>::infinity();
+  constexpr double kBottomOfAll = std::numeric_limits<double>::lowest();
   for (int arc; (arc = _events.PopAbove(kBottomOfAll)) != kNone;) HandleCircle(arc);
 }
 
@@ -35,11 +35,9 @@ void Sweep::HandleSite(int site) {
   // In the top row the arc of alpha is a vertical ray: it isn't split, the new arc lies beside it.
   const Vec2 focus = _beachline.arc(alpha).site;
   if (focus.y == p.y) return;
-  CancelEvent(alpha);
   const int right = _beachline.InsertAfter(middle, focus, _beachline.trace(alpha).site);
   _beachline.trace(right).open_edge = opened;
-  TestTriple(alpha);
-  TestTriple(right);
+  UpdateEvents(alpha, right);
 }
 
 void Sweep::HandleCircle(int arc) {
@@ -61,29 +59,49 @@ void Sweep::HandleCircle(int arc) {
   _beachline.trace(after).open_edge = h;
   _beachline.trace(arc).event = kNone;
   _beachline.Remove(arc);
-  CancelEvent(before);
-  CancelEvent(after);
-  TestTriple(before);
-  TestTriple(after);
+  UpdateEvents(before, after);
 }
 
-void Sweep::CancelEvent(int arc) {
-  int& event = _beachline.trace(arc).event;
-  if (event != kNone) _events.Cancel(event);
-  event = kNone;
+/// Two arcs have a neighbour of another site now. The events of their outer neighbours stand, but one
+/// of them may have come to be the first of its neighbourhood.
+void Sweep::UpdateEvents(int left, int right) {
+  TestTriple(left);
+  TestTriple(right);
+  const int outer_left = _beachline.Prev(left), outer_right = _beachline.Next(right);
+  if (outer_left != kNone) QueueIfFirst(outer_left);
+  QueueIfFirst(left);
+  QueueIfFirst(right);
+  if (outer_right != kNone) QueueIfFirst(outer_right);
 }
 
-// Three neighbouring arcs converge if their sites, from left to right, turn clockwise. With exact
-// signs the bottom of their circle is then never above the sweep line.
+// With exact signs the bottom of converging arcs is never above the sweep line.
 void Sweep::TestTriple(int arc) {
+  Beachline::Trace& trace = _beachline.trace(arc);
+  if (trace.event != kNone) _events.Cancel(trace.event);
+  trace.event = kNone;
+  trace.bottom = Beachline::kNoCircle;
   const int before = _beachline.Prev(arc), after = _beachline.Next(arc);
   if (before == kNone || after == kNone) return;
-  const int a = _beachline.trace(before).site, b = _beachline.trace(arc).site;
-  const int c = _beachline.trace(after).site;
-  if (a == c) return;
-  const Vec2& middle = _beachline.arc(arc).site;
-  if (Orientation(_beachline.arc(before).site, middle, _beachline.arc(after).site) >= 0) return;
-  _beachline.trace(arc).event = _events.Push(a, b, c, arc);
+  if (_beachline.trace(before).site == _beachline.trace(after).site) return;
+  CircleBottom bottom;
+  if (ConvergingBottom(_beachline.arc(before).site, _beachline.arc(arc).site,
+                       _beachline.arc(after).site, bottom)) {
+    trace.bottom = bottom;
+  }
+}
+
+// An arc whose neighbour vanishes earlier gets another circle then: its event would be cancelled, so
+// that only the first of a neighbourhood is queued at all.
+void Sweep::QueueIfFirst(int arc) {
+  Beachline::Trace& trace = _beachline.trace(arc);
+  if (trace.event != kNone || trace.bottom.y == Beachline::kNoCircle.y) return;
+  const int before = _beachline.Prev(arc), after = _beachline.Next(arc);
+  const double y = trace.bottom.y;
+  const double left = _beachline.trace(before).bottom.y, right = _beachline.trace(after).bottom.y;
+  const double earlier = left > right ? left : right;
+  if (earlier > y + BottomTolerance(y, y)) return;
+  trace.event = _events.Push(_beachline.trace(before).site, trace.site,
+                             _beachline.trace(after).site, arc, trace.bottom);
 }
 
 void Sweep::CloseEdge(int open_edge, int halfedge) {

@@ -27,7 +27,8 @@ class Sweep {
   void HandleSite(int site);
   void HandleCircle(int arc);
   void TestTriple(int arc);
-  void CancelEvent(int arc);
+  void UpdateEvents(int left, int right);
+  void QueueIfFirst(int arc);
   void CloseEdge(int open_edge, int halfedge);
 
   const std::vector<Vec2>& _sites;
