@@ -4,7 +4,7 @@
 usage: ratios.py RESULT.json ...
 
 README.md in this folder tells how cases and peers are named. Every time is the processor time of the
-quickest repetition: what disturbs a run can only add to it.
+quickest repetition (the clock's, where a benchmark asks for it): what disturbs a run can only add.
 """
 
 import json
@@ -25,7 +25,8 @@ def read(paths):
                 raise SystemExit(f"{entry['name']}: {entry['error_message']}")
             case, candidate, *rest = entry["run_name"].split("/") + [""]
             size = "/".join(part for part in rest if part.isdigit())
-            time = entry["cpu_time"] * scale[entry["time_unit"]]
+            by_the_clock = "real_time" in rest or "manual_time" in rest
+            time = entry["real_time" if by_the_clock else "cpu_time"] * scale[entry["time_unit"]]
             candidates = cases.setdefault((case, size), {})
             best = min(time, candidates.get(candidate, (time, None))[0])
             candidates[candidate] = (best, entry.get("max_ratio"))

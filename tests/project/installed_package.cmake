@@ -34,6 +34,14 @@ foreach(foreign ${LIBDIR}/libmfx.so ${LIBDIR}/pkgconfig/libmfx.pc include/mfx)
   endif()
 endforeach()
 
+# The installed tool runs from where it lies, with the installed library and nothing of the build.
+if(EXISTS "${BUILD_DIR}/tools/mfx/mfx")
+  run(COMMAND ${prefix}/bin/mfx features OUTPUT listed)
+  if(NOT listed MATCHES "RobustHole")
+    message(FATAL_ERROR "the installed mfx lists ${listed}")
+  endif()
+endif()
+
 set(example "${SOURCE_DIR}/examples/minimal_host")
 run(COMMAND ${CMAKE_COMMAND} -S ${example} -B ${WORK_DIR}/cmake -DCMAKE_PREFIX_PATH=${prefix}
             -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
