@@ -91,6 +91,7 @@ class FakeDriver : public host::Driver {
   std::vector<std::string> steps;
   bool finished = false;
 
+  std::string Name() const override { return "fake"; }
   std::vector<RawDataPoint> Drive(const std::vector<Position>& points,
                                   const std::string& step) override {
     steps.push_back(step + "@" + std::to_string(static_cast<int>(points.front().range)));

@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <exception>
 #include <functional>
+#include <limits>
 #include <new>
 #include <string>
 
 #include "commands.h"
 #include "console.h"
+#include "draws.h"
 #include "errors.h"
 #include "interrupts.h"
 #include "numbers.h"
@@ -49,6 +51,7 @@ class CommandLine {
     AddPlan();
     AddMeasure();
     AddReplay();
+    AddBatch();
   }
 
   /// \throws CLI::ParseError, which a call for help is too
@@ -99,6 +102,11 @@ class CommandLine {
   void AddMeasure() {
     CLI::App* command = _app.add_subcommand("measure", "Measure, and print the result message");
     AddRequest(*command, _measure.request);
+    command->add_option("--scene", _measure.scene, "File with a scene for the virtual instrument");
+    AddNumber<std::uint64_t>(
+        *command, "--seed", 0, std::numeric_limits<std::uint64_t>::max(),
+        [this](std::uint64_t seed) { _measure.seed = seed; },
+        "Of the virtual instrument, instead of the scene's");
     command->add_option("--instrument", _measure.instrument,
                         "Command of an instrument that speaks JSON lines");
     AddNumber<double>(
@@ -107,11 +115,11 @@ class CommandLine {
           _measure.timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000.0));
         },
         "Seconds that the instrument may take for an answer (60)");
-    command->add_flag("--search", _measure.options.search,
-                      "Search when the first analysis fails and the request enables it");
+    AddSearch(*command, _measure.options);
     AddPasses(*command, [this](int passes) { _measure.options.max_passes = passes; });
     AddScanData(*command, [this](ScanData form) { _measure.options.scan_data = form; });
     command->add_option("--record", _measure.record, "File to write the conversation to");
+    AddReport(*command, _measure.report);
     command->callback(
         [this] { _execute = [this](Console& c) { return RunMeasure(_measure, c); }; });
   }
@@ -122,9 +130,30 @@ class CommandLine {
         ->add_option("RECORDING", _replay.recording, "File with a recording, - for standard input")
         ->required();
     command->add_flag("--search", _replay.search, "Search as measure does");
+    AddReport(*command, _replay.report);
     AddPasses(*command, [this](int passes) { _replay.max_passes = passes; });
     AddScanData(*command, [this](ScanData form) { _replay.scan_data = form; });
     command->callback([this] { _execute = [this](Console& c) { return RunReplay(_replay, c); }; });
+  }
+
+  void AddBatch() {
+    CLI::App* command = _app.add_subcommand("batch", "Carry out one job a line, answer each");
+    command->add_option("JOBS", _batch.jobs, "File with jobs, - for standard input")->required();
+    AddSearch(*command, _batch.options);
+    AddPasses(*command, [this](int passes) { _batch.options.max_passes = passes; });
+    AddScanData(*command, [this](ScanData form) { _batch.options.scan_data = form; });
+    command->add_flag("--log", _batch.show_library_lines,
+                      "Show the library's log lines and traces");
+    command->callback([this] { _execute = [this](Console& c) { return RunBatch(_batch, c); }; });
+  }
+
+  static void AddSearch(CLI::App& command, ConversationOptions& options) {
+    command.add_flag("--search", options.search,
+                     "Search when the first analysis fails and the request enables it");
+  }
+
+  static void AddReport(CLI::App& command, std::string& report) {
+    command.add_option("--report", report, "HTML file to write a report with pictures to");
   }
 
   static void AddRequest(CLI::App& command, std::string& request) {
@@ -153,6 +182,7 @@ class CommandLine {
   PlanCall _plan;
   MeasureCall _measure;
   ReplayCall _replay;
+  BatchCall _batch;
   std::function<int(Console&)> _execute;
 };
 
@@ -174,6 +204,7 @@ int Carry(int argc, char** argv, Console& console) {
 
 int Run(int argc, char** argv) {
   HandleSignals();
+  FixDraws();
   Console console;
   try {
     return Carry(argc, argv, console);

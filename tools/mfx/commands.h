@@ -48,4 +48,11 @@ struct ReplayCall {
 };
 int RunReplay(const ReplayCall& call, Console& console);
 
+struct BatchCall {
+  std::string jobs;  ///< file with a job a line, "-" for standard input
+  bool show_library_lines = false;
+  ConversationOptions options;
+};
+int RunBatch(const BatchCall& call, Console& console);
+
 }  // namespace libmfx::host

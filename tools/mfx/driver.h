@@ -12,6 +12,9 @@ class Driver {
  public:
   virtual ~Driver() = default;
 
+  /// What it is, for people.
+  virtual std::string Name() const = 0;
+
   /// Drives along the points, in order, and returns the samples taken on the way.
   /// \param step the name of the drive step
   /// \throws CallError if there is no answer that can be used

@@ -22,6 +22,7 @@ class ProcessDriver final : public Driver {
   ProcessDriver(const ProcessDriver&) = delete;
   ProcessDriver& operator=(const ProcessDriver&) = delete;
 
+  std::string Name() const override { return "process " + _command; }
   std::vector<RawDataPoint> Drive(const std::vector<Position>& points,
                                   const std::string& step) override;
   void Finish() override;

@@ -7,40 +7,12 @@
 #include <utility>
 
 #include "errors.h"
+#include "json_text.h"
 
 namespace libmfx::host {
 namespace {
 
 using nlohmann::ordered_json;
-
-/// How deep the containers of a text nest; what stands in strings does not count.
-int Nesting(const std::string& text) {
-  int depth = 0;
-  int deepest = 0;
-  bool in_string = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (in_string && c == '\\') ++i;
-    if (c == '"') in_string = !in_string;
-    if (in_string) continue;
-    if (c == '{' || c == '[') deepest = std::max(deepest, ++depth);
-    if (c == '}' || c == ']') --depth;
-  }
-  return deepest;
-}
-
-/// The name of the first member of an object's text; empty if there is none.
-std::string_view FirstKey(std::string_view text) {
-  const auto skip = [&text](std::string_view what) {
-    text.remove_prefix(std::min(text.find_first_not_of(what), text.size()));
-  };
-  skip(" \t");
-  if (!text.starts_with('{')) return {};
-  text.remove_prefix(1);
-  skip(" \t");
-  if (!text.starts_with('"')) return {};
-  return text.substr(1, text.find('"', 1) - 1);
-}
 
 std::string Dump(const ordered_json& value) {
   return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
@@ -49,9 +21,8 @@ std::string Dump(const ordered_json& value) {
 /// A request as a value of the recording: the object on one line, or the text as it stands. The
 /// library reads neither form otherwise than the original.
 std::string RequestValue(const std::string& request) {
-  // Deeper ones are not read by the library either, and writing them would recurse as deep.
-  constexpr int kNestingLimit = 50;
-  if (Nesting(request) <= kNestingLimit) {
+  // Deeper ones are not read by the library either.
+  if (Nesting(request) <= kRequestNesting) {
     const ordered_json value = ordered_json::parse(request, nullptr, false, true);
     if (value.is_object()) return Dump(value);
   }
@@ -95,7 +66,7 @@ class Reader {
 
   void ReadFirst(const std::string& line) {
     ordered_json first;
-    if (Nesting(line) <= 52) first = ordered_json::parse(line, nullptr, false);
+    if (Nesting(line) <= kRequestNesting + 1) first = ordered_json::parse(line, nullptr, false);
     if (!first.is_object() || !first.contains("request")) {
       Fail("it is no object with \"request\"");
     }

@@ -57,6 +57,7 @@ class ObservedDriver final : public Driver {
   ObservedDriver(Driver& driver, Observer observer)
       : _driver(driver), _observer(std::move(observer)) {}
 
+  std::string Name() const override { return _driver.Name(); }
   std::vector<RawDataPoint> Drive(const std::vector<Position>& points,
                                   const std::string& step) override;
   void Finish() override { _driver.Finish(); }
@@ -71,6 +72,7 @@ class ReplayDriver final : public Driver {
  public:
   explicit ReplayDriver(const Recording& recording) : _recording(recording) {}
 
+  std::string Name() const override { return "samples of a recording"; }
   std::vector<RawDataPoint> Drive(const std::vector<Position>& points,
                                   const std::string& step) override;
   /// Exchanges answered so far, and how many of them had been driven along other points.

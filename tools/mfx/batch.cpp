@@ -1,0 +1,111 @@
+#include "batch.h"
+
+#include <cstdint>
+#include <exception>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "errors.h"
+#include "json_text.h"
+#include "recording.h"
+#include "scene_driver.h"
+#include "sim/scene.h"
+
+namespace libmfx::host {
+namespace {
+
+using nlohmann::json;
+
+std::string Dump(const json& value) {
+  return value.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+/// A seed that depends on nothing but the characters of the id.
+std::uint64_t SeedOf(const std::string& id) {
+  std::uint64_t hash = 14695981039346656037ULL;  // FNV-1a, 64 bits
+  for (const char c : id) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ULL;
+  return hash;
+}
+
+/// \throws CallError
+json ParseJob(const std::string& line) {
+  if (Nesting(line) > kRequestNesting + 1) throw CallError("the job nests too deep");
+  json job = json::parse(line, nullptr, false);
+  if (job.is_discarded()) throw CallError("the job is not JSON: " + Excerpt(line));
+  if (!job.is_object()) throw CallError("the job is no object: " + Excerpt(line));
+  return job;
+}
+
+std::optional<std::uint64_t> SeedOfJob(const json& job) {
+  if (job.contains("seed")) {
+    if (!job["seed"].is_number_unsigned()) {
+      throw CallError("\"seed\" is no whole number from 0 on: " + Excerpt(Dump(job["seed"])));
+    }
+    return job["seed"].get<std::uint64_t>();
+  }
+  if (job.contains("id")) return SeedOf(Dump(job["id"]));
+  return std::nullopt;
+}
+
+std::string MeasureJob(const json& job, const ConversationOptions& options) {
+  if (!job.contains("request")) throw CallError("the job has no \"request\"");
+  if (!job.contains("scene")) throw CallError("the job has no \"scene\"");
+  const std::optional<std::uint64_t> seed = SeedOfJob(job);
+  try {
+    SceneDriver driver(sim::Scene::FromJson(job["scene"]), seed);
+    return Measure(Dump(job["request"]), driver, options).result;
+  } catch (const sim::SceneError& error) {
+    throw CallError(std::string("scene: ") + error.what());
+  }
+}
+
+std::string ReplayJob(const json& job) {
+  const json& file = job["recording"];
+  if (!file.is_string()) throw CallError("\"recording\" is no file name");
+  if (job.contains("request") || job.contains("scene")) {
+    throw CallError("the job has both a \"recording\" and a \"request\" or \"scene\"");
+  }
+  if (file == "-") throw CallError("\"recording\" cannot be standard input in a batch");
+  const Recording recording = ReadRecording(file.get<std::string>());
+  ReplayDriver driver(recording);
+  return Measure(recording.request, driver, recording.options).result;
+}
+
+/// An error's text; nothing that a job can do ends the batch.
+template <typename Carry>
+std::pair<std::string, bool> Guarded(Carry carry) {
+  try {
+    return {carry(), false};
+  } catch (const CallError& error) {
+    return {error.what(), true};
+  } catch (const std::bad_alloc&) {
+    return {"out of memory", true};
+  } catch (const std::exception& error) {
+    return {std::string("internal error: ") + error.what(), true};
+  } catch (const std::string& error) {
+    return {"internal error: " + error, true};
+  }
+}
+
+JobAnswer Framed(const std::string& id, const std::pair<std::string, bool>& outcome) {
+  const auto& [text, is_error] = outcome;
+  const std::string value = is_error ? "\"error\":" + Dump(OneLine(text)) : "\"result\":" + text;
+  return {"{\"id\":" + id + "," + value + "}", is_error};
+}
+
+}  // namespace
+
+JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options) {
+  std::string id = "null";
+  return Framed(id, Guarded([&] {
+                  const json job = ParseJob(line);
+                  if (job.contains("id")) id = Dump(job["id"]);
+                  return job.contains("recording") ? ReplayJob(job) : MeasureJob(job, options);
+                }));
+}
+
+JobAnswer RefuseJob(const std::string& why) { return Framed("null", {why, true}); }
+
+}  // namespace libmfx::host

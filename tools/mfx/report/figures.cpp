@@ -1,0 +1,221 @@
+#include "figures.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace libmfx::host::report {
+namespace {
+
+using Eigen::Vector3d;
+using nlohmann::json;
+
+constexpr double kWidth = 640.0;
+/// Most marks in one picture: beyond it every n-th sample is drawn, and the caption says so.
+constexpr std::size_t kMostMarks = 6000;
+
+std::size_t StepFor(std::size_t samples) { return (samples + kMostMarks - 1) / kMostMarks; }
+
+/// Few samples get larger dots.
+double DotRadius(std::size_t samples) { return samples < 100 ? 3.0 : samples < 600 ? 2.2 : 1.6; }
+
+std::string DrawnText(std::size_t samples) {
+  const std::size_t step = StepFor(samples);
+  if (step <= 1) return std::to_string(samples) + " samples.";
+  return std::to_string(samples) + " samples, one in " + std::to_string(step) + " drawn.";
+}
+
+/// Part of a plan that is driven without a change of its kind.
+struct Stretch {
+  std::vector<Vector3d> points;
+  bool sampled;
+};
+
+std::vector<Stretch> Stretches(const std::vector<Position>& plan) {
+  std::vector<Stretch> stretches;
+  for (std::size_t i = 1; i < plan.size(); ++i) {
+    const bool sampled = plan[i].point_spacing > 0.0;
+    if (stretches.empty() || stretches.back().sampled != sampled) {
+      stretches.push_back({{Cartesian(plan[i - 1])}, sampled});
+    }
+    stretches.back().points.push_back(Cartesian(plan[i]));
+  }
+  return stretches;
+}
+
+std::vector<Point2> Flattened(const View& view, const std::vector<Vector3d>& points, double scale) {
+  std::vector<Point2> flat;
+  flat.reserve(points.size());
+  for (const Vector3d& p : points) flat.push_back(scale * view.Front(p));
+  return flat;
+}
+
+/// The outline of a nominal or of a measured feature, as far as its keys tell one.
+struct Outline {
+  Vector3d place;
+  std::optional<double> radius;
+  std::vector<Vector3d> corners;  ///< of a rectangle, closed
+};
+
+std::optional<Outline> OutlineOf(const json& object) {
+  const auto place = Triple(object, "Location");
+  if (!place) return std::nullopt;
+  Outline outline{*place, Number(object, "Radius"), {}};
+  const auto normal = Triple(object, "Normal");
+  const auto tangent = Triple(object, "Tangent");
+  const auto length = Number(object, "Length");
+  const auto width = Number(object, "Width");
+  if (normal && tangent && length && width && normal->norm() > 0.0) {
+    const Vector3d along = 0.5 * *length * tangent->normalized();
+    const Vector3d across = 0.5 * *width * normal->cross(*tangent).normalized();
+    for (const auto& [a, b] : {std::pair{1, 1}, {1, -1}, {-1, -1}, {-1, 1}, {1, 1}}) {
+      outline.corners.push_back(*place + a * along + b * across);
+    }
+  }
+  return outline;
+}
+
+void Draw(Plot& plot, const View& view, const Outline& outline, double scale,
+          std::string_view style) {
+  const Point2 place = scale * view.Front(outline.place);
+  plot.Cross(place, style);
+  if (outline.radius) plot.Circle(place, scale * *outline.radius, style);
+  plot.Line(Flattened(view, outline.corners, scale), style);
+}
+
+void AddOutline(const View& view, const std::optional<Outline>& outline, Extent& x, Extent& y) {
+  if (!outline) return;
+  const double reach = outline->radius.value_or(0.0);
+  const Point2 place = view.Front(outline->place);
+  for (const double side : {-reach, reach}) {
+    x.Add(place.x() + side);
+    y.Add(place.y() + side);
+  }
+  for (const Vector3d& corner : outline->corners) {
+    x.Add(view.Front(corner).x());
+    y.Add(view.Front(corner).y());
+  }
+}
+
+bool Passes(const RawDataPoint& sample, std::optional<double> threshold) {
+  return data_structures::IsUsable(sample, threshold.value_or(-1e300));
+}
+
+}  // namespace
+
+std::optional<double> QualityThreshold(const json& request) {
+  const auto own = Number(request, "QualityThreshold");
+  return own ? own : Number(request, "ScanQualityThreshold");
+}
+
+Figure FrontView(const Measured& measured, const Exchange& exchange, const std::string& title) {
+  const View& view = measured.view;
+  const auto nominal = measured.request.is_object()
+                           ? OutlineOf(measured.request.value("Feature", json()))
+                           : std::nullopt;
+  const auto found = measured.successful ? OutlineOf(measured.result) : std::nullopt;
+  const auto threshold = QualityThreshold(measured.request);
+  const std::vector<Stretch> plan = Stretches(exchange.points);
+
+  Extent x, y;
+  for (const Stretch& stretch : plan) {
+    for (const Vector3d& p : stretch.points) {
+      x.Add(view.Front(p).x());
+      y.Add(view.Front(p).y());
+    }
+  }
+  AddOutline(view, nominal, x, y);
+  AddOutline(view, found, x, y);
+  const LengthUnit unit = UnitFor(std::max(x.Size(), y.Size()));
+  const std::string name = std::string(" / ") + unit.name;
+  const double shape = x.Size() > 0.0 ? y.Size() / x.Size() : 1.0;
+  Plot plot(kWidth, std::clamp(kWidth * shape, 260.0, 560.0),
+            {"to the right" + name, unit.scale * x.low, unit.scale * x.high},
+            {"up" + name, unit.scale * y.low, unit.scale * y.high}, true);
+
+  for (const Stretch& stretch : plan) {
+    plot.Line(Flattened(view, stretch.points, unit.scale), stretch.sampled ? "plan" : "jump");
+  }
+  const auto& samples = exchange.samples;
+  for (std::size_t i = 0; i < samples.size(); i += StepFor(samples.size())) {
+    const bool passes = Passes(samples[i], threshold);
+    plot.Dot(unit.scale * view.Front(Cartesian(samples[i])), passes ? "sample" : "dropped",
+             DotRadius(samples.size()), passes ? QualityColour(samples[i].quality) : std::string());
+  }
+  if (nominal) Draw(plot, view, *nominal, unit.scale, "nominal");
+  if (found) Draw(plot, view, *found, unit.scale, "measured");
+
+  std::string caption = "Seen from the instrument's side, in " + view.plane +
+                        ". Blue lines: the planned path; dots: samples, coloured by quality; " +
+                        "open red dots: below the quality threshold. ";
+  if (nominal) caption += "Dashed grey: the nominal. ";
+  if (found) caption += "Red: as measured. ";
+  return {title, plot.Svg(title), caption + DrawnText(samples.size())};
+}
+
+Figure Profile(const Measured& measured, const Exchange& exchange) {
+  const View& view = measured.view;
+  const auto& samples = exchange.samples;
+  // The way along the picture's plane; from one scan line to the next it goes on without a gap.
+  std::vector<Point2> way(samples.size());
+  Extent x, y;
+  double travelled = 0.0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const Vector3d p = Cartesian(samples[i]);
+    if (i > 0 && samples[i].status == samples[i - 1].status) {
+      const double step = (view.Front(p) - view.Front(Cartesian(samples[i - 1]))).norm();
+      if (std::isfinite(step)) travelled += step;
+    }
+    way[i] = {travelled, view.Height(p)};
+    x.Add(way[i].x());
+    y.Add(way[i].y());
+  }
+  const LengthUnit along = UnitFor(x.Size());
+  const LengthUnit out = UnitFor(y.Size());
+  Plot plot(kWidth, 300.0,
+            {std::string("way along the scan lines / ") + along.name, along.scale * x.low,
+             along.scale * x.high},
+            {std::string("out of the plane / ") + out.name, out.scale * y.low, out.scale * y.high},
+            false);
+  plot.Level(0.0, "nominal", "plane");
+  int line = 0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if (i > 0 && samples[i].status != samples[i - 1].status) ++line;
+    if (i % StepFor(samples.size()) != 0) continue;
+    plot.Dot({along.scale * way[i].x(), out.scale * way[i].y()}, line % 2 == 0 ? "sample" : "odd",
+             DotRadius(samples.size()));
+  }
+  return {"Profile along the scan lines", plot.Svg("Profile along the scan lines"),
+          "Height of the samples over " + view.plane +
+              ", towards the instrument. The scan lines stand one after the other, in two colours "
+              "by turns. " +
+              DrawnText(samples.size())};
+}
+
+Figure Quality(const Measured& measured, const Exchange& exchange) {
+  const auto& samples = exchange.samples;
+  const auto threshold = QualityThreshold(measured.request);
+  Extent y;
+  y.Add(0.0);
+  std::size_t dropped = 0;
+  for (const RawDataPoint& sample : samples) {
+    y.Add(sample.quality);
+    if (!Passes(sample, threshold)) ++dropped;
+  }
+  if (threshold) y.Add(*threshold);
+  Plot plot(kWidth, 220.0, {"sample", 0.0, static_cast<double>(samples.size())},
+            {"quality", y.low, y.high}, false);
+  for (std::size_t i = 0; i < samples.size(); i += StepFor(samples.size())) {
+    const bool passes = Passes(samples[i], threshold);
+    plot.Dot({static_cast<double>(i), samples[i].quality}, passes ? "sample" : "dropped",
+             DotRadius(samples.size()), passes ? QualityColour(samples[i].quality) : std::string());
+  }
+  if (threshold) plot.Level(*threshold, "level", "threshold " + NumberText(*threshold));
+  std::string caption = "Quality of the samples in the order in which they were taken. ";
+  if (threshold) {
+    caption += std::to_string(dropped) + " of " + std::to_string(samples.size()) +
+               " are below the request's threshold or not finite. ";
+  }
+  return {"Quality", plot.Svg("Quality of the samples"), caption + DrawnText(samples.size())};
+}
+
+}  // namespace libmfx::host::report

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// \file
+/// Pictures as inline SVG: axes with round ticks, and marks in the coordinates of the axes.
+
+namespace libmfx::host::report {
+
+using Point2 = Eigen::Vector2d;
+
+/// Text that may stand in HTML.
+std::string Escaped(std::string_view text);
+
+/// A number for people: `digits` significant digits, no exponent for what a part measures.
+std::string NumberText(double value, int digits = 6);
+
+/// A unit for lengths of some size, and what a length in metres is multiplied with.
+struct LengthUnit {
+  double scale;
+  const char* name;
+};
+/// \param extent of what is to be shown, metres
+LengthUnit UnitFor(double extent);
+
+/// The least and the greatest of some numbers; numbers that are not finite do not count.
+struct Extent {
+  double low = 0.0;
+  double high = 0.0;
+  bool empty = true;
+
+  void Add(double value);
+  double Middle() const { return 0.5 * (low + high); }
+  double Size() const { return high - low; }
+};
+
+/// Colour of a quality between 0 and 100, from dark (poor) to light (good).
+std::string QualityColour(double quality);
+/// What the colours mean, as HTML.
+std::string QualityLegend();
+
+/// One picture. Marks outside the axes are cut off; marks that are not finite are left out.
+class Plot {
+ public:
+  struct Axis {
+    std::string label;
+    double low;
+    double high;
+  };
+
+  /// \param width and `height` of the picture, in the user units of the SVG
+  /// \param same_scale a unit is as long on both axes; the shorter one is widened
+  Plot(double width, double height, Axis x, Axis y, bool same_scale);
+
+  /// A polyline. The styles are those of kPlotStyle.
+  void Line(const std::vector<Point2>& points, std::string_view style);
+  void Circle(const Point2& center, double radius, std::string_view style);
+  void Cross(const Point2& at, std::string_view style);
+  /// \param radius in user units
+  void Dot(const Point2& at, std::string_view style, double radius, const std::string& colour = {});
+  /// A line across the picture, with a word at its end.
+  void Level(double y, std::string_view style, const std::string& label);
+
+  /// \param description read to people who do not see the picture
+  std::string Svg(const std::string& description) const;
+
+ private:
+  Point2 Pixel(const Point2& p) const;
+  void Axes(std::string& svg) const;
+  static bool Sound(const Point2& p) { return p.allFinite(); }
+
+  double _width;
+  double _height;
+  Axis _x;
+  Axis _y;
+  std::string _marks;
+};
+
+/// Styles of the marks, for the head of a document.
+extern const char* const kPlotStyle;
+
+}  // namespace libmfx::host::report
