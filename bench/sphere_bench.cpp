@@ -74,7 +74,6 @@ std::unique_ptr<Feature> Scanned() {
 std::vector<Eigen::Index> FitSizes(Feature& feature) {
   static std::vector<Eigen::Index> sizes;
   static Eigen::Index quadrants;
-  static Eigen::Index spur;
   sizes.clear();
   quadrants = 0;
   RegisterLogCallbackFunction([](const wchar_t*, int, const wchar_t* text) {
@@ -132,15 +131,13 @@ Systems MakeSystems(Eigen::Index n) {
   return s;
 }
 
-void Solve(benchmark::State& state, const std::vector<Eigen::Index>& sizes,
-           const Systems& systems) {
+void Solve(const std::vector<Eigen::Index>& sizes, const Systems& systems) {
   for (const Eigen::Index n : sizes) {
     const Eigen::JacobiSVD<MatrixXd> svd(systems.rows.topRows(n),
                                          Eigen::ComputeThinU | Eigen::ComputeThinV);
-    const Eigen::Vector4d solution = svd.solve(systems.rhs.head(n));
-    benchmark::DoNotOptimize(solution.data());
+    Eigen::Vector4d solution = svd.solve(systems.rhs.head(n));
+    benchmark::DoNotOptimize(solution);
   }
-  benchmark::DoNotOptimize(state);
 }
 
 void AnalyzeBare(benchmark::State& state) {
@@ -151,7 +148,7 @@ void AnalyzeBare(benchmark::State& state) {
     sizes.insert(sizes.end(), one.begin(), one.end());
   }
   const Systems systems = MakeSystems(*std::max_element(sizes.begin(), sizes.end()));
-  for (auto _ : state) Solve(state, sizes, systems);
+  for (auto _ : state) Solve(sizes, systems);
   state.counters["max_ratio"] = 1.5;
   state.counters["solves"] = static_cast<double>(sizes.size()) / kSeeds;
 }
@@ -179,7 +176,7 @@ void FitOurs(benchmark::State& state) {
 
 void FitBare(benchmark::State& state) {
   const Systems systems = MakeSystems(state.range(0));
-  for (auto _ : state) Solve(state, {state.range(0)}, systems);
+  for (auto _ : state) Solve({state.range(0)}, systems);
   state.counters["max_ratio"] = 1.5;
 }
 

@@ -168,13 +168,18 @@ TEST(SphereRefine, ALostSampleIsNeverTheClosest) {
   EXPECT_EQ(s._refined_aer.range, 2.0) << "the first is closest; the one after it has no range";
 }
 
+TEST(SphereRefine, ARangeOfZeroIsALostSample) {
+  EXPECT_EQ(Three(2.5, 0.0)._refined_aer.range, 2.5);
+  EXPECT_EQ(Three(0.0, 2.25)._refined_aer.range, 2.0);
+}
+
 TEST(SphereRefine, TheFirstOfEquallyCloseSamplesWins) {
   SphereProbe s;
   s.NominalPoint = PointXYZW(0, 0, 3.0);
-  s.UpdateRawData({{0, 0.01, 2.0, 80, 1}, {0, 0.01, 2.1, 80, 1}, {0, 0.02, 2.2, 80, 1}});
-  s.UpdateRawData({{0, 0.01, 2.0, 80, 1}, {0, 0.01, 2.0, 80, 1}, {0, 0.02, 2.2, 80, 1}});
+  s.UpdateRawData(
+      {{0, 0.01, 2.0, 80, 1}, {0.1, 0, 2.1, 80, 1}, {0, -0.01, 2.0, 80, 1}, {0.1, 0, 2.2, 80, 1}});
   s.AnalyzeFeature();
-  EXPECT_EQ(s._refined_aer.range, 2.0);
+  EXPECT_EQ(s._refined_aer.range, 2.1);
 }
 
 TEST(SphereTolerances, FollowTheRange) {

@@ -159,13 +159,16 @@ TEST(SphereSetRawData, SamplesThatAreNotFiniteAreNoSamples) {
   EXPECT_EQ(none.NominalPoint, kNominal);
 }
 
-TEST(SphereSetRawData, ARangeThatIsNotPositiveIsAnError) {
+TEST(SphereSetRawData, ARangeThatIsNotPositiveIsALostReturn) {
   for (const double range : {0.0, -1.0}) {
     SphereProbe s = Ranging();
     std::queue<Position> next;
-    EXPECT_TRUE(s.SetRawData({Off(0, 0, range)}, next));
+    EXPECT_FALSE(s.SetRawData({Off(0, 0, range), Off(0.001, 0, 2.4), Off(0, 0, range)}, next));
+    EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.4, 1e-14);
+    SphereProbe none = Ranging();
+    EXPECT_FALSE(none.SetRawData({Off(0, 0, range)}, next));
     EXPECT_TRUE(next.empty());
-    EXPECT_NE(s.GetError().find("Surface range has to be positive"), std::string::npos);
+    EXPECT_EQ(none.NominalPoint, kNominal);
   }
 }
 

@@ -65,11 +65,17 @@ void SphereFit::RebuildScanData() {
 
 bool SphereFit::RefineRange() {
   const MatrixXd& data = _scan_data.data();
+  // A beam that was lost may stand here with a range of 0, which would put it on every line of
+  // sight.
+  const auto has_range = [&data](Eigen::Index i) {
+    return i < data.cols() && data(2, i) > 0.0 && std::isfinite(data(2, i));
+  };
   const PointXYZW instrument;
   const double sight_length = (instrument - NominalPoint).norm();
   double best = std::numeric_limits<double>::max();
   Eigen::Index closest = -1;
   for (Eigen::Index i = 0; i < data.cols(); ++i) {
+    if (!has_range(i)) continue;
     const PointXYZW p = AzElRange(data.col(i).head<3>()).ToPoint();
     const double distance = (p - instrument).cross(p - NominalPoint).norm() / sight_length;
     if (!(distance < best)) continue;
@@ -81,12 +87,10 @@ bool SphereFit::RefineRange() {
     return false;
   }
   // The range is that of the sample after the closest one. Where there is none (the closest is the
-  // last), or it has no range, the closest sample's own is as good: both lie on the ball, a point
+  // last), or it was lost, the closest sample's own is as good: both lie on the ball, a point
   // spacing apart.
-  const Eigen::Index next = closest + 1;
-  const bool has_next = next < data.cols() && std::isfinite(data(2, next));
   _refined_aer = AzElRange(NominalPoint);
-  _refined_aer.range = data(2, has_next ? next : closest);
+  _refined_aer.range = data(2, has_range(closest + 1) ? closest + 1 : closest);
   NominalPoint = _refined_aer.ToPoint();
   return true;
 }

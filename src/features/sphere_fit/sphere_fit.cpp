@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "features/shared/directions.h"
-#include "features/shared/plan_limits.h"
 #include "features/shared/request.h"
 #include "features/shared/result_message.h"
 #include "features/shared/settings.h"
@@ -14,9 +13,11 @@
 namespace libmfx::features {
 namespace {
 
-/// Whether a sample tells a direction and a distance; its quality plays no part.
+/// Whether a sample tells a direction and a distance; its quality plays no part. A range of 0 is
+/// what some instruments say of a beam that was lost.
 bool HasPlace(const RawDataPoint& s) {
-  return std::isfinite(s.azimuth) && std::isfinite(s.elevation) && std::isfinite(s.range);
+  return std::isfinite(s.azimuth) && std::isfinite(s.elevation) && s.range > 0.0 &&
+         std::isfinite(s.range);
 }
 
 /// The sample in the direction nearest to `aim`, the first of equals; null if none has a place.
@@ -166,13 +167,12 @@ bool SphereFit::TakeSurfaceRange(const std::vector<RawDataPoint>& samples,
     _drive_step = FEATURE_SCAN_PATTERN;
     return false;
   }
-  const auto refuse = [this](const std::string& why) { return SetError(why), true; };
-  const std::string bad_range = shared::RefuseNotPositive("Surface range", surface->range);
-  if (!bad_range.empty()) return refuse(bad_range);
-
   NominalPoint = AzElRange(aim.azimuth, aim.elevation, surface->range).ToPoint();
   const double box = 2.0 * NominalRadius * BoxDimensionRatio;
-  if (!(0.0 < box)) return refuse("Box scan dimension less than or equal to 0");
+  if (!(0.0 < box)) {
+    SetError("Box scan dimension less than or equal to 0");
+    return true;
+  }
   Eigen::VectorXd normal(4);
   normal << -NominalPoint.xyz(), 0.0;
   next = StarScanPattern ? ScanStar(NominalPoint, normal, box, ScanLines)
