@@ -1,0 +1,301 @@
+// Whole measurements of rectangles, polygons and slots with the virtual instrument, against known
+// truth: on the nominal, off it, found by search, and the failures.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <numbers>
+#include <vector>
+
+#include "converse.h"
+#include "libmfx/win32_support/exports.h"
+#include "sim/rng.h"
+#include "sim/scenario.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using sim::Vec3;
+using sim::parts::OpeningPlateSpec;
+
+json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+
+/// Where an opening stands and how it is asked for.
+struct Case {
+  json request;           ///< the type's own keys
+  OpeningPlateSpec part;  ///< with its truth
+  Vec3 at{0.1, 0.05, 2.0};
+  double incidence = 0.3;
+  double roll = 0.5;
+  Vec3 nominal_off = Vec3::Zero();  ///< in the plate's frame: along tangent, across it, normal
+  double nominal_turn = 0.0;        ///< of the nominal about the normal, radians
+  std::optional<double> behind = 0.05;
+  std::uint64_t seed = 1;
+
+  sim::Pose pose() const { return sim::TiltedPose(at, incidence, roll); }
+};
+
+std::unique_ptr<Feature> Make(const Case& c, const char* direction_key) {
+  json request = c.request;
+  const sim::Pose pose = c.pose();
+  const Vec3 tangent = std::cos(c.nominal_turn) * pose.rotation.col(0) +
+                       std::sin(c.nominal_turn) * pose.rotation.col(1);
+  json& feature = request["Feature"];
+  feature["Location"] = Triple(c.at + pose.rotation * c.nominal_off);
+  feature["Normal"] = Triple(pose.rotation.col(2));
+  feature[direction_key] = Triple(tangent);
+  return std::unique_ptr<Feature>(Feature::Create(request.dump()));
+}
+
+sim::Instrument Look(const Case& c) {
+  return sim::Instrument(sim::MakeScene(sim::parts::MakeOpeningPlate(c.part), c.pose(), c.behind),
+                         c.seed);
+}
+
+/// Drives the passes that a feature asks for around its moved nominal, at most ten.
+json MeasureWithRescans(Feature& feature, sim::Instrument& instrument) {
+  test::Converse(feature, instrument);
+  for (int pass = 0; pass < 10 && feature.GetDriveStep() == RESCAN; ++pass) {
+    feature.UpdateRawData(instrument.Drive(feature.GetDrivePoints(true)));
+    feature.AnalyzeFeature();
+    if (feature.GetIsSuccessful()) break;
+  }
+  return json::parse(feature.GetResult());
+}
+
+json Measure(const Case& c, const char* direction_key) {
+  const auto feature = Make(c, direction_key);
+  sim::Instrument instrument = Look(c);
+  return MeasureWithRescans(*feature, instrument);
+}
+
+Vec3 VectorIn(const json& result, const char* key) {
+  const json& v = result[key];
+  return Vec3(v[0], v[1], v[2]);
+}
+
+double Angle(const Vec3& a, const Vec3& b) { return std::acos(std::min(1.0, a.dot(b))); }
+
+Case RectangleCase(double length = 0.03, double width = 0.02) {
+  Case c;
+  c.request["Feature"] = {{"$type", "RectangleFeature"}, {"Length", length}, {"Width", width}};
+  c.request["ScansPerSide"] = 4;
+  c.part = sim::parts::RectangularOpening(length, width);
+  return c;
+}
+
+Case PolygonCase(int sides = 6, double radius = 0.012) {
+  Case c;
+  c.request["Feature"] = {{"$type", "PolygonFeature"}, {"Sides", sides}, {"Radius", radius}};
+  c.request["ScansPerSide"] = 5;
+  c.part = sim::parts::PolygonalOpening(sides, radius);
+  return c;
+}
+
+Case SlotCase(double length = 0.03, double width = 0.012) {
+  Case c;
+  c.request["Feature"] = {{"$type", "SlotFeature"}, {"Length", length}, {"Width", width}};
+  c.request["ScanPassesPerArc"] = 15;
+  c.request["ScanPassesPerSide"] = 2;
+  c.part = sim::parts::ObroundOpening(length, width);
+  return c;
+}
+
+void Place(Case& c, sim::Rng& rng, int run) {
+  c.at =
+      AzElRange(rng.Uniform(-0.8, 0.8), rng.Uniform(-0.4, 0.4), rng.Uniform(1, 5)).ToPoint().xyz();
+  c.incidence = rng.Uniform(0.0, std::numbers::pi / 4);
+  c.roll = rng.Uniform(0.0, 6.28);
+  c.seed = static_cast<std::uint64_t>(run) + 1;
+}
+
+/// Errors of many runs.
+struct Tally {
+  int successes = 0;
+  std::vector<double> center, size, normal, direction;
+  std::string errors;
+
+  void Add(const Case& c, const json& result, const char* direction_key,
+           std::initializer_list<std::pair<const char*, double>> sizes) {
+    if (!result["Success"].get<bool>()) {
+      errors += result["ErrorMessage"].dump() + "\n";
+      return;
+    }
+    ++successes;
+    const sim::Pose pose = c.pose();
+    center.push_back((VectorIn(result, "Location") - c.at).norm());
+    for (const auto& [key, truth] : sizes) {
+      size.push_back(std::abs(result[key].get<double>() - truth));
+    }
+    normal.push_back(Angle(VectorIn(result, "Normal"), pose.rotation.col(2)));
+    direction.push_back(Angle(VectorIn(result, direction_key), pose.rotation.col(0)));
+  }
+};
+
+double Percentile95(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values.empty() ? 1e9 : values[values.size() * 95 / 100];
+}
+
+/// The bounds that docs/openings.md states.
+void ExpectAccurate(const Tally& tally, int runs, double center, double size) {
+  EXPECT_GE(tally.successes, runs * 97 / 100) << tally.errors;
+  EXPECT_LE(Percentile95(tally.center), center);
+  EXPECT_LE(Percentile95(tally.size), size);
+  EXPECT_LE(Percentile95(tally.normal), 5e-3);
+  EXPECT_LE(Percentile95(tally.direction), 10e-3);
+  EXPECT_LE(*std::max_element(tally.center.begin(), tally.center.end()), 0.5e-3);
+}
+
+constexpr int kRuns = 40;
+
+TEST(OpeningConversation, Rectangles) {
+  sim::Rng rng(11);
+  Tally tally;
+  for (int run = 0; run < kRuns; ++run) {
+    Case c = RectangleCase(rng.Uniform(0.02, 0.06), rng.Uniform(0.012, 0.02));
+    Place(c, rng, run);
+    const double length = c.request["Feature"]["Length"];
+    const double width = c.request["Feature"]["Width"];
+    tally.Add(c, Measure(c, "Tangent"), "Tangent", {{"Length", length}, {"Width", width}});
+  }
+  ExpectAccurate(tally, kRuns, 80e-6, 150e-6);
+}
+
+TEST(OpeningConversation, Polygons) {
+  sim::Rng rng(12);
+  Tally tally;
+  for (int run = 0; run < kRuns; ++run) {
+    const double radius = rng.Uniform(0.012, 0.025);
+    Case c = PolygonCase(3 + run % 4, radius);
+    Place(c, rng, run);
+    tally.Add(c, Measure(c, "Axis"), "Axis", {{"Radius", radius}});
+  }
+  ExpectAccurate(tally, kRuns, 80e-6, 150e-6);
+}
+
+TEST(OpeningConversation, Slots) {
+  sim::Rng rng(13);
+  Tally tally;
+  for (int run = 0; run < kRuns; ++run) {
+    const double width = rng.Uniform(0.01, 0.02);
+    const double length = width + rng.Uniform(0.01, 0.05);
+    Case c = SlotCase(length, width);
+    Place(c, rng, run);
+    tally.Add(c, Measure(c, "Tangent"), "Tangent", {{"Length", length}, {"Width", width}});
+  }
+  ExpectAccurate(tally, kRuns, 120e-6, 200e-6);
+}
+
+TEST(OpeningConversation, RescansReachAnOpeningOffItsNominal) {
+  for (const auto& [c, key] :
+       {std::pair{RectangleCase(), "Tangent"}, {PolygonCase(), "Axis"}, {SlotCase(), "Tangent"}}) {
+    Case off = c;
+    off.nominal_off = Vec3(0.0015, -0.001, 0.0005);
+    off.nominal_turn = 0.03;
+    off.request["RescanThreshold"] = 5e-5;
+    const json result = Measure(off, key);
+    ASSERT_TRUE(result["Success"].get<bool>()) << result["$type"] << result["ErrorMessage"];
+    EXPECT_LT((VectorIn(result, "Location") - off.at).norm(), 2e-4) << result["$type"];
+    EXPECT_LT(Angle(VectorIn(result, key), off.pose().rotation.col(0)), 0.02) << result["$type"];
+  }
+}
+
+TEST(OpeningConversation, FailuresComeInWords) {
+  Case wrong_size = RectangleCase();
+  wrong_size.part = sim::parts::RectangularOpening(0.03, 0.016);
+  EXPECT_EQ(Measure(wrong_size, "Tangent")["ErrorMessage"],
+            "Inconsistent dimensions! Check target offset!");
+  Case wrong_polygon = PolygonCase();
+  wrong_polygon.part = sim::parts::PolygonalOpening(6, 0.0155);
+  EXPECT_EQ(Measure(wrong_polygon, "Axis")["ErrorMessage"],
+            "Inconsistent dimensions! Check target offset!");
+  Case wrong_slot = SlotCase();
+  wrong_slot.part = sim::parts::ObroundOpening(0.03, 0.008);
+  EXPECT_EQ(Measure(wrong_slot, "Tangent")["ErrorMessage"],
+            "Considerably high interior points! Is this a flat surface?");
+  Case turned = SlotCase();
+  turned.nominal_turn = 0.35;
+  EXPECT_EQ(Measure(turned, "Tangent")["ErrorMessage"],
+            "Slot is misaligned in the tangent direction!");
+  // A plate without an opening where it is looked for.
+  for (const auto& [c, key] :
+       {std::pair{RectangleCase(), "Tangent"}, {PolygonCase(), "Axis"}, {SlotCase(), "Tangent"}}) {
+    Case closed = c;
+    closed.nominal_off = Vec3(0.06, 0.05, 0.0);
+    const json result = Measure(closed, key);
+    EXPECT_FALSE(result["Success"].get<bool>()) << result;
+  }
+}
+
+/// What a host does so that the nominal outlives the reset that a search needs.
+bool AskForSearch(Feature& feature,
+                  const std::shared_ptr<win32_support::FeatureDescriptor>& descriptor) {
+  const auto defaults = descriptor->_settings;
+  for (win32_support::FeatureSetting& row : descriptor->_settings) {
+    switch (row.type) {
+      case win32_support::SETTING_DOUBLE:
+        row.SetDefault(feature.GetSetting<double>(row.name));
+        break;
+      case win32_support::SETTING_INT:
+        row.SetDefault(feature.GetSetting<int>(row.name));
+        break;
+      case win32_support::SETTING_BOOL:
+        row.SetDefault(feature.GetSetting<bool>(row.name));
+        break;
+      case win32_support::SETTING_POINT_XYZ:
+        row.SetDefault(feature.GetSetting<PointXYZW>(row.name));
+        break;
+      default:
+        row.SetDefault(feature.GetSetting<VectorXYZW>(row.name));
+    }
+  }
+  const bool searches = feature.Reset(false, true);
+  descriptor->_settings = defaults;
+  return searches;
+}
+
+TEST(OpeningConversation, FoundBySearch) {
+  const auto descriptor_of = [](Feature& feature) {
+    for (const auto& descriptor : *GetFeatureDescriptors()) {
+      const std::string& name = feature.FeatureName();
+      if (descriptor->_name == std::wstring(name.begin(), name.end())) return descriptor;
+    }
+    return std::shared_ptr<win32_support::FeatureDescriptor>();
+  };
+  for (const auto& [c, key] :
+       {std::pair{RectangleCase(), "Tangent"}, {PolygonCase(), "Axis"}, {SlotCase(), "Tangent"}}) {
+    Case off = c;
+    off.nominal_off = Vec3(0.009, 0.004, 0.0);
+    off.request["SearchEnabled"] = true;
+    off.request["RescanThreshold"] = 5e-5;
+    // The gap has to span more than the size less twice the spacing: across its flats a hexagon of
+    // radius 12 mm spans 20.8 mm.
+    off.request["SearchPointSpacing"] = 0.002;
+    const auto feature = Make(off, key);
+    sim::Instrument instrument = Look(off);
+    test::Converse(*feature, instrument);
+    ASSERT_FALSE(feature->GetIsSuccessful());
+    ASSERT_TRUE(AskForSearch(*feature, descriptor_of(*feature)));
+    std::queue<Position> next = feature->GetDrivePoints(true);
+    ASSERT_EQ(feature->GetDriveStep(), SEARCH);
+    ASSERT_FALSE(feature->SetRawData(instrument.Drive(next), next));
+    ASSERT_TRUE(feature->SetRawData(instrument.Drive(next), next));
+    feature->AnalyzeFeature();
+    for (int pass = 0; pass < 10 && feature->GetDriveStep() == RESCAN; ++pass) {
+      feature->UpdateRawData(instrument.Drive(feature->GetDrivePoints(true)));
+      feature->AnalyzeFeature();
+      if (feature->GetIsSuccessful()) break;
+    }
+    const json result = json::parse(feature->GetResult());
+    ASSERT_TRUE(result["Success"].get<bool>()) << result["$type"] << result["ErrorMessage"];
+    EXPECT_LT((VectorIn(result, "Location") - off.at).norm(), 3e-4) << result["$type"];
+  }
+}
+
+}  // namespace
+}  // namespace libmfx::features
