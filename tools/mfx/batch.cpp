@@ -11,6 +11,7 @@
 #include "json_text.h"
 #include "recording.h"
 #include "scene_driver.h"
+#include "sim/rng.h"
 #include "sim/scene.h"
 
 namespace libmfx::host {
@@ -20,13 +21,6 @@ using nlohmann::json;
 
 std::string Dump(const json& value) {
   return value.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
-/// A seed that depends on nothing but the characters of the id.
-std::uint64_t SeedOf(const std::string& id) {
-  std::uint64_t hash = 14695981039346656037ULL;  // FNV-1a, 64 bits
-  for (const char c : id) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ULL;
-  return hash;
 }
 
 /// \throws CallError
@@ -45,7 +39,7 @@ std::optional<std::uint64_t> SeedOfJob(const json& job) {
     }
     return job["seed"].get<std::uint64_t>();
   }
-  if (job.contains("id")) return SeedOf(Dump(job["id"]));
+  if (job.contains("id")) return sim::DeriveSeed(0, Dump(job["id"]));
   return std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <Eigen/Geometry>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
