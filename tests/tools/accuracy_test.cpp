@@ -6,9 +6,9 @@
 #include <cmath>
 #include <sstream>
 
-#include "campaign.h"
-#include "evaluation.h"
 #include "program.h"
+#include "tools/accuracy/campaign.h"
+#include "tools/accuracy/evaluation.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "campaign.h"
+#include "tools/accuracy/campaign.h"
 
 #include <algorithm>
 #include <cmath>

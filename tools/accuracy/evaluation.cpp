@@ -1,4 +1,4 @@
-#include "evaluation.h"
+#include "tools/accuracy/evaluation.h"
 
 #include <algorithm>
 #include <charconv>

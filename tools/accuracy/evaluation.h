@@ -3,7 +3,7 @@
 #include <iosfwd>
 #include <string>
 
-#include "campaign.h"
+#include "tools/accuracy/campaign.h"
 
 namespace libmfx::accuracy {
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "campaign.h"
-#include "evaluation.h"
+#include "tools/accuracy/campaign.h"
+#include "tools/accuracy/evaluation.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "campaign.h"
+#include "tools/accuracy/campaign.h"
 
 namespace libmfx::accuracy {
 namespace {
