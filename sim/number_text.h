@@ -18,7 +18,13 @@ inline std::string NumberText(double value) {
 
 /// The same of a point, as JSON would write it.
 inline std::string PointText(const Vec3& p) {
-  return "[" + NumberText(p.x()) + ", " + NumberText(p.y()) + ", " + NumberText(p.z()) + "]";
+  std::string text;
+  for (int i = 0; i < 3; ++i) {
+    text += i == 0 ? "[" : ", ";
+    text += NumberText(p[i]);
+  }
+  text += "]";
+  return text;
 }
 
 }  // namespace libmfx::sim

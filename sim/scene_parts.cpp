@@ -124,6 +124,14 @@ std::optional<Thread> ReadThread(SceneSection& s) {
   return thread;
 }
 
+/// Rays step from turn to turn of a thread, so their number is kept to what screws have.
+void CheckTurns(SceneSection& s, const char* key, double length, const Thread& thread) {
+  constexpr double kMostTurns = 1000.0;
+  if (length > kMostTurns * thread.pitch) {
+    s.Refuse(key, "gives the thread more than 1000 turns");
+  }
+}
+
 PartPtr ReadStud(SceneSection& s) {
   parts::StudSpec spec;
   spec.thread = ReadThread(s);
@@ -135,6 +143,7 @@ PartPtr ReadStud(SceneSection& s) {
   // A thread's lead reaches from the minor radius less the lead to the major radius.
   const double lead_height = spec.lead + (spec.thread ? spec.thread->Depth() : 0.0);
   if (lead_height >= spec.height) s.Refuse("height", "is no more than the lead");
+  if (spec.thread) CheckTurns(s, "height", spec.height, *spec.thread);
   spec.length = s.Length("length", spec.length);
   spec.width = s.Length("width", spec.width);
   return parts::MakeStud(spec);
@@ -150,6 +159,7 @@ PartPtr ReadBore(SceneSection& s) {
   spec.lead = s.LengthOrZero("lead", 0.05 * body);
   const double lead_depth = spec.lead + (spec.thread ? spec.thread->Depth() : 0.0);
   if (lead_depth >= spec.depth) s.Refuse("depth", "is no more than the lead");
+  if (spec.thread) CheckTurns(s, "depth", spec.depth, *spec.thread);
   spec.length = s.Length("length", spec.length);
   spec.width = s.Length("width", spec.width);
   if (2.0 * (body + spec.lead) >= std::min(spec.length, spec.width)) {

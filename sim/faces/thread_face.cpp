@@ -15,6 +15,10 @@ constexpr double kTubeMargin = 1e-6;               // metres around the surface
 /// Shortest step along the ray. A ray that cuts into a crest for less than this may pass it, which
 /// moves the crest's edge by less than the step.
 constexpr double kShortestStep = 1e-10;
+/// A ray that skims along a flat of the thread would take millions of such steps: after this many
+/// the shortest step is the longer one, which still moves nothing by a tenth of a micrometre.
+constexpr int kPatience = 2000;
+constexpr double kImpatientStep = 1e-7;
 
 }  // namespace
 
@@ -120,8 +124,9 @@ bool ThreadFace::Intersect(const Ray& ray, Hit& hit) const {
   rates.fastest = rates.across + kSteepest * (std::fabs(ray.direction.z()) + lead * rates.across);
   double t = from;
   double outside = Outside(ray.At(t));
-  while (t < to) {
-    const double step = std::max(SafeStep(ray.At(t), outside, rates), kShortestStep);
+  for (int steps = 0; t < to; ++steps) {
+    const double shortest = steps < kPatience ? kShortestStep : kImpatientStep;
+    const double step = std::max(SafeStep(ray.At(t), outside, rates), shortest);
     const double next = std::min(t + step, to);
     const double at_next = Outside(ray.At(next));
     if ((outside > 0.0) != (at_next > 0.0)) {

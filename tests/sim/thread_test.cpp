@@ -146,6 +146,19 @@ TEST(Thread, NoBeamSlipsThroughAThreadedStudOrABlindBore) {
   }
 }
 
+TEST(Thread, ARayThatSkimsAlongTheCrestsEnds) {
+  parts::StudSpec spec;
+  spec.thread = kM8;
+  spec.height = 1.2;  // most of a thousand turns
+  const auto stud = parts::MakeStud(spec);
+  for (const double gap : {-1e-13, 0.0, 1e-13, 1e-9}) {
+    Hit hit;
+    EXPECT_TRUE(stud->Intersect({{0.004 + gap, 0, 2.5}, {0, 0, -1}}, hit));
+    EXPECT_GT(hit.t, 1.3);  // somewhere on the stud, or the base plate at 2.5
+    EXPECT_LE(hit.t, 2.5 + 1e-9);
+  }
+}
+
 TEST(Thread, LeadOfAStudIsItsCone) {
   parts::StudSpec spec;
   spec.thread = kM8;

@@ -1,0 +1,143 @@
+// Every built-in part, read from a scene, and what the reader refuses about it.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "sim/scenario.h"
+
+namespace libmfx::sim {
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+
+Scene SceneOf(const json& part) {
+  return Scene::FromJson({{"part", part}, {"pose", {{"position", {0, 0, 2}}}}});
+}
+
+std::string Refusal(const char* part) {
+  try {
+    SceneOf(json::parse(part));
+  } catch (const SceneError& e) {
+    return e.what();
+  }
+  return "";
+}
+
+double TruthValue(const char* part, const char* name) {
+  return SceneOf(json::parse(part)).part->truth().values.at(name);
+}
+
+TEST(SceneParts, OpeningsOfEveryShapeAreRead) {
+  EXPECT_EQ(TruthValue(R"({"type": "plate", "opening": {"shape": "rectangle", "length": 0.02,
+                           "width": 0.01, "corner_radius": 0.001}})",
+                       "length"),
+            0.02);
+  EXPECT_EQ(TruthValue(R"({"type": "plate", "opening": {"shape": "polygon", "sides": 5,
+                           "radius": 0.01}})",
+                       "sides"),
+            5);
+  EXPECT_EQ(TruthValue(R"({"type": "plate", "opening": {"shape": "obround", "length": 0.02,
+                           "width": 0.01}})",
+                       "width"),
+            0.01);
+  EXPECT_NEAR(TruthValue(R"({"type": "plate", "opening": {"shape": "round", "radius": 0.005,
+                             "chamfer_depth": 0.001, "chamfer_angle_deg": 45}})",
+                         "rim_radius"),
+              0.006, 1e-15);
+  EXPECT_EQ(TruthValue(R"({"type": "plate", "thickness": 0.02,
+                           "opening": {"shape": "round", "radius": 0.005, "depth": 0.004}})",
+                       "depth"),
+            0.004);
+}
+
+TEST(SceneParts, OpeningsThatDoNotFitAreRefused) {
+  EXPECT_THAT(Refusal(R"({"type": "plate", "opening": {"shape": "oval"}})"),
+              HasSubstr("part.opening.shape: \"oval\" is not one of: round, rectangle"));
+  EXPECT_EQ(Refusal(R"({"type": "plate", "opening": {"shape": "obround", "length": 0.01,
+                        "width": 0.02}})"),
+            "part.opening.length: 0.01 of an obround is below its width");
+  EXPECT_EQ(Refusal(R"({"type": "plate", "opening": {"shape": "rectangle", "length": 0.02,
+                        "width": 0.01, "corner_radius": 0.006}})"),
+            "part.opening.corner_radius: 0.006 does not fit into the outline");
+  EXPECT_EQ(Refusal(R"({"type": "plate", "opening": {"shape": "polygon", "sides": 2,
+                        "radius": 0.01}})"),
+            "part.opening.sides: 2 is not between 3 and 64");
+  EXPECT_THAT(Refusal(R"({"type": "plate", "opening": {"shape": "round", "radius": 0.095,
+                          "chamfer_depth": 0.006}})"),
+              HasSubstr("is wider than the plate of 0.2 m by 0.2 m"));
+  EXPECT_EQ(Refusal(R"({"type": "plate", "opening": {"shape": "round", "radius": 0.005,
+                        "chamfer_depth": 0.01}})"),
+            "part.opening.chamfer_depth: 0.01 leaves no wall");
+  EXPECT_EQ(Refusal(R"({"type": "plate", "border_radius": 0.2,
+                        "opening": {"shape": "round", "radius": 0.005}})"),
+            "part.border_radius: 0.2 does not fit into the plate");
+  EXPECT_EQ(Refusal(R"({"type": "plate"})"), "part.opening: missing");
+}
+
+TEST(SceneParts, EdgesAreRead) {
+  EXPECT_EQ(TruthValue(R"({"type": "edge", "fillet": 0.002, "wall_angle_deg": -10})", "fillet"),
+            0.002);
+  EXPECT_EQ(TruthValue(R"({"type": "edge", "chamfer": 0.001, "ledge": 0.003})", "depth"), 0.003);
+  EXPECT_EQ(Refusal(R"({"type": "edge", "fillet": 0.02})"),
+            "part.fillet: 0.02 leaves no front or no wall");
+  EXPECT_EQ(Refusal(R"({"type": "edge", "chamfer": 0.01})"),
+            "part.chamfer: 0.01 leaves no front or no wall");
+  EXPECT_EQ(Refusal(R"({"type": "edge", "chamfer": 0.001, "fillet": 0.001})"),
+            "part.chamfer: 0.001 stands beside a fillet");
+  EXPECT_EQ(Refusal(R"({"type": "edge", "wall_angle_deg": 90})"),
+            "part.wall_angle_deg: 90 is not between -60 and 85");
+}
+
+TEST(SceneParts, BallsAreRead) {
+  EXPECT_EQ(TruthValue(R"({"type": "ball", "radius": 0.01})", "radius"), 0.01);
+  EXPECT_EQ(Refusal(R"({"type": "ball", "radius": 0.01, "stem_radius": 0.01})"),
+            "part.stem_radius: 0.01 is not below the ball's radius");
+  EXPECT_EQ(Refusal(R"({"type": "ball", "radius": 0.01, "stem_length": 0.01})"),
+            "part.stem_length: 0.01 ends inside the ball");
+}
+
+TEST(SceneParts, StudsAndBoresAreReadSmoothAndThreaded) {
+  EXPECT_EQ(TruthValue(R"({"type": "stud", "radius": 0.003, "height": 0.02})", "radius"), 0.003);
+  EXPECT_EQ(TruthValue(R"({"type": "stud", "thread": "M6"})", "major_radius"), 0.003);
+  EXPECT_EQ(TruthValue(R"({"type": "bore", "thread": {"major_diameter": 0.008, "pitch": 0.001}})",
+                       "pitch"),
+            0.001);
+  EXPECT_EQ(TruthValue(R"({"type": "bore", "radius": 0.004, "through": true})", "radius"), 0.004);
+}
+
+TEST(SceneParts, StudsAndBoresThatCannotBeAreRefused) {
+  EXPECT_EQ(Refusal(R"({"type": "stud"})"), "part.radius: missing");
+  EXPECT_THAT(Refusal(R"({"type": "stud", "radius": 0.003, "thread": "M6"})"),
+              HasSubstr("part.radius: unknown key with the value 0.003"));
+  EXPECT_EQ(Refusal(R"({"type": "bore", "thread": "M3"})"),
+            "part.thread: \"M3\" is not a coarse metric thread from \"M4\" to \"M20\"");
+  EXPECT_EQ(Refusal(R"({"type": "bore", "thread": {"major_diameter": 0.004, "pitch": 0.002}})"),
+            "part.thread.pitch: 0.002 is above a quarter of the diameter");
+  EXPECT_EQ(Refusal(R"({"type": "stud", "radius": 0.003, "lead": 0.003})"),
+            "part.lead: 0.003 leaves no end of the stud");
+  EXPECT_EQ(Refusal(R"({"type": "stud", "thread": "M4", "height": 0.0005})"),
+            "part.height: 0.0005 is no more than the lead");
+  EXPECT_EQ(Refusal(R"({"type": "stud", "thread": "M4", "height": 0.8})"),
+            "part.height: 0.8 gives the thread more than 1000 turns");
+  EXPECT_EQ(Refusal(R"({"type": "bore", "radius": 0.09, "lead": 0.02})"),
+            "part.radius: 0.09 makes the mouth wider than the plate");
+}
+
+TEST(SceneParts, ABackgroundBetweenInstrumentAndPartIsRefused) {
+  const json scene = {{"part", {{"type", "ball"}}},
+                      {"pose", {{"position", {0, 0, 2}}, {"normal", {0, 0, 1}}}},
+                      {"behind", 0.5}};
+  try {
+    Scene::FromJson(scene);
+    FAIL() << "the background hides the ball";
+  } catch (const SceneError& e) {
+    EXPECT_STREQ(e.what(), "behind: 0.5 puts the background between the instrument and the part");
+  }
+}
+
+}  // namespace
+}  // namespace libmfx::sim
