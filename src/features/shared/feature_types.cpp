@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "libmfx/features/custom_scan.h"
+#include "libmfx/features/hole.h"
 #include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/rectangle.h"
@@ -24,6 +25,7 @@ constexpr FeatureType TypeOf(const char* request_type) {
 constexpr FeatureType kTypes[] = {
     TypeOf<PVI>("SurfaceNormalFeature"),
     TypeOf<SphereFit>("MatteSphereFeature"),
+    TypeOf<Hole>("HoleFeature"),
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
     TypeOf<Slot>("SlotFeature"),

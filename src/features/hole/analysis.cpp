@@ -1,0 +1,173 @@
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <ostream>
+
+#include "features/shared/directions.h"
+#include "features/shared/quality.h"
+#include "features/shared/segments.h"
+#include "libmfx/features/hole.h"
+#include "libmfx/geometry/line.h"
+
+namespace libmfx::features {
+namespace {
+
+constexpr Eigen::Index kFewestEdges = 4;
+
+/// The kept points with those above the surface moved onto it: noise above is flattened, and what
+/// lies below stays, which keeps the drop into the hole.
+std::vector<PointCloud> FlattenedFromAbove(const std::vector<PointCloud>& inliers,
+                                           const geometry::Plane& plane) {
+  std::vector<PointCloud> planar = inliers;
+  for (PointCloud& cloud : planar) {
+    for (Eigen::Index j = 0; j < cloud.cols(); ++j) {
+      const PointXYZW p = cloud.point(j);
+      if (plane.SignedDistanceTo(p) > 0.0) cloud.col(j).head<3>() = plane.Project(p).xyz();
+    }
+  }
+  return planar;
+}
+
+/// The columns of an edge cloud that lie less than `reach` from the circle, measured from its
+/// centre.
+PointCloud NearCircle(const PointCloud& edges, const geometry::Circle& circle, double reach) {
+  std::vector<Eigen::Index> near;
+  for (Eigen::Index j = 0; j < edges.cols(); ++j) {
+    const double distance = (edges.point(j) - circle.Center()).norm();
+    if (std::abs(distance - circle.Radius()) < reach) near.push_back(j);
+  }
+  return shared::Columns(edges, near);
+}
+
+}  // namespace
+
+bool Hole::Analyze() {
+  _logger[log::LOG_LEVEL_1] << "Analyze called." << std::endl;
+  if (_has_error) return false;
+  _scan_cloud = PointCloud(_raw_data, EMBEDDING_XYZ, _quality_threshold, true);
+  if (_scan_cloud.cols() == 0) return Fail("Hole::Analyze(): All scanned data was filtered!");
+  CutIntoSegments();
+  std::vector<PointCloud> inliers;
+  std::vector<PointCloud> outliers;
+  if (!FitRobustPlane(_input_center_pt, 0.0, _radius + _clearance_zone, 1.0, 1.0,
+                      3.0 * _point_spacing, inliers, outliers)) {
+    return false;
+  }
+  NoteView();
+  return FitRim(FlattenedFromAbove(inliers, _plane)) && FitCenter(inliers, outliers) &&
+         Judge(inliers) && Report();
+}
+
+void Hole::CutIntoSegments() {
+  const int jump = _use_fast_star ? 2 : 3;
+  const double reach = 2.0 * _radius + _clearance_zone;
+  _segments = shared::CutIntoLines(_scan_cloud, [&](Eigen::Index column, int segment) {
+    return segment % jump != 0 && (_scan_cloud.point(column) - _input_center_pt).norm() <= reach;
+  });
+  const Eigen::Index held = std::numeric_limits<int>::max() - _segment_point_count;
+  _segment_point_count += static_cast<int>(std::min(shared::ColumnsOf(_segments), held));
+}
+
+void Hole::NoteView() {
+  constexpr double kLowIncidenceDegrees = 20.0;
+  const VectorXYZW view = shared::UnitFromTo(_scan_origin, _plane.Point());
+  const VectorXYZW& n = _plane.Normal();
+  _far_side_offset = view.cross(n).cross(n).normalized() * -_radius;
+  _incidence_angle = shared::AngleOfCosine(std::abs(view.dot(n)));
+  if (_incidence_angle * 57.29577951308232 < kLowIncidenceDegrees) _low_incidence = true;
+}
+
+bool Hole::FitRim(const std::vector<PointCloud>& planar) {
+  std::vector<PointCloud> lines = planar;
+  const auto edges_below = [&](const PointXYZW& center) {
+    // From a point one radius above the surface the rim is nearer than the wall beneath it.
+    return FindEdgesRawDist(lines, center + _plane.Normal() * _radius, true, _isolation_radius);
+  };
+  const PointCloud first = edges_below(_plane.Point());
+  if (first.cols() < kFewestEdges) {
+    return Fail(
+        "Hole::Analyze(): Insufficient number of edge points extracted to fit an initial outer "
+        "circle. Check identify edge points using the fit plane center.");
+  }
+  if (!_circle.LeastSquares(first)) {
+    return Fail(
+        "Hole::Analyze(): Circle::LeastSquares() failed to fit initial outer circle to plane "
+        "data.");
+  }
+  const PointCloud second = edges_below(_circle.Center());
+  if (second.cols() < kFewestEdges) {
+    return Fail(
+        "Hole::Analyze(): Insufficient number of edge points extracted to fit a second outer "
+        "circle. Check reidentify edge points using the initial outer circle center.");
+  }
+  if (!_circle.LeastSquares(second)) {
+    return Fail(
+        "Hole::Analyze(): Circle::LeastSquares() failed to fit second outer circle to plane data.");
+  }
+  _edge_points = NearCircle(second, _circle, 5.0 * _point_spacing);
+  if (_edge_points.cols() < kFewestEdges) {
+    return Fail("Hole::Analyze(): Insufficient number of edge points after filter noise points.");
+  }
+  if (!_circle.LeastSquares(_edge_points)) {
+    return Fail("Hole::Analyze(): Circle::LeastSquares() final outer circle fit failed.");
+  }
+  if (!HoleValid(planar, _circle)) {
+    return Fail("Hole::Analyze(): Fit outer circle is invalid. Too many points inside the hole.");
+  }
+  return true;
+}
+
+bool Hole::FitCenter(const std::vector<PointCloud>& inliers,
+                     const std::vector<PointCloud>& outliers) {
+  std::vector<PointCloud> wall_points;
+  double a = 0.0;
+  double b = 0.0;
+  _has_wall = CircleHasWall(outliers, wall_points, _circle, a, b);
+  if (_low_incidence) _has_wall = CircleHasWallX(inliers, wall_points, _circle, b);
+  if (!FitInnerCircle(inliers, _edge_points, wall_points, _circle)) return false;
+  // A centre that the surface does not show stays where the circle put it.
+  if (_low_incidence) PlaneCentroidBiasShift(inliers, _circle);
+  return true;
+}
+
+bool Hole::Judge(const std::vector<PointCloud>& inliers) {
+  _residual_stats.Reset();
+  const geometry::Line axis(_circle.Center(), _circle.Normal());
+  for (Eigen::Index j = 0; j < _edge_points.cols(); ++j) {
+    _residual_stats.Add(axis.Distance(_edge_points.point(j)) - _circle.Radius());
+  }
+  if (!HoleValid(inliers, _circle)) {
+    return Fail(
+        "Hole::Analyze(): Final validation: The number of points inside the hole exceeded the "
+        "points inside threshold.");
+  }
+  _quality = shared::QualityOfScatter(math::StandardDeviation(_residual_stats), _quality);
+  if (!_circle.IsValid()) {
+    return Fail("Hole::Analyze(): Final validation: Fit circle is degenerate.");
+  }
+  if (std::abs(_radius - _circle.Radius()) > 0.125 * _radius) {
+    return Fail(
+        "Hole::Analyze(): Final validation: Fit circle size does not match input specifications. "
+        "Check the nominal radius!");
+  }
+  return true;
+}
+
+bool Hole::Report() {
+  // Seen from the origin of the coordinates, whatever the scan origin is.
+  const VectorXYZW from_origin = _circle.Center() - PointXYZW();
+  if (from_origin.dot(_circle.Normal()) > 0.0) _circle.Normal(-_circle.Normal());
+  _measured_center = _circle.Center();
+  _measured_normal = _circle.Normal();
+  // The nominal is repeated: the fitted radius serves to judge the fit and no more.
+  _measured_radius = _has_chamfer ? _nominal_radius : _radius;
+  if (TriggerRescan((_measured_center - _input_center_pt).norm())) {
+    _input_center_pt = _measured_center;
+    _input_normal = _measured_normal;
+    return false;
+  }
+  _logger[log::LOG_LEVEL_1] << "Analyze done." << std::endl;
+  return true;
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,89 @@
+#include <algorithm>
+#include <limits>
+
+#include "features/shared/segments.h"
+#include "libmfx/features/hole.h"
+
+namespace libmfx::features {
+
+bool Hole::IsIsolatedPoint(const PointCloud& cloud, const PointXYZW& point, long long& index,
+                           const long long& /*window*/, const double& radius) {
+  constexpr long long kReach = 5;
+  constexpr int kEnough = 5;
+  const long long first = index - std::min(index, kReach);
+  const long long last = index + std::min<long long>(kReach, cloud.cols() - index - 1);
+  int count = 0;
+  for (long long k = first; k <= last; ++k) {
+    if (radius > (cloud.point(k) - point).norm() && ++count == kEnough) return false;
+  }
+  return true;
+}
+
+bool Hole::FindEdgePointForSegment(const bool& nearest, const PointCloud& segment,
+                                   const PointXYZW& reference, const bool& check_isolated,
+                                   PointXYZW& edge, const double& isolation_radius) {
+  double best = nearest ? std::numeric_limits<double>::max() : std::numeric_limits<double>::min();
+  long long index = -1;
+  for (long long j = 0; j < segment.cols(); ++j) {
+    const PointXYZW p = segment.point(j);
+    const double distance = (p - reference).norm();
+    if (!(nearest ? distance < best : distance > best)) continue;
+    if (check_isolated && segment.cols() >= 2 &&
+        IsIsolatedPoint(segment, p, j, 5, isolation_radius)) {
+      continue;
+    }
+    best = distance;
+    index = j;
+  }
+  if (index == -1) return false;
+  edge = segment.point(index);
+  return true;
+}
+
+namespace {
+
+/// An edge cloud of one point a segment, as `find` gives it: bool(segment, edge).
+template <typename Find>
+PointCloud EdgeCloud(const std::vector<PointCloud>& segments, const geometry::Plane& plane,
+                     Find find) {
+  Eigen::MatrixXd edges(4, static_cast<Eigen::Index>(segments.size()));
+  Eigen::Index found = 0;
+  for (const PointCloud& segment : segments) {
+    PointXYZW edge;
+    if (!find(segment, edge)) continue;
+    edges.col(found) << plane.Project(edge).xyz(), segment.data()(4, 0);
+    ++found;
+  }
+  return PointCloud(Eigen::MatrixXd(edges.leftCols(found)),
+                    {{data_structures::EMBEDDING_XYZ, {0}}});
+}
+
+}  // namespace
+
+PointCloud Hole::FindEdgesRawDist(std::vector<PointCloud>& segments, const PointXYZW& reference,
+                                  const bool& check_isolated, const double& isolation_radius) {
+  return EdgeCloud(segments, _plane, [&](const PointCloud& segment, PointXYZW& edge) {
+    return FindEdgePointForSegment(true, segment, reference, check_isolated, edge,
+                                   isolation_radius);
+  });
+}
+
+PointCloud Hole::FindEdges(std::vector<PointCloud>& segments, PointXYZW& reference,
+                           const bool& flag) {
+  return EdgeCloud(segments, _plane, [&](const PointCloud& segment, PointXYZW& edge) {
+    return FindEdgePointForSegment(flag, segment, reference, false, edge, _isolation_radius);
+  });
+}
+
+bool Hole::HoleValid(const std::vector<PointCloud>& segments, const geometry::Circle& circle) {
+  const double reach = _radius * _inside_radius_fraction;
+  int inside = 0;
+  for (const PointCloud& segment : segments) {
+    for (Eigen::Index j = 0; j < segment.cols(); ++j) {
+      inside += (segment.point(j) - circle.Center()).norm() < reach;
+    }
+  }
+  return inside <= _max_points_inside;
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,139 @@
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <ostream>
+
+#include "features/shared/directions.h"
+#include "features/shared/plan_limits.h"
+#include "libmfx/features/hole.h"
+
+namespace libmfx::features {
+namespace {
+
+/// Spacing of the samples on the way to the start of a line, metres.
+constexpr double kJumpSpacing = 0.0007;
+
+/// The directions that both stars share, as offsets from the nominal centre.
+struct StarFrame {
+  VectorXYZW normal;
+  VectorXYZW away;  ///< unit, along the surface, away from the instrument
+  VectorXYZW out;   ///< to the outer end of a line
+  VectorXYZW in;    ///< to its inner end
+};
+
+/// The unit direction along the surface that leads away from the instrument. Where the instrument
+/// looks along the normal there is none: the centre is then looked at from a millimetre beside it,
+/// first along x and, for a normal along x, along y.
+VectorXYZW AwayFromInstrument(const geometry::Plane& plane, const PointXYZW& scan_origin) {
+  constexpr double kBeside = 0.001;
+  const VectorXYZW& n = plane.Normal();
+  VectorXYZW c;
+  for (const VectorXYZW& aside :
+       {VectorXYZW(), VectorXYZW(kBeside, 0.0, 0.0), VectorXYZW(0.0, kBeside, 0.0)}) {
+    c = shared::UnitFromTo(scan_origin, plane.Point() + aside).cross(n);
+    if (!c.isZero(shared::kZeroDirection)) break;
+  }
+  return -c.cross(n).normalized();
+}
+
+StarFrame FrameOf(const geometry::Plane& plane, const PointXYZW& scan_origin, double radius,
+                  double clearance) {
+  const VectorXYZW away = AwayFromInstrument(plane, scan_origin);
+  const double inner = std::abs(radius - std::min(clearance, radius));
+  return {plane.Normal(), away, away * (radius + clearance), away * inner};
+}
+
+}  // namespace
+
+std::string Hole::RefusePlan() const {
+  const int points_per_line = _use_fast_star ? 4 : 3;
+  std::string refusal =
+      shared::RefuseCount("ScanLines", static_cast<double>(_scan_lines) * points_per_line);
+  const auto check = [&refusal](std::string_view what, const auto& value) {
+    if (refusal.empty()) refusal = shared::RefuseNotFinite(what, value);
+  };
+  check("Location", _input_center_pt);
+  check("Normal", _input_normal);
+  check("ScanOrigin", _scan_origin);
+  check("Radius", _radius);
+  check("ClearanceZone", _clearance_zone);
+  check("PointSpacing", _point_spacing);
+  return refusal;
+}
+
+std::queue<Position> Hole::GenerateDrivePoints() {
+  if (_has_error) return _drive_points;
+  if (_search) {
+    return GenerateSearchPattern(_input_center_pt, _input_normal,
+                                 2.0 * _nominal_radius * _search_radius_multiplier);
+  }
+  std::string refusal = RefusePlan();
+  if (refusal.empty()) {
+    _drive_points = _use_fast_star ? GenerateFastStarPattern() : GenerateStarPattern();
+    refusal = shared::RefuseUndrivable(_drive_points);
+  }
+  if (!refusal.empty()) {
+    _drive_points = {};
+    SetError(refusal);
+    return {};
+  }
+  const int direction = shared::SignOf(AzElRange(_input_center_pt).azimuth);
+  _drive_points = UnwrapDrivePoints(_drive_points, direction, false);
+  _last_drive_points = _drive_points;
+  return _drive_points;
+}
+
+std::queue<Position> Hole::GenerateStarPattern() {
+  _logger[log::LOG_LEVEL_1] << "GenerateStarPattern called." << std::endl;
+  const geometry::Plane plane(_input_center_pt, _input_normal);
+  const StarFrame frame = FrameOf(plane, _scan_origin, _radius, _clearance_zone);
+  _scan_lines = std::max(_scan_lines, 2);
+  const double step = std::numbers::pi / _scan_lines;
+  std::queue<Position> path;
+  double t = 0.0;
+  double s = 1.0;
+  for (int i = 0; i < _scan_lines; ++i) {
+    const auto append = [&](const VectorXYZW& offset, double spacing) {
+      path.emplace(_input_center_pt + s * shared::Turned(offset, frame.normal, t), spacing);
+    };
+    append(frame.out, kJumpSpacing);
+    append(frame.in, _point_spacing);
+    append(-frame.out, _point_spacing);
+    s = -s;
+    t += step;
+  }
+  _logger[log::LOG_LEVEL_1] << "GenerateStarPattern ended." << std::endl;
+  return path;
+}
+
+std::queue<Position> Hole::GenerateFastStarPattern() {
+  _logger[log::LOG_LEVEL_1] << "GenerateFastStarPattern called." << std::endl;
+  const geometry::Plane plane(_input_center_pt, _input_normal);
+  const StarFrame frame = FrameOf(plane, _scan_origin, _radius, _clearance_zone);
+  _scan_lines = std::max(_scan_lines, 2);
+  const double step = std::numbers::pi / _scan_lines;
+  std::queue<Position> path;
+  double t = 0.0;
+  double s = 1.0;
+  for (int round = 0; round < 2 * _scan_lines; ++round) {
+    const auto at = [&](const VectorXYZW& offset) {
+      return _input_center_pt + s * shared::Turned(offset, frame.normal, t);
+    };
+    const PointXYZW outer = at(frame.out);
+    const PointXYZW inner = at(frame.in);
+    // Inwards on one side, then outwards on the opposite one, then the next angle from there.
+    if (round % 2 == 0) {
+      s = -s;
+      path.emplace(outer, kJumpSpacing);
+      path.emplace(inner, _point_spacing);
+    } else {
+      t += step;
+      path.emplace(inner, kJumpSpacing);
+      path.emplace(outer, _point_spacing);
+    }
+  }
+  _logger[log::LOG_LEVEL_1] << "GenerateFastStarPattern ended." << std::endl;
+  return path;
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,107 @@
+#include <algorithm>
+#include <limits>
+#include <numbers>
+#include <optional>
+
+#include "features/hole/bore.h"
+#include "features/hole/grazed_rim.h"
+#include "features/hole/scan_line.h"
+#include "libmfx/features/hole.h"
+
+namespace libmfx::features {
+namespace {
+
+/// An arc of wall shorter than this does not tell on which side of it the centre lies.
+constexpr double kShortestArc = std::numbers::pi / 6.0;
+constexpr Eigen::Index kFewestFeet = 3;
+
+bool CarriesFit(const std::vector<PointCloud>& feet, const Bore& bore) {
+  return shared::ColumnsOf(feet) >= kFewestFeet && SpanOf(feet, bore) >= kShortestArc;
+}
+
+/// Gives each line that has no wall yet the mouth of the bore, where it shows one.
+void AddMouths(const std::vector<PointCloud>& lines, const Bore& bore,
+               std::vector<PointCloud>& wall_points) {
+  for (std::size_t s = 0; s < lines.size(); ++s) {
+    if (wall_points[s].cols() > 0) continue;
+    if (std::optional<PointCloud> mouth = FindMouth(lines[s], bore)) wall_points[s] = *mouth;
+  }
+}
+
+/// Gives each line that has no wall the rim that its beam grazed.
+void AddRim(const PointCloud& rim, const std::vector<PointCloud>& lines,
+            std::vector<PointCloud>& wall_points) {
+  for (std::size_t s = 0; s < lines.size(); ++s) {
+    if (wall_points[s].cols() > 0 || lines[s].cols() == 0) continue;
+    for (Eigen::Index j = 0; j < rim.cols(); ++j) {
+      if (static_cast<int>(rim.data()(3, j)) != shared::SegmentOf(lines[s], 0)) continue;
+      Eigen::MatrixXd column(5, 1);
+      column << rim.col(j).head<3>(), 100.0, rim.data()(3, j);
+      wall_points[s] = PointCloud(std::move(column), lines[s].embeddings());
+    }
+  }
+}
+
+}  // namespace
+
+Bore Hole::BoreBelow(const geometry::Circle& circle) const {
+  return {_plane,
+          circle.Center(),
+          _far_side_offset,
+          _scan_origin,
+          circle.Radius() - _chamfer_offset,
+          _has_chamfer ? _chamfer_depth : 0.0,
+          _has_chamfer ? _chamfer_offset : 0.0,
+          _point_spacing};
+}
+
+bool Hole::CircleHasWall(const std::vector<PointCloud>& outliers,
+                         std::vector<PointCloud>& wall_points, const geometry::Circle& circle,
+                         double& a, double& b) {
+  const Bore bore = BoreBelow(circle);
+  wall_points.assign(outliers.size(), PointCloud(Eigen::MatrixXd(5, 0)));
+  a = b = 0.0;
+  // A beam almost along the bore hardly touches the wall: what shows the bore then is its mouth
+  // below a chamfer.
+  if (_low_incidence) {
+    if (_has_chamfer) AddMouths(outliers, bore, wall_points);
+    return CarriesFit(wall_points, bore);
+  }
+  double shallowest = std::numeric_limits<double>::max();
+  for (std::size_t s = 0; s < outliers.size(); ++s) {
+    const std::optional<WallRun> wall = FindWall(outliers[s], bore);
+    if (!wall) continue;
+    wall_points[s] = wall->feet;
+    shallowest = std::min(shallowest, wall->shallowest);
+    b = std::max(b, wall->deepest);
+  }
+  if (b > 0.0) a = shallowest;
+  const bool seen = CarriesFit(wall_points, bore);
+  // The rim of a chamfer is wider than the bore and has no place among its wall.
+  if (!_has_chamfer) {
+    AddRim(GrazedRim(_edge_points, _scan_cloud, _use_fast_star, bore), _segments, wall_points);
+  }
+  return seen;
+}
+
+bool Hole::CircleHasWallX(const std::vector<PointCloud>& inliers,
+                          std::vector<PointCloud>& wall_points, const geometry::Circle& circle,
+                          const double& /*b*/) {
+  // Without a chamfer the points that the surface fit kept show the rim, which the edge points are.
+  if (!_has_chamfer) return false;
+  const Bore bore = BoreBelow(circle);
+  wall_points.resize(inliers.size(), PointCloud(Eigen::MatrixXd(5, 0)));
+  AddMouths(inliers, bore, wall_points);
+  return CarriesFit(wall_points, bore);
+}
+
+bool Hole::PlaneCentroidBiasShift(const std::vector<PointCloud>& /*inliers*/,
+                                  geometry::Circle& circle) {
+  const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, _use_fast_star, BoreBelow(circle));
+  geometry::Circle shown;
+  if (!shown.LeastSquares(rim) || !shown.IsValid()) return false;
+  circle.Center(shown.Center());
+  return true;
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,374 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "feature_probe.h"
+#include "features/shared/segments.h"
+#include "hole_probe.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using test::HoleProbe;
+using test::HoleRequest;
+using test::IdealHole;
+using test::LogCollector;
+using test::Measure;
+using test::Measured;
+
+using Samples = std::vector<RawDataPoint>;
+
+json TiltedRequest(double incidence, double radius = 0.008) {
+  json request = HoleRequest(radius);
+  request["Feature"]["Normal"] = {-std::sin(incidence), 0.0, -std::cos(incidence)};
+  return request;
+}
+
+IdealHole Tilted(double incidence, IdealHole hole = {}) {
+  hole.normal = {-std::sin(incidence), 0.0, -std::cos(incidence)};
+  return hole;
+}
+
+/// Samples laid by hand: `count` on each of `lines` half lines of the fast star of an 8 mm hole,
+/// from 13 mm inwards, as long as `keep` says so.
+template <typename Keep>
+Samples HalfLines(int lines, Keep keep) {
+  Samples samples;
+  for (int i = 0; i < lines; ++i) {
+    for (int j = 0; j < 101; ++j) {
+      const double r = 0.013 - 0.0001 * j;
+      const double turn = 2.0 * std::numbers::pi * i / lines;
+      if (!keep(i, r)) continue;
+      const AzElRange aer(PointXYZW(r * std::cos(turn), r * std::sin(turn), 2.0));
+      samples.emplace_back(aer.azimuth, aer.elevation, aer.range, 80.0, 4 * i + 1);
+    }
+  }
+  return samples;
+}
+
+HoleProbe Analysed(const Samples& samples, const json& request = HoleRequest()) {
+  HoleProbe hole(request.dump());
+  hole.UpdateRawData(samples);
+  hole.AnalyzeFeature();
+  return hole;
+}
+
+TEST(HoleAnalysis, FindsAnIdealHoleFacingTheInstrument) {
+  for (const double radius : {0.0025, 0.004, 0.005, 0.008, 0.02}) {
+    const Measured m = Measure(HoleRequest(radius), {.radius = radius});
+    ASSERT_TRUE(m.hole.GetIsSuccessful()) << radius << m.hole.GetError();
+    // Each rim point lies up to a point spacing outside the rim.
+    EXPECT_LT((m.hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5) << radius;
+    EXPECT_LT((m.hole._measured_normal - VectorXYZW(0, 0, -1)).norm(), 1e-9);
+    EXPECT_EQ(m.hole._measured_radius, radius) << "the nominal is repeated";
+    EXPECT_GT(m.hole._quality, 80.0);
+  }
+}
+
+TEST(HoleAnalysis, FindsAnIdealHoleAtEveryIncidence) {
+  for (const double incidence : {0.1, 0.3, 0.4, 0.6, 0.8, 1.0}) {
+    for (const IdealHole& ideal :
+         {IdealHole{}, IdealHole{.wall = 0.002}, IdealHole{.wall = 0.02}, IdealHole{.behind = 0.05},
+          IdealHole{.wall = 0.01, .behind = 0.03}}) {
+      const Measured m = Measure(TiltedRequest(incidence), Tilted(incidence, ideal));
+      ASSERT_TRUE(m.hole.GetIsSuccessful()) << incidence << m.hole.GetError();
+      EXPECT_LT((m.hole._measured_center - PointXYZW(0, 0, 2)).norm(), 8e-5)
+          << incidence << " wall " << ideal.wall << " behind " << ideal.behind;
+      EXPECT_LT((m.hole._measured_normal.xyz() - Tilted(incidence).normal).norm(), 2e-3);
+    }
+  }
+}
+
+TEST(HoleAnalysis, SamplesBelowTheThresholdFailAtOnce) {
+  const Measured m = Measure(HoleRequest(), {.quality = 49.9});
+  EXPECT_FALSE(m.hole.GetIsSuccessful());
+  EXPECT_EQ(m.hole.GetError(), "Hole::Analyze(): All scanned data was filtered!");
+  EXPECT_EQ(m.hole._segments.size(), 0u);
+  EXPECT_TRUE(Measure(HoleRequest(), {.quality = 50.0}).hole.GetIsSuccessful());
+  EXPECT_EQ(Analysed({}).GetError(), "Hole::Analyze(): All scanned data was filtered!");
+}
+
+TEST(HoleAnalysis, SamplesThatAreNotFiniteAreFiltered) {
+  Measured m = Measure(HoleRequest(), {});
+  const PointXYZW center = m.hole._measured_center;
+  Samples samples = m.samples;
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (std::size_t i = 0; i < 60; ++i) {
+    RawDataPoint bad = samples[i * 7];
+    (i % 3 == 0 ? bad.azimuth : i % 3 == 1 ? bad.range : bad.quality) = nan;
+    samples.insert(samples.begin() + static_cast<std::ptrdiff_t>(i * 7), bad);
+  }
+  const HoleProbe hole = Analysed(samples);
+  ASSERT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
+  EXPECT_EQ(hole._measured_center, center);
+}
+
+TEST(HoleAnalysis, AnErrorEndsTheAnalysisBeforeItBegins) {
+  HoleProbe hole(HoleRequest().dump());
+  hole.SetError("stop");
+  hole.UpdateRawData(IdealHole{}.Scan({}));
+  EXPECT_FALSE(hole.Analyze());
+  EXPECT_EQ(hole.GetError(), "stop");
+}
+
+TEST(HoleAnalysis, JumpsAndFarSamplesAreNoSegments) {
+  Measured m = Measure(HoleRequest(), {});
+  EXPECT_EQ(m.hole._segments.size(), 18u);
+  for (const PointCloud& segment : m.hole._segments) {
+    EXPECT_EQ(static_cast<int>(segment.data()(4, 0)) % 2, 1);
+  }
+  EXPECT_EQ(m.hole._segment_point_count, shared::ColumnsOf(m.hole._segments));
+  Measured plain = Measure(HoleRequest(0.004), {.radius = 0.004});
+  EXPECT_EQ(plain.hole._segments.size(), 18u);
+  for (const PointCloud& segment : plain.hole._segments) {
+    EXPECT_NE(static_cast<int>(segment.data()(4, 0)) % 3, 0);
+  }
+  // Twice the radius and the clearance: 21 mm from the nominal centre.
+  HoleProbe far(HoleRequest().dump());
+  const auto at = [](double x) {
+    return RawDataPoint(AzElRange(PointXYZW(x, 0, 2)).azimuth, 0,
+                        AzElRange(PointXYZW(x, 0, 2)).range, 80, 1);
+  };
+  far._scan_cloud = PointCloud({at(0.0209), at(0.0211), at(0.01)}, EMBEDDING_XYZ, 50, true);
+  far.CutIntoSegments();
+  ASSERT_EQ(far._segments.size(), 1u);
+  EXPECT_EQ(far._segments[0].cols(), 2);
+}
+
+TEST(HoleAnalysis, ASecondAnalysisAddsItsPointsToTheCountAndKeepsTheIncidence) {
+  Measured m = Measure(HoleRequest(), {});
+  const int count = m.hole._segment_point_count;
+  EXPECT_TRUE(m.hole._low_incidence);
+  m.hole.AnalyzeFeature();
+  EXPECT_EQ(m.hole._segment_point_count, 2 * count);
+  m.hole.Reset(true, false);
+  EXPECT_TRUE(m.hole._low_incidence);
+  EXPECT_EQ(m.hole._segment_point_count, 2 * count);
+}
+
+TEST(HoleAnalysis, IncidenceAndFarSideFollowTheView) {
+  const Measured m = Measure(TiltedRequest(0.5), Tilted(0.5));
+  EXPECT_NEAR(m.hole._incidence_angle, 0.5, 1e-3);
+  EXPECT_FALSE(m.hole._low_incidence);
+  const Eigen::Vector3d away = 0.008 * Eigen::Vector3d(-std::cos(0.5), 0, std::sin(0.5));
+  EXPECT_LT((m.hole._far_side_offset.xyz() - away).norm(), 1e-5);
+  EXPECT_TRUE(Measure(TiltedRequest(0.34), Tilted(0.34)).hole._low_incidence);
+  EXPECT_FALSE(Measure(TiltedRequest(0.36), Tilted(0.36)).hole._low_incidence);
+}
+
+TEST(HoleAnalysis, FewerThanFourLinesWithAnEdgeFail) {
+  const auto surface = [](int, double r) { return r > 0.008; };
+  EXPECT_EQ(Analysed(HalfLines(3, surface)).GetError(),
+            "Hole::Analyze(): Insufficient number of edge points extracted to fit an initial outer "
+            "circle. Check identify edge points using the fit plane center.");
+  EXPECT_TRUE(Analysed(HalfLines(4, surface)).GetIsSuccessful());
+}
+
+TEST(HoleAnalysis, EdgesThatLieOnNoCircleFail) {
+  // Lines that end at random distances: no four of their ends lie near one circle.
+  const double ends[] = {0.0055, 0.0125, 0.0095, 0.0122, 0.0062, 0.0118};
+  const HoleProbe hole = Analysed(HalfLines(6, [&](int i, double r) { return r > ends[i]; }));
+  EXPECT_EQ(hole.GetError(),
+            "Hole::Analyze(): Insufficient number of edge points after filter noise points.");
+}
+
+TEST(HoleAnalysis, PointsInsideTheHoleReject) {
+  Samples samples = HalfLines(18, [](int, double r) { return r > 0.008; });
+  const auto inside = [](double x) {
+    const AzElRange aer(PointXYZW(x, 0, 2.0));
+    return RawDataPoint(aer.azimuth, aer.elevation, aer.range, 80.0, 101);
+  };
+  // A short streak on a line of its own, too near the middle to be taken for the rim.
+  Samples ten = samples;
+  for (int i = 0; i < 10; ++i) ten.push_back(inside(0.001 + 0.0001 * i));
+  Samples eleven = ten;
+  eleven.push_back(inside(0.0021));
+  EXPECT_EQ(Analysed(ten).GetError().find("Too many points"), std::string::npos);
+  EXPECT_EQ(Analysed(eleven).GetError(),
+            "Hole::Analyze(): Fit outer circle is invalid. Too many points inside the hole.");
+}
+
+TEST(HoleAnalysis, AFlatSurfaceIsNoHole) {
+  const Measured m = Measure(HoleRequest(), {.radius = 0.0});
+  EXPECT_FALSE(m.hole.GetIsSuccessful());
+  EXPECT_NE(m.hole.GetError(), "");
+}
+
+TEST(HoleAnalysis, AHoleOfAnotherSizeFails) {
+  for (const double radius : {0.0068, 0.0092}) {
+    const Measured m = Measure(HoleRequest(), {.radius = radius});
+    EXPECT_EQ(m.hole.GetError(),
+              "Hole::Analyze(): Final validation: Fit circle size does not match input "
+              "specifications. Check the nominal radius!")
+        << radius;
+  }
+  for (const double radius : {0.0072, 0.0088}) {
+    EXPECT_TRUE(Measure(HoleRequest(), {.radius = radius}).hole.GetIsSuccessful()) << radius;
+  }
+}
+
+TEST(HoleAnalysis, TheFinalValidationLooksAtThePointsInside) {
+  HoleProbe hole(HoleRequest().dump());
+  hole._circle.Center(PointXYZW(0, 0, 2));
+  hole._circle.Normal(VectorXYZW(0, 0, -1));
+  hole._circle.Radius(0.008);
+  hole._edge_points = PointCloud(Eigen::MatrixXd(4, 0));
+  Eigen::MatrixXd points = Eigen::MatrixXd::Zero(6, 11);
+  points.row(2).setConstant(2.0);
+  EXPECT_TRUE(hole.Judge({PointCloud(Eigen::MatrixXd(points.leftCols(10)))}));
+  EXPECT_FALSE(hole.Judge({PointCloud(points)}));
+  EXPECT_EQ(hole.GetError(),
+            "Hole::Analyze(): Final validation: The number of points inside the hole exceeded the "
+            "points inside threshold.");
+}
+
+/// A hole whose circle is fitted, with edge points off the rim by each of `errors`.
+HoleProbe Fitted(const std::vector<double>& errors, double radius = 0.008) {
+  HoleProbe hole(HoleRequest().dump());
+  hole._circle.Center(PointXYZW(0, 0, 2));
+  hole._circle.Normal(VectorXYZW(0, 0, -1));
+  hole._circle.Radius(radius);
+  Eigen::MatrixXd edges = Eigen::MatrixXd::Zero(4, static_cast<Eigen::Index>(errors.size()));
+  for (std::size_t i = 0; i < errors.size(); ++i) {
+    edges(0, static_cast<Eigen::Index>(i)) = radius + errors[i];
+    edges(2, static_cast<Eigen::Index>(i)) = 2.0;
+  }
+  hole._edge_points = PointCloud(edges);
+  return hole;
+}
+
+TEST(HoleAnalysis, QualityFollowsTheScatterOfTheRim) {
+  const auto quality = [](double deviation) {
+    HoleProbe hole = Fitted({0.0, 2.0 * deviation});
+    EXPECT_TRUE(hole.Judge({})) << hole.GetError();
+    return hole._quality;
+  };
+  // Two values apart by 2 d have a standard deviation of d times the root of 2.
+  const double root = std::numbers::sqrt2;
+  EXPECT_NEAR(quality(0.0), 100.0, 1e-9);
+  EXPECT_NEAR(quality(0.5e-5 / root), 95.0, 1e-6);
+  EXPECT_NEAR(quality(5.5e-5 / root), 85.0, 1e-6);
+  EXPECT_NEAR(quality(5.5e-4 / root), 65.0, 1e-6);
+  EXPECT_NEAR(quality(0.0505 / root), 30.0, 1e-6);
+  EXPECT_NEAR(quality(5.05 / root), 5.0, 1e-6);
+}
+
+TEST(HoleAnalysis, AScatterOf10AndMoreLeavesTheQualityAsItWas) {
+  HoleProbe hole = Fitted({0.0, 20.0});
+  EXPECT_TRUE(hole.Judge({}));
+  EXPECT_EQ(hole._quality, 0.0) << "on the first pass";
+  hole._quality = 42.0;
+  EXPECT_TRUE(hole.Judge({}));
+  EXPECT_EQ(hole._quality, 42.0);
+}
+
+TEST(HoleAnalysis, ADegenerateCircleFails) {
+  HoleProbe hole = Fitted({0.0});
+  hole._circle.Radius(0.0);
+  EXPECT_FALSE(hole.Judge({}));
+  EXPECT_EQ(hole.GetError(), "Hole::Analyze(): Final validation: Fit circle is degenerate.");
+}
+
+TEST(HoleAnalysis, ARadiusOffByExactlyAnEighthPasses) {
+  HoleProbe passes = Fitted({0.0}, 0.0087890625);
+  passes._radius = 0.0078125;
+  EXPECT_TRUE(passes.Judge({})) << passes.GetError();
+  HoleProbe fails = Fitted({0.0}, std::nextafter(0.0087890625, 1.0));
+  fails._radius = 0.0078125;
+  EXPECT_FALSE(fails.Judge({}));
+  EXPECT_EQ(fails.GetError(),
+            "Hole::Analyze(): Final validation: Fit circle size does not match input "
+            "specifications. Check the nominal radius!");
+}
+
+TEST(HoleAnalysis, TheNormalIsTurnedToTheOriginOfTheCoordinates) {
+  HoleProbe hole = Fitted({0.0});
+  hole._circle.Normal(VectorXYZW(0, 0, 1));
+  hole._scan_origin = PointXYZW(0, 0, 9);
+  EXPECT_TRUE(hole.Report());
+  EXPECT_EQ(hole._measured_normal, VectorXYZW(0, 0, -1)) << "whatever the scan origin is";
+}
+
+TEST(HoleAnalysis, TheReportedRadiusIsTheNominalOfAChamferedHole) {
+  HoleProbe hole = Fitted({0.0});
+  hole._radius = 0.009;
+  EXPECT_TRUE(hole.Report());
+  EXPECT_EQ(hole._measured_radius, 0.009);
+  hole._has_chamfer = true;
+  EXPECT_TRUE(hole.Report());
+  EXPECT_EQ(hole._measured_radius, 0.008);
+}
+
+TEST(HoleAnalysis, AHoleOffByMoreThanTheThresholdAsksForARescan) {
+  json request = HoleRequest();
+  request["RescanThreshold"] = 0.0005;
+  IdealHole ideal;
+  ideal.center = {0.001, 0.0, 2.0};
+  HoleProbe hole(request.dump());
+  hole.UpdateRawData(ideal.Scan(hole.GetDrivePoints(false)));
+  testing::internal::CaptureStdout();
+  hole.AnalyzeFeature();
+  const std::string trace = testing::internal::GetCapturedStdout();
+  EXPECT_FALSE(hole.GetIsSuccessful());
+  EXPECT_EQ(hole.GetError(), "");
+  EXPECT_EQ(hole.GetDriveStep(), RESCAN);
+  EXPECT_EQ(trace.find("Rescan triggered! 0.00"), 0u) << trace;
+  EXPECT_NE(trace.find("> 0.0005\n"), std::string::npos) << trace;
+  EXPECT_NEAR(hole._input_center_pt.x(), 0.001, 2e-5);
+  EXPECT_EQ(hole._input_normal, hole._measured_normal);
+  hole.UpdateRawData(ideal.Scan(hole.GetDrivePoints(true)));
+  hole.AnalyzeFeature();
+  EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
+}
+
+TEST(HoleAnalysis, ADistanceEqualToTheThresholdIsNoRescan) {
+  HoleProbe hole = Fitted({0.0});
+  hole._circle.Center(PointXYZW(0.25, 0, 2));
+  hole._rescan_threshold = 0.25;
+  EXPECT_TRUE(hole.Report());
+  hole._rescan_threshold = std::nextafter(0.25, 0.0);
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(hole.Report());
+  testing::internal::GetCapturedStdout();
+}
+
+TEST(HoleAnalysis, TheLogTellsItsBeginningAndItsEnd) {
+  HoleProbe hole(HoleRequest().dump());
+  hole.UpdateRawData(IdealHole{}.Scan(hole.GetDrivePoints(false)));
+  const LogCollector log;
+  hole.AnalyzeFeature();
+  const std::vector<std::wstring> expected{L"Analyze called.", L"Analyze done."};
+  EXPECT_EQ(LogCollector::Texts(), expected);
+}
+
+TEST(HoleAnalysis, AFailureLeavesTheEarlierResultStanding) {
+  Measured m = Measure(HoleRequest(), {});
+  const PointXYZW center = m.hole._measured_center;
+  m.hole.UpdateRawData(HalfLines(3, [](int, double r) { return r > 0.008; }));
+  m.hole.AnalyzeFeature();
+  EXPECT_FALSE(m.hole.GetIsSuccessful());
+  EXPECT_EQ(m.hole._measured_center, center);
+}
+
+TEST(HoleAnalysis, StagedDataMakeAWholeConversation) {
+  HoleProbe hole(HoleRequest().dump());
+  std::queue<Position> next;
+  EXPECT_FALSE(hole.SetRawData({}, next));
+  EXPECT_EQ(next.size(), 36u);
+  EXPECT_EQ(hole.GetDriveStep(), FEATURE_SCAN_PATTERN);
+  EXPECT_TRUE(hole.SetRawData(IdealHole{}.Scan(next), next));
+  hole.AnalyzeFeature();
+  EXPECT_TRUE(hole.GetIsSuccessful());
+}
+
+TEST(HoleAnalysis, TheSameSamplesGiveTheSameBytes) {
+  const Measured m = Measure(TiltedRequest(0.6), Tilted(0.6, {.wall = 0.01}));
+  const HoleProbe again = Analysed(m.samples, TiltedRequest(0.6));
+  EXPECT_EQ(m.hole.GetResult(), again.GetResult());
+}
+
+}  // namespace
+}  // namespace libmfx::features
