@@ -1,0 +1,135 @@
+// Rectangles, polygons and slots: how far centre, size, normal and direction lie from the truth.
+
+#include <algorithm>
+#include <cmath>
+
+#include "tools/accuracy/campaign.h"
+
+namespace libmfx::accuracy {
+namespace {
+
+/// A request and a scene for an opening; the caller adds the type's own keys.
+Job Frame(const Placement& p, const char* type, const char* direction, json opening) {
+  Job job;
+  job.request = {{"Feature",
+                  {{"$type", type},
+                   {"Location", ToJson(p.nominal_place)},
+                   {"Normal", ToJson(p.nominal_normal)},
+                   {direction, ToJson(p.nominal_tangent)}}}};
+  job.scene = {{"part", {{"type", "plate"}, {"opening", std::move(opening)}}},
+               {"pose", p.Pose()},
+               {"behind", 0.05}};
+  return job;
+}
+
+Job DrawRectangle(const Condition& condition, sim::Rng& rng) {
+  const Placement p = DrawPlacement(condition, rng);
+  const double length = rng.Uniform(0.02, 0.06);
+  const double width = rng.Uniform(0.012, 0.02);
+  Job job = Frame(p, "RectangleFeature", "Tangent",
+                  {{"shape", "rectangle"}, {"length", length}, {"width", width}});
+  job.request["ScansPerSide"] = 4;
+  job.request["Feature"]["Length"] = length;
+  job.request["Feature"]["Width"] = width;
+  return job;
+}
+
+Job DrawPolygon(const Condition& condition, sim::Rng& rng) {
+  const Placement p = DrawPlacement(condition, rng);
+  const int sides = static_cast<int>(rng.Uniform(3.0, 7.0));
+  const double radius = rng.Uniform(0.012, 0.025);
+  Job job = Frame(p, "PolygonFeature", "Axis",
+                  {{"shape", "polygon"}, {"sides", sides}, {"radius", radius}});
+  job.request["ScansPerSide"] = 5;
+  job.request["Feature"]["Sides"] = sides;
+  job.request["Feature"]["Radius"] = radius;
+  return job;
+}
+
+Job DrawSlot(const Condition& condition, sim::Rng& rng) {
+  const Placement p = DrawPlacement(condition, rng);
+  const double width = rng.Uniform(0.01, 0.02);
+  const double length = width + rng.Uniform(0.01, 0.05);
+  Job job = Frame(p, "SlotFeature", "Tangent",
+                  {{"shape", "obround"}, {"length", length}, {"width", width}});
+  job.request["ScanPassesPerArc"] = 15;
+  job.request["Feature"]["Length"] = length;
+  job.request["Feature"]["Width"] = width;
+  return job;
+}
+
+std::vector<double> FrameErrors(const Result& r, double size, const char* measured_direction,
+                                const char* true_direction) {
+  return {(r.Measured("Location") - r.True("center")).norm(), size,
+          Angle(r.Measured("Normal"), r.True("normal")),
+          Angle(r.Measured(measured_direction), r.True(true_direction))};
+}
+
+std::vector<double> OblongErrors(const Result& r) {
+  const double length = std::abs(r.MeasuredNumber("Length") - r.TrueNumber("length"));
+  const double width = std::abs(r.MeasuredNumber("Width") - r.TrueNumber("width"));
+  return FrameErrors(r, std::max(length, width), "Tangent", "tangent");
+}
+
+std::vector<double> PolygonErrors(const Result& r) {
+  return FrameErrors(r, std::abs(r.MeasuredNumber("Radius") - r.TrueNumber("radius")), "Axis",
+                     "axis");
+}
+
+std::vector<Condition> Conditions() {
+  constexpr double kDegree = 0.017453292519943295;
+  Condition all;
+  all.label = "1 to 5 m, up to 45°";
+  all.nearest = 1.0;
+  all.most_tilt = 45.0 * kDegree;
+  Condition level = all;
+  level.label = "1 to 5 m, up to 15°";
+  level.most_tilt = 15.0 * kDegree;
+  Condition tilted = all;
+  tilted.label = "1 to 5 m, 30° to 45°";
+  tilted.least_tilt = 30.0 * kDegree;
+  return {all, level, tilted};
+}
+
+std::vector<Quantity> Quantities() {
+  return {{"centre", "µm", 1e6, 500e-6},
+          {"size", "µm", 1e6, 500e-6},
+          {"normal", "mrad", 1e3, 20e-3},
+          {"direction", "mrad", 1e3, 50e-3}};
+}
+
+const Registered kRectangle({
+    "rectangle",
+    "Rectangle",
+    "Openings of 20 to 60 mm by 12 to 20 mm in a plate of 10 mm, a wall 50 mm behind, four lines a "
+    "side. The error of the size is the larger one of length and width.",
+    Conditions(),
+    Quantities(),
+    DrawRectangle,
+    OblongErrors,
+});
+
+const Registered kPolygon({
+    "polygon",
+    "Polygon",
+    "Openings of 3 to 6 sides and a radius of 12 to 25 mm in a plate of 10 mm, a wall 50 mm "
+    "behind, five lines a side.",
+    Conditions(),
+    Quantities(),
+    DrawPolygon,
+    PolygonErrors,
+});
+
+const Registered kSlot({
+    "slot",
+    "Slot",
+    "Openings of 10 to 20 mm width, 10 to 50 mm longer than wide, in a plate of 10 mm, a wall 50 "
+    "mm behind, 15 lines an arc. The error of the size is the larger one of length and width.",
+    Conditions(),
+    Quantities(),
+    DrawSlot,
+    OblongErrors,
+});
+
+}  // namespace
+}  // namespace libmfx::accuracy
