@@ -143,6 +143,19 @@ TEST(Documents, TheReadmeOpensWithTheTwoCommands) {
   EXPECT_LT(demo, test);
 }
 
+// A type that no seed asks for is a type that the fuzzer would hardly find by itself.
+TEST(FuzzSeeds, EveryFeatureTypeIsAskedFor) {
+  std::string seeds;
+  for (const auto& entry : fs::directory_iterator(kRoot / "fuzz/corpus/request")) {
+    seeds += ReadFile(entry.path());
+  }
+  for (const char* type : {"SurfaceNormalFeature", "MatteSphereFeature", "HoleFeature",
+                           "ThreadedHoleFeature", "SlotFeature", "StudFeature", "EdgeFeature",
+                           "PolygonFeature", "RectangleFeature", "ScanPathFeature"}) {
+    EXPECT_NE(seeds.find("\"$type\": \"" + std::string(type) + "\""), std::string::npos) << type;
+  }
+}
+
 // The newest release that the change log names is the version that CMake builds; until the first
 // release there is none, and the version stays 0.1.0.
 TEST(Versions, TheChangeLogAndTheBuildAgree) {
