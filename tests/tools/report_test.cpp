@@ -11,6 +11,7 @@
 #include <regex>
 
 #include "program.h"
+#include "report/outline.h"
 #include "report/plot.h"
 #include "report/type_figures.h"
 #include "report/view.h"
@@ -69,6 +70,7 @@ ReportData HoleData() {
       "Name": "A & B", "Location": [0, 0, 2], "Normal": [0, 0, -1], "Radius": 0.005}})";
   data.request_name = "request.json";
   data.instrument = "test";
+  data.quality_threshold = 50.0;
   data.outcome.successful = true;
   data.outcome.result =
       R"({"$type":"HoleTargetResult","Location":[0.00100000,0.00000000,2.00000000],
@@ -97,7 +99,10 @@ TEST(ReportTest, TheProgramWritesOne) {
   EXPECT_THAT(html, HasSubstr("seed 77"));
   EXPECT_THAT(html, HasSubstr("mfx " LIBMFX_VERSION));
   EXPECT_THAT(html, HasSubstr("examples/requests/scan_path.json"));
-  EXPECT_EQ(Count(html, "<figure>"), 3u);
+  for (const char* title :
+       {"Front view", "Profile along the scan lines", "Profile, close to the surface", "Quality"}) {
+    EXPECT_THAT(html, HasSubstr(std::string("<h3>") + title + "</h3>"));
+  }
   const std::string count = json::parse(measured.out)["ScanData"]["Count"].dump();
   EXPECT_THAT(html, HasSubstr("<tr><th>Samples</th><td>" + count + "</td></tr>"));
   // The recording of it gives the same pictures.
@@ -182,7 +187,7 @@ TEST(ReportTest, EveryScanHasItsRowAndTheFirstOnesAPicture) {
   for (int i = 0; i < 20; ++i) data.exchanges.push_back(data.exchanges[0]);
   const std::string html = HtmlReport(data);
   EXPECT_EQ(Count(html, "<td>INITIAL</td>"), 21u);
-  EXPECT_EQ(Count(html, "<figure>"), 3u + 5u);
+  EXPECT_EQ(Count(html, "<h3>Scan "), 5u);
 }
 
 // ---- a type's own pictures
@@ -200,6 +205,107 @@ TEST(ReportTest, ATypeAddsItsOwnPictures) {
   const std::string html = HtmlReport(data);
   EXPECT_THAT(html, HasSubstr("<h3>Own picture</h3>"));
   EXPECT_THAT(html, HasSubstr("2 points"));
+}
+
+/// A result with 360 samples on a circle of 5 mm around (0, 0, 2), in the plane of z.
+std::string RoundResult(const std::string& type, const std::string& keys) {
+  json rows = json::array();
+  for (int i = 0; i < 360; ++i) {
+    const double angle = i * 3.14159265358979323846 / 180.0;
+    rows.push_back({0.005 * std::cos(angle), 0.005 * std::sin(angle), 2.0, 90, 1});
+  }
+  return "{\"$type\":\"" + type + "\",\"Location\":[0,0,2]," + keys +
+         ",\"Success\":true,\"ScanData\":{\"DataFormat\":\"LR_XYZ\",\"Count\":360,\"Data\":" +
+         rows.dump() + "}}";
+}
+
+TEST(ReportTest, SpheresHolesAndCylindersHaveTheirOwnPictures) {
+  const struct {
+    const char* type;
+    const char* keys;
+    const char* title;
+    const char* words;
+  } cases[] = {{"MatteSphereTargetResult", "\"Radius\":0.005", "Residuals of the sphere",
+                "0 of 360 lie beyond the picture"},
+               {"HoleTargetResult", "\"Radius\":0.0051,\"Normal\":[0,0,-1]", "Around the rim",
+                "360 samples"},
+               {"StudTargetResult", "\"Radius\":0.004,\"Axis\":[0,0,-1]", "From the side",
+                "360 samples within two radii"},
+               {"ThreadedHoleTargetResult", "\"Radius\":0.0024,\"Axis\":[0,0,1]", "From the side",
+                "0 samples within two radii"}};
+  for (const auto& c : cases) {
+    ReportData data = HoleData();
+    data.outcome.result = RoundResult(c.type, c.keys);
+    const std::string html = HtmlReport(data);
+    ExpectBalanced(html);
+    EXPECT_THAT(html, HasSubstr(std::string("<h3>") + c.title + "</h3>"));
+    EXPECT_THAT(html, HasSubstr(c.words)) << c.type;
+    // A failed measurement has none of what they are made from.
+    data.outcome.successful = false;
+    data.outcome.result = std::string("{\"$type\":\"") + c.type + "\",\"ErrorMessage\":\"No rim\"}";
+    EXPECT_EQ(HtmlReport(data).find(c.title), std::string::npos);
+  }
+}
+
+TEST(ReportTest, WhatLiesFarBehindIsDrawnWhereTheBeamPassed) {
+  ReportData data = HoleData();
+  data.exchanges[0].samples.clear();
+  for (int i = 0; i < 10; ++i)
+    data.exchanges[0].samples.emplace_back(-0.004 + 0.001 * i, 0, 2.0, 90, 1);
+  data.exchanges[0].samples.emplace_back(0.001, 0, 2.5, 90, 1);
+  const std::string html = HtmlReport(data);
+  EXPECT_EQ(Count(html, "class=\"far\""), 1u);
+  EXPECT_THAT(html, HasSubstr("Grey: 1 samples far behind"));
+}
+
+// ---- outlines
+
+double FarthestFrom(const Vector3d& place, const std::vector<Vector3d>& line) {
+  double far = 0.0;
+  for (const Vector3d& p : line) far = std::max(far, (p - place).norm());
+  return far;
+}
+
+TEST(OutlineTest, FollowsTheKeysOfEachShape) {
+  const json base = {{"Location", {0, 0, 2}}, {"Normal", {0, 0, -1}}};
+  const Vector3d place(0, 0, 2);
+  EXPECT_FALSE(report::OutlineOf(json::object()));
+  EXPECT_FALSE(report::OutlineOf(json()));
+  EXPECT_FALSE(report::OutlineOf({{"Location", {0, 0}}}));
+
+  json circle = base;
+  circle["Radius"] = 0.01;
+  EXPECT_EQ(report::OutlineOf(circle)->radius, 0.01);
+
+  json rectangle = base;
+  rectangle.update({{"Tangent", {1, 0, 0}}, {"Length", 0.08}, {"Width", 0.06}});
+  const auto corners = report::OutlineOf(rectangle)->corners;
+  ASSERT_EQ(corners.size(), 5u);
+  EXPECT_NEAR(FarthestFrom(place, corners), 0.05, 1e-12);
+  EXPECT_EQ(corners.front(), corners.back());
+
+  json slot = rectangle;
+  slot["$type"] = "SlotTargetResult";
+  const auto obround = report::OutlineOf(slot)->corners;
+  EXPECT_NEAR(FarthestFrom(place, obround), 0.04, 1e-12);  // half of the length over all
+  for (const Vector3d& p : obround) EXPECT_LE(std::abs(p.y()), 0.03 + 1e-12);
+  EXPECT_LT((obround.front() - obround.back()).norm(), 1e-12);
+
+  json polygon = circle;
+  polygon.update({{"Sides", 6}, {"Axis", {1, 0, 0}}});
+  const auto hexagon = report::OutlineOf(polygon);
+  ASSERT_EQ(hexagon->corners.size(), 7u);
+  EXPECT_FALSE(hexagon->radius);
+  EXPECT_LT((hexagon->corners[0] - Vector3d(0.01, 0, 2)).norm(), 1e-12);
+  for (const Vector3d& p : hexagon->corners) EXPECT_NEAR((p - place).norm(), 0.01, 1e-12);
+
+  for (const json& odd : {json{{"Sides", 1e9}, {"Axis", {1, 0, 0}}}, json{{"Sides", -3}},
+                          json{{"Tangent", {0, 0, 5}}, {"Length", 1}, {"Width", 1}},
+                          json{{"Normal", {0, 0, 0}}, {"Tangent", {1, 0, 0}}}}) {
+    json request = circle;
+    request.update(odd);
+    EXPECT_TRUE(report::OutlineOf(request)->corners.empty());
+  }
 }
 
 // ---- the view

@@ -1,5 +1,6 @@
 #include <memory>
 #include <optional>
+#include <stdexcept>
 
 #include "commands.h"
 #include "errors.h"
@@ -32,6 +33,16 @@ int Tell(const Conversation& outcome, Console& console) {
   return kNotMeasured;
 }
 
+/// The quality below which a request's feature drops a sample, if it has such a setting.
+std::optional<double> QualityThreshold(const std::string& request) {
+  const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
+  try {
+    return feature->GetSetting<double>(L"QualityThreshold");
+  } catch (const std::logic_error&) {  // no such setting, or not a number
+    return std::nullopt;
+  }
+}
+
 /// Keeps what a report needs, and writes it in the end. The file is made beforehand, so that one
 /// that cannot be written ends the call before anything is driven.
 class ReportWriter {
@@ -48,6 +59,7 @@ class ReportWriter {
     _data.request = request;
     _data.request_name = request_name == "-" ? "standard input" : request_name;
     _data.instrument = instrument;
+    _data.quality_threshold = QualityThreshold(request);
     _data.outcome = outcome;
     _file->Write(report::HtmlReport(_data));
     _file->Commit();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "outline.h"
+
 namespace libmfx::host::report {
 namespace {
 
@@ -49,31 +51,6 @@ std::vector<Point2> Flattened(const View& view, const std::vector<Vector3d>& poi
   return flat;
 }
 
-/// The outline of a nominal or of a measured feature, as far as its keys tell one.
-struct Outline {
-  Vector3d place;
-  std::optional<double> radius;
-  std::vector<Vector3d> corners;  ///< of a rectangle, closed
-};
-
-std::optional<Outline> OutlineOf(const json& object) {
-  const auto place = Triple(object, "Location");
-  if (!place) return std::nullopt;
-  Outline outline{*place, Number(object, "Radius"), {}};
-  const auto normal = Triple(object, "Normal");
-  const auto tangent = Triple(object, "Tangent");
-  const auto length = Number(object, "Length");
-  const auto width = Number(object, "Width");
-  if (normal && tangent && length && width && normal->norm() > 0.0) {
-    const Vector3d along = 0.5 * *length * tangent->normalized();
-    const Vector3d across = 0.5 * *width * normal->cross(*tangent).normalized();
-    for (const auto& [a, b] : {std::pair{1, 1}, {1, -1}, {-1, -1}, {-1, 1}, {1, 1}}) {
-      outline.corners.push_back(*place + a * along + b * across);
-    }
-  }
-  return outline;
-}
-
 void Draw(Plot& plot, const View& view, const Outline& outline, double scale,
           std::string_view style) {
   const Point2 place = scale * view.Front(outline.place);
@@ -100,12 +77,59 @@ bool Passes(const RawDataPoint& sample, std::optional<double> threshold) {
   return data_structures::IsUsable(sample, threshold.value_or(-1e300));
 }
 
-}  // namespace
-
-std::optional<double> QualityThreshold(const json& request) {
-  const auto own = Number(request, "QualityThreshold");
-  return own ? own : Number(request, "ScanQualityThreshold");
+/// Where a beam meets the plane that is `height` over the plane of the picture; the sample itself,
+/// if it never does.
+Vector3d AlongTheBeam(const View& view, const Vector3d& sample, double height) {
+  const double slope = view.normal.dot(sample);
+  const double t = (height + view.normal.dot(view.origin)) / slope;
+  return std::isfinite(t) && t > 0.0 ? Vector3d(t * sample) : sample;
 }
+
+double Median(std::vector<double> values) {
+  if (values.empty()) return 0.0;
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// The heights of samples over the plane of the picture that are finite.
+std::vector<double> Heights(const View& view, const std::vector<RawDataPoint>& samples) {
+  std::vector<double> heights;
+  heights.reserve(samples.size());
+  for (const RawDataPoint& sample : samples) {
+    const double height = view.Height(Cartesian(sample));
+    if (std::isfinite(height)) heights.push_back(height);
+  }
+  return heights;
+}
+
+/// Draws the samples of a scan. What lies farther than `reach` out of the plane of the others is
+/// drawn where the beam went through that plane, in grey.
+/// \returns how many do
+std::size_t DrawSamples(Plot& plot, const Measured& measured, const Exchange& exchange,
+                        double scale, double reach) {
+  const View& view = measured.view;
+  const auto& samples = exchange.samples;
+  const double middle = Median(Heights(view, samples));
+  const double radius = DotRadius(samples.size());
+  std::size_t far_samples = 0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const Vector3d p = Cartesian(samples[i]);
+    const bool is_far = std::abs(view.Height(p) - middle) > reach;
+    far_samples += is_far ? 1 : 0;
+    if (i % StepFor(samples.size()) != 0) continue;
+    if (!Passes(samples[i], measured.quality_threshold)) {
+      plot.Dot(scale * view.Front(is_far ? AlongTheBeam(view, p, middle) : p), "dropped", radius);
+    } else if (is_far) {
+      plot.Dot(scale * view.Front(AlongTheBeam(view, p, middle)), "far", radius);
+    } else {
+      plot.Dot(scale * view.Front(p), "sample", radius, QualityColour(samples[i].quality));
+    }
+  }
+  return far_samples;
+}
+
+}  // namespace
 
 Figure FrontView(const Measured& measured, const Exchange& exchange, const std::string& title) {
   const View& view = measured.view;
@@ -113,7 +137,6 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
                            ? OutlineOf(measured.request.value("Feature", json()))
                            : std::nullopt;
   const auto found = measured.successful ? OutlineOf(measured.result) : std::nullopt;
-  const auto threshold = QualityThreshold(measured.request);
   const std::vector<Stretch> plan = Stretches(exchange.points);
 
   Extent x, y;
@@ -135,29 +158,33 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
   for (const Stretch& stretch : plan) {
     plot.Line(Flattened(view, stretch.points, unit.scale), stretch.sampled ? "plan" : "jump");
   }
+  const std::size_t far_samples =
+      DrawSamples(plot, measured, exchange, unit.scale, 0.25 * std::max(x.Size(), y.Size()));
   const auto& samples = exchange.samples;
-  for (std::size_t i = 0; i < samples.size(); i += StepFor(samples.size())) {
-    const bool passes = Passes(samples[i], threshold);
-    plot.Dot(unit.scale * view.Front(Cartesian(samples[i])), passes ? "sample" : "dropped",
-             DotRadius(samples.size()), passes ? QualityColour(samples[i].quality) : std::string());
-  }
   if (nominal) Draw(plot, view, *nominal, unit.scale, "nominal");
   if (found) Draw(plot, view, *found, unit.scale, "measured");
 
   std::string caption = "Seen from the instrument's side, in " + view.plane +
                         ". Blue lines: the planned path; dots: samples, coloured by quality; " +
                         "open red dots: below the quality threshold. ";
+  if (far_samples > 0) {
+    caption += "Grey: " + std::to_string(far_samples) +
+               " samples far behind or before the others, drawn where the beam passed between. ";
+  }
   if (nominal) caption += "Dashed grey: the nominal. ";
   if (found) caption += "Red: as measured. ";
   return {title, plot.Svg(title), caption + DrawnText(samples.size())};
 }
 
-Figure Profile(const Measured& measured, const Exchange& exchange) {
+namespace {
+
+/// The heights of a scan's samples along the way; `shown` is the part of them in the picture.
+Figure HeightsAlong(const Measured& measured, const Exchange& exchange, const Extent& shown,
+                    const std::string& title, const std::string& caption) {
   const View& view = measured.view;
   const auto& samples = exchange.samples;
   // The way along the picture's plane; from one scan line to the next it goes on without a gap.
   std::vector<Point2> way(samples.size());
-  Extent x, y;
   double travelled = 0.0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
     const Vector3d p = Cartesian(samples[i]);
@@ -166,15 +193,13 @@ Figure Profile(const Measured& measured, const Exchange& exchange) {
       if (std::isfinite(step)) travelled += step;
     }
     way[i] = {travelled, view.Height(p)};
-    x.Add(way[i].x());
-    y.Add(way[i].y());
   }
-  const LengthUnit along = UnitFor(x.Size());
-  const LengthUnit out = UnitFor(y.Size());
+  const LengthUnit along = UnitFor(travelled);
+  const LengthUnit out = UnitFor(shown.Size());
   Plot plot(kWidth, 300.0,
-            {std::string("way along the scan lines / ") + along.name, along.scale * x.low,
-             along.scale * x.high},
-            {std::string("out of the plane / ") + out.name, out.scale * y.low, out.scale * y.high},
+            {std::string("way along the scan lines / ") + along.name, 0.0, along.scale * travelled},
+            {std::string("out of the plane / ") + out.name, out.scale * shown.low,
+             out.scale * shown.high},
             false);
   plot.Level(0.0, "nominal", "plane");
   int line = 0;
@@ -184,16 +209,42 @@ Figure Profile(const Measured& measured, const Exchange& exchange) {
     plot.Dot({along.scale * way[i].x(), out.scale * way[i].y()}, line % 2 == 0 ? "sample" : "odd",
              DotRadius(samples.size()));
   }
-  return {"Profile along the scan lines", plot.Svg("Profile along the scan lines"),
-          "Height of the samples over " + view.plane +
-              ", towards the instrument. The scan lines stand one after the other, in two colours "
-              "by turns. " +
-              DrawnText(samples.size())};
+  return {title, plot.Svg(title), caption + " " + DrawnText(samples.size())};
+}
+
+}  // namespace
+
+Figure Profile(const Measured& measured, const Exchange& exchange) {
+  Extent shown;
+  for (const double height : Heights(measured.view, exchange.samples)) shown.Add(height);
+  return HeightsAlong(measured, exchange, shown, "Profile along the scan lines",
+                      "Height of the samples over " + measured.view.plane +
+                          ", towards the instrument. The scan lines stand one after the other, in "
+                          "two colours by turns.");
+}
+
+std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& exchange) {
+  std::vector<double> heights = Heights(measured.view, exchange.samples);
+  const double middle = Median(heights);
+  Extent all;
+  for (double& height : heights) {
+    all.Add(height);
+    height = std::abs(height - middle);
+  }
+  // Seven robust standard deviations to either side: the median deviation of a normal scatter is
+  // 0.674 of one.
+  const double half = 10.0 * Median(heights);
+  if (!(half > 0.0) || all.Size() < 5.0 * half) return std::nullopt;
+  Extent shown;
+  shown.Add(middle - half);
+  shown.Add(middle + half);
+  return HeightsAlong(measured, exchange, shown, "Profile, close to the surface",
+                      "The same, cut down to the heights where most samples lie.");
 }
 
 Figure Quality(const Measured& measured, const Exchange& exchange) {
   const auto& samples = exchange.samples;
-  const auto threshold = QualityThreshold(measured.request);
+  const auto threshold = measured.quality_threshold;
   Extent y;
   y.Add(0.0);
   std::size_t dropped = 0;
@@ -213,7 +264,7 @@ Figure Quality(const Measured& measured, const Exchange& exchange) {
   std::string caption = "Quality of the samples in the order in which they were taken. ";
   if (threshold) {
     caption += std::to_string(dropped) + " of " + std::to_string(samples.size()) +
-               " are below the request's threshold or not finite. ";
+               " are below the threshold or not finite. ";
   }
   return {"Quality", plot.Svg("Quality of the samples"), caption + DrawnText(samples.size())};
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <vector>
+#include <optional>
+#include <string>
 
 #include "type_figures.h"
 
@@ -16,10 +17,10 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
 /// How far the samples of one scan stand out of the plane of the picture, along the way.
 Figure Profile(const Measured& measured, const Exchange& exchange);
 
-/// Quality of the samples of one scan, in order, with the request's threshold.
-Figure Quality(const Measured& measured, const Exchange& exchange);
+/// The same, cut down to where most samples lie; nothing if the whole profile shows that already.
+std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& exchange);
 
-/// The request's threshold for quality, under either of its names.
-std::optional<double> QualityThreshold(const nlohmann::json& request);
+/// Quality of the samples of one scan, in order, with the threshold.
+Figure Quality(const Measured& measured, const Exchange& exchange);
 
 }  // namespace libmfx::host::report

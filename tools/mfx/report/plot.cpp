@@ -70,6 +70,7 @@ svg .measured { fill: none; stroke: #c8102e; stroke-width: 1.6; }
 svg .level { fill: none; stroke: #c8102e; stroke-width: 1; stroke-dasharray: 5 3; }
 svg .sample { fill: #1b4f8f; }
 svg .odd { fill: #d9822b; }
+svg .far { fill: none; stroke: #999; stroke-width: .7; }
 svg .dropped { fill: none; stroke: #c8102e; stroke-width: .8; }
 )";
 

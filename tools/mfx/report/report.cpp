@@ -32,7 +32,9 @@ th { font-weight: normal; color: #555; }
 td { font-variant-numeric: tabular-nums; overflow-wrap: anywhere; }
 table.list th { border-bottom: 1px solid #ccc; }
 table.list td { border-bottom: 1px solid #eee; }
-.pictures { display: grid; grid-template-columns: repeat(auto-fit, minmax(420px, 1fr)); gap: 1rem; }
+.pictures { display: grid; grid-template-columns: repeat(auto-fit, minmax(420px, 1fr)); gap: 1rem;
+  align-items: start; }
+.pictures figure:first-child { grid-row: span 2; }
 figure { margin: 0; break-inside: avoid; }
 figure h3 { font-size: 1rem; margin: .2rem 0; }
 figure svg { width: 100%; height: auto; }
@@ -137,8 +139,10 @@ std::string Pictures(const ReportData& data, const Measured& measured) {
   if (data.exchanges.empty()) return Element("p", "Nothing was driven.");
   const Exchange& last = data.exchanges.back();
   std::string html = FigureHtml(FrontView(measured, last, "Front view"));
+  html += FigureHtml(Profile(measured, last));
+  if (const auto detail = SurfaceDetail(measured, last)) html += FigureHtml(*detail);
+  html += FigureHtml(Quality(measured, last));
   for (const Figure& figure : TypeFigures::Of(measured)) html += FigureHtml(figure);
-  html += FigureHtml(Profile(measured, last)) + FigureHtml(Quality(measured, last));
   for (std::size_t i = 0; i + 1 < std::min(data.exchanges.size(), kMostFrontViews); ++i) {
     const Exchange& exchange = data.exchanges[i];
     html += FigureHtml(
@@ -194,8 +198,8 @@ std::string HtmlReport(const ReportData& data) {
     }
   }
   const View view = FindView(request, points);
-  const Measured measured{std::move(request), std::move(result), data.outcome.successful,
-                          data.exchanges, view};
+  const Measured measured{std::move(request), std::move(result),      data.outcome.successful,
+                          data.exchanges,     data.quality_threshold, view};
 
   std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
   html += "<meta name=\"viewport\" content=\"width=device-width\">\n";

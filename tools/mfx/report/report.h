@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ struct ReportData {
   std::string request;       ///< the request's text
   std::string request_name;  ///< where it came from
   std::string instrument;    ///< what was driven, in words, with its seed where it has one
+  std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   Conversation outcome;
   std::vector<Exchange> exchanges;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +33,8 @@ struct Measured {
   nlohmann::json result;
   bool successful = false;
   const std::vector<Exchange>& exchanges;
-  View view;  ///< of the last exchange
+  std::optional<double> quality_threshold;  ///< below which the feature drops a sample
+  View view;                                ///< of the last exchange
 };
 
 /// One type's pictures, known to the report for as long as the program runs.
