@@ -22,6 +22,16 @@ namespace libmfx::features {
 LIBMFX_EXPORT bool SphereFitLS(const PointCloud& points, PointXYZW& center, double& radius,
                                Eigen::VectorXd& residuals);
 
+/// How far a sphere and its points may be off, metres.
+struct SphereTolerances {
+  double fit;     ///< of a fitted radius from the nominal one; a random sample has a tenth of it
+  double filter;  ///< of a point from the sphere
+};
+
+/// The tolerances that the analysis derives from the range of the surface, metres. They jump at
+/// 2 m, where the long range begins.
+LIBMFX_EXPORT SphereTolerances SphereTolerancesAt(double range);
+
 /// Measures a matte tooling ball: a sphere of known radius, seen from one side.
 ///
 /// A measurement has two scans: a stroke of 2 mm across the nominal that tells the distance of the
@@ -131,7 +141,6 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   std::queue<Position> Drivable(std::queue<Position> pattern);
   void RebuildScanData();
   bool RefineRange();
-  void DeriveTolerances();
   bool FitAdvanced(FitState& fit);
   bool FitSimple(FitState& fit);
   bool FinishFit(FitState& fit);

@@ -42,12 +42,21 @@ PointCloud Columns(const PointCloud& cloud, Keep keep) {
 
 }  // namespace
 
+SphereTolerances SphereTolerancesAt(double range) {
+  if (range < 2.0) return {0.000215 - 7e-05 * range, 0.0006 - 0.0002 * range};
+  return {8.3e-06 * range + 7.5e-05, 3.78e-05 * range + 8.22e-05};
+}
+
 bool SphereFit::Analyze() {
   _logger[log::LOG_LEVEL_1] << "Analyze called." << std::endl;
   RebuildScanData();
   // An earlier failure is the one to report; the samples stand in the result all the same.
   if (_has_error || !RefineRange()) return false;
-  if (!UserFilters) DeriveTolerances();
+  if (!UserFilters) {
+    const SphereTolerances tolerances = SphereTolerancesAt(_refined_aer.range);
+    FitTolerance = tolerances.fit;
+    FilterTolerance = tolerances.filter;
+  }
   FitState fit;
   if (!(AdvancedFilter ? FitAdvanced(fit) : FitSimple(fit)) || !FinishFit(fit)) return false;
   _logger[log::LOG_LEVEL_1] << "Analyze done." << std::endl;
@@ -93,17 +102,6 @@ bool SphereFit::RefineRange() {
   _refined_aer.range = data(2, has_range(closest + 1) ? closest + 1 : closest);
   NominalPoint = _refined_aer.ToPoint();
   return true;
-}
-
-void SphereFit::DeriveTolerances() {
-  const double range = _refined_aer.range;
-  if (range < 2.0) {
-    FitTolerance = 0.000215 - 7e-05 * range;
-    FilterTolerance = 0.0006 - 0.0002 * range;
-  } else {
-    FitTolerance = 8.3e-06 * range + 7.5e-05;
-    FilterTolerance = 3.78e-05 * range + 8.22e-05;
-  }
 }
 
 bool SphereFit::FitAdvanced(FitState& fit) {
