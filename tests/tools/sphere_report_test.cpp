@@ -34,7 +34,7 @@ TEST(SphereReportTest, ShowsStrokePartsFatesAndResiduals) {
   ASSERT_EQ(measured.status, 0) << measured.err;
   const std::string html = folder.Read("r.html");
   for (const char* title : {"Ranging stroke", "Parts of the scan", "What became of the samples",
-                            "Residuals against the sphere", "Scan 1, SURFACE_RANGE"}) {
+                            "Residuals of the sphere", "Scan 1, SURFACE_RANGE"}) {
     EXPECT_THAT(html, HasSubstr("<h3>" + std::string(title) + "</h3>"));
   }
   // The fates add up, and agree with the library's own count but for samples at a limit.
@@ -68,7 +68,7 @@ TEST(SphereReportTest, AFailureShowsTheScanWithoutASphere) {
   ASSERT_EQ(failed.status, 1) << failed.err;
   const std::string html = folder.Read("r.html");
   EXPECT_THAT(html, HasSubstr("Parts of the scan"));
-  EXPECT_THAT(html, Not(HasSubstr("Residuals against the sphere")));
+  EXPECT_THAT(html, Not(HasSubstr("Residuals of the sphere")));
 }
 
 TEST(SphereReportTest, ARequestWithoutARadiusShowsNoPartsAtAll) {

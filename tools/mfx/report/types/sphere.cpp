@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "libmfx/features/sphere_fit.h"
@@ -195,32 +196,47 @@ Figure FateFigure(const Measured& measured, const Asked& asked, const std::vecto
               "samples at a limit may stand on its other side."};
 }
 
-Figure ResidualFigure(const Vector3d& center, const std::vector<Seen>& seen) {
-  const Vector3d sight = center.normalized();
-  const auto mark = [&](const Seen& s) {
-    return Point2(1e3 * sight.cross(s.place - center).norm(), 1e6 * s.residual);
-  };
-  Extent x, y;
-  for (const Seen& s : seen) {
-    if (s.fate > kLeftOut) continue;
-    x.Add(mark(s).x());
-    y.Add(mark(s).y());
+/// What the fit leaves of the samples.
+std::vector<Figure> ResidualFigures(const Measured& m) {
+  const auto center = Triple(m.result, "Location");
+  const auto radius = Number(m.result, "Radius");
+  const std::vector<Vector3d> points = ResultPoints(m.result);
+  if (!center || !radius || points.size() < 2 || !(center->norm() > 0.0)) return {};
+
+  const Vector3d towards = -center->normalized();
+  std::vector<Point2> residuals;  // angle from the line of sight / degrees, residual / m
+  std::vector<double> sizes;
+  for (const Vector3d& p : points) {
+    const Vector3d out = p - *center;
+    const double angle = std::atan2(out.cross(towards).norm(), out.dot(towards));
+    residuals.emplace_back(angle * 180.0 / 3.14159265358979323846, out.norm() - *radius);
+    sizes.push_back(std::abs(residuals.back().y()));
   }
-  Plot plot(kWidth, 300.0, {"off the line of sight / mm", 0.0, x.high},
-            {"out of the sphere / \xC2\xB5m", y.low, y.high}, false);
-  plot.Level(0.0, "nominal", "sphere");
-  const std::size_t step = (seen.size() + kMostMarks - 1) / kMostMarks;
-  for (std::size_t i = 0; i < seen.size(); i += step) {
-    if (seen[i].fate != kUnusable)
-      plot.Dot(mark(seen[i]), "sample", 1.6, kFateColours[seen[i].fate]);
+  const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
+  std::nth_element(sizes.begin(), middle, sizes.end());
+  const double shown = std::max(8.0 * *middle, 1e-7);
+  const LengthUnit unit = UnitFor(2.0 * shown);
+
+  Extent angles;
+  for (const Point2& r : residuals) angles.Add(r.x());
+  Plot plot(640.0, 300.0, {"angle from the line of sight / °", angles.low, angles.high},
+            {std::string("residual / ") + unit.name, -unit.scale * shown, unit.scale * shown},
+            false);
+  plot.Level(0.0, "level", "fitted radius");
+  std::size_t outside = 0;
+  for (const Point2& r : residuals) {
+    outside += std::abs(r.y()) > shown ? 1 : 0;
+    plot.Dot({r.x(), unit.scale * r.y()}, "sample", 1.6);
   }
-  return {"Residuals against the sphere", plot.Svg("Residuals against the sphere"),
-          "Distance of the samples from the sphere of the nominal radius around the measured "
-          "centre, by how far they lie off the line of sight. Colours as above; rejected samples "
-          "may lie outside of the picture."};
+  return {{"Residuals of the sphere", plot.Svg("Residuals of the sphere"),
+           "Distance of the samples in the result from the sphere with the measured centre and the "
+           "radius, above 0 outside. " +
+               std::to_string(outside) + " of " + std::to_string(points.size()) +
+               " lie beyond the picture."}};
 }
 
-std::vector<Figure> Pictures(const Measured& measured) {
+/// The stroke, the parts and the fates, as far as the scans of the measurement go.
+std::vector<Figure> ScanFigures(const Measured& measured) {
   std::vector<Figure> figures;
   const auto asked = ReadRequest(measured.request);
   const Exchange* stroke = LastScan(measured, "SURFACE_RANGE");
@@ -236,7 +252,12 @@ std::vector<Figure> Pictures(const Measured& measured) {
   if (!measured.successful || !center) return figures;
   Judge(*asked, *center, chosen->range, seen);
   figures.push_back(FateFigure(measured, *asked, seen));
-  figures.push_back(ResidualFigure(*center, seen));
+  return figures;
+}
+
+std::vector<Figure> Pictures(const Measured& measured) {
+  std::vector<Figure> figures = ScanFigures(measured);
+  for (Figure& figure : ResidualFigures(measured)) figures.push_back(std::move(figure));
   return figures;
 }
 
