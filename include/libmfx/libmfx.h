@@ -4,6 +4,7 @@
 /// Everything that the library exports.
 
 #include "libmfx/data_structures/avl_tree.h"
+#include "libmfx/data_structures/block_allocator.h"
 #include "libmfx/data_structures/halfedge.h"
 #include "libmfx/data_structures/point.h"
 #include "libmfx/data_structures/point_cloud.h"

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "libmfx/data_structures/block_allocator.h"
 #include "libmfx/data_structures/halfedge.h"
 
 namespace libmfx::data_structures {
@@ -16,41 +18,77 @@ inline std::atomic<std::int64_t>& LiveHalfedgeElements() {
   return count;
 }
 
-/// The elements of one halfedge graph, each kind in one block. The shared pointers that it hands
-/// out all share the ownership of the whole arena: there is one reference count, no allocation an
+/// The elements of one halfedge graph, each kind in one block. The shared pointers that it hands out
+/// all share the ownership of the whole arena: there is one reference count, no allocation an
 /// element, and no chain of destructors. While elements are linked the arena owns itself through
-/// their links; Unlink ends that.
+/// their links; Clear ends that.
+///
+/// The number of elements is fixed at the start, so that an element may be linked before it is added.
 template <typename P>
 class HalfedgeArena {
  public:
-  HalfedgeArena(std::size_t halfedges, std::size_t vertices, std::size_t faces)
-      : _halfedges(halfedges), _vertices(vertices), _faces(faces) {
-    LiveHalfedgeElements() += Count();
+  using Ptr = std::shared_ptr<HalfedgeArena>;
+
+  HalfedgeArena(std::size_t halfedges, std::size_t vertices, std::size_t faces) {
+    _halfedges.reserve(halfedges);
+    _vertices.reserve(vertices);
+    _faces.reserve(faces);
   }
   HalfedgeArena(const HalfedgeArena&) = delete;
   HalfedgeArena& operator=(const HalfedgeArena&) = delete;
-  ~HalfedgeArena() { LiveHalfedgeElements() -= Count(); }
+  ~HalfedgeArena() { Count(-1); }
 
-  std::size_t Halfedges() const { return _halfedges.size(); }
-  HE<P>& halfedge(std::size_t i) { return _halfedges[i]; }
-  HEVertex<P>& vertex(std::size_t i) { return _vertices[i]; }
-  HEFace<P>& face(std::size_t i) { return _faces[i]; }
+  /// Pointers to the element of a number, which may yet have to be added.
+  static std::shared_ptr<HE<P>> Halfedge(const Ptr& arena, std::size_t i) {
+    return {arena, arena->_halfedges.data() + i};
+  }
+  static std::shared_ptr<HEVertex<P>> Vertex(const Ptr& arena, std::size_t i) {
+    return {arena, arena->_vertices.data() + i};
+  }
+  static std::shared_ptr<HEFace<P>> Face(const Ptr& arena, std::size_t i) {
+    return {arena, arena->_faces.data() + i};
+  }
 
-  /// Breaks all links of all elements. The caller holds the arena.
-  void Unlink() {
-    for (HE<P>& he : _halfedges) he = {};
-    for (HEVertex<P>& vertex : _vertices) vertex.halfedge.reset();
-    for (HEFace<P>& face : _faces) face.halfedge.reset();
+  void Add(HE<P>&& he) { _halfedges.push_back(std::move(he)); }
+  void Add(HEVertex<P>&& vertex) { _vertices.push_back(std::move(vertex)); }
+  void AddFace(std::shared_ptr<HE<P>>&& halfedge) {
+    _faces.emplace_back().halfedge = std::move(halfedge);
+  }
+  /// Called once all elements are linked.
+  /// \param own_links how many links there are between them
+  void Complete(long own_links) {
+    _own_links = own_links;
+    Count(1);
+  }
+
+  /// Ends all links. When nobody but the caller holds an element, the elements go with their links;
+  /// otherwise they stay, unlinked.
+  static void Clear(const Ptr& arena) {
+    if (arena.use_count() == arena->_own_links + 1) {
+      arena->Count(-1);
+      arena->_halfedges.clear();
+      arena->_vertices.clear();
+      arena->_faces.clear();
+      return;
+    }
+    for (HE<P>& he : arena->_halfedges) he = {};
+    for (HEVertex<P>& vertex : arena->_vertices) vertex.halfedge.reset();
+    for (HEFace<P>& face : arena->_faces) face.halfedge.reset();
   }
 
  private:
-  std::int64_t Count() const {
-    return static_cast<std::int64_t>(_halfedges.size() + _vertices.size() + _faces.size());
+  template <typename T>
+  using Block = std::vector<T, BlockAllocator<T>>;
+
+  void Count(int sign) {
+    LiveHalfedgeElements() +=
+        sign * static_cast<std::int64_t>(_halfedges.size() + _vertices.size() + _faces.size());
   }
 
-  std::vector<HE<P>> _halfedges;
-  std::vector<HEVertex<P>> _vertices;
-  std::vector<HEFace<P>> _faces;
+  Block<HE<P>> _halfedges;
+  Block<HEVertex<P>> _vertices;
+  Block<HEFace<P>> _faces;
+  long _own_links = 0;
 };
 
 }  // namespace libmfx::data_structures

@@ -9,8 +9,6 @@
 
 namespace libmfx::geometry {
 
-using data_structures::HEFace;
-using data_structures::HEVertex;
 using data_structures::PointXYZW;
 
 Mesh::Mesh(const PointCloud& vertices, const Eigen::MatrixXi& faces)
@@ -21,8 +19,9 @@ Mesh::Mesh(const PointCloud& vertices, const Eigen::MatrixXi& faces)
 Mesh::Mesh(PointCloud vertices, Eigen::MatrixXi faces, const std::vector<int>& twins)
     : _vertices(std::move(vertices)), _faces(std::move(faces)) {
   if (!HasGraph()) return;
-  MakeElements();
-  LinkTwins(twins);
+  MakeElements(&twins);
+  EnterEdges(twins);
+  CompleteGraph();
 }
 
 Mesh::Mesh(const Mesh& other) : Mesh(other._vertices, other._faces) {}
@@ -41,7 +40,7 @@ Mesh::~Mesh() { ClearHalfedgeGraph(); }
 void Mesh::ClearHalfedgeGraph() {
   _boundary_edges.clear();
   _interior_edges.clear();
-  if (_arena) _arena->Unlink();
+  if (_arena) Arena::Clear(_arena);
   _arena.reset();
 }
 
@@ -57,60 +56,65 @@ void Mesh::CheckIndices() const {
   }
 }
 
-void Mesh::MakeElements() {
+void Mesh::MakeElements(const std::vector<int>* twins) {
   const auto corners = static_cast<std::size_t>(_faces.cols());
   const auto rows = static_cast<std::size_t>(_faces.rows());
-  const auto arena = std::make_shared<Arena>(rows * corners, rows * corners, rows);
-  const bool has_y = _vertices.rows() > 1;
-  const auto halfedge = [&arena](std::size_t i) { return HalfedgePtr(arena, &arena->halfedge(i)); };
+  _arena = std::make_shared<Arena>(rows * corners, rows * corners, rows);
+  const Arena::Ptr& arena = _arena;
+  const Eigen::MatrixXd& points = _vertices.data();
+  const bool has_y = points.rows() > 1;
+  constexpr std::size_t kAhead = 8;  // faces come in no order of their vertices: ask for them early
   for (std::size_t f = 0, h = 0; f < rows; ++f) {
-    const std::shared_ptr<HEFace<PointXYZW>> face(arena, &arena->face(f));
     const std::size_t first = h;
+    for (std::size_t c = 0; c < corners && f + kAhead < rows; ++c) {
+      const int a = _faces(static_cast<Eigen::Index>(f + kAhead), static_cast<Eigen::Index>(c));
+      __builtin_prefetch(points.data() + a * points.rows());
+    }
     for (std::size_t c = 0; c < corners; ++c, ++h) {
       const int a = _faces(static_cast<Eigen::Index>(f), static_cast<Eigen::Index>(c));
-      const std::shared_ptr<HEVertex<PointXYZW>> vertex(arena, &arena->vertex(h));
-      vertex->point = PointXYZW(_vertices.data()(0, a), has_y ? _vertices.data()(1, a) : 0.0, 0.0);
-      vertex->halfedge = halfedge(h);
-      Halfedge& he = arena->halfedge(h);
-      he.vertex = vertex;
-      he.face = face;
-      he.next = halfedge(c + 1 == corners ? first : h + 1);
-      he.prev = halfedge(c == 0 ? first + corners - 1 : h - 1);
+      arena->Add({PointXYZW(points(0, a), has_y ? points(1, a) : 0.0, 0.0),
+                  Arena::Halfedge(arena, h)});
+      const int twin = twins ? (*twins)[h] : -1;
+      arena->Add({Arena::Vertex(arena, h),
+                  twin < 0 ? nullptr : Arena::Halfedge(arena, static_cast<std::size_t>(twin)),
+                  Arena::Face(arena, f),
+                  Arena::Halfedge(arena, c + 1 == corners ? first : h + 1),
+                  Arena::Halfedge(arena, c == 0 ? first + corners - 1 : h - 1)});
     }
-    face->halfedge = halfedge(first);
+    arena->AddFace(Arena::Halfedge(arena, first));
   }
-  _arena = arena;
 }
 
-void Mesh::LinkTwins(const std::vector<int>& twins) {
+void Mesh::EnterEdges(const std::vector<int>& twins) {
   const int corners = static_cast<int>(_faces.cols());
-  const auto paired = static_cast<std::size_t>(
-      std::count_if(twins.begin(), twins.end(), [](int twin) { return twin >= 0; }));
-  _interior_edges.reserve(paired);
-  _boundary_edges.reserve(twins.size() - paired);
-  const int count = static_cast<int>(twins.size());
-  for (int f = 0, h = 0; h < count; ++f) {
+  const auto rim = static_cast<std::size_t>(std::count(twins.begin(), twins.end(), -1));
+  _interior_edges.reserve(twins.size() - rim);
+  _boundary_edges.reserve(rim);
+  std::size_t h = 0;
+  for (Eigen::Index f = 0; f < _faces.rows(); ++f) {
     for (int c = 0; c < corners; ++c, ++h) {
       const std::pair<int, int> key(_faces(f, c), _faces(f, c + 1 == corners ? 0 : c + 1));
-      const int twin = twins[static_cast<std::size_t>(h)];
-      Halfedge& he = _arena->halfedge(static_cast<std::size_t>(h));
-      if (twin >= 0) he.twin = {_arena, &_arena->halfedge(static_cast<std::size_t>(twin))};
-      (twin >= 0 ? _interior_edges : _boundary_edges).append(key, {_arena, &he});
+      (twins[h] >= 0 ? _interior_edges : _boundary_edges).append(key, Arena::Halfedge(_arena, h));
     }
   }
+}
+
+void Mesh::CompleteGraph() {
+  const auto entries = static_cast<long>(_interior_edges.size() + _boundary_edges.size());
+  _arena->Complete(_arena.use_count() - entries - 1);
 }
 
 void Mesh::GenerateHalfedgeGraph() {
   if (!HasGraph()) return;
   ClearHalfedgeGraph();
   CheckIndices();
-  MakeElements();
+  MakeElements(nullptr);
   const Eigen::Index corners = _faces.cols();
   std::size_t h = 0;
   for (Eigen::Index f = 0; f < _faces.rows(); ++f) {
     for (Eigen::Index c = 0; c < corners; ++c, ++h) {
       const int a = _faces(f, c), b = _faces(f, c + 1 == corners ? 0 : c + 1);
-      const HalfedgePtr he(_arena, &_arena->halfedge(h));
+      const HalfedgePtr he = Arena::Halfedge(_arena, h);
       const auto opposite = _boundary_edges.find({b, a});
       if (opposite == _boundary_edges.end()) {
         _boundary_edges[{a, b}] = he;
@@ -124,6 +128,7 @@ void Mesh::GenerateHalfedgeGraph() {
       _interior_edges[{b, a}] = twin;
     }
   }
+  CompleteGraph();
 }
 
 }  // namespace libmfx::geometry

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "libmfx/data_structures/block_allocator.h"
+
 namespace libmfx::geometry {
 
 /// Hash of a directed edge (from, to): the 64-bit FNV-1a of each index over its four bytes, low
@@ -39,8 +41,9 @@ class EdgeMap {
   using mapped_type = Value;
   using value_type = std::pair<key_type, Value>;
   using hasher = EdgeHash;
-  using iterator = typename std::vector<value_type>::iterator;
-  using const_iterator = typename std::vector<value_type>::const_iterator;
+  using Entries = std::vector<value_type, data_structures::BlockAllocator<value_type>>;
+  using iterator = typename Entries::iterator;
+  using const_iterator = typename Entries::const_iterator;
 
   std::size_t size() const { return _entries.size(); }
   bool empty() const { return _entries.empty(); }
@@ -52,7 +55,7 @@ class EdgeMap {
 
   void reserve(std::size_t n) { _entries.reserve(n); }
   void clear() {
-    std::vector<value_type>().swap(_entries);
+    Entries().swap(_entries);
     std::vector<std::uint32_t>().swap(_index);
   }
   iterator find(const key_type& key) { return _entries.begin() + Position(key); }
@@ -153,7 +156,7 @@ class EdgeMap {
     _index[gap] = 0;
   }
 
-  std::vector<value_type> _entries;
+  Entries _entries;
   /// Open addressing with linear probing: 0 is free, else the number of an entry plus 1. Empty when
   /// it has yet to be made. Its size is a power of two.
   mutable std::vector<std::uint32_t> _index;

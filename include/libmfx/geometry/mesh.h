@@ -74,9 +74,11 @@ class LIBMFX_EXPORT Mesh {
 
   bool HasGraph() const;
   void CheckIndices() const;
-  /// Makes and links the elements, twins and maps apart.
-  void MakeElements();
-  void LinkTwins(const std::vector<int>& twins);
+  /// Makes the elements and links them, with twins if these are known.
+  void MakeElements(const std::vector<int>* twins);
+  /// Fills both maps.
+  void EnterEdges(const std::vector<int>& twins);
+  void CompleteGraph();
 
   std::shared_ptr<Arena> _arena;  ///< null without a graph
 };

@@ -1,191 +1,162 @@
 #include "geometry/sweep/beachline.h"
 
-#include <utility>
+#include <algorithm>
+#include <cmath>
 
 namespace libmfx::geometry::sweep {
+namespace {
+
+/// How many neighbours are looked at before the blocks are.
+constexpr int kNearby = 8;
+/// A block that grows beyond this is cut in two.
+constexpr int kLongestBlock = 64;
+
+}  // namespace
+
+Beachline::Beachline(const std::vector<Vec2>& sites) : _left(0.0), _columns_a_unit(0.0) {
+  // The beachline of n evenly spread sites has some multiple of sqrt(n) arcs.
+  const double columns = std::sqrt(static_cast<double>(sites.size()));
+  double right = _left = sites.empty() ? 0.0 : sites.front().x;
+  for (const Vec2& site : sites) {
+    _left = std::min(_left, site.x);
+    right = std::max(right, site.x);
+  }
+  _hints.assign(static_cast<std::size_t>(columns) + 1, {kNone, kNone});
+  if (right > _left) _columns_a_unit = columns / (right - _left);
+}
+
+std::size_t Beachline::ColumnOf(double x) const {
+  return std::min(static_cast<std::size_t>((x - _left) * _columns_a_unit), _hints.size() - 1);
+}
 
 int Beachline::Find(const Vec2& p) const {
-  int found = _first;
-  int i = _root;
-  while (i != kNone) {
-    const Arc& a = arc(i);
-    if (i == _first || IsRightOfBreakpoint(p, a.left_site, a.site)) {
-      found = i;
-      i = a.right;
-    } else {
-      i = a.left;
-    }
+  const std::size_t column = ColumnOf(p.x);
+  const std::size_t end = std::min(column + 2, _hints.size());
+  for (std::size_t c = column == 0 ? 0 : column - 1; c < end; ++c) {
+    const Hint& hint = _hints[c];
+    if (hint.arc == kNone) continue;
+    const Arc& arc = (*this)[hint.arc];
+    if (arc.block == kNone || arc.site != hint.site) continue;
+    const int found = FindNear(p, hint.arc);
+    if (found != kNone) return found;
+    break;
   }
-  return found;
+  return FindInBlocks(p);
 }
 
-int Beachline::Allocate(const Vec2& position, int site) {
-  int i;
+/// The arc above `p` if it is not far from arc `i`, else kNone.
+int Beachline::FindNear(const Vec2& p, int i) const {
+  if (StartsLeftOf(p, i)) {
+    for (int step = 0; step < kNearby; ++step) {
+      const int next = (*this)[i].next;
+      if (next == kNone || !StartsLeftOf(p, next)) return i;
+      i = next;
+    }
+  } else {
+    for (int step = 0; step < kNearby; ++step) {
+      i = (*this)[i].prev;
+      if (StartsLeftOf(p, i)) return i;
+    }
+  }
+  return kNone;
+}
+
+int Beachline::FindInBlocks(const Vec2& p) const {
+  const auto first_of = [this](int block) { return _blocks[static_cast<std::size_t>(block)].first; };
+  // The last block whose first arc starts left of p. The first block always does.
+  const auto after = std::partition_point(
+      _order.begin() + 1, _order.end(), [&](int block) { return StartsLeftOf(p, first_of(block)); });
+  int i = first_of(*(after - 1));
+  for (int next = (*this)[i].next; next != kNone && StartsLeftOf(p, next);
+       next = (*this)[i].next) {
+    i = next;
+  }
+  return i;
+}
+
+int Beachline::Allocate() {
   if (_free.empty()) {
-    i = static_cast<int>(_arcs.size());
     _arcs.emplace_back();
-    _traces.emplace_back();
-  } else {
-    i = _free.back();
-    _free.pop_back();
+    return static_cast<int>(_arcs.size()) - 1;
   }
-  at(i) = {position, position, kNone, kNone, kNone, kNone, kNone, 0};
-  trace(i) = {kNoCircle, site, kNone, kNone};
+  const int i = _free.back();
+  _free.pop_back();
   return i;
 }
 
-int Beachline::InsertFirst(const Vec2& position, int site) {
-  _root = _first = Allocate(position, site);
-  return _root;
-}
-
-int Beachline::InsertAfter(int left, const Vec2& position, int site) {
-  const int i = Allocate(position, site);
-  AttachAfter(left, i);
-  Arc& fresh = at(i);
-  fresh.left_site = arc(left).site;
-  fresh.prev = left;
-  fresh.next = arc(left).next;
-  at(left).next = i;
-  if (fresh.next != kNone) {
-    at(fresh.next).prev = i;
-    at(fresh.next).left_site = position;
+int Beachline::InsertAfter(int left, const Vec2& focus, int site) {
+  const int i = Allocate();
+  Arc& arc = (*this)[i];
+  arc = {focus, focus, kNoCircle, left, kNone, 0, site, kNone, kNone};
+  _hints[ColumnOf(focus.x)] = {i, site};
+  if (left == kNone) {
+    _first = i;
+    _blocks.push_back({i, 1, 0});
+    _order.push_back(0);
+    return i;
   }
+  Arc& before = (*this)[left];
+  arc.left_focus = before.focus;
+  arc.next = before.next;
+  arc.block = before.block;
+  before.next = i;
+  if (arc.next != kNone) {
+    (*this)[arc.next].prev = i;
+    (*this)[arc.next].left_focus = focus;
+  }
+  if (++BlockOf(arc).count > kLongestBlock) SplitBlock(arc.block);
   return i;
 }
 
-// In order, the place after an arc is its right child, or the left child of its successor.
-void Beachline::AttachAfter(int left, int fresh) {
-  if (arc(left).right == kNone) {
-    at(left).right = fresh;
-    at(fresh).up = left;
+void Beachline::SplitBlock(int block) {
+  int fresh = static_cast<int>(_blocks.size());
+  if (_free_blocks.empty()) {
+    _blocks.emplace_back();
   } else {
-    const int next = arc(left).next;
-    at(next).left = fresh;
-    at(fresh).up = next;
+    fresh = _free_blocks.back();
+    _free_blocks.pop_back();
   }
-  RetraceInsertion(fresh);
+  Block& old = _blocks[static_cast<std::size_t>(block)];
+  const int kept = old.count / 2, moved = old.count - kept;
+  int i = old.first;
+  for (int k = 0; k < kept; ++k) i = (*this)[i].next;
+  old.count = kept;
+  _blocks[static_cast<std::size_t>(fresh)] = {i, moved, 0};
+  for (int k = 0; k < moved; ++k, i = (*this)[i].next) (*this)[i].block = fresh;
+  _order.insert(_order.begin() + old.position + 1, fresh);
+  RenumberFrom(old.position + 1);
 }
 
-void Beachline::ReplaceChild(int up, int old_child, int new_child) {
-  if (up == kNone) {
-    _root = new_child;
-  } else if (arc(up).left == old_child) {
-    at(up).left = new_child;
-  } else {
-    at(up).right = new_child;
+void Beachline::DropBlock(int block) {
+  const int position = _blocks[static_cast<std::size_t>(block)].position;
+  _order.erase(_order.begin() + position);
+  RenumberFrom(position);
+  _free_blocks.push_back(block);
+}
+
+void Beachline::RenumberFrom(int position) {
+  for (int k = position; k < static_cast<int>(_order.size()); ++k) {
+    _blocks[static_cast<std::size_t>(_order[static_cast<std::size_t>(k)])].position = k;
   }
-  if (new_child != kNone) at(new_child).up = up;
-}
-
-int Beachline::RotateLeft(int x, int z) {
-  const int inner = arc(z).left;
-  at(x).right = inner;
-  if (inner != kNone) at(inner).up = x;
-  at(z).left = x;
-  at(x).up = z;
-  at(x).balance -= 1 + (arc(z).balance > 0 ? arc(z).balance : 0);
-  at(z).balance -= 1 - (arc(x).balance < 0 ? arc(x).balance : 0);
-  return z;
-}
-
-int Beachline::RotateRight(int x, int z) {
-  const int inner = arc(z).right;
-  at(x).left = inner;
-  if (inner != kNone) at(inner).up = x;
-  at(z).right = x;
-  at(x).up = z;
-  at(x).balance += 1 - (arc(z).balance < 0 ? arc(z).balance : 0);
-  at(z).balance += 1 + (arc(x).balance > 0 ? arc(x).balance : 0);
-  return z;
-}
-
-/// Mends a node whose balance has become 2 or -2; returns the root of the mended subtree.
-int Beachline::Rotate(int x) {
-  const int up = arc(x).up;
-  int top;
-  if (arc(x).balance > 0) {
-    int z = arc(x).right;
-    if (arc(z).balance < 0) {
-      z = RotateRight(z, arc(z).left);
-      at(x).right = z;
-      at(z).up = x;
-    }
-    top = RotateLeft(x, z);
-  } else {
-    int z = arc(x).left;
-    if (arc(z).balance > 0) {
-      z = RotateLeft(z, arc(z).right);
-      at(x).left = z;
-      at(z).up = x;
-    }
-    top = RotateRight(x, z);
-  }
-  ReplaceChild(up, x, top);
-  return top;
-}
-
-void Beachline::RetraceInsertion(int z) {
-  for (int x = arc(z).up; x != kNone; z = x, x = arc(z).up) {
-    at(x).balance += arc(x).left == z ? -1 : 1;
-    if (arc(x).balance == 0) return;
-    if (arc(x).balance == 2 || arc(x).balance == -2) {
-      Rotate(x);
-      return;
-    }
-  }
-}
-
-void Beachline::RetraceRemoval(int x, bool from_left) {
-  while (x != kNone) {
-    at(x).balance += from_left ? 1 : -1;
-    if (arc(x).balance == 1 || arc(x).balance == -1) return;
-    if (arc(x).balance != 0) {
-      x = Rotate(x);
-      if (arc(x).balance != 0) return;
-    }
-    const int up = arc(x).up;
-    from_left = up != kNone && arc(up).left == x;
-    x = up;
-  }
-}
-
-/// Exchanges the places in the tree of a node with two children and of its successor.
-void Beachline::SwapWithNext(int i) {
-  const int s = arc(i).next;
-  const int s_right = arc(s).right;
-  const int s_up = arc(s).up;
-  std::swap(at(i).balance, at(s).balance);
-  ReplaceChild(arc(i).up, i, s);
-  at(s).left = arc(i).left;
-  at(arc(s).left).up = s;
-  if (s_up == i) {
-    at(s).right = i;
-    at(i).up = s;
-  } else {
-    at(s).right = arc(i).right;
-    at(arc(s).right).up = s;
-    at(s_up).left = i;
-    at(i).up = s_up;
-  }
-  at(i).left = kNone;
-  at(i).right = s_right;
-  if (s_right != kNone) at(s_right).up = i;
 }
 
 void Beachline::Remove(int i) {
-  if (arc(i).left != kNone && arc(i).right != kNone) SwapWithNext(i);
-  const int up = arc(i).up;
-  const bool from_left = up != kNone && arc(up).left == i;
-  ReplaceChild(up, i, arc(i).left != kNone ? arc(i).left : arc(i).right);
-  RetraceRemoval(up, from_left);
-  const int prev = arc(i).prev, next = arc(i).next;
-  if (prev != kNone) at(prev).next = next;
-  if (next != kNone) {
-    at(next).prev = prev;
-    if (prev != kNone) at(next).left_site = arc(prev).site;
+  Arc& arc = (*this)[i];
+  Arc& before = (*this)[arc.prev];
+  before.next = arc.next;
+  if (arc.next != kNone) {
+    (*this)[arc.next].prev = arc.prev;
+    (*this)[arc.next].left_focus = before.focus;
   }
-  if (i == _first) _first = next;
+  Block& block = BlockOf(arc);
+  if (--block.count == 0) {
+    DropBlock(arc.block);
+  } else if (block.first == i) {
+    block.first = arc.next;
+  }
+  arc.block = kNone;
+  Hint& hint = _hints[ColumnOf(arc.focus.x)];
+  if (hint.arc == i) hint = {arc.prev, before.site};
   _free.push_back(i);
 }
 

@@ -35,14 +35,14 @@ void CircleEvents::OpenDays(double y) {
       if (At(circle).arc == kNone) {
         _free.push_back(circle);
       } else {
-        SiftUp({At(circle).bottom.y, circle});
+        SiftUp({At(circle).y, circle});
       }
       circle = next;
     }
   }
 }
 
-int CircleEvents::Push(int left, int middle, int right, int arc, const CircleBottom& bottom) {
+int CircleEvents::Push(int left, int middle, int right, int arc, double bottom) {
   int id;
   if (_free.empty()) {
     id = static_cast<int>(_circles.size());
@@ -51,10 +51,10 @@ int CircleEvents::Push(int left, int middle, int right, int arc, const CircleBot
     id = _free.back();
     _free.pop_back();
   }
-  const std::size_t day = DayOf(bottom.y);
-  At(id) = {{left, middle, right}, arc, kNone, bottom};
+  const std::size_t day = DayOf(bottom);
+  At(id) = {{left, middle, right}, arc, kNone, false, bottom, 0.0};
   if (day < _open) {
-    SiftUp({bottom.y, id});
+    SiftUp({bottom, id});
   } else {
     At(id).next = _days[day];
     _days[day] = id;
@@ -133,14 +133,17 @@ int CircleEvents::PopTie(double y) {
   return At(first.circle).arc;
 }
 
-const CircleBottom& CircleEvents::Refined(int circle) {
+const CircleEvents::Circle& CircleEvents::Refined(int circle) {
   Circle& c = At(circle);
-  if (!c.bottom.refined) {
-    c.bottom = RefineBottom(_sites[static_cast<std::size_t>(c.sites[0])],
-                            _sites[static_cast<std::size_t>(c.sites[1])],
-                            _sites[static_cast<std::size_t>(c.sites[2])]);
+  if (!c.refined) {
+    const CircleBottom bottom = RefineBottom(_sites[static_cast<std::size_t>(c.sites[0])],
+                                             _sites[static_cast<std::size_t>(c.sites[1])],
+                                             _sites[static_cast<std::size_t>(c.sites[2])]);
+    c.y = bottom.y;
+    c.y_low = bottom.y_low;
+    c.refined = true;
   }
-  return c.bottom;
+  return c;
 }
 
 bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
@@ -148,8 +151,8 @@ bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
   const double tolerance = BottomTolerance(entry.y, y);
   if (difference > tolerance) return true;
   if (difference < -tolerance) return false;
-  const CircleBottom& bottom = Refined(entry.circle);
-  return bottom.y > y || (bottom.y == y && bottom.y_low >= 0.0);
+  const Circle& circle = Refined(entry.circle);
+  return circle.y > y || (circle.y == y && circle.y_low >= 0.0);
 }
 
 bool CircleEvents::Tie::operator<(const Tie& other) const {
@@ -159,8 +162,8 @@ bool CircleEvents::Tie::operator<(const Tie& other) const {
 }
 
 void CircleEvents::AddTie(int circle) {
-  const CircleBottom& bottom = Refined(circle);
-  _ties.push_back({bottom.y, bottom.y_low, circle});
+  const Circle& refined = Refined(circle);
+  _ties.push_back({refined.y, refined.y_low, circle});
   std::push_heap(_ties.begin(), _ties.end());
 }
 

@@ -24,8 +24,8 @@ class CircleEvents {
   explicit CircleEvents(const std::vector<Vec2>& sites);
 
   /// Adds the event at which the arc in the middle of three neighbours vanishes: the sites, by index
-  /// from left to right, and the bottom of their circle. Returns its number.
-  int Push(int left, int middle, int right, int arc, const CircleBottom& bottom);
+  /// from left to right, and the rounded bottom of their circle. Returns its number.
+  int Push(int left, int middle, int right, int arc, double bottom);
   void Cancel(int event) { At(event).arc = kNone; }
   /// Takes the first event out when there is one and it doesn't lie below the sweep line at `y`;
   /// returns the arc that vanishes, or kNone. On a tie the circle comes before the site.
@@ -36,7 +36,9 @@ class CircleEvents {
     int sites[3];
     int arc;   ///< kNone once cancelled
     int next;  ///< in the list of the day
-    CircleBottom bottom;
+    bool refined;
+    double y;      ///< of the bottom; rounded to a double once refined
+    double y_low;  ///< what that rounding left out, once refined
   };
   struct Entry {
     double y;
@@ -50,7 +52,7 @@ class CircleEvents {
   };
 
   Circle& At(int circle) { return _circles[static_cast<std::size_t>(circle)]; }
-  const CircleBottom& Refined(int circle);
+  const Circle& Refined(int circle);
   std::size_t DayOf(double y) const;
   void OpenDays(double y);
   bool AtOrAbove(const Entry& entry, double y);

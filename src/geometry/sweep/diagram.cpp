@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -41,17 +42,42 @@ std::vector<Site> ReadSites(const Eigen::MatrixXd& points, Eigen::Index row, int
   return sites;
 }
 
-/// Into sweep order: y falling, then x rising; of sites that coincide the first column stays.
-void SortSites(std::vector<Site>& sites) {
-  std::sort(sites.begin(), sites.end(), [](const Site& a, const Site& b) {
-    if (a.at.y != b.at.y) return a.at.y > b.at.y;
-    if (a.at.x != b.at.x) return a.at.x < b.at.x;
-    return a.column < b.column;
-  });
+/// Whether `a` comes before `b` in the sweep: y falling, then x rising, then as they came.
+bool Precedes(const Site& a, const Site& b) {
+  if (a.at.y != b.at.y) return a.at.y > b.at.y;
+  if (a.at.x != b.at.x) return a.at.x < b.at.x;
+  return a.column < b.column;
+}
+
+/// Into sweep order; of sites that coincide the first column stays. Sites are dealt into slices of
+/// equal height first, about one to a slice when they spread evenly, and the slices are sorted.
+std::vector<Site> Sorted(const std::vector<Site>& sites) {
+  if (sites.empty()) return {};
+  double low = sites.front().at.y, high = low;
+  for (const Site& site : sites) {
+    low = std::min(low, site.at.y);
+    high = std::max(high, site.at.y);
+  }
+  const double last = static_cast<double>(sites.size() - 1);
+  const double slices_a_unit = high > low ? last / (high - low) : 0.0;
+  const auto slice = [&](const Site& site) {
+    return static_cast<std::size_t>(std::min((high - site.at.y) * slices_a_unit, last));
+  };
+  std::vector<std::uint32_t> begin(sites.size() + 1, 0);
+  for (const Site& site : sites) ++begin[slice(site) + 1];
+  for (std::size_t i = 1; i < begin.size(); ++i) begin[i] += begin[i - 1];
+  std::vector<Site> sorted(sites.size());
+  std::vector<std::uint32_t> place(begin.begin(), begin.end() - 1);
+  for (const Site& site : sites) sorted[place[slice(site)]++] = site;
+  for (std::size_t i = 0; i < sites.size(); ++i) {
+    if (begin[i + 1] - begin[i] < 2) continue;
+    std::sort(sorted.begin() + begin[i], sorted.begin() + begin[i + 1], Precedes);
+  }
   const auto same = [](const Site& a, const Site& b) {
     return a.at.x == b.at.x && a.at.y == b.at.y;
   };
-  sites.erase(std::unique(sites.begin(), sites.end(), same), sites.end());
+  sorted.erase(std::unique(sorted.begin(), sorted.end(), same), sorted.end());
+  return sorted;
 }
 
 }  // namespace
@@ -62,8 +88,7 @@ void BuildDiagram(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diag
     throw std::length_error("too many points for one sweep");
   }
   {
-    std::vector<Site> sites = ReadSites(points, row, diagram.exponent);
-    SortSites(sites);
+    const std::vector<Site> sites = Sorted(ReadSites(points, row, diagram.exponent));
     diagram.sites.reserve(sites.size());
     diagram.column.reserve(sites.size());
     for (const Site& site : sites) {
@@ -74,9 +99,9 @@ void BuildDiagram(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diag
   Sweep sweep(diagram.sites);
   sweep.Run();
   diagram.mesh = std::move(sweep.mesh());
-  for (int arc = sweep.beachline().First(); arc != Beachline::kNone;
-       arc = sweep.beachline().Next(arc)) {
-    diagram.beachline.push_back(sweep.beachline().trace(arc).site);
+  const Beachline& beachline = sweep.beachline();
+  for (int i = beachline.First(); i != Beachline::kNone; i = beachline[i].next) {
+    diagram.beachline.push_back(beachline[i].site);
   }
   if (!TilesConvexHull(diagram.mesh, diagram.sites)) {
     throw std::logic_error("not sure what's going on here?");

@@ -27,15 +27,14 @@ Vec2 UnitVector(const Vec2& from, const Vec2& to) {
   return v;
 }
 
-double Angle(const Vec2& u, const Vec2& v) {
-  return std::acos(std::clamp(u.x * v.x + u.y * v.y, -1.0, 1.0));
-}
+double Dot(const Vec2& u, const Vec2& v) { return u.x * v.x + u.y * v.y; }
 
+/// The largest interior angle of the triangle, by the negative of its cosine: the arc cosine falls
+/// with its argument, so that the order of costs is the order of angles without taking it.
 double EarCost(const Vec2& before, const Vec2& middle, const Vec2& after) {
   const Vec2 u = UnitVector(middle, before), v = UnitVector(middle, after);
   const Vec2 w = UnitVector(before, after);
-  const Vec2 minus_u{-u.x, -u.y}, minus_w{-w.x, -w.y}, minus_v{-v.x, -v.y};
-  return std::max({Angle(u, v), Angle(minus_u, w), Angle(minus_v, minus_w)});
+  return -std::min({Dot(u, v), -Dot(u, w), Dot(v, w)});
 }
 
 class GroupCutter {

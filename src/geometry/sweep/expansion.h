@@ -49,20 +49,6 @@ struct Expansion {
 
   Expansion() {}  // the array stays uninitialised on purpose: N may be large
 
-  /// Adds one double exactly; the caller's N has room for it.
-  void Grow(double x) {
-    int kept = 0;
-    double q = x;
-    for (int i = 0; i < n; ++i) {
-      double hi, lo;
-      TwoSum(q, c[i], hi, lo);
-      if (lo != 0.0) c[kept++] = lo;
-      q = hi;
-    }
-    if (q != 0.0) c[kept++] = q;
-    n = kept;
-  }
-
   /// -1, 0 or 1: exact.
   int Sign() const { return n == 0 ? 0 : (c[n - 1] > 0.0 ? 1 : -1); }
 
@@ -92,12 +78,19 @@ inline Expansion<2> Difference(double a, double b) {
   return r;
 }
 
+/// The sum: both are merged by magnitude and swept once from below.
 template <int N, int M>
 Expansion<N + M> operator+(const Expansion<N>& a, const Expansion<M>& b) {
   Expansion<N + M> r;
-  r.n = a.n;
-  for (int i = 0; i < a.n; ++i) r.c[i] = a.c[i];
-  for (int i = 0; i < b.n; ++i) r.Grow(b.c[i]);
+  double q = 0.0;
+  for (int i = 0, j = 0; i < a.n || j < b.n;) {
+    const bool from_a = j == b.n || (i < a.n && std::abs(a.c[i]) < std::abs(b.c[j]));
+    double hi, lo;
+    TwoSum(q, from_a ? a.c[i++] : b.c[j++], hi, lo);
+    if (lo != 0.0) r.c[r.n++] = lo;
+    q = hi;
+  }
+  if (q != 0.0) r.c[r.n++] = q;
   return r;
 }
 
@@ -114,18 +107,36 @@ Expansion<N + M> operator-(const Expansion<N>& a, const Expansion<M>& b) {
   return a + (-b);
 }
 
+/// The product with one double.
+template <int N>
+Expansion<2 * N> Scaled(const Expansion<N>& a, double b) {
+  Expansion<2 * N> r;
+  double q = 0.0;
+  for (int i = 0; i < a.n; ++i) {
+    double p, p_low, sum, low;
+    TwoProduct(a.c[i], b, p, p_low);
+    TwoSum(q, p_low, sum, low);
+    if (low != 0.0) r.c[r.n++] = low;
+    TwoSum(p, sum, q, low);
+    if (low != 0.0) r.c[r.n++] = low;
+  }
+  if (q != 0.0) r.c[r.n++] = q;
+  return r;
+}
+
 template <int N, int M>
 Expansion<2 * N * M> operator*(const Expansion<N>& a, const Expansion<M>& b) {
-  Expansion<2 * N * M> r;
-  for (int j = 0; j < b.n; ++j) {
-    for (int i = 0; i < a.n; ++i) {
-      double hi, lo;
-      TwoProduct(a.c[i], b.c[j], hi, lo);
-      if (lo != 0.0) r.Grow(lo);
-      r.Grow(hi);
+  if constexpr (M == 1) {
+    return b.n == 0 ? Expansion<2 * N>() : Scaled(a, b.c[0]);
+  } else {
+    Expansion<2 * N * M> r;
+    for (int j = 0; j < b.n; ++j) {
+      const auto sum = r + Scaled(a, b.c[j]);
+      r.n = sum.n;
+      for (int i = 0; i < sum.n; ++i) r.c[i] = sum.c[i];
     }
+    return r;
   }
-  return r;
 }
 
 }  // namespace libmfx::geometry::sweep

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+
 /// \file
 /// The signs that the sweep hangs on. Each is computed in double with a bound on its error, and
 /// again exactly when the bound does not settle it: no answer here is ever wrong through rounding.
@@ -16,17 +18,66 @@ struct Vec2 {
 /// Half a unit in the last place of 1, the largest relative error of one operation.
 inline constexpr double kUnitRoundoff = 0x1p-53;
 
+/// Bounds of the rounding errors of the three determinants below, as multiples of the same expression
+/// with every term taken positive. Orientation and InCircle: Shewchuk 1997. The breakpoint: 6
+/// roundings on the way to a product of three factors, taken generously.
+inline constexpr double kOrientationBound = (3.0 + 16.0 * kUnitRoundoff) * kUnitRoundoff;
+inline constexpr double kInCircleBound = (10.0 + 96.0 * kUnitRoundoff) * kUnitRoundoff;
+inline constexpr double kBreakpointBound = 10.0 * kUnitRoundoff;
+
+/// The same three signs in exact arithmetic from the start: what is asked when a bound doesn't settle
+/// one.
+int ExactOrientation(const Vec2& a, const Vec2& b, const Vec2& c);
+int ExactInCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d);
+int ExactBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right);
+
 /// The sign of the area of (a, b, c): 1 counter-clockwise, -1 clockwise, 0 collinear.
-int Orientation(const Vec2& a, const Vec2& b, const Vec2& c);
+inline int Orientation(const Vec2& a, const Vec2& b, const Vec2& c) {
+  const double left = (a.x - c.x) * (b.y - c.y);
+  const double right = (a.y - c.y) * (b.x - c.x);
+  const double det = left - right;
+  const double bound = kOrientationBound * (std::abs(left) + std::abs(right));
+  if (std::abs(det) > bound) return det > 0.0 ? 1 : -1;
+  return ExactOrientation(a, b, c);
+}
 
 /// Where `d` lies against the circle through the counter-clockwise triple (a, b, c): 1 inside, -1
 /// outside, 0 on it.
-int InCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d);
+inline int InCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d) {
+  const double ax = a.x - d.x, ay = a.y - d.y;
+  const double bx = b.x - d.x, by = b.y - d.y;
+  const double cx = c.x - d.x, cy = c.y - d.y;
+  const double bxcy = bx * cy, cxby = cx * by;
+  const double cxay = cx * ay, axcy = ax * cy;
+  const double axby = ax * by, bxay = bx * ay;
+  const double a2 = ax * ax + ay * ay, b2 = bx * bx + by * by, c2 = cx * cx + cy * cy;
+  const double det = a2 * (bxcy - cxby) + b2 * (cxay - axcy) + c2 * (axby - bxay);
+  const double permanent = (std::abs(bxcy) + std::abs(cxby)) * a2 +
+                           (std::abs(cxay) + std::abs(axcy)) * b2 +
+                           (std::abs(axby) + std::abs(bxay)) * c2;
+  if (std::abs(det) > kInCircleBound * permanent) return det > 0.0 ? 1 : -1;
+  return ExactInCircle(a, b, c, d);
+}
 
 /// Whether the vertical through `p` meets the beachline to the right of the breakpoint between the
 /// arc of `left` and the arc of `right`, the sweep line running through `p`. Exactly beneath the
 /// breakpoint counts as left. Neither site comes after `p` in sweep order.
-bool IsRightOfBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right);
+///
+/// With the sweep line through p, the parabola of a site s has at p.x the height |s-p|^2 / (2 (s.y -
+/// p.y)) above the line. Two parabolas meet twice, on either side of the lower site: where p stands on
+/// the far side of that site the answer is known, elsewhere the lower of the two heights decides.
+inline bool IsRightOfBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right) {
+  if (right.y <= left.y && p.x >= right.x) return true;
+  if (left.y <= right.y && p.x <= left.x) return false;
+  const double ax = left.x - p.x, ay = left.y - p.y;
+  const double bx = right.x - p.x, by = right.y - p.y;
+  const double a = (ax * ax + ay * ay) * by;
+  const double b = (bx * bx + by * by) * ay;
+  const double det = a - b;
+  // Neither ay nor by is negative.
+  if (std::abs(det) > kBreakpointBound * (a + b)) return det > 0.0;
+  return ExactBreakpoint(p, left, right) > 0;
+}
 
 /// The lowest point of the circle through three sites that are not collinear.
 struct CircleBottom {

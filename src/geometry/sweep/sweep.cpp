@@ -24,40 +24,38 @@ void Sweep::Run() {
 void Sweep::HandleSite(int site) {
   const Vec2& p = _sites[static_cast<std::size_t>(site)];
   if (_beachline.Empty()) {
-    _beachline.InsertFirst(p, site);
+    _beachline.InsertAfter(kNone, p, site);
     return;
   }
   const int alpha = _beachline.Find(p);
   const int opened = -2 - static_cast<int>(_opened.size());
   _opened.push_back(kNone);
   const int middle = _beachline.InsertAfter(alpha, p, site);
-  _beachline.trace(middle).open_edge = opened;
+  _beachline[middle].open_edge = opened;
   // In the top row the arc of alpha is a vertical ray: it isn't split, the new arc lies beside it.
-  const Vec2 focus = _beachline.arc(alpha).site;
+  const Vec2 focus = _beachline[alpha].focus;
   if (focus.y == p.y) return;
-  const int right = _beachline.InsertAfter(middle, focus, _beachline.trace(alpha).site);
-  _beachline.trace(right).open_edge = opened;
+  const int right = _beachline.InsertAfter(middle, focus, _beachline[alpha].site);
+  _beachline[right].open_edge = opened;
   UpdateEvents(alpha, right);
 }
 
 void Sweep::HandleCircle(int arc) {
-  const int before = _beachline.Prev(arc), after = _beachline.Next(arc);
+  Beachline::Arc& vanishing = _beachline[arc];
+  const int before = vanishing.prev, after = vanishing.next;
   if (before == kNone || after == kNone) {
     throw std::logic_error("This arc does not have two neighbors!");
   }
-  const int a = _beachline.trace(before).site;
-  const int b = _beachline.trace(arc).site;
-  const int c = _beachline.trace(after).site;
+  const int a = _beachline[before].site, b = vanishing.site, c = _beachline[after].site;
   if (a == c) {
     throw std::logic_error("incident faces cannot be identical, this is a degenerate triangle!");
   }
   const int h = static_cast<int>(_mesh.corner.size());
   _mesh.corner.insert(_mesh.corner.end(), {a, c, b});
   _mesh.twin.insert(_mesh.twin.end(), 3, kNone);
-  CloseEdge(_beachline.trace(after).open_edge, h + 1);
-  CloseEdge(_beachline.trace(arc).open_edge, h + 2);
-  _beachline.trace(after).open_edge = h;
-  _beachline.trace(arc).event = kNone;
+  CloseEdge(_beachline[after].open_edge, h + 1);
+  CloseEdge(vanishing.open_edge, h + 2);
+  _beachline[after].open_edge = h;
   _beachline.Remove(arc);
   UpdateEvents(before, after);
 }
@@ -67,7 +65,7 @@ void Sweep::HandleCircle(int arc) {
 void Sweep::UpdateEvents(int left, int right) {
   TestTriple(left);
   TestTriple(right);
-  const int outer_left = _beachline.Prev(left), outer_right = _beachline.Next(right);
+  const int outer_left = _beachline[left].prev, outer_right = _beachline[right].next;
   if (outer_left != kNone) QueueIfFirst(outer_left);
   QueueIfFirst(left);
   QueueIfFirst(right);
@@ -75,33 +73,29 @@ void Sweep::UpdateEvents(int left, int right) {
 }
 
 // With exact signs the bottom of converging arcs is never above the sweep line.
-void Sweep::TestTriple(int arc) {
-  Beachline::Trace& trace = _beachline.trace(arc);
-  if (trace.event != kNone) _events.Cancel(trace.event);
-  trace.event = kNone;
-  trace.bottom = Beachline::kNoCircle;
-  const int before = _beachline.Prev(arc), after = _beachline.Next(arc);
-  if (before == kNone || after == kNone) return;
-  if (_beachline.trace(before).site == _beachline.trace(after).site) return;
+void Sweep::TestTriple(int i) {
+  Beachline::Arc& arc = _beachline[i];
+  if (arc.event != kNone) _events.Cancel(arc.event);
+  arc.event = kNone;
+  arc.bottom = Beachline::kNoCircle;
+  if (arc.prev == kNone || arc.next == kNone) return;
+  const Beachline::Arc& before = _beachline[arc.prev];
+  const Beachline::Arc& after = _beachline[arc.next];
+  if (before.site == after.site) return;
   CircleBottom bottom;
-  if (ConvergingBottom(_beachline.arc(before).site, _beachline.arc(arc).site,
-                       _beachline.arc(after).site, bottom)) {
-    trace.bottom = bottom;
-  }
+  if (ConvergingBottom(before.focus, arc.focus, after.focus, bottom)) arc.bottom = bottom.y;
 }
 
 // An arc whose neighbour vanishes earlier gets another circle then: its event would be cancelled, so
 // that only the first of a neighbourhood is queued at all.
-void Sweep::QueueIfFirst(int arc) {
-  Beachline::Trace& trace = _beachline.trace(arc);
-  if (trace.event != kNone || trace.bottom.y == Beachline::kNoCircle.y) return;
-  const int before = _beachline.Prev(arc), after = _beachline.Next(arc);
-  const double y = trace.bottom.y;
-  const double left = _beachline.trace(before).bottom.y, right = _beachline.trace(after).bottom.y;
-  const double earlier = left > right ? left : right;
-  if (earlier > y + BottomTolerance(y, y)) return;
-  trace.event = _events.Push(_beachline.trace(before).site, trace.site,
-                             _beachline.trace(after).site, arc, trace.bottom);
+void Sweep::QueueIfFirst(int i) {
+  Beachline::Arc& arc = _beachline[i];
+  if (arc.event != kNone || arc.bottom == Beachline::kNoCircle) return;
+  const Beachline::Arc& before = _beachline[arc.prev];
+  const Beachline::Arc& after = _beachline[arc.next];
+  const double earlier = before.bottom > after.bottom ? before.bottom : after.bottom;
+  if (earlier > arc.bottom + BottomTolerance(arc.bottom, arc.bottom)) return;
+  arc.event = _events.Push(before.site, arc.site, after.site, i, arc.bottom);
 }
 
 void Sweep::CloseEdge(int open_edge, int halfedge) {

@@ -1,0 +1,144 @@
+// From scattered samples to a mesh with its halfedge graph: the sweep and the extraction together,
+// beside a Delaunay triangulation of the same points by CGAL.
+//
+// The counter bytes_per_point is the peak of resident memory over what the input takes, measured once
+// in a child process of its own.
+
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "libmfx/data_structures/point_cloud.h"
+#include "libmfx/geometry/voronoi_graph.h"
+
+#ifdef LIBMFX_HAVE_CGAL
+#include <CGAL/Delaunay_triangulation_2.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+#endif
+
+namespace {
+
+using libmfx::data_structures::EMBEDDING_XY;
+using libmfx::data_structures::PointCloud;
+using libmfx::geometry::Mesh;
+using libmfx::geometry::VoronoiGraph;
+
+enum Family { kUniform, kSpiral, kGrid };
+
+/// Uniform in a square; a spiral as the search drives it, 1 mm pitch and about 1 mm between samples;
+/// a raster of 1 mm with equal coordinates. Metres.
+PointCloud MakePoints(Family family, Eigen::Index n) {
+  Eigen::MatrixXd data(2, n);
+  const auto side = static_cast<Eigen::Index>(std::lround(std::sqrt(static_cast<double>(n))));
+  std::uint64_t state = 1;
+  const auto uniform = [&state] {
+    std::uint64_t z = (state += 0x9e3779b97f4a7c15u);
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
+    return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1p-53;
+  };
+  double angle = 0.0;
+  for (Eigen::Index i = 0; i < n; ++i) {
+    if (family == kUniform) {
+      const double x = uniform();
+      data.col(i) << x, uniform();
+    } else if (family == kSpiral) {
+      const double radius = 0.001 * (1.0 + angle / (2.0 * M_PI));
+      data.col(i) << radius * std::cos(angle), radius * std::sin(angle);
+      angle += 0.001 / radius;
+    } else {
+      data.col(i) << 0.001 * static_cast<double>(i % side), 0.001 * static_cast<double>(i / side);
+    }
+  }
+  return PointCloud(std::move(data), {{EMBEDDING_XY, {0}}});
+}
+
+/// Resident memory now, bytes.
+double ResidentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  double total = 0.0, resident = 0.0;
+  statm >> total >> resident;
+  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+/// Runs `work` in a child and returns by how much its peak exceeds what it started with.
+template <typename Work>
+double PeakBytes(Work work) {
+  int ends[2];
+  if (pipe(ends) != 0) return 0.0;
+  const pid_t child = fork();
+  if (child == 0) {
+    const double before = ResidentBytes();
+    work();
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const double peak = static_cast<double>(usage.ru_maxrss) * 1024.0 - before;
+    _exit(write(ends[1], &peak, sizeof peak) == sizeof peak ? 0 : 1);
+  }
+  close(ends[1]);
+  double peak = 0.0;
+  if (read(ends[0], &peak, sizeof peak) != sizeof peak) peak = 0.0;
+  close(ends[0]);
+  waitpid(child, nullptr, 0);
+  return peak;
+}
+
+template <typename Work>
+void Run(benchmark::State& state, Work work) {
+  const auto n = static_cast<double>(state.range(0));
+  for (auto _ : state) work();
+  state.counters["ns_per_point"] =
+      benchmark::Counter(n * 1e-9, benchmark::Counter::kIsIterationInvariantRate |
+                                       benchmark::Counter::kInvert);
+  if (n >= 1e5) state.counters["bytes_per_point"] = PeakBytes(work) / n;
+}
+
+template <Family family>
+void Ours(benchmark::State& state) {
+  const PointCloud points = MakePoints(family, state.range(0));
+  Run(state, [&points] {
+    VoronoiGraph graph(points);
+    const std::shared_ptr<Mesh> mesh = graph.ExtractPlanarMesh();
+    benchmark::DoNotOptimize(mesh->faces().data());
+  });
+}
+
+#ifdef LIBMFX_HAVE_CGAL
+template <Family family>
+void Cgal(benchmark::State& state) {
+  using Kernel = CGAL::Exact_predicates_inexact_constructions_kernel;
+  const PointCloud cloud = MakePoints(family, state.range(0));
+  std::vector<Kernel::Point_2> points;
+  for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+    points.emplace_back(cloud.data()(0, i), cloud.data()(1, i));
+  }
+  Run(state, [&points] {
+    CGAL::Delaunay_triangulation_2<Kernel> triangulation(points.begin(), points.end());
+    benchmark::DoNotOptimize(triangulation.number_of_faces());
+  });
+  state.counters["max_ratio"] = 5.0;
+}
+#endif
+
+void Sizes(benchmark::internal::Benchmark* bench) {
+  bench->RangeMultiplier(10)->Range(1000, 1000000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(Ours<kUniform>)->Name("Mesh of uniform points/ours")->Apply(Sizes);
+BENCHMARK(Ours<kSpiral>)->Name("Mesh of a spiral/ours")->Apply(Sizes);
+BENCHMARK(Ours<kGrid>)->Name("Mesh of a grid/ours")->Apply(Sizes);
+#ifdef LIBMFX_HAVE_CGAL
+BENCHMARK(Cgal<kUniform>)->Name("Mesh of uniform points/CGAL")->Apply(Sizes);
+BENCHMARK(Cgal<kSpiral>)->Name("Mesh of a spiral/CGAL")->Apply(Sizes);
+BENCHMARK(Cgal<kGrid>)->Name("Mesh of a grid/CGAL")->Apply(Sizes);
+#endif
+
+}  // namespace
