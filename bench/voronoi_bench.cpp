@@ -1,8 +1,8 @@
 // From scattered samples to a mesh with its halfedge graph: the sweep and the extraction together,
 // beside a Delaunay triangulation of the same points by CGAL.
 //
-// The counter bytes_per_point is the peak of resident memory over what the input takes, measured once
-// in a child process of its own.
+// The counter bytes_per_point is the peak of resident memory over what the input takes, measured
+// once in a child process of its own.
 
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
@@ -33,8 +33,8 @@ using libmfx::geometry::VoronoiGraph;
 
 enum Family { kUniform, kSpiral, kGrid };
 
-/// Uniform in a square; a spiral as the search drives it, 1 mm pitch and about 1 mm between samples;
-/// a raster of 1 mm with equal coordinates. Metres.
+/// Uniform in a square; a spiral as the search drives it, 1 mm pitch and about 1 mm between
+/// samples; a raster of 1 mm with equal coordinates. Metres.
 PointCloud MakePoints(Family family, Eigen::Index n) {
   Eigen::MatrixXd data(2, n);
   const auto side = static_cast<Eigen::Index>(std::lround(std::sqrt(static_cast<double>(n))));
@@ -95,9 +95,8 @@ template <typename Work>
 void Run(benchmark::State& state, Work work) {
   const auto n = static_cast<double>(state.range(0));
   for (auto _ : state) work();
-  state.counters["ns_per_point"] =
-      benchmark::Counter(n * 1e-9, benchmark::Counter::kIsIterationInvariantRate |
-                                       benchmark::Counter::kInvert);
+  state.counters["ns_per_point"] = benchmark::Counter(
+      n * 1e-9, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   if (n >= 1e5) state.counters["bytes_per_point"] = PeakBytes(work) / n;
 }
 

@@ -16,12 +16,17 @@ Mesh::Mesh(const PointCloud& vertices, const Eigen::MatrixXi& faces)
   GenerateHalfedgeGraph();
 }
 
-Mesh::Mesh(PointCloud vertices, Eigen::MatrixXi faces, const std::vector<int>& twins)
+Mesh::Mesh(PointCloud vertices, Eigen::MatrixXi faces, const Twins& twins)
     : _vertices(std::move(vertices)), _faces(std::move(faces)) {
   if (!HasGraph()) return;
-  MakeElements(&twins);
-  EnterEdges(twins);
-  CompleteGraph();
+  try {
+    MakeElements(&twins);
+    EnterEdges(twins);
+    CompleteGraph();
+  } catch (...) {
+    ClearHalfedgeGraph();  // elements that are linked would keep each other alive
+    throw;
+  }
 }
 
 Mesh::Mesh(const Mesh& other) : Mesh(other._vertices, other._faces) {}
@@ -56,7 +61,7 @@ void Mesh::CheckIndices() const {
   }
 }
 
-void Mesh::MakeElements(const std::vector<int>* twins) {
+void Mesh::MakeElements(const Twins* twins) {
   const auto corners = static_cast<std::size_t>(_faces.cols());
   const auto rows = static_cast<std::size_t>(_faces.rows());
   _arena = std::make_shared<Arena>(rows * corners, rows * corners, rows);
@@ -72,20 +77,21 @@ void Mesh::MakeElements(const std::vector<int>* twins) {
     }
     for (std::size_t c = 0; c < corners; ++c, ++h) {
       const int a = _faces(static_cast<Eigen::Index>(f), static_cast<Eigen::Index>(c));
-      arena->Add({PointXYZW(points(0, a), has_y ? points(1, a) : 0.0, 0.0),
-                  Arena::Halfedge(arena, h)});
+      arena->Add(
+          {PointXYZW(points(0, a), has_y ? points(1, a) : 0.0, 0.0), Arena::Halfedge(arena, h)});
       const int twin = twins ? (*twins)[h] : -1;
       arena->Add({Arena::Vertex(arena, h),
                   twin < 0 ? nullptr : Arena::Halfedge(arena, static_cast<std::size_t>(twin)),
-                  Arena::Face(arena, f),
-                  Arena::Halfedge(arena, c + 1 == corners ? first : h + 1),
+                  Arena::FaceAt(arena, f), Arena::Halfedge(arena, c + 1 == corners ? first : h + 1),
                   Arena::Halfedge(arena, c == 0 ? first + corners - 1 : h - 1)});
     }
-    arena->AddFace(Arena::Halfedge(arena, first));
+    data_structures::HEFace<PointXYZW> face;
+    face.halfedge = Arena::Halfedge(arena, first);
+    arena->Add(std::move(face));
   }
 }
 
-void Mesh::EnterEdges(const std::vector<int>& twins) {
+void Mesh::EnterEdges(const Twins& twins) {
   const int corners = static_cast<int>(_faces.cols());
   const auto rim = static_cast<std::size_t>(std::count(twins.begin(), twins.end(), -1));
   _interior_edges.reserve(twins.size() - rim);
@@ -108,7 +114,17 @@ void Mesh::GenerateHalfedgeGraph() {
   if (!HasGraph()) return;
   ClearHalfedgeGraph();
   CheckIndices();
-  MakeElements(nullptr);
+  try {
+    MakeElements(nullptr);
+    PairTwins();
+    CompleteGraph();
+  } catch (...) {
+    ClearHalfedgeGraph();
+    throw;
+  }
+}
+
+void Mesh::PairTwins() {
   const Eigen::Index corners = _faces.cols();
   std::size_t h = 0;
   for (Eigen::Index f = 0; f < _faces.rows(); ++f) {
@@ -128,7 +144,6 @@ void Mesh::GenerateHalfedgeGraph() {
       _interior_edges[{b, a}] = twin;
     }
   }
-  CompleteGraph();
 }
 
 }  // namespace libmfx::geometry

@@ -43,7 +43,17 @@ bool VerticalSweep::operator()(const std::shared_ptr<Event>& a,
   return a->point.y() < b->point.y();
 }
 
-VoronoiGraph::VoronoiGraph(const PointCloud& points) : _points(points) {
+namespace {
+
+int CompareElements(const std::shared_ptr<BeachlineElement>& a,
+                    const std::shared_ptr<BeachlineElement>& b) {
+  return a->Compare(b);
+}
+
+}  // namespace
+
+VoronoiGraph::VoronoiGraph(const PointCloud& points)
+    : _beachline(CompareElements), _points(points) {
   PointCloud::Embeddings& embeddings = _points.embeddings();
   if (!embeddings.contains(data_structures::EMBEDDING_XY)) {
     const auto xyz = embeddings.find(data_structures::EMBEDDING_XYZ);
@@ -52,11 +62,21 @@ VoronoiGraph::VoronoiGraph(const PointCloud& points) : _points(points) {
   VoronoiDiagram();
 }
 
-VoronoiGraph::VoronoiGraph(const VoronoiGraph& other) = default;
-VoronoiGraph& VoronoiGraph::operator=(const VoronoiGraph& other) = default;
-VoronoiGraph::~VoronoiGraph() = default;
+VoronoiGraph::VoronoiGraph(const VoronoiGraph& other)
+    : _beachline(CompareElements), _points(other._points), _diagram(other._diagram) {}
+
+VoronoiGraph& VoronoiGraph::operator=(const VoronoiGraph& other) {
+  if (this == &other) return *this;
+  clean_up();
+  _points = other._points;
+  _diagram = other._diagram;
+  return *this;
+}
+
+VoronoiGraph::~VoronoiGraph() { clean_up(); }
 
 void VoronoiGraph::VoronoiDiagram() {
+  clean_up();
   _diagram.reset();
   const auto entry = _points.embeddings().find(data_structures::EMBEDDING_XY);
   if (entry == _points.embeddings().end() || entry->second.size() != 1) return;
@@ -73,18 +93,22 @@ void VoronoiGraph::VoronoiDiagram() {
 }
 
 std::shared_ptr<Mesh> VoronoiGraph::ExtractPlanarMesh() {
-  sweep::Triangulation mesh;
-  if (_diagram) {
-    mesh = _diagram->mesh;
-    sweep::CutSharedCircles(mesh, _diagram->sites);
+  static const sweep::Diagram kNothing;
+  const sweep::Diagram& diagram = _diagram ? *_diagram : kNothing;
+  sweep::Triangulation cut;
+  const sweep::Triangulation* mesh = &diagram.mesh;
+  if (sweep::HasSharedCircles(*mesh)) {
+    cut = *mesh;
+    sweep::CutSharedCircles(cut, diagram.sites);
+    mesh = &cut;
   }
-  Eigen::MatrixXi faces(mesh.Triangles(), 3);
-  for (int h = 0, f = 0; f < mesh.Triangles(); ++f) {
+  Eigen::MatrixXi faces(mesh->Triangles(), 3);
+  for (int h = 0, f = 0; f < mesh->Triangles(); ++f) {
     for (int c = 0; c < 3; ++c, ++h) {
-      faces(f, c) = _diagram->column[static_cast<std::size_t>(mesh.From(h))];
+      faces(f, c) = diagram.column[static_cast<std::size_t>(mesh->From(h))];
     }
   }
-  return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), mesh.twin));
+  return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), mesh->twin));
 }
 
 PointXYW VoronoiGraph::breakpoint(const PointXYW& left, const PointXYW& right, double sweep_y) {

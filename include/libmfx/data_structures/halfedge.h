@@ -35,7 +35,9 @@ template <typename P>
 struct HEFace {
   HEFace() = default;
   HEFace(const HEFace&) = default;
+  HEFace(HEFace&&) noexcept = default;
   HEFace& operator=(const HEFace&) = default;
+  HEFace& operator=(HEFace&&) noexcept = default;
   virtual ~HEFace() = default;
 
   std::shared_ptr<HE<P>> halfedge;  ///< one halfedge of the face

@@ -10,7 +10,7 @@
 #include "libmfx/geometry/edge_map.h"
 
 namespace libmfx::data_structures {
-template <typename P>
+template <typename P, typename Face>
 class HalfedgeArena;
 }
 
@@ -55,7 +55,8 @@ class LIBMFX_EXPORT Mesh {
  protected:
   using Halfedge = data_structures::HE<data_structures::PointXYZW>;
   using HalfedgePtr = std::shared_ptr<Halfedge>;
-  using Arena = data_structures::HalfedgeArena<data_structures::PointXYZW>;
+  using Arena = data_structures::HalfedgeArena<data_structures::PointXYZW,
+                                               data_structures::HEFace<data_structures::PointXYZW>>;
 
   void GenerateHalfedgeGraph();
   /// Breaks all links of all elements, and empties both maps.
@@ -68,16 +69,19 @@ class LIBMFX_EXPORT Mesh {
 
  private:
   friend class VoronoiGraph;
+  using Twins = std::vector<int, data_structures::BlockAllocator<int>>;
+
   /// Takes the twins as known: `twins[c + corners * f]` is the halfedge opposite to corner c of
   /// face f, in the same numbering, or -1.
-  Mesh(PointCloud vertices, Eigen::MatrixXi faces, const std::vector<int>& twins);
+  Mesh(PointCloud vertices, Eigen::MatrixXi faces, const Twins& twins);
 
   bool HasGraph() const;
   void CheckIndices() const;
   /// Makes the elements and links them, with twins if these are known.
-  void MakeElements(const std::vector<int>* twins);
-  /// Fills both maps.
-  void EnterEdges(const std::vector<int>& twins);
+  void MakeElements(const Twins* twins);
+  /// Fills both maps, the twins being known or to be found.
+  void EnterEdges(const Twins& twins);
+  void PairTwins();
   void CompleteGraph();
 
   std::shared_ptr<Arena> _arena;  ///< null without a graph

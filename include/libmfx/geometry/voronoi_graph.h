@@ -2,7 +2,6 @@
 
 #include <map>
 #include <memory>
-#include <queue>
 #include <vector>
 
 #include "libmfx/data_structures/avl_tree.h"
@@ -26,6 +25,9 @@ struct Diagram;
 /// sweep has to be met, see docs/voronoi-sweep.md.
 ///
 /// Not thread-safe.
+///
+/// The diagram is kept as numbered triangles and edges, some 80 bytes a point. The same diagram as
+/// linked elements, with faces keyed by site, is built where a derived class asks for it.
 class LIBMFX_EXPORT VoronoiGraph {
  public:
   using PointCloud = data_structures::PointCloud;
@@ -64,8 +66,33 @@ class LIBMFX_EXPORT VoronoiGraph {
   static bool any_three_point_circle_2d(const PointXYW& a, const PointXYW& b, const PointXYW& c,
                                         PointXYW& center, double& radius, bool& clockwise);
 
+  using Halfedge = data_structures::HE<PointXYW>;
+  using Face = VorFace<PointXYW>;
+
+  /// Builds the diagram as linked elements. A halfedge runs counter-clockwise round its face, and
+  /// has a vertex of its own at the Voronoi vertex it starts from: none when it comes from
+  /// infinity. A Voronoi vertex is the centre of one circle, whatever the number of sites on it;
+  /// edges of no length between triangles of one circle do not appear. Where an edge goes to or
+  /// comes from infinity, `next` or `prev` is null.
+  void GenerateHalfedgeGraph();
+  /// Breaks all links of the elements and empties the graph.
+  void clean_up();
+  /// Ends the references that an element of the beachline holds; nothing for null.
+  static void dissolve_beachline_element(std::shared_ptr<BeachlineElement> element);
+  /// Ends the references that an event holds; nothing for null.
+  static void dissolve_event(std::shared_ptr<Event> event);
+
+  std::map<PointXYW, std::shared_ptr<Face>, data_structures::PointXYWCompare> _faces;
+  std::vector<std::shared_ptr<Halfedge>> _halfedges;
+  /// What is left when all events are over: the arcs of the unbounded faces, with the breakpoints
+  /// that run to infinity between them.
+  data_structures::gAVL<std::shared_ptr<BeachlineElement>> _beachline;
+
  private:
+  using Arena = data_structures::HalfedgeArena<PointXYW, Face>;
+
   PointCloud _points;
+  std::shared_ptr<Arena> _arena;                   ///< of the linked elements; null without them
   std::shared_ptr<const sweep::Diagram> _diagram;  ///< null without one; never changes once made
 };
 

@@ -62,13 +62,15 @@ int Beachline::FindNear(const Vec2& p, int i) const {
 }
 
 int Beachline::FindInBlocks(const Vec2& p) const {
-  const auto first_of = [this](int block) { return _blocks[static_cast<std::size_t>(block)].first; };
+  const auto first_of = [this](int block) {
+    return _blocks[static_cast<std::size_t>(block)].first;
+  };
   // The last block whose first arc starts left of p. The first block always does.
-  const auto after = std::partition_point(
-      _order.begin() + 1, _order.end(), [&](int block) { return StartsLeftOf(p, first_of(block)); });
+  const auto after = std::partition_point(_order.begin() + 1, _order.end(), [&](int block) {
+    return StartsLeftOf(p, first_of(block));
+  });
   int i = first_of(*(after - 1));
-  for (int next = (*this)[i].next; next != kNone && StartsLeftOf(p, next);
-       next = (*this)[i].next) {
+  for (int next = (*this)[i].next; next != kNone && StartsLeftOf(p, next); next = (*this)[i].next) {
     i = next;
   }
   return i;

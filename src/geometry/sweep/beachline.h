@@ -10,15 +10,15 @@ namespace libmfx::geometry::sweep {
 
 /// What is left of the data above the sweep line: parabolic arcs from left to right, each of one
 /// site. Arcs are numbered records in one array, linked to their neighbours; the breakpoint between
-/// two neighbours belongs to the right one of them, as its left end. Only the arcs near the sweep line
-/// are alive: records are taken from a list of free ones and stay in the processor's caches.
+/// two neighbours belongs to the right one of them, as its left end. Only the arcs near the sweep
+/// line are alive: records are taken from a list of free ones and stay in the processor's caches.
 ///
 /// Positions are never stored: the order of the arcs is the order of the list. A search for the arc
-/// above a site starts at an arc that is known to be near, and goes a few neighbours to either side.
-/// Where that doesn't do, it finds the place among the blocks, each a run of some dozens of arcs, by
-/// bisection, one breakpoint a step, and walks its block: O(log n) whatever the data. Blocks are kept
-/// by counting, and split when they grow too long; unlike a balanced tree they cost an event nothing
-/// else.
+/// above a site starts at an arc that is known to be near, and goes a few neighbours to either
+/// side. Where that doesn't do, it finds the place among the blocks, each a run of some dozens of
+/// arcs, by bisection, one breakpoint a step, and walks its block: O(log n) whatever the data.
+/// Blocks are kept by counting, and split when they grow too long; unlike a balanced tree they cost
+/// an event nothing else.
 class Beachline {
  public:
   static constexpr int kNone = -1;

@@ -103,8 +103,8 @@ Centre RefinedCentre(const Vec2& a, const Vec2& b, const Vec2& c) {
   TwoDiff(c.y, b.y, cy.hi, cy.lo);
   const bool plain = ax.lo == 0.0 && ay.lo == 0.0 && cx.lo == 0.0 && cy.lo == 0.0;
   Centre centre;
-  const bool ok = plain ? PairCentre(ax.hi, ay.hi, cx.hi, cy.hi, centre)
-                        : PairCentre(ax, ay, cx, cy, centre);
+  const bool ok =
+      plain ? PairCentre(ax.hi, ay.hi, cx.hi, cy.hi, centre) : PairCentre(ax, ay, cx, cy, centre);
   return ok ? centre : ExactCentre(a, b, c);
 }
 
@@ -131,9 +131,9 @@ bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom&
   const double r = std::sqrt(ux * ux + uy * uy);
   const double offset = uy > 0.0 ? -(ux * ux) / (uy + r) : uy - r;
   const double y = b.y + offset;
-  // The errors of the centre: of its numerators and of the area. The bottom moves by at most u.x / r
-  // of a change in u.x and 1 - u.y / r of one in u.y; the quarter more covers the second order, the
-  // last term the roundings of the root and the sums.
+  // The errors of the centre: of its numerators and of the area. The bottom moves by at most u.x /
+  // r of a change in u.x and 1 - u.y / r of one in u.y; the quarter more covers the second order,
+  // the last term the roundings of the root and the sums.
   const double scale = 8.0 * kUnitRoundoff * half;
   const double d_relative = d_error * (2.0 * half) + 4.0 * kUnitRoundoff;
   const double abs_ux = std::abs(ux);
@@ -155,10 +155,16 @@ CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c) {
   const Pair nx = centre.nx, ny = centre.ny;
   const Pair twice{2.0 * centre.d.hi, 2.0 * centre.d.lo};  // positive: the sites turn clockwise
   const Pair length = Sqrt(Times(nx, nx) + Times(ny, ny));
-  const Pair offset = ny.hi > 0.0 ? -(Times(nx, nx) / Times(twice, ny + length))
-                                  : (ny - length) / twice;
+  const Pair offset =
+      ny.hi > 0.0 ? -(Times(nx, nx) / Times(twice, ny + length)) : (ny - length) / twice;
   const Pair y = Pair{b.y, 0.0} + offset;
   return {y.hi, y.lo, true};
+}
+
+Vec2 CircleCentre(const Vec2& a, const Vec2& b, const Vec2& c) {
+  const Centre centre = RefinedCentre(a, b, c);
+  const Pair twice{2.0 * centre.d.hi, 2.0 * centre.d.lo};
+  return {(Pair{b.x, 0.0} + centre.nx / twice).hi, (Pair{b.y, 0.0} + centre.ny / twice).hi};
 }
 
 }  // namespace libmfx::geometry::sweep

@@ -6,6 +6,8 @@ namespace libmfx::geometry::sweep {
 namespace {
 /// Children of a node of the heap: four entries are one cache line.
 constexpr std::size_t kFanOut = 4;
+/// Sites in one day, where they spread evenly.
+constexpr double kSitesADay = 2.0;
 }  // namespace
 
 CircleEvents::CircleEvents(const std::vector<Vec2>& sites) : _sites(sites), _top(0.0) {
@@ -15,7 +17,7 @@ CircleEvents::CircleEvents(const std::vector<Vec2>& sites) : _sites(sites), _top
     _top = sites.front().y;
     height = _top - sites.back().y;
   }
-  const double days = static_cast<double>(sites.size()) / height;
+  const double days = static_cast<double>(sites.size()) / (kSitesADay * height);
   _days_a_unit = std::isfinite(days) ? days : 0.0;
 }
 

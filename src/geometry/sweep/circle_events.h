@@ -10,12 +10,12 @@ namespace libmfx::geometry::sweep {
 
 /// The circle events that are still to come, the one with the highest bottom first.
 ///
-/// Three stages, each for fewer events and with a dearer order. An event waits in the list of its day,
-/// a slice of the height of the data, in no order. When the sweep line comes near, the day's events
-/// enter a heap over rounded ordinates: comparing two doubles is all that it costs. Events that come
-/// up there within rounding of one another go on to a second heap, where the circles are computed
-/// again in about twice the precision, once each: so the order is that of the true circles but for
-/// differences below 2^-95. A cancelled event stays until it comes up.
+/// Three stages, each for fewer events and with a dearer order. An event waits in the list of its
+/// day, a slice of the height of the data, in no order. When the sweep line comes near, the day's
+/// events enter a heap over rounded ordinates: comparing two doubles is all that it costs. Events
+/// that come up there within rounding of one another go on to a second heap, where the circles are
+/// computed again in about twice the precision, once each: so the order is that of the true circles
+/// but for differences below 2^-95. A cancelled event stays until it comes up.
 class CircleEvents {
  public:
   static constexpr int kNone = -1;
@@ -23,8 +23,8 @@ class CircleEvents {
   /// \param sites all sites in sweep order; kept by reference
   explicit CircleEvents(const std::vector<Vec2>& sites);
 
-  /// Adds the event at which the arc in the middle of three neighbours vanishes: the sites, by index
-  /// from left to right, and the rounded bottom of their circle. Returns its number.
+  /// Adds the event at which the arc in the middle of three neighbours vanishes: the sites, by
+  /// index from left to right, and the rounded bottom of their circle. Returns its number.
   int Push(int left, int middle, int right, int arc, double bottom);
   void Cancel(int event) { At(event).arc = kNone; }
   /// Takes the first event out when there is one and it doesn't lie below the sweep line at `y`;
@@ -64,8 +64,8 @@ class CircleEvents {
   int PopTie(double y);
 
   const std::vector<Vec2>& _sites;
-  double _top;          ///< where the first day begins
-  double _days_a_unit;  ///< days in one unit of height
+  double _top;             ///< where the first day begins
+  double _days_a_unit;     ///< days in one unit of height
   std::vector<int> _days;  ///< the first event of each day's list; the last day has no end
   std::size_t _open = 0;   ///< the first day that is still a list
   std::vector<Entry> _heap;

@@ -145,6 +145,11 @@ class GroupCutter {
 
 }  // namespace
 
+bool HasSharedCircles(const Triangulation& mesh) {
+  return std::find(mesh.shared_circle.begin(), mesh.shared_circle.end(), 1) !=
+         mesh.shared_circle.end();
+}
+
 void CutSharedCircles(Triangulation& mesh, const std::vector<Vec2>& sites) {
   std::vector<bool> done(static_cast<std::size_t>(mesh.Triangles()), false);
   GroupCutter cutter(mesh, sites);

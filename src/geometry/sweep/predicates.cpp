@@ -31,9 +31,8 @@ int ExactInCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d) {
   const auto bx = Difference(b.x, d.x), by = Difference(b.y, d.y);
   const auto cx = Difference(c.x, d.x), cy = Difference(c.y, d.y);
   const auto term = [](const auto& lx, const auto& ly, const auto& px, const auto& py,
-                       const auto& qx, const auto& qy) {
-    return (lx * lx + ly * ly) * (px * qy - qx * py);
-  };
+                       const auto& qx,
+                       const auto& qy) { return (lx * lx + ly * ly) * (px * qy - qx * py); };
   return (term(ax, ay, bx, by, cx, cy) + term(bx, by, cx, cy, ax, ay) +
           term(cx, cy, ax, ay, bx, by))
       .Sign();

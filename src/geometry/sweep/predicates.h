@@ -18,15 +18,15 @@ struct Vec2 {
 /// Half a unit in the last place of 1, the largest relative error of one operation.
 inline constexpr double kUnitRoundoff = 0x1p-53;
 
-/// Bounds of the rounding errors of the three determinants below, as multiples of the same expression
-/// with every term taken positive. Orientation and InCircle: Shewchuk 1997. The breakpoint: 6
-/// roundings on the way to a product of three factors, taken generously.
+/// Bounds of the rounding errors of the three determinants below, as multiples of the same
+/// expression with every term taken positive. Orientation and InCircle: Shewchuk 1997. The
+/// breakpoint: 6 roundings on the way to a product of three factors, taken generously.
 inline constexpr double kOrientationBound = (3.0 + 16.0 * kUnitRoundoff) * kUnitRoundoff;
 inline constexpr double kInCircleBound = (10.0 + 96.0 * kUnitRoundoff) * kUnitRoundoff;
 inline constexpr double kBreakpointBound = 10.0 * kUnitRoundoff;
 
-/// The same three signs in exact arithmetic from the start: what is asked when a bound doesn't settle
-/// one.
+/// The same three signs in exact arithmetic from the start: what is asked when a bound doesn't
+/// settle one.
 int ExactOrientation(const Vec2& a, const Vec2& b, const Vec2& c);
 int ExactInCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d);
 int ExactBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right);
@@ -63,9 +63,10 @@ inline int InCircle(const Vec2& a, const Vec2& b, const Vec2& c, const Vec2& d) 
 /// arc of `left` and the arc of `right`, the sweep line running through `p`. Exactly beneath the
 /// breakpoint counts as left. Neither site comes after `p` in sweep order.
 ///
-/// With the sweep line through p, the parabola of a site s has at p.x the height |s-p|^2 / (2 (s.y -
-/// p.y)) above the line. Two parabolas meet twice, on either side of the lower site: where p stands on
-/// the far side of that site the answer is known, elsewhere the lower of the two heights decides.
+/// With the sweep line through p, the parabola of a site s has at p.x the height |s-p|^2 / (2 (s.y
+/// - p.y)) above the line. Two parabolas meet twice, on either side of the lower site: where p
+/// stands on the far side of that site the answer is known, elsewhere the lower of the two heights
+/// decides.
 inline bool IsRightOfBreakpoint(const Vec2& p, const Vec2& left, const Vec2& right) {
   if (right.y <= left.y && p.x >= right.x) return true;
   if (left.y <= right.y && p.x <= left.x) return false;
@@ -86,13 +87,17 @@ struct CircleBottom {
   bool refined;  ///< y + y_low has a relative error of about 2^-95
 };
 
-/// Whether three neighbouring arcs of the sites `a`, `b`, `c`, from left to right, converge, which is
-/// whether the sites turn clockwise; exact. If so the bottom of their circle, to within kBottomError
-/// times 1 plus its magnitude. A triple so flat that double precision does not reach that comes back
-/// refined.
+/// Whether three neighbouring arcs of the sites `a`, `b`, `c`, from left to right, converge, which
+/// is whether the sites turn clockwise; exact. If so the bottom of their circle, to within
+/// kBottomError times 1 plus its magnitude. A triple so flat that double precision does not reach
+/// that comes back refined.
 bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom& bottom);
 /// The bottom in about twice the precision; the sites are not collinear.
 CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c);
+
+/// The centre of the circle through three sites that are not collinear, correctly rounded but for
+/// the last bit.
+Vec2 CircleCentre(const Vec2& a, const Vec2& b, const Vec2& c);
 
 inline constexpr double kBottomError = 32.0 * kUnitRoundoff;
 

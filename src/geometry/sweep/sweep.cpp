@@ -60,8 +60,8 @@ void Sweep::HandleCircle(int arc) {
   UpdateEvents(before, after);
 }
 
-/// Two arcs have a neighbour of another site now. The events of their outer neighbours stand, but one
-/// of them may have come to be the first of its neighbourhood.
+/// Two arcs have a neighbour of another site now. The events of their outer neighbours stand, but
+/// one of them may have come to be the first of its neighbourhood.
 void Sweep::UpdateEvents(int left, int right) {
   TestTriple(left);
   TestTriple(right);
@@ -86,15 +86,16 @@ void Sweep::TestTriple(int i) {
   if (ConvergingBottom(before.focus, arc.focus, after.focus, bottom)) arc.bottom = bottom.y;
 }
 
-// An arc whose neighbour vanishes earlier gets another circle then: its event would be cancelled, so
-// that only the first of a neighbourhood is queued at all.
+// An arc whose neighbour vanishes earlier gets another circle then: its event would be cancelled,
+// so that only the first of a neighbourhood is queued at all.
 void Sweep::QueueIfFirst(int i) {
   Beachline::Arc& arc = _beachline[i];
-  if (arc.event != kNone || arc.bottom == Beachline::kNoCircle) return;
-  const Beachline::Arc& before = _beachline[arc.prev];
-  const Beachline::Arc& after = _beachline[arc.next];
+  const Beachline::Arc& before = _beachline[arc.prev == kNone ? i : arc.prev];
+  const Beachline::Arc& after = _beachline[arc.next == kNone ? i : arc.next];
   const double earlier = before.bottom > after.bottom ? before.bottom : after.bottom;
-  if (earlier > arc.bottom + BottomTolerance(arc.bottom, arc.bottom)) return;
+  const bool waits = earlier > arc.bottom + BottomTolerance(arc.bottom, arc.bottom);
+  // One branch: the parts of the condition are as good as random, each on its own.
+  if (waits | (arc.event != kNone) | (arc.bottom == Beachline::kNoCircle)) return;
   arc.event = _events.Push(before.site, arc.site, after.site, i, arc.bottom);
 }
 

@@ -14,7 +14,8 @@ namespace libmfx::geometry::sweep {
 class Sweep {
  public:
   /// \param sites in sweep order, distinct, at most 1 in magnitude; kept by reference
-  explicit Sweep(const std::vector<Vec2>& sites) : _sites(sites), _beachline(sites), _events(sites) {}
+  explicit Sweep(const std::vector<Vec2>& sites)
+      : _sites(sites), _beachline(sites), _events(sites) {}
 
   /// Runs to the end.
   /// \throws std::logic_error on an inconsistency

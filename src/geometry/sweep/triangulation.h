@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
+#include "libmfx/data_structures/block_allocator.h"
 
 namespace libmfx::geometry::sweep {
 
@@ -17,8 +18,10 @@ namespace libmfx::geometry::sweep {
 struct Triangulation {
   static constexpr int kNone = -1;
 
-  std::vector<int> corner;
-  std::vector<int> twin;
+  using Indices = std::vector<int, data_structures::BlockAllocator<int>>;
+
+  Indices corner;
+  Indices twin;
   /// Not 0 for a halfedge inside a group of triangles that share one circle: one Voronoi vertex.
   std::vector<std::uint8_t> shared_circle;
 
