@@ -55,7 +55,7 @@ inline double ArcTangentOfUnit(double q) {
                                0.64350110879328438680,
                                0.71882999962162450542,
                                0.78539816339744830962};
-  const int k = static_cast<int>(q * 8.0 + 0.5);
+  const int k = static_cast<int>(std::floor(q * 8.0 + 0.5));
   const double c = k / 8.0;
   const double t = (q - c) / (1.0 + q * c);
   const double t2 = t * t;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -79,7 +80,7 @@ __attribute__((target("ssse3"))) inline __m128i EncodeTwelve(const unsigned char
 __attribute__((target("ssse3"))) void EncodeLineByShuffles(const unsigned char* bytes, char* out) {
   const __m128i first = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
   const __m128i last = _mm_add_epi8(first, _mm_set1_epi8(4));
-  for (int i = 0; i < 4; ++i) {
+  for (std::ptrdiff_t i = 0; i < 4; ++i) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 16 * i), EncodeTwelve(bytes + 12 * i, first));
   }
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 56), EncodeTwelve(bytes + 38, last));
