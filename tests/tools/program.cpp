@@ -57,6 +57,8 @@ void Take(int& file, std::string& text) {
 Ended RunMfx(const std::vector<std::string>& arguments, const How& how) {
   std::signal(SIGPIPE, SIG_IGN);
   Pipe in, out, err;
+  // Gone before the program starts, so that its first write cannot slip through.
+  if (how.close_output) CloseFile(out.read_end);
   const Clock::time_point start = Clock::now();
   const pid_t child = fork();
   if (child == 0) {
@@ -69,7 +71,6 @@ Ended RunMfx(const std::vector<std::string>& arguments, const How& how) {
   CloseFile(in.read_end);
   CloseFile(out.write_end);
   CloseFile(err.write_end);
-  if (how.close_output) CloseFile(out.read_end);
   fcntl(in.write_end, F_SETFL, O_NONBLOCK);
 
   Ended ended;
