@@ -13,12 +13,15 @@ using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
 using Eigen::Index;
 
+/// A matrix of up to three columns, which spares the decomposition its small allocations.
+using Jacobian = Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, Eigen::Dynamic, 3>;
+
 /// The points in the frame of their own least-squares plane.
 struct InPlane {
   Eigen::Vector3d origin;  ///< centroid, metres
   VectorXYZW normal;
-  Eigen::Matrix3d basis;   ///< columns: tangent, bitangent, normal
-  Eigen::MatrixXd points;  ///< shape (points, 3): the coordinates along the axes of `basis`
+  Eigen::Matrix3d basis;    ///< columns: tangent, bitangent, normal
+  Eigen::Matrix3Xd points;  ///< coordinates along the columns of `basis`; the third is near 0
 
   PointXYZW ToSpace(double a, double b) const {
     return PointXYZW(Eigen::Vector3d(origin + basis * Eigen::Vector3d(a, b, 0.0)));
@@ -31,13 +34,15 @@ bool IntoPlane(const PointCloud& cloud, InPlane& result) {
   result.origin = plane.Point().xyz();
   result.normal = plane.Normal();
   result.basis = Plane(plane.Point(), plane.Normal()).TBN();
-  const Eigen::Matrix3d inverse = result.basis.inverse();
+  // Relative to the centroid from the start, so that no digits are lost far from the origin; the
+  // projection into the plane and the turn into its frame are one matrix.
   const Eigen::Vector3d n = plane.Normal().xyz();
-  result.points.resize(cloud.cols(), 3);
+  const Eigen::Matrix3d flatten =
+      result.basis.inverse() * (Eigen::Matrix3d::Identity() - n * n.transpose());
+  result.points.resize(3, cloud.cols());
   for (Index i = 0; i < cloud.cols(); ++i) {
-    // Relative to the centroid from the start, so that no digits are lost far from the origin.
     const Eigen::Vector3d d = cloud.data().col(i).head<3>() - result.origin;
-    result.points.row(i) = inverse * (d - n * n.dot(d));
+    result.points.col(i).noalias() = flatten * d;
   }
   return true;
 }
@@ -47,39 +52,41 @@ bool IntoPlane(const PointCloud& cloud, InPlane& result) {
 class CircleRounds {
  public:
   CircleRounds(const InPlane& in_plane, Index unknowns)
-      : _x(in_plane.points.col(0)),
-        _y(in_plane.points.col(1)),
+      : _x(in_plane.points.row(0)),
+        _y(in_plane.points.row(1)),
         _jacobian(_x.size(), unknowns),
         _distances(_x.size()),
-        _svd(_x.size(), unknowns, Eigen::ComputeThinU | Eigen::ComputeThinV) {}
+        _svd(_x.size(), unknowns, Eigen::ComputeThinU | Eigen::ComputeThinV) {
+    if (unknowns == 3) _jacobian.col(2).setOnes();
+  }
 
   /// Distances of the points from the centre (a, b), and the Jacobian there.
-  const Eigen::VectorXd& Linearise(double a, double b) {
-    for (Index i = 0; i < _x.size(); ++i) {
-      const double dx = _x[i] - a;
-      const double dy = _y[i] - b;
-      const double d = std::sqrt(dx * dx + dy * dy);
-      _distances[i] = d;
-      _jacobian(i, 0) = dx / d;
-      _jacobian(i, 1) = dy / d;
-    }
-    if (_jacobian.cols() == 3) _jacobian.col(2).setOnes();
+  const Eigen::ArrayXd& Linearise(double a, double b) {
+    auto dx = _jacobian.col(0).array();
+    auto dy = _jacobian.col(1).array();
+    dx = _x - a;
+    dy = _y - b;
+    _distances = (dx.square() + dy.square()).sqrt();
+    _reciprocals = _distances.inverse();
+    dx *= _reciprocals;
+    dy *= _reciprocals;
     return _distances;
   }
 
   /// The step of least squares; NaN where the Jacobian is not finite, which no decomposition takes.
-  Eigen::VectorXd Step(const Eigen::VectorXd& residuals) {
-    if (!_jacobian.allFinite()) {
-      return Eigen::VectorXd::Constant(_jacobian.cols(), std::numeric_limits<double>::quiet_NaN());
+  Jacobian Step(const Eigen::VectorXd& residuals) {
+    // A finite element is at most 1, so only one that is not finite can spoil the sum.
+    if (!std::isfinite(_jacobian.sum())) {
+      return Jacobian::Constant(_jacobian.cols(), 1, std::numeric_limits<double>::quiet_NaN());
     }
     return _svd.compute(_jacobian).solve(residuals);
   }
 
  private:
-  Eigen::VectorXd _x, _y;
-  Eigen::MatrixXd _jacobian;
-  Eigen::VectorXd _distances;
-  Eigen::JacobiSVD<Eigen::MatrixXd> _svd;
+  Eigen::ArrayXd _x, _y;
+  Jacobian _jacobian;
+  Eigen::ArrayXd _distances, _reciprocals;
+  Eigen::JacobiSVD<Jacobian> _svd;
 };
 
 }  // namespace
@@ -98,18 +105,18 @@ bool Circle::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weight
   const bool weighted = weights.size() == cloud.cols();
   double a = 0.0;
   double b = 0.0;
-  double radius = in_plane.points.rowwise().norm().mean();
+  double radius = in_plane.points.colwise().norm().mean();
   CircleRounds rounds(in_plane, 3);
   Eigen::VectorXd residuals(cloud.cols());
   std::int64_t round = 0;
   while (round < _max_iterations) {
     ++round;
-    residuals = rounds.Linearise(a, b).array() - radius;
+    residuals = rounds.Linearise(a, b) - radius;
     if (weighted) residuals.array() *= weights.array();
-    const Eigen::VectorXd step = rounds.Step(residuals);
-    a += step[0];
-    b += step[1];
-    radius += step[2];
+    const Jacobian step = rounds.Step(residuals);
+    a += step(0, 0);
+    b += step(1, 0);
+    radius += step(2, 0);
     const double length = step.norm();
     if (length < _step_tolerance || std::isnan(length)) break;  // NaN never turns back
   }
@@ -127,10 +134,10 @@ bool Circle::LeastSquaresFixedRadius(const PointCloud& cloud, double radius) {
   CircleRounds rounds(in_plane, 2);
   Eigen::VectorXd residuals(cloud.cols());
   for (std::int32_t round = 0; round < _max_iterations; ++round) {
-    residuals = rounds.Linearise(a, b).array() - radius;
-    const Eigen::VectorXd step = rounds.Step(residuals);
-    a += step[0];
-    b += step[1];
+    residuals = rounds.Linearise(a, b) - radius;
+    const Jacobian step = rounds.Step(residuals);
+    a += step(0, 0);
+    b += step(1, 0);
     const double length = step.norm();
     if (length < _step_tolerance || std::isnan(length)) break;
   }

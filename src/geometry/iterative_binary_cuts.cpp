@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "column_sums.h"
 #include "libmfx/geometry/plane.h"
 #include "line_weights.h"
 
@@ -88,19 +89,6 @@ void Reweigh(const Bins& bins, double sigma, Eigen::VectorXd& weights) {
   }
 }
 
-/// Residuals of all samples, and the largest of those in use.
-double FindResiduals(const Plane& plane, const Eigen::MatrixXd& joined,
-                     const Eigen::VectorXd& weights, Eigen::VectorXd& residuals) {
-  const Eigen::Vector3d origin = plane.Point().xyz();
-  const Eigen::Vector3d normal = plane.Normal().xyz();
-  double worst = 0.0;
-  for (Index i = 0; i < joined.cols(); ++i) {
-    residuals[i] = std::abs((joined.col(i) - origin).dot(normal));
-    if (weights[i] > 0.0 && residuals[i] > worst) worst = residuals[i];
-  }
-  return worst;
-}
-
 /// The samples kept of one line, with their weights as one row more.
 PointCloud KeptSamples(const PointCloud& line, const Eigen::Ref<const Eigen::VectorXd>& weights,
                        bool keep_neighbours) {
@@ -154,9 +142,10 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
   for (int cut = 0; cut < kMostCuts; ++cut) {
     // Nothing leads back from a plane that is not valid: no sample has a distance to it.
     if (!plane.IsValid()) return false;
-    const double worst = FindResiduals(plane, joined.data(), weights, residuals);
+    const double worst = FindResiduals(TopRows(joined.data()), plane.Point().xyz(),
+                                       plane.Normal().xyz(), weights, residuals);
     if (worst < tolerance) break;
-    weights = (residuals.array() <= worst * kCutFraction).cast<double>();
+    SetWhereAtMost(residuals, worst * kCutFraction, weights);
     Reweigh(bins, cut_sigma, weights);
     if (!plane.LeastSquares(joined, weights)) return false;
   }

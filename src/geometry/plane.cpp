@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "column_sums.h"
 #include "direction.h"
-#include "scatter.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -39,28 +39,11 @@ PointCloud DropUnweighted(const PointCloud& cloud, const Eigen::VectorXd& weight
   return PointCloud(std::move(kept));
 }
 
-struct Moments {
-  Eigen::Vector3d centroid;
-  Eigen::Matrix3d scatter;
-};
-
-Moments FindMoments(const PointCloud& cloud, const Eigen::VectorXd& weights) {
-  const ColumnView points = TopRows(cloud.data());
-  Moments m;
-  if (weights.size() == 0) {
-    m.centroid = Centroid(points);
-    m.scatter = Scatter(points, m.centroid);
-  } else {
-    m.centroid = Centroid(points, weights);
-    m.scatter = Scatter(points, m.centroid, weights);
-  }
-  return m;
-}
-
 /// Axes of a scatter matrix. An axis that no column of V could give is zero.
 struct Axes {
   Eigen::Vector3d least = Eigen::Vector3d::Zero();
   Eigen::Vector3d largest = Eigen::Vector3d::Zero();
+  double largest_spread = 0.0;  ///< the scatter along the axis of that name
 };
 
 Axes PrincipalAxes(const Eigen::Matrix3d& scatter) {
@@ -78,7 +61,7 @@ Axes PrincipalAxes(const Eigen::Matrix3d& scatter) {
       axes.least = v;
     }
     if (spread > largest) {
-      largest = spread;
+      largest = axes.largest_spread = spread;
       axes.largest = v;
     }
   }
@@ -175,22 +158,24 @@ bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights
 bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights) {
   if (cloud.cols() < 3 || cloud.rows() < 3) return false;
   if (weights.size() != 0 && weights.size() != cloud.cols()) return false;
-  Moments moments = FindMoments(cloud, weights);
+  Moments moments = FindMoments(TopRows(cloud.data()), weights);
   if (weights.size() != 0 && !moments.scatter.allFinite()) {
     // 0 times NaN is NaN: leave out what has no weight and look again.
     Eigen::VectorXd kept_weights;
     const PointCloud kept = DropUnweighted(cloud, weights, kept_weights);
-    if (kept.cols() > 0) moments = FindMoments(kept, kept_weights);
+    if (kept.cols() > 0) moments = FindMoments(TopRows(kept.data()), kept_weights);
   }
   _point = PointXYZW(moments.centroid);
   if (!moments.scatter.allFinite()) {
     _normal = _tangent = _bitangent = VectorXYZW(kNaN, kNaN, kNaN);
     return true;
   }
-  // Coincident points have no tangent. A normal taken from them would be an invention that passes
-  // for a measurement, so the whole frame stays zero and the plane is not valid.
   Axes axes = PrincipalAxes(moments.scatter);
-  if (axes.largest.isZero(0.0)) axes = Axes();
+  // Coincident points have no tangent. A normal taken from them would be an invention that passes
+  // for a measurement, so the whole frame stays zero and the plane is not valid. Points count as
+  // coincident when their standard deviation is no more than the rounding of their coordinates.
+  const double rounding = 4.0 * DBL_EPSILON * moments.centroid.cwiseAbs().maxCoeff();
+  if (!(axes.largest_spread > moments.squared_weights * rounding * rounding)) axes = Axes();
   _normal = UnitDirection(VectorXYZW(axes.least));
   _tangent = UnitDirection(VectorXYZW(axes.largest));
   _bitangent = UnitDirection(_tangent.cross(_normal));

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Eigen/Core>
+
+/// \file
+/// The passes over columns of points that the plane fits make, without a copy of the points.
+///
+/// Moments take one pass. Everything is summed relative to a reference point among the columns,
+/// never to the origin, so that a small patch far away loses no digits. Sums run in blocks, which
+/// keeps the rounding of a million columns near that of a block.
+
+namespace libmfx::geometry {
+
+/// The top three rows of a matrix whose columns are points.
+struct ColumnView {
+  const double* data;    ///< x of the first column; y and z follow
+  Eigen::Index stride;   ///< doubles from one column to the next
+  Eigen::Index columns;  ///< number of columns
+};
+
+/// `data` has at least three rows.
+inline ColumnView TopRows(const Eigen::MatrixXd& data) {
+  return {data.data(), data.rows(), data.cols()};
+}
+
+/// Centroid and scatter of weighted points. With a weight w for each column p (1 if there are
+/// none), the centroid takes the weight plainly and the scatter takes it squared.
+struct Moments {
+  Eigen::Vector3d centroid;      ///< sum of w p over the sum of w
+  Eigen::Matrix3d scatter;       ///< sum of (w d) (w d)^T with d = p - centroid
+  double squared_weights = 0.0;  ///< sum of w^2
+};
+
+/// \param points at least one column
+/// \param weights one per column, or empty
+Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights);
+
+/// Writes the distance of each column from the plane through `origin` with the unit `normal`, and
+/// returns the largest distance of a column whose weight is above 0 (0 if there is none).
+/// \param weights, residuals one per column
+double FindResiduals(const ColumnView& points, const Eigen::Vector3d& origin,
+                     const Eigen::Vector3d& normal, const Eigen::VectorXd& weights,
+                     Eigen::VectorXd& residuals);
+
+}  // namespace libmfx::geometry
