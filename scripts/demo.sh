@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the host tool mfx with optimisation, measures an example with it
-# and prints what came out.
+# Installs what is missing, builds the host tool mfx with optimisation, measures the examples with it
+# on the virtual instrument, prints what came out and writes a report of each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,22 +10,32 @@ cmake --preset tool >/dev/null
 cmake --build --preset tool --target mfx -j "$(nproc)"
 mfx=build/tool/tools/mfx/mfx
 
-request=examples/requests/scan_path.json
-instrument=examples/instrument/flat_wall.py
-echo
-echo "demo: $mfx measure $request --instrument $instrument"
-"$mfx" measure "$request" --instrument "$instrument" >build/demo_result.json
-python3 - build/demo_result.json <<'PYTHON'
-import json
-import math
-import sys
+out=build/demo
+mkdir -p "$out"
 
-result = json.load(open(sys.argv[1]))
-rows = result["ScanData"]["Data"]
-print(f'demo: "{result["Name"]}": success {result["Success"]}, {len(rows)} samples')
-print("   azimuth / rad  elevation / rad  range / m   quality  segment      z / m")
-for azimuth, elevation, range_, quality, status in rows:
-    z = math.cos(azimuth) * math.cos(elevation) * range_
-    print(f"{azimuth:16.6f} {elevation:16.6f} {range_:10.6f} {quality:9.2f} {status:8d} {z:10.6f}")
-PYTHON
-echo "demo: the result message is in build/demo_result.json"
+# A result message without its samples, which are many.
+without_samples() {
+  sed -e 's/"Data":\[\[.*\]\],/"Data":[...],/' -e 's/"Data":\[\[.*\]\]/"Data":[...]/' "$1" | fold -s -w 100 | sed 's/^/    /'
+}
+
+measure() {
+  local request=examples/requests/$1.json scene=examples/scenes/$1.json
+  echo
+  echo "demo: $mfx measure $request --scene $scene --report $out/$1.html"
+  if ! "$mfx" measure "$request" --scene "$scene" --max-passes 6 --report "$out/$1.html" \
+    >"$out/$1.json" 2>"$out/$1.log"; then
+    echo "demo: that did not succeed; the library's own traces are in $out/$1.log"
+  fi
+  without_samples "$out/$1.json"
+}
+
+# A free scan path over a plate with a hole first, then an example of every other feature type.
+measure scan_path
+for request in examples/requests/*.json; do
+  name=$(basename "$request" .json)
+  [ "$name" = scan_path ] || measure "$name"
+done
+
+echo
+echo "demo: the whole results, the reports and the library's traces are in $out; open"
+echo "demo: $out/scan_path.html or $out/hole.html in a browser"
