@@ -50,23 +50,22 @@ Eigen::Array2d Extents(const PointCloud& cloud) {
 
 /// The quadrant of each sample around `center`, or -1 for one that `passes` refuses.
 template <typename Passes>
-std::vector<int> Quadrants(const PointCloud& cloud, const AzElRange& center,
-                                   Passes passes) {
+std::vector<int> Quadrants(const PointCloud& cloud, const AzElRange& center, Passes passes) {
   std::vector<int> quadrants(static_cast<std::size_t>(cloud.cols()), -1);
   for (std::size_t i = 0; i < quadrants.size(); ++i) {
     const Sample sample(cloud.data(), static_cast<Eigen::Index>(i));
     if (!passes(sample)) continue;
     const bool ahead = sample.place.azimuth >= center.azimuth;
     const bool above = sample.place.elevation >= center.elevation;
-    quadrants[i] = static_cast<signed char>(above ? (ahead ? 0 : 1) : (ahead ? 3 : 2));
+    quadrants[i] = above ? (ahead ? 0 : 1) : (ahead ? 3 : 2);
   }
   return quadrants;
 }
 
 /// Fills the spurs with x, y, z of their samples, in order. The quadrants are counted before they
 /// are filled, so that no column is copied twice. A spur that receives nothing is left alone.
-void FillSpurs(const PointCloud& cloud, const std::vector<int>& quadrants,
-               const PointXYZW& nominal, double patch_radius, PointCloud* spurs) {
+void FillSpurs(const PointCloud& cloud, const std::vector<int>& quadrants, const PointXYZW& nominal,
+               double patch_radius, PointCloud* spurs) {
   MatrixXd filled[kSpurs];
   Eigen::Index counts[kSpurs] = {};
   for (int q = 0; q < kQuadrants; ++q) {
