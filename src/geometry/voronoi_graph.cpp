@@ -12,7 +12,6 @@
 
 namespace libmfx::geometry {
 
-using data_structures::PointCloud;
 using data_structures::PointXYW;
 
 namespace {

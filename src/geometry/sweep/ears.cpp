@@ -128,7 +128,7 @@ class GroupCutter {
 
   /// The first two edges of the triangle take the outer halfedges of their corners as twins.
   void WriteTriangle(int t, const Corner& a, const Corner& b, const Corner& c) {
-    const auto h = static_cast<std::size_t>(3 * t);
+    const auto h = 3 * static_cast<std::size_t>(t);
     _mesh.corner[h] = a.site;
     _mesh.corner[h + 1] = b.site;
     _mesh.corner[h + 2] = c.site;
