@@ -36,6 +36,7 @@ std::vector<double> Errors(const Result& r) {
   if (heights.empty()) return {NAN, NAN};
   std::sort(heights.begin(), heights.end());
   std::vector<double> distances;
+  distances.reserve(heights.size());
   for (const double height : heights) distances.push_back(std::abs(height));
   std::sort(distances.begin(), distances.end());
   return {distances[distances.size() / 2], heights[heights.size() / 2]};
