@@ -220,7 +220,7 @@ TEST(SphereConversation, LostReturnsOfEveryKindDoNoHarm) {
 }
 
 TEST(SphereConversation, TheExampleRequestMeasuresItsScene) {
-  const std::string examples = std::string(LIBMFX_SOURCE_DIR) + "/examples/";
+  const std::string examples = LIBMFX_SOURCE_DIR "/examples/";
   std::ifstream file(examples + "requests/matte-sphere.json");
   const std::string request((std::istreambuf_iterator<char>(file)), {});
   const sim::Scene scene = sim::Scene::FromFile(examples + "scenes/matte-sphere.json");

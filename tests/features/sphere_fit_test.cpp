@@ -19,7 +19,7 @@ using test::SphereProbe;
 
 /// The rows of a comma-separated file with a header line, without it.
 std::vector<std::vector<std::string>> Rows(const std::string& name) {
-  std::ifstream file(std::string(LIBMFX_TEST_DATA) + "/sphere/" + name);
+  std::ifstream file(LIBMFX_TEST_DATA "/sphere/" + name);
   std::vector<std::vector<std::string>> rows;
   std::string line;
   std::getline(file, line);

@@ -15,7 +15,7 @@ namespace libmfx::sim {
 namespace {
 
 std::string ScenesDocument() {
-  std::ifstream stream(std::string(LIBMFX_SOURCE_DIR) + "/docs/scenes.md");
+  std::ifstream stream(LIBMFX_SOURCE_DIR "/docs/scenes.md");
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 

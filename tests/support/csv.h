@@ -16,7 +16,7 @@ class CsvTable {
  public:
   /// \param path below tests/data
   explicit CsvTable(const std::string& path) {
-    std::ifstream file(std::string(LIBMFX_TEST_DATA) + "/" + path);
+    std::ifstream file(LIBMFX_TEST_DATA "/" + path);
     if (!file) throw std::runtime_error("no reference data at " + path);
     std::string line;
     std::getline(file, line);
