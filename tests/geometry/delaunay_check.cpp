@@ -24,6 +24,14 @@ std::shared_ptr<Mesh> MeshOf(const Points& points) {
   return VoronoiGraph(CloudOf(points)).ExtractPlanarMesh();
 }
 
+double Perimeter(const PointCloud& loop) {
+  double sum = 0.0;
+  for (Eigen::Index i = 0; i < loop.cols(); ++i) {
+    sum += (loop.col(i) - loop.col((i + 1) % loop.cols())).norm();
+  }
+  return sum;
+}
+
 namespace {
 
 using Messages = std::vector<std::string>;

@@ -68,14 +68,6 @@ Points Scan(const std::vector<Opening>& openings, double turns, double turn, Ran
   return points;
 }
 
-double Perimeter(const PointCloud& loop) {
-  double sum = 0.0;
-  for (Eigen::Index i = 0; i < loop.cols(); ++i) {
-    sum += (loop.col(i) - loop.col((i + 1) % loop.cols())).norm();
-  }
-  return sum;
-}
-
 /// The centroid of the area that a loop encloses. The mean of its vertices is not that: they stand
 /// the closer the more the spiral runs along the border, and wherever the loop turns into a bay.
 Eigen::Vector2d Centroid(const PointCloud& loop) {
