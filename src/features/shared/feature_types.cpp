@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "libmfx/features/custom_scan.h"
+#include "libmfx/features/edge.h"
 #include "libmfx/features/hole.h"
 #include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
@@ -29,6 +30,7 @@ constexpr FeatureType kTypes[] = {
     TypeOf<CustomScan>("ScanPathFeature"),
     TypeOf<UnknownFeature>(nullptr),
     TypeOf<Slot>("SlotFeature"),
+    TypeOf<Edge>("EdgeFeature"),
     TypeOf<Polygon>("PolygonFeature"),
     TypeOf<Rectangle>("RectangleFeature"),
 };

@@ -1,0 +1,69 @@
+#include "features/shared/result_message.h"
+
+#include <fstream>
+
+#include "features/shared/text.h"
+#include "features/shared/trace.h"
+#include "libmfx/features/edge.h"
+
+namespace libmfx::features {
+namespace {
+
+/// "name = [x...; y...; z...];"
+void WriteMatrix(std::ostream& out, const char* name, const PointCloud& cloud) {
+  out << name << " = [";
+  for (Eigen::Index row = 0; row < 3 && cloud.rows() >= 3; ++row) {
+    for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
+      out << (i > 0 ? " " : "") << shared::TextOf(cloud.data()(row, i));
+    }
+    out << (row < 2 ? "; " : "");
+  }
+  out << "];\n";
+}
+
+void WriteTriple(std::ostream& out, const char* name, const Eigen::Vector3d& v) {
+  WriteMatrix(out, name, PointCloud(Eigen::MatrixXd(v)));
+}
+
+void WritePoints(std::ostream& out, const char* name, const char* style) {
+  out << "if ~isempty(" << name << "), plot3(" << name << "(1,:), " << name << "(2,:), " << name
+      << "(3,:), '" << style << "'); end;\n";
+}
+
+}  // namespace
+
+std::string Edge::GenerateResult() const {
+  return shared::FramedResult(
+      {"EdgeTargetResult", GetIsSuccessful(), GetError(), _uuid, _name},
+      [this](shared::ResultMessage& message) { message.Add("Location", _measured_point); },
+      [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
+}
+
+void Edge::dump_vis(std::string path, const PointCloud& line, const geometry::Plane& surface,
+                    const geometry::Plane& cross_section, const PointXYZW& edge,
+                    const PointCloud& curved) const {
+  std::ofstream out(path);
+  if (!out.is_open()) {
+    shared::Trace() << "No dumps as file is not open." << std::endl;
+    return;
+  }
+  out << "close all;\nclear all;\nfigure;\naxis equal;\ntitle('XYZ Plot - Edge');\nhold on;\n";
+  WriteMatrix(out, "line_points", line);
+  WriteMatrix(out, "curved_points", curved);
+  WriteTriple(out, "edge_point", edge.xyz());
+  WritePoints(out, "line_points", "b.");
+  WritePoints(out, "curved_points", "r.");
+  WritePoints(out, "edge_point", "ko");
+  const auto arrow = [&out](const char* name, const geometry::Plane& plane, const VectorXYZW& v) {
+    WriteTriple(out, name, plane.Point().xyz());
+    WriteTriple(out, "direction", v.xyz());
+    out << "quiver3(" << name << "(1), " << name << "(2), " << name
+        << "(3), direction(1), direction(2), direction(3), 0.005);\n";
+  };
+  arrow("surface_point", surface, surface.Normal());
+  arrow("section_point", cross_section, cross_section.Tangent());
+  arrow("section_point", cross_section, cross_section.Bitangent());
+  out << "xlabel('x / m'); ylabel('y / m'); zlabel('z / m');\n";
+}
+
+}  // namespace libmfx::features
