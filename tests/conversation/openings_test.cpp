@@ -188,7 +188,7 @@ TEST(OpeningConversation, Slots) {
     Place(c, rng, run);
     tally.Add(c, Measure(c, "Tangent"), "Tangent", {{"Length", length}, {"Width", width}});
   }
-  ExpectAccurate(tally, kRuns, 120e-6, 200e-6);
+  ExpectAccurate(tally, kRuns, 80e-6, 150e-6);
 }
 
 TEST(OpeningConversation, RescansReachAnOpeningOffItsNominal) {

@@ -6,6 +6,7 @@
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
 #include "features/hole/scan_line.h"
+#include "features/shared/beam.h"
 #include "hole_probe.h"
 
 namespace libmfx::features {
@@ -217,7 +218,7 @@ TEST(HoleGraze, OnALineThatRunsOutwardsTheSampleBeforeCounts) {
 
 TEST(HoleScanLine, ABeamAlongTheSurfaceHasNoPlaceWhereItCrosses) {
   const geometry::Plane surface(PointXYZW(0, 0, 0), VectorXYZW(0, 0, 1));
-  EXPECT_EQ(PierceOf(PointXYZW(1, 0, 1), PointXYZW(0, 0, 1), surface), PointXYZW(1, 0, 1));
+  EXPECT_EQ(shared::PierceOf(PointXYZW(1, 0, 1), PointXYZW(0, 0, 1), surface), PointXYZW(1, 0, 1));
 }
 
 /// A hole whose rim has been found, seen at `incidence` radians.

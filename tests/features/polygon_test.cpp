@@ -153,6 +153,18 @@ TEST(Polygon, FailuresInWords) {
       << filled;
 }
 
+TEST(Polygon, ALineThatCrossesTheNextSideTooIsNoGoodLine) {
+  // Close to the sharp corner of a triangle a line runs out over the next side again, and its last
+  // sample of the surface lies there, millimetres off its own side.
+  json request = Request(3);
+  request["ScansPerSide"] = 10;
+  const auto feature = MeasurePlate(request, Opening(3, 0.012));
+  EXPECT_FALSE(feature->GetIsSuccessful());
+  EXPECT_EQ(feature->GetError(), "Bad scan lines resulted insufficient edge points being found!");
+  request["ClearanceZone"] = 0.002;
+  EXPECT_TRUE(MeasurePlate(request, Opening(3, 0.012))->GetIsSuccessful());
+}
+
 TEST(Polygon, PassesAroundTheMovedNominalReachAShiftedOpening) {
   json request = Request();
   request["RescanThreshold"] = 5e-5;

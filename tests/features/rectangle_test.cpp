@@ -237,6 +237,16 @@ TEST(Rectangle, ASideWithOneGoodLineIsNotEnough) {
   EXPECT_EQ(ErrorOver(opening), "Bad scan lines resulted insufficient edge points being found!");
 }
 
+TEST(Rectangle, ALineBesideTheOpeningBendsNoSide) {
+  // The opening is shifted so far that the outermost lines of two sides never meet it.
+  json request = Request();
+  request["ScansPerSide"] = 9;
+  const auto off = Opening(0.03, 0.02, 0.0032, 0.0);
+  const auto feature = MeasurePlate(request, off);
+  EXPECT_FALSE(feature->GetIsSuccessful());
+  EXPECT_EQ(feature->GetError(), "Bad scan lines resulted insufficient edge points being found!");
+}
+
 TEST(Rectangle, ATiltedSurfaceIsRejected) {
   json request = Request();
   // The nominal's normal is 20 degrees off the plate's.

@@ -171,6 +171,45 @@ TEST(Slot, OffAlongItsTangentTheStraightSidesDoNotBendTheArcs) {
             1.2e-4);
 }
 
+/// Measures an opening with a floor this far beneath it, or with nothing there for 0.
+std::unique_ptr<Feature> MeasureOverFloor(const json& request,
+                                          const std::function<bool(const PointXYZW&)>& is_open,
+                                          double depth) {
+  auto feature = Feature::Create(request.dump());
+  std::vector<RawDataPoint> samples;
+  for (RawDataPoint sample :
+       test::SamplePlate(feature->GetDrivePoints(false), [](const PointXYZW&) { return false; })) {
+    const PointXYZW p = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
+    if (is_open(p)) {
+      if (depth == 0.0) continue;
+      sample.range *= 1.0 - depth / (p - PointXYZW()).dot(kPlate.normal);
+    }
+    samples.push_back(sample);
+  }
+  feature->UpdateRawData(samples);
+  feature->AnalyzeFeature();
+  return std::unique_ptr<Feature>(feature);
+}
+
+TEST(Slot, TheSampleBeyondTheBorderTellsWhereTheBorderIs) {
+  json request = Request();
+  request["ScanPassesPerArc"] = 40;
+  // Off its nominal, so that the samples of the lines fall at all distances from the border.
+  const auto opening = Opening(0.03, 0.012, 0.0004, 0.0003);
+  const auto measured_over = [&](double depth) {
+    const auto feature = MeasureOverFloor(request, opening, depth);
+    EXPECT_TRUE(feature->GetIsSuccessful()) << feature->GetError();
+    return json::parse(feature->GetResult());
+  };
+  const json floor = measured_over(0.02);
+  EXPECT_NEAR(floor["Width"].get<double>(), 0.012, 3e-5);
+  EXPECT_NEAR(floor["Length"].get<double>(), 0.03, 3e-5);
+  // Where nothing follows, the last sample of the surface stands, half a spacing outside.
+  const json nothing = measured_over(0.0);
+  EXPECT_GT(nothing["Width"].get<double>(), 0.012 + 5e-5);
+  EXPECT_GT(nothing["Length"].get<double>(), 0.03 + 5e-5);
+}
+
 std::string ErrorOver(const std::function<bool(const PointXYZW&)>& opening,
                       const json& request = Request()) {
   const auto feature = MeasurePlate(request, opening);

@@ -48,8 +48,13 @@ class LIBMFX_EXPORT Slot : public Feature {
   bool FitArcs(const std::vector<PointCloud>& edges, std::array<geometry::Circle, 2>& arcs);
   /// The tangent that the arcs show, and whether it agrees with the nominal's.
   bool MeasureTangent(const std::array<geometry::Circle, 2>& arcs);
-  /// Fits each arc again, without the edge points that lie on a straight side.
-  bool RefitArcs(const std::vector<PointCloud>& edges, std::array<geometry::Circle, 2>& arcs);
+  /// Fits each arc again: without the edge points that lie on a straight side, and with the others
+  /// moved onto the border.
+  bool RefitArcs(const std::vector<PointCloud>& edges, const geometry::Plane& plane,
+                 std::array<geometry::Circle, 2>& arcs);
+  /// The edge points of an arc, each moved from the last sample of the surface to the border,
+  /// where the next sample shows it.
+  PointCloud AtBorder(const PointCloud& edges, const geometry::Plane& plane) const;
   /// Takes centre and extents from the arcs and judges them.
   bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const Bins& selected);
   bool Fail(const std::string& text);

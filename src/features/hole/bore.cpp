@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "features/hole/scan_line.h"
+#include "features/shared/beam.h"
 
 namespace libmfx::features {
 namespace {
@@ -12,6 +12,8 @@ namespace {
 using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
+using shared::DepthBelow;
+using shared::PierceOf;
 
 /// How close to the bore's circle a foot has to be, in point spacings. The rim fit errs by less.
 constexpr double kReach = 5.0;

@@ -5,7 +5,7 @@
 
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
-#include "features/hole/scan_line.h"
+#include "features/shared/segments.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {

@@ -132,7 +132,10 @@ bool Polygon::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  return true;
+  // A bent side is a wrong number with nothing else to tell it. A pass around the moved nominal may
+  // straighten it, so it is judged last.
+  return shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) ||
+         Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 
 }  // namespace libmfx::features

@@ -115,7 +115,10 @@ bool Rectangle::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  return true;
+  // A bent side is a wrong number with nothing else to tell it. A pass around the moved nominal may
+  // straighten it, so it is judged last.
+  return shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) ||
+         Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 
 void Rectangle::MeasureFrom(const std::vector<PointCloud>& edges,

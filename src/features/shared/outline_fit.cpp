@@ -110,7 +110,10 @@ PointXYZW MeanOf(const std::vector<PointCloud>& edges, const std::vector<PointXY
   return PointXYZW(Eigen::Vector3d(sum / (count + static_cast<double>(corners.size()))));
 }
 
-double QualityOfEdges(const std::vector<PointCloud>& edges) {
+namespace {
+
+/// Distances of the edge points from the lines fitted to their sides.
+math::AccStats DistancesFromSides(const std::vector<PointCloud>& edges) {
   math::AccStats distances;
   for (const PointCloud& side : edges) {
     Line line;
@@ -118,6 +121,19 @@ double QualityOfEdges(const std::vector<PointCloud>& edges) {
     const Line unit(line.Point(), line.Vector());
     for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
   }
+  return distances;
+}
+
+}  // namespace
+
+bool SidesAreStraight(const std::vector<PointCloud>& edges, double point_spacing,
+                      double clearance) {
+  const math::AccStats distances = DistancesFromSides(edges);
+  return distances.count == 0 || distances.max <= std::max(5.0 * point_spacing, 0.1 * clearance);
+}
+
+double QualityOfEdges(const std::vector<PointCloud>& edges) {
+  const math::AccStats distances = DistancesFromSides(edges);
   if (distances.count == 0) return 0.0;
   // Distances from a fitted line scatter about 0, on either side of it.
   return QualityOfScatter(std::sqrt(distances.sum_of_squares / distances.count), 0.0);

@@ -54,6 +54,13 @@ std::optional<std::vector<data_structures::PointXYZW>> Corners(
 data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>& edges,
                                   const std::vector<data_structures::PointXYZW>& corners);
 
+/// Whether every edge point lies close to the line fitted to its side: to 5 point spacings, or a
+/// tenth of the clearance where that is more. One that does not belongs to another border (a line
+/// near a sharp corner crosses the next side too) or to none (a line beside the opening), and has
+/// bent its side.
+bool SidesAreStraight(const std::vector<data_structures::PointCloud>& edges, double point_spacing,
+                      double clearance);
+
 /// The quality figure that the scatter of the edge points about the sides' lines earns, 0 to 100.
 double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);
 

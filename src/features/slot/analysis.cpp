@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "features/shared/directions.h"
+#include "features/shared/grazed_border.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/segments.h"
 #include "libmfx/features/slot.h"
@@ -72,7 +73,8 @@ bool Slot::Analyze() {
   }
   MeasuredNormal = plane.Normal();
   std::array<Circle, 2> arcs;
-  if (!FitArcs(edges, arcs) || !MeasureTangent(arcs) || !RefitArcs(edges, arcs)) return false;
+  if (!FitArcs(edges, arcs) || !MeasureTangent(arcs) || !RefitArcs(edges, plane, arcs))
+    return false;
   if (!MeasureFrom(arcs, selected)) return false;
   if (TriggerRescan(Distance(MeasuredPoint, NominalPoint))) {
     NominalPoint = MeasuredPoint;
@@ -103,7 +105,8 @@ bool Slot::MeasureTangent(const std::array<Circle, 2>& arcs) {
   return true;
 }
 
-bool Slot::RefitArcs(const std::vector<PointCloud>& edges, std::array<Circle, 2>& arcs) {
+bool Slot::RefitArcs(const std::vector<PointCloud>& edges, const geometry::Plane& plane,
+                     std::array<Circle, 2>& arcs) {
   const VectorXYZW across = MeasuredNormal.cross(MeasuredTangent);
   for (std::size_t i = 0; i < arcs.size(); ++i) {
     // With the nominal off along the slot, the first and the last line of an arc meet a straight
@@ -119,11 +122,28 @@ bool Slot::RefitArcs(const std::vector<PointCloud>& edges, std::array<Circle, 2>
     if (static_cast<Eigen::Index>(on_arc.size()) < kFewestArcPoints) {
       return Fail("Bad scan lines resulted insufficient edge points being found!");
     }
-    if (!FitCircle(shared::Columns(edges[i], on_arc), arcs[i])) {
+    if (!FitCircle(AtBorder(shared::Columns(edges[i], on_arc), plane), arcs[i])) {
       return Fail("Unable to refit slot arcs!");
     }
   }
   return true;
+}
+
+PointCloud Slot::AtBorder(const PointCloud& edges, const geometry::Plane& plane) const {
+  geometry::Plane surface = plane;
+  if (surface.Normal().dot(_scan_origin - surface.Point()) < 0.0) {
+    surface.Normal(-surface.Normal());
+  }
+  const shared::GrazedBorder border(_scan_cloud, surface, _scan_origin, PointSpacing);
+  PointCloud moved = edges;
+  for (Eigen::Index j = 0; j < moved.cols(); ++j) {
+    const int segment = shared::SegmentOf(edges, j);
+    const auto sign = _point_signs.find(segment);
+    const bool outwards = sign != _point_signs.end() && sign->second < 0.0;
+    const auto place = border.Beyond(edges.point(j), segment, outwards);
+    if (place) moved.col(j).head<3>() = place->xyz();
+  }
+  return moved;
 }
 
 bool Slot::MeasureFrom(const std::array<Circle, 2>& arcs, const Bins& selected) {

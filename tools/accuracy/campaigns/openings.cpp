@@ -1,12 +1,22 @@
 // Rectangles, polygons and slots: how far centre, size, normal and direction lie from the truth.
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <string>
 
 #include "tools/accuracy/campaign.h"
 
 namespace libmfx::accuracy {
 namespace {
+
+/// The lines a side or an arc that a condition asks for.
+int LinesOf(const Condition& condition, int usual) {
+  int lines = usual;
+  const std::string& text = condition.variant;
+  std::from_chars(text.data(), text.data() + text.size(), lines);
+  return lines;
+}
 
 /// A request and a scene for an opening; the caller adds the type's own keys.
 Job Frame(const Placement& p, const char* type, const char* direction, json opening) {
@@ -28,7 +38,7 @@ Job DrawRectangle(const Condition& condition, sim::Rng& rng) {
   const double width = rng.Uniform(0.012, 0.02);
   Job job = Frame(p, "RectangleFeature", "Tangent",
                   {{"shape", "rectangle"}, {"length", length}, {"width", width}});
-  job.request["ScansPerSide"] = 4;
+  job.request["ScansPerSide"] = LinesOf(condition, 4);
   job.request["Feature"]["Length"] = length;
   job.request["Feature"]["Width"] = width;
   return job;
@@ -40,7 +50,9 @@ Job DrawPolygon(const Condition& condition, sim::Rng& rng) {
   const double radius = rng.Uniform(0.012, 0.025);
   Job job = Frame(p, "PolygonFeature", "Axis",
                   {{"shape", "polygon"}, {"sides", sides}, {"radius", radius}});
-  job.request["ScansPerSide"] = 5;
+  job.request["ScansPerSide"] = LinesOf(condition, 5);
+  // Many lines need short ones, or those close to the corner of a triangle cross the next side too.
+  if (!condition.variant.empty()) job.request["ClearanceZone"] = 0.002;
   job.request["Feature"]["Sides"] = sides;
   job.request["Feature"]["Radius"] = radius;
   return job;
@@ -52,7 +64,7 @@ Job DrawSlot(const Condition& condition, sim::Rng& rng) {
   const double length = width + rng.Uniform(0.01, 0.05);
   Job job = Frame(p, "SlotFeature", "Tangent",
                   {{"shape", "obround"}, {"length", length}, {"width", width}});
-  job.request["ScanPassesPerArc"] = 15;
+  job.request["ScanPassesPerArc"] = LinesOf(condition, 15);
   job.request["Feature"]["Length"] = length;
   job.request["Feature"]["Width"] = width;
   return job;
@@ -76,7 +88,8 @@ std::vector<double> PolygonErrors(const Result& r) {
                      "axis");
 }
 
-std::vector<Condition> Conditions() {
+/// \param more a label and the number for a condition of more lines
+std::vector<Condition> Conditions(const char* more_label, const char* more) {
   constexpr double kDegree = 0.017453292519943295;
   Condition all;
   all.label = "1 to 5 m, up to 45°";
@@ -88,7 +101,10 @@ std::vector<Condition> Conditions() {
   Condition tilted = all;
   tilted.label = "1 to 5 m, 30° to 45°";
   tilted.least_tilt = 30.0 * kDegree;
-  return {all, level, tilted};
+  Condition dense = all;
+  dense.label = more_label;
+  dense.variant = more;
+  return {all, level, tilted, dense};
 }
 
 std::vector<Quantity> Quantities() {
@@ -103,7 +119,7 @@ const Registered kRectangle({
     "Rectangle",
     "Openings of 20 to 60 mm by 12 to 20 mm in a plate of 10 mm, a wall 50 mm behind, four lines a "
     "side. The error of the size is the larger one of length and width.",
-    Conditions(),
+    Conditions("1 to 5 m, up to 45°, 10 lines a side", "10"),
     Quantities(),
     DrawRectangle,
     OblongErrors,
@@ -114,7 +130,7 @@ const Registered kPolygon({
     "Polygon",
     "Openings of 3 to 6 sides and a radius of 12 to 25 mm in a plate of 10 mm, a wall 50 mm "
     "behind, five lines a side.",
-    Conditions(),
+    Conditions("1 to 5 m, up to 45°, 10 lines a side of 2 mm clearance", "10"),
     Quantities(),
     DrawPolygon,
     PolygonErrors,
@@ -125,7 +141,7 @@ const Registered kSlot({
     "Slot",
     "Openings of 10 to 20 mm width, 10 to 50 mm longer than wide, in a plate of 10 mm, a wall 50 "
     "mm behind, 15 lines an arc. The error of the size is the larger one of length and width.",
-    Conditions(),
+    Conditions("1 to 5 m, up to 45°, 40 lines an arc", "40"),
     Quantities(),
     DrawSlot,
     OblongErrors,
