@@ -422,5 +422,20 @@ TEST(SphereResult, Logs) {
             (std::vector<std::wstring>{L"GenerateResult() called.", L"GenerateResult() done."}));
 }
 
+TEST(SphereResult, ItsLinesGoThroughTheLoggerOfTheFeature) {
+  SphereProbe s;
+  const LogCollector collector;
+  s.SetError("why");
+  s.GetResult();
+  // Each line begins by ending the stream of the line before, which has nothing left to say.
+  std::vector<std::pair<int, std::wstring>> calls;
+  for (const auto& line : LogCollector::Lines()) calls.emplace_back(line.level, line.text);
+  EXPECT_EQ(calls, (std::vector<std::pair<int, std::wstring>>{{3, L"why\n"},
+                                                              {3, L""},
+                                                              {1, L"GenerateResult() called.\n"},
+                                                              {1, L""},
+                                                              {1, L"GenerateResult() done.\n"}}));
+}
+
 }  // namespace
 }  // namespace libmfx::features

@@ -152,7 +152,7 @@ class LIBMFX_EXPORT Feature {
   /// RESCAN and returns true. The caller then moves its nominal.
   bool TriggerRescan(double distance);
 
-  log::LibMfxLogger _logger;
+  mutable log::LibMfxLogger _logger;  ///< writing a line does not change the feature
   std::string _uuid;
   std::string _name;
   std::vector<RawDataPoint> _raw_data;

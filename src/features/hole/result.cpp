@@ -7,8 +7,7 @@
 namespace libmfx::features {
 
 std::string Hole::GenerateResult() const {
-  log::LibMfxLogger logger(_logger);
-  logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
   std::string text = shared::FramedResult(
       {"HoleTargetResult", GetIsSuccessful(), GetError(), _uuid, _name},
       [this](shared::ResultMessage& message) {
@@ -18,7 +17,7 @@ std::string Hole::GenerateResult() const {
             .Add("Quality", _quality);
       },
       [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
-  logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
   return text;
 }
 

@@ -184,8 +184,7 @@ bool SphereFit::TakeSurfaceRange(const std::vector<RawDataPoint>& samples,
 }
 
 std::string SphereFit::GenerateResult() const {
-  log::LibMfxLogger logger = _logger;
-  logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
   shared::ResultMessage message;
   message.Add("$type", "MatteSphereTargetResult");
   if (GetIsSuccessful()) {
@@ -199,7 +198,7 @@ std::string SphereFit::GenerateResult() const {
   if (!_name.empty()) message.Add("Name", _name);
   message.Add("FinalFitcount", _final_fit_count);
   std::string text = message.Finish();
-  logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
   return text;
 }
 
