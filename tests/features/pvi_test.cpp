@@ -201,6 +201,10 @@ TEST(Pvi, ANominalThatIsNotFiniteIsRefusedInWords) {
   none.SetSetting(L"NumberOfPoints", 0);
   EXPECT_TRUE(none.GetDrivePoints(true).empty());
   EXPECT_EQ(none.GetError(), "NumberOfPoints has to be positive and finite: 0");
+  PVI huge(RequestWithTilt(0.0).dump());
+  huge.SetSetting(L"BoxDimension", 1e200);
+  EXPECT_TRUE(huge.GetDrivePoints(true).empty());
+  EXPECT_TRUE(huge.GetError().starts_with("Drive point 0 is not finite: ")) << huge.GetError();
 }
 
 TEST(Pvi, TracesOfThePlan) {

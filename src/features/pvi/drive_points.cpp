@@ -92,6 +92,8 @@ std::queue<Position> PVI::GenerateDrivePoints() {
     queue.emplace(target, data_structures::Distance(previous, target) / points_per_leg);
     previous = target;
   }
+  const std::string undrivable = shared::RefuseUndrivable(queue);
+  if (!undrivable.empty()) return refuse(undrivable);
   const int direction = shared::SignOf(AzElRange(_nominal_point).azimuth);
   _drive_points = UnwrapDrivePoints(queue, direction, false);
   _last_drive_points = _drive_points;
