@@ -31,6 +31,7 @@ class LIBMFX_EXPORT CustomScan : public Feature {
   /// Unwraps a path into `_path`, or refuses one that no instrument can drive.
   void AcceptPath(std::queue<Position> path, bool allow_flip);
 
+ protected:
   std::string _id;
   double _quality_threshold = 50.0;
   int _idc_method = -1;

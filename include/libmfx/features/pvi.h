@@ -33,6 +33,7 @@ class LIBMFX_EXPORT PVI : public Feature {
   /// Measures the point and the normal on the plane of the kept samples and judges them.
   bool MeasureOnPlane();
 
+ protected:
   PointXYZW _nominal_point;
   VectorXYZW _nominal_normal;
   double _box_dimension = 0.003;  ///< side of the box, metres

@@ -22,6 +22,7 @@ class LIBMFX_EXPORT UnknownFeature : public Feature {
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
 
+ protected:
   std::string _id;
   std::string _type;
 };
