@@ -6,6 +6,7 @@
 
 #include <Eigen/Core>
 #include <Eigen/SVD>
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <queue>
@@ -15,6 +16,7 @@
 #include "libmfx/features/feature.h"
 #include "libmfx/features/sphere_fit.h"
 #include "libmfx/win32_support/exports.h"
+#include "peak_memory.h"
 #include "sim/scenario.h"
 
 namespace {
@@ -179,6 +181,60 @@ void FitBare(benchmark::State& state) {
   for (auto _ : state) Solve({state.range(0)}, systems);
   state.counters["max_ratio"] = 1.5;
 }
+
+/// The filters of the analysis, open for measuring.
+class Filters : public libmfx::features::SphereFit {
+ public:
+  using SphereFit::FilterByDistanceFromAzElMedianSpur;
+  using SphereFit::FilterByError;
+  using SphereFit::NominalPoint;
+};
+
+/// Samples of a cap as the pattern brings them: azimuth, elevation, range, quality, status.
+PointCloud RawCap(Eigen::Index n) {
+  MatrixXd rows(5, n);
+  rows.topRows<3>() = MakeSystems(n).rows.leftCols<3>().transpose();
+  rows.row(3).setConstant(80.0);
+  rows.row(4).setOnes();
+  PointCloud cloud(std::move(rows), {{libmfx::features::EMBEDDING_XYZ, {0}}});
+  cloud.Convert(libmfx::features::EMBEDDING_AER);
+  return cloud;
+}
+
+/// What a pass of each filter holds at its worst, its result counted, over the size of its result:
+/// 1 is a pass that makes no copy beside it.
+void FilterMemory(benchmark::State& state) {
+  Filters sphere;
+  sphere.NominalPoint = PointXYZW(0.0, 0.0, 3.0 - kRadius);
+  const libmfx::features::AzElRange aim(sphere.NominalPoint);
+  const PointCloud raw = RawCap(state.range(0));
+  const double column = 3.0 * sizeof(double);
+  double spur_peak = 0.0;
+  double spur_result = 0.0;
+  double error_peak = 0.0;
+  for (auto _ : state) {
+    PointCloud spurs[5];
+    spur_peak = static_cast<double>(libmfx::bench::PeakBytes(
+        [&] { sphere.FilterByDistanceFromAzElMedianSpur(raw, aim, spurs, kRadius, 50.0); }));
+    spur_result = 0.0;
+    for (const PointCloud& spur : spurs) spur_result += column * static_cast<double>(spur.cols());
+    PointCloud cloud(raw.data().topRows<3>(), {{libmfx::features::EMBEDDING_AER, {0}}});
+    cloud.Convert(libmfx::features::EMBEDDING_XYZ);
+    PointCloud good;
+    PointCloud bad;
+    error_peak = static_cast<double>(libmfx::bench::PeakBytes(
+        [&] { sphere.FilterByError(cloud, good, bad, PointXYZW(0.001, 0, 3), kRadius, 0.0005); }));
+  }
+  state.counters["spurs_peak_over_result"] = spur_peak / spur_result;
+  state.counters["error_peak_over_result"] =
+      error_peak / (column * static_cast<double>(state.range(0)));
+  if (error_peak > 1.1 * column * static_cast<double>(state.range(0)) ||
+      spur_peak > 1.5 * spur_result) {
+    state.SkipWithError("a filter copies its cloud");
+  }
+}
+
+BENCHMARK(FilterMemory)->Name("Memory of the sphere's filters/ours")->Arg(100'000)->Iterations(1);
 
 BENCHMARK(FitOurs)->Name("Fit a sphere/ours")->Arg(25)->Arg(1710);
 BENCHMARK(FitBare)->Name("Fit a sphere/bare solve")->Arg(25)->Arg(1710);

@@ -182,18 +182,21 @@ bool SphereFit::CombineDataSets3(const PointCloud* clouds, int count, PointCloud
 
 bool SphereFit::FilterByError(const PointCloud& cloud, PointCloud& good, PointCloud& bad,
                               const PointXYZW& center, double radius, double tolerance) {
-  const Eigen::Index n = cloud.cols();
-  MatrixXd near(3, n);
-  Eigen::Index near_count = 0;
-  MatrixXd far(3, n);
-  Eigen::Index far_count = 0;
-  for (Eigen::Index i = 0; i < n; ++i) {
-    const PointXYZW p = cloud.point(i);
-    const bool is_near = tolerance >= std::abs(Distance(p, center) - radius);
-    (is_near ? near.col(near_count++) : far.col(far_count++)) = p.xyz();
+  // Counted before they are dealt out, so that together they take the room of one cloud.
+  std::vector<bool> is_near(static_cast<std::size_t>(cloud.cols()));
+  for (std::size_t i = 0; i < is_near.size(); ++i) {
+    const PointXYZW p = cloud.point(static_cast<Eigen::Index>(i));
+    is_near[i] = tolerance >= std::abs(Distance(p, center) - radius);
   }
-  near.conservativeResize(3, near_count);
-  far.conservativeResize(3, far_count);
+  const Eigen::Index near_count = std::count(is_near.begin(), is_near.end(), true);
+  MatrixXd near(3, near_count);
+  MatrixXd far(3, cloud.cols() - near_count);
+  Eigen::Index filled[2] = {};
+  for (std::size_t i = 0; i < is_near.size(); ++i) {
+    MatrixXd& half = is_near[i] ? near : far;
+    half.col(filled[is_near[i] ? 1 : 0]++) =
+        cloud.data().col(static_cast<Eigen::Index>(i)).head<3>();
+  }
   good = PointCloud(std::move(near), {{EMBEDDING_XYZ, {0}}});
   bad = PointCloud(std::move(far), {{EMBEDDING_XYZ, {0}}});
   if (near_count < kFewestPoints) {
