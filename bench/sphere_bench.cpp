@@ -229,7 +229,7 @@ void FilterMemory(benchmark::State& state) {
   state.counters["error_peak_over_result"] =
       error_peak / (column * static_cast<double>(state.range(0)));
   if (error_peak > 1.1 * column * static_cast<double>(state.range(0)) ||
-      spur_peak > 1.5 * spur_result) {
+      spur_peak > 1.1 * spur_result) {
     state.SkipWithError("a filter copies its cloud");
   }
 }

@@ -48,42 +48,56 @@ Eigen::Array2d Extents(const PointCloud& cloud) {
   return low[0] <= high[0] ? Eigen::Array2d((high - low).abs()) : Eigen::Array2d::Zero();
 }
 
-/// The quadrant of each sample around `center`, or -1 for one that `passes` refuses.
+/// The quadrant of each sample, or -1 for one that has none.
+using QuadrantOf = std::vector<signed char>;
+
+/// The quadrants around `center` of the samples that `passes` does not refuse.
 template <typename Passes>
-std::vector<int> Quadrants(const PointCloud& cloud, const AzElRange& center, Passes passes) {
-  std::vector<int> quadrants(static_cast<std::size_t>(cloud.cols()), -1);
+QuadrantOf Quadrants(const PointCloud& cloud, const AzElRange& center, Passes passes) {
+  QuadrantOf quadrants(static_cast<std::size_t>(cloud.cols()), -1);
   for (std::size_t i = 0; i < quadrants.size(); ++i) {
     const Sample sample(cloud.data(), static_cast<Eigen::Index>(i));
     if (!passes(sample)) continue;
     const bool ahead = sample.place.azimuth >= center.azimuth;
     const bool above = sample.place.elevation >= center.elevation;
-    quadrants[i] = above ? (ahead ? 0 : 1) : (ahead ? 3 : 2);
+    quadrants[i] = static_cast<signed char>(above ? (ahead ? 0 : 1) : (ahead ? 3 : 2));
   }
   return quadrants;
 }
 
-/// Fills the spurs with x, y, z of their samples, in order. The quadrants are counted before they
-/// are filled, so that no column is copied twice. A spur that receives nothing is left alone.
-void FillSpurs(const PointCloud& cloud, const std::vector<int>& quadrants, const PointXYZW& nominal,
+/// Hands the points of all quadrants to `visit`, in the order of their samples.
+template <typename Visit>
+void WalkQuadrants(const QuadrantOf& quadrants, const MatrixXd* filled, Visit visit) {
+  Eigen::Index next[kQuadrants] = {};
+  for (const signed char q : quadrants) {
+    if (q >= 0) visit(filled[q].col(next[q]++));
+  }
+}
+
+/// Fills the spurs with x, y, z of their samples, in order. Points are counted before they are
+/// dealt out, so that no column is copied twice. A spur that receives nothing is left alone.
+void FillSpurs(const PointCloud& cloud, const QuadrantOf& quadrants, const PointXYZW& nominal,
                double patch_radius, PointCloud* spurs) {
   MatrixXd filled[kSpurs];
   Eigen::Index counts[kSpurs] = {};
-  for (int q = 0; q < kQuadrants; ++q) {
+  for (signed char q = 0; q < kQuadrants; ++q) {
     filled[q].resize(3, std::count(quadrants.begin(), quadrants.end(), q));
   }
-  std::vector<Eigen::Vector3d> patch;
   for (std::size_t i = 0; i < quadrants.size(); ++i) {
-    const int q = quadrants[i];
+    const signed char q = quadrants[i];
     if (q < 0) continue;
     const auto column = static_cast<Eigen::Index>(i);
-    const PointXYZW p = AzElRange(cloud.data().col(column).head<3>()).ToPoint();
-    filled[q].col(counts[q]++) = p.xyz();
-    if (Distance(p, nominal) < patch_radius) patch.push_back(p.xyz());
+    filled[q].col(counts[q]++) = AzElRange(cloud.data().col(column).head<3>()).ToPoint().xyz();
   }
-  filled[kPatch].resize(3, static_cast<Eigen::Index>(patch.size()));
-  for (std::size_t i = 0; i < patch.size(); ++i) {
-    filled[kPatch].col(static_cast<Eigen::Index>(i)) = patch[i];
-  }
+  const auto in_patch = [&](const Eigen::Vector3d& p) {
+    return Distance(PointXYZW(p), nominal) < patch_radius;
+  };
+  WalkQuadrants(quadrants, filled, [&](const auto& p) { counts[kPatch] += in_patch(p) ? 1 : 0; });
+  filled[kPatch].resize(3, counts[kPatch]);
+  counts[kPatch] = 0;
+  WalkQuadrants(quadrants, filled, [&](const auto& p) {
+    if (in_patch(p)) filled[kPatch].col(counts[kPatch]++) = p;
+  });
   for (int s = 0; s < kSpurs; ++s) {
     if (filled[s].cols() == 0) continue;
     spurs[s] = PointCloud(std::move(filled[s]), {{EMBEDDING_XYZ, {0}}});
