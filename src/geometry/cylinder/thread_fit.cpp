@@ -1,0 +1,267 @@
+#include "geometry/cylinder/thread_fit.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace libmfx::geometry::cylinder {
+namespace {
+
+constexpr double kDeviations = 5.0;
+constexpr double kNormal = 1.4826;    // deviation of a normal law over its median deviation
+constexpr double kLeastBound = 1e-6;  // nominal radii, for points without noise
+constexpr double kSettled = 1e-9;     // relative fall of the cost that ends a descent
+constexpr int kStartPhases = 16;
+constexpr double kStartPitches[] = {0.985, 1.0, 1.015};  // of the pitch found
+constexpr int kRounds = 100;
+constexpr int kBounds = 10;  // times that the bound is taken anew
+
+// Sums with the weights of the biweight, by which no point falls in or out of the fit with a jump.
+// Of two fits that both follow the flanks the one that has the crests as well costs less.
+struct Sums {
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  Eigen::VectorXd gradient = Eigen::VectorXd::Zero(kThreadColumns);
+  double cost = 0.0;  // tends to half the sum of squares for small residuals
+};
+
+Sums Accumulate(const Points& points, const ThreadModel& model, Eigen::Index stride, double bound) {
+  Eigen::Matrix<double, kThreadColumns, kThreadColumns> matrix;
+  Eigen::Matrix<double, kThreadColumns, 1> gradient;
+  matrix.setZero();
+  gradient.setZero();
+  Sums sums;
+  const ThreadEvaluator evaluate(model);
+  for (Eigen::Index i = 0; i < points.size(); i += stride) {
+    const ThreadRow row = evaluate(points.at(i));
+    const double relative = row.residual / bound;
+    const double inside = 1.0 - relative * relative;
+    if (!(inside > 0.0)) {
+      sums.cost += bound * bound / 6.0;
+      continue;
+    }
+    const double weight = inside * inside;
+    matrix.noalias() += weight * row.jacobian * row.jacobian.transpose();
+    gradient += weight * row.residual * row.jacobian;
+    sums.cost += bound * bound / 6.0 * (1.0 - weight * inside);
+  }
+  sums.matrix = matrix;
+  sums.gradient = gradient;
+  return sums;
+}
+
+double RobustBound(const Points& points, const ThreadModel& model) {
+  const ThreadEvaluator evaluate(model);
+  std::vector<double> sizes(static_cast<std::size_t>(points.size()));
+  for (std::size_t i = 0; i < sizes.size(); ++i)
+    sizes[i] = std::abs(evaluate.Residual(points.at(static_cast<Eigen::Index>(i))));
+  const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
+  std::nth_element(sizes.begin(), middle, sizes.end());
+  return std::max(kDeviations * kNormal * *middle, kLeastBound);
+}
+
+void Move(ThreadModel& model, const std::vector<int>& columns, const Eigen::VectorXd& step) {
+  Model& c = model.cylinder;
+  double* const targets[kThreadColumns] = {&c.offset.x(),    &c.offset.y(),    &c.direction.x(),
+                                           &c.direction.y(), &c.direction.z(), &c.radius,
+                                           &model.phase,     &model.pitch};
+  for (Eigen::Index i = 0; i < step.size(); ++i)
+    *targets[columns[static_cast<std::size_t>(i)]] += step[i];
+}
+
+// One fit: some of the points, one bound, what is free.
+struct Task {
+  const Points& points;
+  const std::vector<int>& columns;
+  Eigen::Index stride;
+  double bound;
+};
+
+// Damped least squares of the biweighted cost. A corner of the profile that passes a point makes
+// the gradient jump, so a step is kept only if it lowers the cost. Adds its rounds to `rounds`.
+// \return whether it settled
+bool Descend(const Task& task, int most_rounds, ThreadModel& model, double& cost, int& rounds) {
+  Sums sums = Accumulate(task.points, model, task.stride, task.bound);
+  Damping damping(sums.matrix.diagonal().maxCoeff());
+  const bool free_axis = std::count(task.columns.begin(), task.columns.end(), kDirectionX) > 0;
+  bool settled = false;
+  for (int round = 0; round < most_rounds && !settled; ++round, ++rounds) {
+    Eigen::MatrixXd matrix = Reduce(sums.matrix, task.columns, model.cylinder, free_axis);
+    matrix.diagonal().array() += damping.mu();
+    const Eigen::VectorXd right = -sums.gradient(task.columns);
+    if (!matrix.allFinite() || !right.allFinite()) break;
+    const Eigen::VectorXd step = Solve(matrix, right);
+    const double predicted = 0.5 * step.dot(damping.mu() * step + right);
+    ThreadModel moved = model;
+    Move(moved, task.columns, step);
+    Sums next = Accumulate(task.points, moved, task.stride, task.bound);
+    const double fall = sums.cost - next.cost;
+    if (fall > 0.0 && predicted > 0.0) {
+      damping.Kept(fall / predicted);
+      settled = fall < kSettled * sums.cost;
+      model = moved;
+      sums = std::move(next);
+    } else {
+      damping.TakenBack();
+      settled = !(predicted >= kSettled * sums.cost);
+    }
+  }
+  cost = sums.cost;
+  return settled;
+}
+
+// The smooth fit runs through the middle of what is seen, and that lies the deeper the more steeply
+// the sight lines go in: it differs around the wall, so that centre and radius are off by a tenth
+// of the pitch and more. With the mean depth taken out they are right to a few hundredths, and the
+// pitch is found more sharply.
+void SetMeanDepths(const Model& model, const Helix& helix, const Eigen::Vector3d& instrument,
+                   Points& points) {
+  constexpr double kLeastAlong = 1e-3;
+  const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
+  const Eigen::Vector3d u = model.direction.normalized();
+  const double side = helix.bore ? -1.0 : 1.0;
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const Eigen::Vector3d w = (points.at(i) - instrument).normalized();
+    const Eigen::Vector3d q = points.at(i) - base;
+    const double inward = std::max(0.0, -side * w.dot((q - q.dot(u) * u).normalized()));
+    const double tangent = inward / std::max(std::abs(w.dot(u)), kLeastAlong);
+    points.depth[i] = side * std::abs(helix.pitch) * MeanDepthSeen(tangent, helix.bore);
+  }
+}
+
+Model CorrectSmoothFit(const Points& points, const Model& smooth, const Eigen::Vector3d& instrument,
+                       bool fix_axis, bool fix_radius, Helix& helix) {
+  Points expected = points;
+  Model model = smooth;
+  for (int round = 0; round < 2; ++round) {
+    SetMeanDepths(model, helix, instrument, expected);
+    if (!Minimize(expected, model, fix_axis, fix_radius).converged) return smooth;
+    if (const auto sharper = FindHelix(points, model, instrument, 0.0, 0.0))
+      helix.pitch = sharper->pitch;
+  }
+  return model;
+}
+
+// A start and what became of it.
+struct Trial {
+  ThreadModel model;
+  double cost = std::numeric_limits<double>::infinity();
+};
+
+constexpr int kTrialRounds = 6;
+
+// One pass over starts: each is fitted to about `sample` of the points, with a bound in pitches,
+// and the `keep` that explain the most stay, best first.
+struct Stage {
+  Eigen::Index sample;
+  double bound;
+  std::size_t keep;
+};
+
+void Sift(const Points& points, const std::vector<int>& columns, const Stage& stage,
+          std::vector<Trial>& trials) {
+  const Eigen::Index stride = std::max<Eigen::Index>(1, points.size() / stage.sample);
+  int rounds = 0;
+  for (Trial& t : trials) {
+    const Task task{points, columns, stride, stage.bound * std::abs(t.model.pitch)};
+    Descend(task, kTrialRounds, t.model, t.cost, rounds);
+  }
+  std::erase_if(trials, [](const Trial& t) { return !std::isfinite(t.cost); });
+  std::stable_sort(trials.begin(), trials.end(),
+                   [](const Trial& a, const Trial& b) { return a.cost < b.cost; });
+  trials.resize(std::min(trials.size(), stage.keep));
+}
+
+// Along a flank phase and radius go together, and an oblique view shows little else than one flank:
+// a fit can rest on it with its crest beside the true one. So the profile is also tried slid along
+// each of its flanks.
+void AddSlides(std::vector<Trial>& trials) {
+  constexpr int kSlides = 5;
+  constexpr double kSlide = 0.06;  // turns
+  constexpr double kSlope = 1.7320508075688772;
+  const std::vector<Trial> found = trials;
+  for (const Trial& t : found) {
+    for (int k = -kSlides; k <= kSlides; ++k) {
+      if (k == 0) continue;
+      for (const double flank : {-1.0, 1.0}) {
+        Trial slid = t;
+        slid.model.phase += k * kSlide;
+        slid.model.cylinder.radius += flank * k * kSlide * kSlope * std::abs(t.model.pitch);
+        trials.push_back(slid);
+      }
+    }
+  }
+}
+
+// The profile repeats. So samples of the points are fitted from phases all around the turn and from
+// pitches around the one found, with a bound that closes in on the profile; of those that explain
+// the most the best goes on.
+std::vector<Trial> TryStarts(const Points& points, const std::vector<int>& columns,
+                             const Model& start, const Helix& helix) {
+  std::vector<Trial> trials;
+  for (const double stretch : kStartPitches) {
+    for (int k = 0; k < kStartPhases; ++k)
+      trials.push_back(
+          {{start, helix.pitch * stretch, static_cast<double>(k) / kStartPhases, helix.bore}});
+  }
+  Sift(points, columns, {300, 0.3, 12}, trials);
+  Sift(points, columns, {1000, 0.15, 4}, trials);
+  Sift(points, columns, {1000, 0.07, 2}, trials);
+  if (std::count(columns.begin(), columns.end(), kRadius) > 0) AddSlides(trials);
+  Sift(points, columns, {1000, 0.07, 4}, trials);
+  Sift(points, columns, {4000, 0.07, 1}, trials);
+  return trials;
+}
+
+void CollectInliers(const Points& points, const std::vector<int>& columns, double bound,
+                    ThreadSolution& solution) {
+  const ThreadEvaluator evaluate(solution.model);
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const ThreadRow row = evaluate(points.at(i));
+    if (!(std::abs(row.residual) <= bound)) continue;
+    solution.inliers.push_back(i);
+    solution.cost += 0.5 * row.residual * row.residual;
+    solution.largest = std::max(solution.largest, std::abs(row.residual));
+    matrix.noalias() += row.jacobian * row.jacobian.transpose();
+  }
+  solution.uncertainty =
+      Judge(matrix, solution.cost, static_cast<Eigen::Index>(solution.inliers.size()),
+            solution.model.cylinder, columns);
+}
+
+// Whether the profile was seen well enough to tell how it lies. Where the beam is as wide as a
+// groove, or so flat along the wall that it returns from little more than the crests' edges, what
+// is left after the fit comes near to the depth that was seen, and the fit may rest anywhere.
+bool IsResolved(const ThreadSolution& solution, const Helix& helix) {
+  constexpr double kMostLeft = 0.25;
+  const double rms = std::sqrt(2.0 * solution.cost / static_cast<double>(solution.inliers.size()));
+  return !solution.inliers.empty() && rms <= kMostLeft * helix.depth;
+}
+
+}  // namespace
+
+ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
+                         const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius) {
+  Model unused;
+  std::vector<int> columns = ListFreeParameters(unused, fix_axis, fix_radius).columns;
+  columns.insert(columns.end(), {kPhase, kPitch});
+  const Model start = CorrectSmoothFit(points, smooth, instrument, fix_axis, fix_radius, helix);
+  const std::vector<Trial> trials = TryStarts(points, columns, start, helix);
+  ThreadSolution solution;
+  if (trials.empty()) return solution;
+  solution.model = trials.front().model;
+  double bound = RobustBound(points, solution.model);
+  for (int k = 0; k < kBounds; ++k) {
+    double cost = 0.0;
+    const Task task{points, columns, 1, bound};
+    solution.converged = Descend(task, kRounds, solution.model, cost, solution.rounds);
+    const double last = bound;
+    bound = RobustBound(points, solution.model);
+    if (!solution.converged || std::abs(bound - last) < 0.01 * last) break;
+  }
+  CollectInliers(points, columns, bound, solution);
+  solution.converged = solution.converged && IsResolved(solution, helix);
+  return solution;
+}
+
+}  // namespace libmfx::geometry::cylinder

@@ -1,0 +1,94 @@
+#include "geometry/cylinder/thread_model.h"
+
+#include <Eigen/Geometry>
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace libmfx::geometry::cylinder {
+namespace {
+
+constexpr double kTurn = 2.0 * std::numbers::pi;
+constexpr double kFlank = 5.0 / 16.0;           // axial length of a flank, pitches
+constexpr double kSlope = std::numbers::sqrt3;  // depth over axial length of a flank
+constexpr double kRoot = kFlank * kSlope;       // depth of the root, pitches
+
+// Half the width of a crest, pitches.
+double HalfCrest(bool bore) { return bore ? 1.0 / 8.0 : 1.0 / 16.0; }
+
+}  // namespace
+
+ProfileDepth DepthOfProfile(double phase, bool bore) {
+  const double turn = phase - std::round(phase);
+  const double flank = std::abs(turn) - HalfCrest(bore);
+  if (flank <= 0.0) return {0.0, 0.0};
+  if (flank >= kFlank) return {kRoot, 0.0};
+  return {flank * kSlope, std::copysign(kSlope, turn)};
+}
+
+double MeanDepthSeen(double tangent, bool bore) {
+  const double groove = 1.0 - 2.0 * HalfCrest(bore);
+  const double deepest = groove * tangent * kSlope / (tangent + kSlope);
+  if (deepest <= kRoot) return 0.5 * deepest * groove;
+  // Widths, as the sight lines pass the crests, of those that end on the flank beyond and, where
+  // they go in more steeply than the flanks stand, on the flank below the crest.
+  const double beyond = kRoot * (tangent + kSlope) / (tangent * kSlope);
+  const double below = std::max(0.0, kRoot * (tangent - kSlope) / (tangent * kSlope));
+  return kRoot * (groove - 0.5 * (beyond + below));
+}
+
+ThreadEvaluator::ThreadEvaluator(const ThreadModel& model)
+    : _model(model),
+      _hand(std::copysign(1.0, model.pitch)),
+      _pitch(std::abs(model.pitch)),
+      _side(model.bore ? -1.0 : 1.0),
+      _length(model.cylinder.direction.norm()),
+      _u(model.cylinder.direction / _length),
+      // Turns count from the local x: the axis is near z, so that this direction stays when it
+      // tilts.
+      _e1((Eigen::Vector3d::UnitX() - _u.x() * _u).normalized()),
+      _e2(_u.cross(_e1)) {}
+
+ThreadEvaluator::Place ThreadEvaluator::Locate(const Eigen::Vector3d& point) const {
+  const Model& c = _model.cylinder;
+  const Eigen::Vector3d q(point.x() - c.offset.x(), point.y() - c.offset.y(),
+                          point.z() - c.reference_height);
+  Place place;
+  place.a = q.dot(_e1);
+  place.b = q.dot(_e2);
+  place.h = q.dot(_u);
+  place.distance = std::max(std::sqrt(place.a * place.a + place.b * place.b), 1e-150);
+  const double phase =
+      place.h / _pitch - _hand * std::atan2(place.b, place.a) / kTurn - _model.phase;
+  place.profile = DepthOfProfile(phase, _model.bore);
+  return place;
+}
+
+double ThreadEvaluator::Residual(const Eigen::Vector3d& point) const {
+  const Place place = Locate(point);
+  return place.distance - _model.cylinder.radius + _side * _pitch * place.profile.depth;
+}
+
+ThreadRow ThreadEvaluator::operator()(const Eigen::Vector3d& point) const {
+  const Place place = Locate(point);
+  const Eigen::Vector3d outward = place.a * _e1 + place.b * _e2;
+  const Eigen::Vector3d radial = outward / place.distance;
+  // The depth changes with the phase, and that with height and turn.
+  const double by_phase = _side * _pitch * place.profile.slope;
+  const Eigen::Vector3d turning =
+      (place.a * _e2 - place.b * _e1) / (place.distance * place.distance);
+  const Eigen::Vector3d across = radial - by_phase * _hand / kTurn * turning;
+  const Eigen::Vector3d by_point = across + by_phase / _pitch * _u;
+  ThreadRow row;
+  row.residual = place.distance - _model.cylinder.radius + _side * _pitch * place.profile.depth;
+  row.jacobian.segment<2>(kOffsetX) = -by_point.head<2>();
+  // Turning the axis lifts a point by its distance across, and moves the axis aside by its height.
+  row.jacobian.segment<3>(kDirectionX) = (by_phase / _pitch * outward - place.h * across) / _length;
+  row.jacobian[kRadius] = -1.0;
+  row.jacobian[kPhase] = -by_phase;
+  row.jacobian[kPitch] =
+      _hand * (_side * place.profile.depth - by_phase * place.h / (_pitch * _pitch));
+  return row;
+}
+
+}  // namespace libmfx::geometry::cylinder

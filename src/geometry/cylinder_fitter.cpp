@@ -1,0 +1,247 @@
+#include "libmfx/geometry/cylinder_fitter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <stdexcept>
+
+#include "geometry/cylinder/end_faces.h"
+#include "geometry/cylinder/frame.h"
+#include "geometry/cylinder/helix.h"
+#include "geometry/cylinder/isolated.h"
+#include "geometry/cylinder/least_squares.h"
+#include "geometry/cylinder/smooth_fit.h"
+#include "geometry/cylinder/thread_fit.h"
+
+namespace libmfx::geometry {
+namespace {
+
+using cylinder::Frame;
+using cylinder::Model;
+using cylinder::Points;
+using Cylinder = ThreadedCylinderFitter::Cylinder;
+using Statistics = ThreadedCylinderFitter::Statistics;
+using PointList = std::vector<Eigen::Vector3d>;
+
+constexpr Eigen::Index kTooFewPoints = 9;
+constexpr double kZeroDirection = 1e-12;
+constexpr double kLeastAlignment = 0.70710678118654752;  // cosine of 45 degrees
+// A radius or an axis position that its own residuals leave open by more than this share of the
+// radius is not a measurement.
+constexpr double kMostUncertainty = 0.1;
+constexpr double kCoverage = 3.0;  // standard uncertainties that make a bound
+
+void Validate(const Cylinder& nominal, double bottom_offset, double height, double radius_tolerance,
+              double plane_tolerance) {
+  const auto require = [](bool holds, const char* text) {
+    if (!holds) throw std::invalid_argument(text);
+  };
+  require(nominal.axis.allFinite() && nominal.axis.cwiseAbs().maxCoeff() > kZeroDirection,
+          "NominalCylinderAxis must be a non-zero vector");
+  require(nominal.radius > 0.0 && std::isfinite(nominal.radius), "NominalRadius must be positive");
+  require(height > bottom_offset,
+          "nominalCylinderBottomOffset must be less than nominalCylinderHeight");
+  require(radius_tolerance > 0.0, "RadiusTolerance must be positive");
+  require(plane_tolerance > 0.0, "PlaneTolerance must be positive");
+}
+
+// Heights and radii that bound the points of a fit, in nominal radii.
+struct Window {
+  double bottom, top, radius_tolerance, plane_tolerance;
+};
+
+struct Sorted {
+  PointList wall;
+  PointList base;
+};
+
+// Both ends of the height window and both of the radial one belong to it. The lower end isn't
+// raised to the base nor the upper one lowered to the top of the part: where these reach into the
+// window, the points tell so themselves.
+Sorted SortPoints(const PointList& points, const Frame& frame, const Window& window) {
+  Sorted sorted;
+  sorted.wall.reserve(points.size());
+  for (const Eigen::Vector3d& point : points) {
+    const Eigen::Vector3d p = frame.ToLocal(point);
+    const double height = p.dot(frame.axis());
+    const double deviation = (p - height * frame.axis()).norm() - 1.0;
+    if (!std::isfinite(deviation)) continue;
+    if (std::abs(deviation) <= window.radius_tolerance) {
+      if (height >= window.bottom && height <= window.top) sorted.wall.push_back(p);
+    } else if (deviation > 0.0 && std::abs(height) <= window.plane_tolerance) {
+      sorted.base.push_back(p);
+    }
+  }
+  return sorted;
+}
+
+Points ToPoints(const PointList& list) {
+  Points points(static_cast<Eigen::Index>(list.size()));
+  for (std::size_t i = 0; i < list.size(); ++i) points.set(static_cast<Eigen::Index>(i), list[i]);
+  return points;
+}
+
+void RequireEnough(const PointList& wall) {
+  if (static_cast<Eigen::Index>(wall.size()) <= kTooFewPoints)
+    throw std::runtime_error("Too few inlier points for cylinder fitting");
+}
+
+// The base as it was seen around the cylinder, in the local frame, when there is enough of it and
+// it is flat. The bottom offset clears the wall of the base; it holds from the measured base as it
+// holds from the nominal one.
+void DropBase(const Frame& frame, const Window& window, bool fix_axis, Sorted& sorted,
+              Statistics& statistics) {
+  constexpr std::size_t kFewestBasePoints = 30;
+  if (sorted.base.size() < kFewestBasePoints) return;
+  ThreadedCylinderFitter::BasePlane base;
+  try {
+    const int mode =
+        fix_axis ? ThreadedCylinderFitter::kFixedNormal : ThreadedCylinderFitter::kTrimmedPlane;
+    base = ThreadedCylinderFitter::FitBasePlane(sorted.base, frame.axis(), mode,
+                                                0.5 * window.plane_tolerance);
+  } catch (const std::runtime_error&) {
+    return;  // no plane in these points: the nominal plane alone bounds the wall
+  }
+  if (base.normal.dot(frame.axis()) < kLeastAlignment) return;
+  std::erase_if(sorted.wall, [&](const Eigen::Vector3d& p) {
+    return (p - base.point).dot(base.normal) < window.bottom * (1.0 - 1e-9);
+  });
+  statistics.has_base = true;
+  statistics.base = base;
+  statistics.base.point = frame.ToInstrument(base.point);
+  statistics.base.normal = frame.rotation().transpose() * base.normal;
+  statistics.base.scale *= frame.scale() * frame.scale();
+  statistics.base.rms *= frame.scale();
+}
+
+// \return how many of the points were marked
+std::size_t Drop(const std::vector<bool>& marked, PointList& wall) {
+  std::size_t at = 0;
+  return std::erase_if(wall, [&](const Eigen::Vector3d&) { return marked[at++]; });
+}
+
+// A fit, smooth or of a thread; lengths in nominal radii.
+struct Fitted {
+  Model model;
+  bool converged = false;
+  int rounds = 0;
+  Eigen::Index inliers = 0;
+  double cost = 0.0;  // half the sum of squares
+  double largest = 0.0;
+  cylinder::Uncertainty uncertainty;
+  std::optional<cylinder::Helix> thread;
+};
+
+Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d& instrument,
+               double thread_depth, double thread_share, bool fix_axis, bool fix_radius) {
+  const cylinder::SmoothSolution smooth =
+      cylinder::FitSmooth(points, nominal, fix_axis, fix_radius);
+  Fitted fitted;
+  fitted.model = smooth.model;
+  fitted.converged = smooth.outcome.converged;
+  fitted.rounds = smooth.outcome.rounds;
+  fitted.inliers = smooth.points.size();
+  fitted.cost = smooth.outcome.sums.cost;
+  if (!fitted.converged) return fitted;
+  fitted.thread =
+      cylinder::FindHelix(smooth.points, smooth.model, instrument, thread_depth, thread_share);
+  if (fitted.thread) {
+    const cylinder::ThreadSolution thread = cylinder::FitThread(
+        smooth.points, smooth.model, *fitted.thread, instrument, fix_axis, fix_radius);
+    fitted.model = thread.model.cylinder;
+    fitted.converged = thread.converged;
+    fitted.rounds = thread.rounds;
+    fitted.inliers = static_cast<Eigen::Index>(thread.inliers.size());
+    fitted.cost = thread.cost;
+    fitted.largest = thread.largest;
+    fitted.uncertainty = thread.uncertainty;
+    fitted.thread->pitch = thread.model.pitch;
+    return fitted;
+  }
+  Model model = smooth.model;
+  const std::vector<int> free = cylinder::ListFreeParameters(model, fix_axis, fix_radius).columns;
+  fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
+  fitted.uncertainty =
+      cylinder::Judge(smooth.outcome.sums.matrix, fitted.cost, fitted.inliers, model, free);
+  return fitted;
+}
+
+void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) {
+  statistics.inliers = static_cast<int>(fitted.inliers);
+  statistics.rounds = fitted.rounds;
+  statistics.cost = 2.0 * fitted.cost * scale * scale;
+  statistics.rms = std::sqrt(statistics.cost / std::max(1.0, static_cast<double>(fitted.inliers)));
+  statistics.max_residual = fitted.largest * scale;
+  statistics.center_uncertainty = fitted.uncertainty.center * scale;
+  statistics.axis_uncertainty = fitted.uncertainty.axis;
+  statistics.radius_uncertainty = fitted.uncertainty.radius * scale;
+  if (!fitted.thread) return;
+  statistics.threaded = true;
+  statistics.pitch = fitted.thread->pitch * scale;
+  statistics.profile_depth = fitted.thread->depth * scale;
+}
+
+// Whether a fit is a measurement of the cylinder the window was laid around.
+bool IsSound(const Fitted& fitted, const Frame& frame, const Window& window) {
+  const Model& model = fitted.model;
+  if (!fitted.converged || !fitted.uncertainty.determined) return false;
+  if (!model.offset.allFinite() || !model.direction.allFinite()) return false;
+  if (!(std::abs(model.radius - 1.0) <= window.radius_tolerance) || !(model.radius > 0.0))
+    return false;
+  const double bound = kMostUncertainty / kCoverage;
+  if (!(fitted.uncertainty.radius <= bound) || !(fitted.uncertainty.center <= bound)) return false;
+  return std::abs(model.direction.normalized().dot(frame.axis())) >= kLeastAlignment;
+}
+
+// Back to the instrument's frame, the point on the plane of the bottom offset.
+Cylinder ToCylinder(const Fitted& fitted, const Frame& frame, double bottom) {
+  const Model& model = fitted.model;
+  Eigen::Vector3d direction = model.direction.normalized();
+  if (direction.dot(frame.axis()) < 0.0) direction = -direction;
+  Eigen::Vector3d point(model.offset.x(), model.offset.y(), model.reference_height);
+  point += direction * ((bottom - point.dot(frame.axis())) / direction.dot(frame.axis()));
+  Cylinder result;
+  result.axis = (frame.rotation().transpose() * direction).normalized();
+  result.point = frame.ToInstrument(point);
+  result.radius = model.radius * frame.scale();
+  result.inliers = static_cast<int>(fitted.inliers);
+  return result;
+}
+
+}  // namespace
+
+Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& nominal,
+                                     double bottom_offset, double height, double radius_tolerance,
+                                     double plane_tolerance, double thread_depth,
+                                     double thread_share, bool fix_axis, bool fix_radius,
+                                     Statistics* statistics) {
+  Statistics scratch;
+  Statistics& filled = statistics != nullptr ? *statistics : scratch;
+  filled = Statistics();
+  Validate(nominal, bottom_offset, height, radius_tolerance, plane_tolerance);
+  const double scale = nominal.radius;
+  const Frame frame(nominal.point, nominal.axis.stableNormalized(), scale);
+  const Window window{bottom_offset / scale, height / scale, radius_tolerance / scale,
+                      plane_tolerance / scale};
+  Sorted sorted = SortPoints(points, frame, window);
+  filled.windowed = static_cast<int>(sorted.wall.size());
+  RequireEnough(sorted.wall);
+  DropBase(frame, window, fix_axis, sorted, filled);
+  Drop(cylinder::MarkEndFaces(ToPoints(sorted.wall), frame.axis()), sorted.wall);
+  filled.end_face = filled.windowed - static_cast<int>(sorted.wall.size());
+  filled.isolated =
+      static_cast<int>(Drop(cylinder::MarkIsolated(ToPoints(sorted.wall)), sorted.wall));
+  RequireEnough(sorted.wall);
+
+  const Points wall = ToPoints(sorted.wall);
+  Model start = frame.Nominal(wall.z.mean());
+  filled.free_parameters =
+      static_cast<int>(cylinder::ListFreeParameters(start, fix_axis, fix_radius).values.size());
+  const Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
+                                thread_share, fix_axis, fix_radius);
+  FillStatistics(fitted, scale, filled);
+  if (!IsSound(fitted, frame, window)) throw std::runtime_error("Cylinder fitting failed");
+  return ToCylinder(fitted, frame, window.bottom);
+}
+
+}  // namespace libmfx::geometry
