@@ -10,6 +10,7 @@
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/data_structures/records.h"
 #include "libmfx/features/custom_scan.h"
+#include "libmfx/features/edge.h"
 #include "libmfx/features/feature.h"
 #include "libmfx/features/hole.h"
 #include "libmfx/features/polygon.h"

@@ -67,7 +67,8 @@ int Breakpoint::Compare(const std::shared_ptr<BeachlineElement>& other) {
 int Breakpoint::CompareArc(const Arc& arc) {
   if (!arc.right) return -1;
   if (!arc.left) return Compare(arc.right) >= 0 ? 1 : -1;
-  return Compare(arc.left) > 0 && Compare(arc.right) >= 0 ? 1 : -1;
+  const int to_left = Compare(arc.left), to_right = Compare(arc.right);
+  return to_left > 0 && to_right >= 0 ? 1 : -1;
 }
 
 int Breakpoint::CompareBreakpoint(const Breakpoint& other) {

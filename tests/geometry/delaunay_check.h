@@ -40,6 +40,9 @@ class Random {
   std::uint64_t _state;
 };
 
+/// Length of a closed loop, metres.
+double Perimeter(const PointCloud& loop);
+
 /// Reaches the graph of a mesh.
 struct MeshProbe : Mesh {
   using Mesh::_boundary_edges;

@@ -39,14 +39,6 @@ Points RasterWithGap(int nx, int ny, int x0, int x1, int y0, int y1) {
   return points;
 }
 
-double Perimeter(const PointCloud& loop) {
-  double sum = 0.0;
-  for (Eigen::Index i = 0; i < loop.cols(); ++i) {
-    sum += (loop.col(i) - loop.col((i + 1) % loop.cols())).norm();
-  }
-  return sum;
-}
-
 TEST(Mesh, TwoTrianglesShareOneEdge) {
   MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
   EXPECT_EQ(mesh._interior_edges.size(), 2u);
