@@ -53,9 +53,9 @@ const std::map<std::string, std::set<std::string>>& OutsideRooms() {
       {"tools", {"include", "sim", "tools"}},
       {"examples", {"include", "examples"}},
       {"tests", {"include", "src", "sim", "tools", "tests"}},
-      // A benchmark may measure on the scenes that a test judges.
+      // A benchmark may measure on the scenes that a test judges, a fuzzer judge by its checks.
       {"bench", {"include", "src", "sim", "tests", "bench"}},
-      {"fuzz", {"include", "src", "fuzz"}},
+      {"fuzz", {"include", "src", "tests", "fuzz"}},
   };
   return rooms;
 }
@@ -73,7 +73,7 @@ std::string Resolve(const std::string& from, const std::string& target,
   const std::string beside = (fs::path(from).parent_path() / target).lexically_normal().string();
   for (const std::string& candidate :
        {beside, "include/" + target, "src/" + target, "sim/include/" + target, "sim/" + target,
-        "tools/mfx/" + target, "tests/support/" + target, target}) {
+        "tools/mfx/" + target, "tests/support/" + target, "tests/geometry/" + target, target}) {
     if (files.contains(candidate)) return candidate;
   }
   return {};
