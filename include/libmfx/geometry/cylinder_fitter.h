@@ -14,8 +14,8 @@
 namespace libmfx::geometry {
 
 /// Fits the wall of a stud or a bore. It keeps the points near a nominal cylinder, drops those that
-/// lie on a flat end or alone, and brings the sum of squared distances to the wall to its minimum over axis
-/// and radius. Nothing is held between two calls; calls on different threads don't meet.
+/// lie on a flat end or alone, and brings the sum of squared distances to the wall to its minimum
+/// over axis and radius. Nothing is held between two calls; calls on different threads don't meet.
 class LIBMFX_EXPORT ThreadedCylinderFitter {
  public:
   /// A nominal or a fitted cylinder.
