@@ -121,13 +121,58 @@ TEST(EdgeAnalysis, AStraySampleDoesNotMoveTheEdge) {
 }
 
 TEST(EdgeAnalysis, WhatLiesBehindAGapIsNotPartOfTheTailAtTheOffset) {
-  // A flank of 2.4 mm, then something 2.5 mm farther on that lies nearer the nominal depth.
-  std::vector<Place> places = BorderProfile(0.006, 0.5, 0.0024);
+  // A flank of 2.7 mm, then something 2.5 mm farther on that lies nearer the nominal depth.
+  std::vector<Place> places = BorderProfile(0.006, 0.5, 0.0027);
   const double end = places.back().x;
-  for (int i = 0; i < 20; ++i) places.push_back({end + 0.0025 + i * 0.0001, 0.0029});
+  for (int i = 0; i < 20; ++i) places.push_back({end + 0.0025 + i * 0.0001, 0.0031});
   const auto edge = Analyzed(OnFlank(0.003, true), SamplesOf(places));
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_NEAR(DepthOf(edge->_measured_point), 0.0024, 1e-4);
+  EXPECT_NEAR(DepthOf(edge->_measured_point), 0.0027, 1e-4);
+}
+
+/// A step down to a second surface, without a sample on its wall, and with noise on both.
+std::vector<Place> Step(double depth, double gap, double noise) {
+  std::vector<Place> places = BorderProfile(0.006, 0.0, 0.0);
+  for (int i = 0; i < 40; ++i) places.push_back({0.006 + gap + i * 0.0001, depth});
+  for (std::size_t i = 0; i < places.size(); ++i) places[i].depth += (i % 2 == 0 ? 1 : -1) * noise;
+  return places;
+}
+
+TEST(EdgeAnalysis, ASecondSurfaceAtTheNominalDepthIsReachedAtItsBeginning) {
+  for (const double noise : {0.0, 1e-5}) {
+    const auto edge = Analyzed(EdgeRequest(0.001), SamplesOf(Step(0.001, 0.0001, noise)));
+    ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
+    EXPECT_NEAR(edge->_measured_point.x(), 0.006, 3e-4) << noise;
+  }
+  // At the nominal offset any of its samples could be the nearest. Without noise it is the first
+  // that is exactly as deep; with noise nothing tells.
+  EXPECT_TRUE(
+      Analyzed(EdgeRequest(0.001, true), SamplesOf(Step(0.001, 0.0001, 0.0)))->GetIsSuccessful());
+  EXPECT_EQ(Analyzed(EdgeRequest(0.001, true), SamplesOf(Step(0.001, 0.0001, 1e-5)))->GetError(),
+            "Edge::Analyze(): Could not find the furthest edge point along plane tangent "
+            "direction.");
+}
+
+TEST(EdgeAnalysis, AHiddenWallShowsTheEdgeOnlyIfTheGapIsShort) {
+  EXPECT_TRUE(Analyzed(EdgeRequest(0.002), SamplesOf(Step(0.003, 0.0004, 0.0)))->GetIsSuccessful());
+  EXPECT_EQ(Analyzed(EdgeRequest(0.002), SamplesOf(Step(0.003, 0.0006, 0.0)))->GetError(),
+            "Edge::Analyze(): Could not estimate the z-component of the edge.");
+}
+
+TEST(EdgeAnalysis, AProfileThatPassesTheDepthSeveralTimesHasNoEdgeThere) {
+  std::vector<Place> places = Step(0.003, 0.0001, 0.0);
+  // Waves that reach from 1 to 3 mm of depth.
+  for (std::size_t i = 111; i < places.size(); ++i) {
+    places[i].depth = 0.002 + 0.001 * std::sin(static_cast<double>(i - 111) * 0.5);
+  }
+  EXPECT_EQ(Analyzed(EdgeRequest(0.002), SamplesOf(places))->GetError(),
+            "Edge::Analyze(): Could not estimate the z-component of the edge.");
+}
+
+TEST(EdgeAnalysis, NoSampleNearTheNominalDepthIsNoEdgeAtTheOffset) {
+  EXPECT_EQ(Analyzed(EdgeRequest(0.0015, true), SamplesOf(Step(0.003, 0.0001, 0.0)))->GetError(),
+            "Edge::Analyze(): Could not find the furthest edge point along plane tangent "
+            "direction.");
 }
 
 TEST(EdgeAnalysis, AnInclinedCrossSectionShowsTheSameDepth) {

@@ -83,6 +83,11 @@ class LIBMFX_EXPORT Edge : public Feature {
   bool LayCrossSection(geometry::Plane plane, const PointCloud& straight);
   /// Measures the surface in the cross section and finds the edge below it.
   bool FindEdge(const PointCloud& curved, PointXYZW& edge);
+  /// How far a sample, or a gap between two, may be from what the edge is read off.
+  double Reach() const;
+  /// Whether the samples that are as near the level as the chosen one, within noise, are near it.
+  bool IsOnePlace(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
+                  Eigen::Index chosen) const;
   bool FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surface,
                         const Eigen::Matrix3Xd& below, PointXYZW& edge);
   bool FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surface,

@@ -20,9 +20,14 @@ namespace {
 
 /// A larger step between neighbours below the border leads to something behind it, metres.
 constexpr double kLargestGap = 0.002;
-/// Half of the run of profile that the curve is fitted to, at the least: a few widths of the beam,
-/// metres.
+/// The edge has to be known to within this, at the least, and the curve is fitted to as much of the
+/// profile to either side: a few widths of the beam, metres.
 constexpr double kLeastReach = 0.0005;
+
+/// Scatter below this is none, metres.
+constexpr double kLeastNoise = 1e-6;
+
+double NoiseOf(const SurfaceLine& surface) { return 3.0 * std::max(surface.scatter, kLeastNoise); }
 
 /// A quarter of the columns, made odd; -1 for fewer than 4.
 long long SpanOf(const PointCloud& cloud) {
@@ -145,6 +150,22 @@ bool Edge::FindEdge(const PointCloud& curved, PointXYZW& edge) {
                              : FindEdgeOnProfile(frame, *surface, profile, below, edge);
 }
 
+double Edge::Reach() const { return std::max(kLeastReach, 5.0 * _point_spacing); }
+
+bool Edge::IsOnePlace(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
+                      Index chosen) const {
+  const Eigen::Vector2d place = surface.AlongAndDepth(below.col(chosen));
+  const double nearest = std::abs(place.y() - _profile.level);
+  for (Index i = 0; i < below.cols(); ++i) {
+    const Eigen::Vector2d other = surface.AlongAndDepth(below.col(i));
+    if (std::abs(other.y() - _profile.level) <= nearest + 3.0 * surface.scatter &&
+        std::abs(other.x() - place.x()) > Reach()) {
+      return surface.scatter < kLeastNoise;  // without noise a tie is a tie
+    }
+  }
+  return true;
+}
+
 bool Edge::FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surface,
                             const Section& below, PointXYZW& edge) {
   double nearest = std::numeric_limits<double>::max();
@@ -156,7 +177,7 @@ bool Edge::FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surfac
       chosen = i;
     }
   }
-  if (chosen < 0) {
+  if (chosen < 0 || nearest > Reach() || !IsOnePlace(surface, below, chosen)) {
     return Fail(
         "Edge::Analyze(): Could not find the furthest edge point along plane tangent direction.");
   }
@@ -181,7 +202,7 @@ bool Edge::FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surfa
   const Index count = _profile.split_index + deepest_idx + 1;
   Eigen::Matrix2Xd places(2, count);
   for (Index i = 0; i < count; ++i) places.col(i) = surface.AlongAndDepth(profile.col(i));
-  Crossing crossing(places, _profile.level, std::max(kLeastReach, 5.0 * _point_spacing));
+  Crossing crossing(places, _profile.level, NoiseOf(surface), Reach());
   if (!crossing.Fit()) {
     return Fail("Edge::Analyze(): Error fitting a 2D polynomial. Check rotated_cplane_data.");
   }

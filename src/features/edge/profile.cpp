@@ -129,9 +129,10 @@ namespace {
 
 /// How many samples come before the profile falls through the level: the count that leaves the
 /// fewest samples on the wrong side, the first of equal ones. So no single stray sample decides.
-Index SamplesBefore(const Eigen::Matrix2Xd& profile, double level) {
+/// \param fewest how many those are
+Index SamplesBefore(const Eigen::Matrix2Xd& profile, double level, Index& fewest) {
   Index wrong = (profile.row(1).array() < level).count();
-  Index fewest = wrong;
+  fewest = wrong;
   Index before = 0;
   for (Index i = 0; i < profile.cols(); ++i) {
     wrong += profile(1, i) < level ? -1 : 1;
@@ -181,13 +182,14 @@ Vector2d FromCurve(const Vector2d& on_curve) {
 
 }  // namespace
 
-Crossing::Crossing(const Eigen::Matrix2Xd& profile, double level, double reach)
+Crossing::Crossing(const Eigen::Matrix2Xd& profile, double level, double noise, double reach)
     : _level(level), _reach(reach) {
-  const Index before = SamplesBefore(profile, level);
+  const double reached = level - noise;
+  const Index before = SamplesBefore(profile, reached, _wrong);
   Chain chain;
   std::size_t first_below = 0;
   for (Index i = 0; i < profile.cols(); ++i) {
-    const bool below = profile(1, i) >= level;
+    const bool below = profile(1, i) >= reached;
     if (below != (i >= before)) continue;
     if (!below) first_below = chain.size() + 1;
     chain.Add(profile.col(i));
@@ -200,7 +202,8 @@ Crossing::Crossing(const Eigen::Matrix2Xd& profile, double level, double reach)
   } else if (first_below < chain.size()) {
     const Vector2d& a = chain[first_below - 1];
     const Vector2d& b = chain[first_below];
-    const double share = (level - a.y()) / (b.y() - a.y());
+    const double share = (std::min(level, b.y()) - a.y()) / (b.y() - a.y());
+    _gap = std::abs(b.x() - a.x());
     passed = chain.WalkedTo(first_below - 1) + (b - a).norm() * share;
   }
   _middle = chain.At(passed);
@@ -243,6 +246,8 @@ bool Crossing::FindStep() {
 
 std::optional<Vector2d> Crossing::Find(double tolerance) const {
   constexpr int kHalvings = 50;
+  constexpr Index kMostWrong = 5;  // stray samples are rarer by far
+  if (_gap > _reach || _wrong > kMostWrong) return std::nullopt;
   double above = _stations(0, _step - 1);
   double below = _stations(0, _step);
   for (int i = 0; i < kHalvings; ++i) {

@@ -61,13 +61,16 @@ class Crossing {
   /// Chooses the range: where most samples agree that the profile passes the level, and `reach`
   /// along it to either side. Samples that stand on the wrong side are left out.
   /// \param profile columns of (along, depth), in scan order
-  Crossing(const Eigen::Matrix2Xd& profile, double level, double reach);
+  /// \param noise what lies above the level by this little has reached it: of a second surface at
+  ///     that very depth all samples have
+  Crossing(const Eigen::Matrix2Xd& profile, double level, double noise, double reach);
 
   /// \returns false if no curve can be fitted
   bool Fit();
   /// Whether the curve falls through the level.
   bool FindStep();
-  /// Where exactly it does so, (along, depth); nothing if the samples are not where the curve is.
+  /// Where exactly it does so, (along, depth); nothing if the samples are not where the curve is,
+  /// leave a gap along the surface as long as the reach, or pass the level more than once.
   /// \param tolerance how far the curve may stand off the line through the samples
   std::optional<Eigen::Vector2d> Find(double tolerance) const;
 
@@ -82,7 +85,9 @@ class Crossing {
   double _level;
   double _reach;
   Eigen::Vector2d _middle = Eigen::Vector2d::Zero();  ///< where the samples pass the level
-  Eigen::Matrix2Xd _stations;                         ///< in the axes of the curve, about _middle
+  double _gap = 0.0;           ///< along the surface, between the samples before and after that
+  Eigen::Index _wrong = 0;     ///< samples on the wrong side
+  Eigen::Matrix2Xd _stations;  ///< in the axes of the curve, about _middle
   geometry::Polynomial2D _curve;
   Eigen::Index _step = -1;  ///< station at which the level has been passed
 };
