@@ -1,17 +1,14 @@
-#include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "features/hole/scan_line.h"
 #include "features/shared/directions.h"
 #include "features/shared/segments.h"
+#include "geometry/line_weights.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
 namespace {
 
-/// A weight at or below this counts as none.
-constexpr double kNoWeight = std::numeric_limits<double>::epsilon();
 constexpr int kMaxCuts = 10;
 
 /// The points of all lines side by side, each with its weight.
@@ -44,7 +41,7 @@ class WeightedLines {
   /// Weights for the points no farther from the plane than half of `worst`; a point that an earlier
   /// cut dropped can come back.
   void WeighNear(const Eigen::VectorXd& distances, double worst, double sigma) {
-    _weights = (distances.array() > 0.5 * worst).select(0.0, Eigen::VectorXd::Ones(_cloud.cols()));
+    geometry::SetWhereAtMost(distances, 0.5 * worst, _weights);
     Eigen::Index offset = 0;
     for (const PointCloud& line : _lines) {
       if (WindowLine(line, offset, sigma)) offset += line.cols();
@@ -82,22 +79,9 @@ class WeightedLines {
   /// Multiplies the weights of a line, in order, by a window that falls towards the rim.
   /// \return whether the line has any weight
   bool WindowLine(const PointCloud& line, Eigen::Index offset, double sigma) {
-    auto weights = _weights.segment(offset, line.cols());
-    unsigned int count = 0;
-    for (double& weight : weights) {
-      if (weight < kNoWeight) weight = 0.0;
-      count += weight > 0.0;
-    }
-    if (count == 0) return false;
-    std::vector<double> window = GaussianWindow(count, sigma);
-    if (RunsOutwards(shared::SegmentOf(line, 0), _fast_star)) {
-      std::reverse(window.begin(), window.end());
-    }
-    auto next = window.begin();
-    for (double& weight : weights) {
-      if (weight > 0.0) weight *= *next++;
-    }
-    return true;
+    const bool outwards = line.cols() > 0 && RunsOutwards(shared::SegmentOf(line, 0), _fast_star);
+    return geometry::ApplyGaussianWindow(_weights.segment(offset, line.cols()), sigma, outwards) >
+           0;
   }
 
   const std::vector<PointCloud>& _lines;
@@ -117,7 +101,7 @@ void Sort(const std::vector<PointCloud>& lines, const Eigen::VectorXd& weights,
     std::vector<Eigen::Index> kept;
     std::vector<Eigen::Index> cut;
     for (Eigen::Index j = 0; j < lines[s].cols(); ++j) {
-      (weights[offset + j] > kNoWeight ? kept : cut).push_back(j);
+      (weights[offset + j] > geometry::kLeastWeight ? kept : cut).push_back(j);
     }
     Eigen::MatrixXd data(6, static_cast<Eigen::Index>(kept.size()));
     for (Eigen::Index k = 0; k < data.cols(); ++k) {
