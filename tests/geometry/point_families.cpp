@@ -144,11 +144,11 @@ Points MakeFamily(Family family, int n, std::uint64_t seed) {
   return points;
 }
 
-std::string EarlyStop(const Points& points) {
+std::string EarlyStop(const Points& points, std::shared_ptr<Mesh>& mesh) {
   std::ostringstream said;
   std::streambuf* const before = std::cout.rdbuf(said.rdbuf());
   try {
-    MeshOf(points);
+    mesh = MeshOf(points);
   } catch (const std::exception& e) {
     said << "the extraction threw: " << e.what();
   }

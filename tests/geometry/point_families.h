@@ -29,6 +29,7 @@ std::string NameOf(Family family);
 Points MakeFamily(Family family, int n, std::uint64_t seed);
 
 /// What stopped a sweep or the extraction early; empty if both came to their end.
-std::string EarlyStop(const Points& points);
+/// \param mesh the mesh, if there is one
+std::string EarlyStop(const Points& points, std::shared_ptr<Mesh>& mesh);
 
 }  // namespace delaunay_check
