@@ -24,9 +24,12 @@ using features::VectorXYZW;
 /// Exit status 0 if a name is found only after the list was asked for.
 int LookUpBeforeAndAfter() {
   if (InstantiateFeature(L"CustomScan") != nullptr) return 1;
+  if (InstantiateFeature(L"Stud") != nullptr) return 1;
   GetFeatureDescriptors();
-  const std::unique_ptr<Feature> made(InstantiateFeature(L"CustomScan"));
-  return made != nullptr && made->FeatureName() == "CustomScan" ? 0 : 2;
+  const std::unique_ptr<Feature> scan(InstantiateFeature(L"CustomScan"));
+  if (scan == nullptr || scan->FeatureName() != "CustomScan") return 2;
+  const std::unique_ptr<Feature> stud(InstantiateFeature(L"Stud"));
+  return stud != nullptr && stud->FeatureName() == "Stud" ? 0 : 3;
 }
 
 TEST(Descriptors, NothingIsFoundBeforeTheListIsAskedFor) {
@@ -77,6 +80,15 @@ TEST(Descriptors, NamesAndLabelsStandInTheirOrder) {
     ++place;
   }
   EXPECT_GE(GetFeatureDescriptors()->size(), 8U);
+}
+
+TEST(Descriptors, TheListHoldsAllClassesInOrder) {
+  const std::vector<std::wstring> names = {
+      L"PVI",  L"MatteSphere", L"RobustHole", L"CustomScan",   L"UnknownFeature", L"Slot",
+      L"Edge", L"Polygon",     L"Rectangle",  L"ThreadedHole", L"Stud"};
+  const auto* list = GetFeatureDescriptors();
+  ASSERT_EQ(list->size(), names.size());
+  for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ((*list)[i]->_name, names[i]);
 }
 
 TEST(Descriptors, EveryDescriptorNamesItsClass) {

@@ -10,6 +10,8 @@
 #include "libmfx/features/rectangle.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/features/sphere_fit.h"
+#include "libmfx/features/stud.h"
+#include "libmfx/features/threaded_hole.h"
 #include "libmfx/features/unknown_feature.h"
 
 namespace libmfx::features::shared {
@@ -33,6 +35,8 @@ constexpr FeatureType kTypes[] = {
     TypeOf<Edge>("EdgeFeature"),
     TypeOf<Polygon>("PolygonFeature"),
     TypeOf<Rectangle>("RectangleFeature"),
+    TypeOf<ThreadedHole>("ThreadedHoleFeature"),
+    TypeOf<Stud>("StudFeature"),
 };
 // clang-format on
 

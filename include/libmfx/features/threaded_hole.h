@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "libmfx/features/cylinder_feature.h"
+
+namespace libmfx::features {
+
+/// Measures a bore, smooth or with a screw thread, in a surface. Its axis points into the part,
+/// away from the instrument.
+class LIBMFX_EXPORT ThreadedHole : public CylinderFeature {
+ public:
+  /// The defaults of this class are in no metres: they are a filling of its settings table.
+  ThreadedHole();
+  /// From a request; an error in it stands in GetError().
+  explicit ThreadedHole(std::string json);
+
+  static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
+  /// "ThreadedHole".
+  const std::string& FeatureName() override;
+
+ protected:
+  /// The angle between the axis and the line of sight has to be within `_min_incident_angle` and
+  /// `_max_incident_angle`, both included: seen too steeply or too flatly no wall shows.
+  bool ValidateNominals() override;
+
+  double _max_incident_angle = 0.8726646259971648;
+
+ private:
+  std::size_t OffsetOfSetting(const std::wstring& name) const override;
+  void ResetSettings() override;
+};
+
+}  // namespace libmfx::features

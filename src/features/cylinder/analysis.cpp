@@ -1,0 +1,78 @@
+#include <chrono>
+#include <exception>
+#include <ostream>
+#include <vector>
+
+#include "features/shared/text.h"
+#include "libmfx/features/cylinder_feature.h"
+
+namespace libmfx::features {
+namespace {
+
+using geometry::ThreadedCylinderFitter;
+
+// A wall whose depth varies by less than this share of the radius is smooth.
+constexpr double kThreadDepth = 0.02;
+// Share of the depth's variance that a helix has to explain to count as a thread.
+constexpr double kThreadShare = 0.05;
+
+PointXYZW ToPoint(const Eigen::Vector3d& v, double w) { return {v.x(), v.y(), v.z(), w}; }
+
+}  // namespace
+
+bool CylinderFeature::Analyze() {
+  _logger[log::LOG_LEVEL_1] << "ThreadedCylinderFitter::Analyze!" << std::endl;
+  if (_has_error) return false;
+  const auto start = std::chrono::high_resolution_clock::now();
+  const std::vector<Eigen::Vector3d> points = PointsOfGoodQuality();
+  if (points.empty()) return Fail("All scanned data was filtered!");
+  const std::string error = FitCylinder(points);
+  if (!error.empty()) return Fail(error);
+  const std::chrono::duration<double, std::milli> time =
+      std::chrono::high_resolution_clock::now() - start;
+  _logger[log::LOG_LEVEL_1] << "Cylinder fitting took " << shared::TextOf(time.count()) << " msec."
+                            << std::endl;
+  const double moved =
+      (_fitted_cylinder._center.eigen() - _nominal_cylinder._center.eigen()).norm();
+  if (!TriggerRescan(moved)) return true;
+  _nominal_cylinder._center = _fitted_cylinder._center;
+  _nominal_cylinder._axis = _fitted_cylinder._axis;
+  return false;
+}
+
+std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality() {
+  std::vector<Eigen::Vector3d> points;
+  std::vector<double> qualities;
+  for (const RawDataPoint& sample : _raw_data) {
+    if (!(sample.quality >= _quality_threshold)) continue;
+    const PointXYZW point = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
+    if (!point.xyz().allFinite()) continue;
+    points.push_back(point.xyz());
+    qualities.push_back(sample.quality);
+  }
+  if (_remove_low_quality) {
+    const std::size_t removed = ThreadedCylinderFitter::RemoveLowQuality(points, qualities);
+    _logger[log::LOG_LEVEL_1] << "Removed " << removed << " low quality points" << std::endl;
+  }
+  return points;
+}
+
+std::string CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points) {
+  ThreadedCylinderFitter::Cylinder nominal;
+  nominal.point = _nominal_cylinder._center.xyz();
+  nominal.axis = _nominal_cylinder._axis.xyz();
+  nominal.radius = _nominal_cylinder._radius;
+  try {
+    const ThreadedCylinderFitter::Cylinder fitted = ThreadedCylinderFitter::Fit(
+        points, nominal, _bottom_offset, _height, _radius_tolerance, _plane_tolerance, kThreadDepth,
+        kThreadShare, _fix_axis, _fix_radius, &_fitted_cylinder._statistics);
+    _fitted_cylinder._axis = ToPoint(fitted.axis, 0.0);
+    _fitted_cylinder._center = ToPoint(fitted.point, 1.0);
+    _fitted_cylinder._radius = fitted.radius;
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+  return {};
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,241 @@
+// Whole measurements of studs and threaded holes with the virtual instrument, against known truth:
+// on the nominal, off it, found by search, and the failures.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "converse.h"
+#include "libmfx/features/stud.h"
+#include "libmfx/features/threaded_hole.h"
+#include "sim/scenario.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using sim::Thread;
+using sim::Vec3;
+
+json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+
+/// A cylinder and how it is asked for. Lengths are metres, angles radians.
+struct Case {
+  bool bore = false;
+  std::optional<Thread> thread;
+  double radius = 0.005;  ///< of a smooth wall
+  double size = 0.02;     ///< height of a stud, depth of a bore
+  double incidence = 0.7;
+  double tolerance = 0.002;  ///< of the radius
+  double beyond = -0.002;    ///< how far the window ends above the stud or below the floor
+  Vec3 at{0.15, -0.1, 1.8};
+  Vec3 nominal_off = Vec3::Zero();  ///< in the part's frame
+  json keys = json::object();       ///< more keys of the request's root
+  sim::Noise noise = {};
+  std::uint64_t seed = 1;
+
+  sim::Pose pose() const { return sim::TiltedPose(at, incidence, 0.5); }
+  Vec3 axis() const { return (bore ? -1.0 : 1.0) * pose().rotation.col(2); }
+  /// What the request and the result mean: of a thread the crests.
+  double TrueRadius() const {
+    if (!thread) return radius;
+    return bore ? thread->MinorRadius() : thread->major_radius;
+  }
+
+  json Request() const {
+    json request = keys;
+    request["$id"] = "C1";
+    request["LineSpacing"] = 0.1 * radius;
+    request["Feature"] = {{"$type", bore ? "ThreadedHoleFeature" : "StudFeature"},
+                          {"Location", Triple(at + pose().rotation * nominal_off)},
+                          {"Axis", Triple(axis())},
+                          {"Radius", TrueRadius()},
+                          {"Offset", 0.002},
+                          {"Height", size + beyond},
+                          {"RadiusTolerance", tolerance}};
+    return request;
+  }
+
+  sim::Instrument Look() const {
+    sim::parts::PartPtr part;
+    if (bore) {
+      sim::parts::BoreSpec spec;
+      spec.radius = radius;
+      spec.thread = thread;
+      spec.depth = size;
+      part = sim::parts::MakeBore(spec);
+    } else {
+      sim::parts::StudSpec spec;
+      spec.radius = radius;
+      spec.thread = thread;
+      spec.height = size;
+      part = sim::parts::MakeStud(spec);
+    }
+    return sim::Instrument(sim::MakeScene(part, pose(), std::nullopt, noise), seed);
+  }
+};
+
+Vec3 VectorIn(const json& result, const char* key) {
+  const json& v = result[key];
+  return Vec3(v[0], v[1], v[2]);
+}
+
+void ExpectTruth(const Case& c, const json& result, double length, double angle) {
+  ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
+  const Vec3 off = VectorIn(result, "Location") - c.at;
+  EXPECT_LT(off.cross(c.axis()).norm(), length);
+  EXPECT_LT(VectorIn(result, "Axis").cross(c.axis()).norm(), angle);
+  EXPECT_GT(VectorIn(result, "Axis").dot(c.axis()), 0.0);
+  EXPECT_NEAR(result["Radius"].get<double>(), c.TrueRadius(), length);
+}
+
+json Measure(const Case& c) {
+  const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
+  sim::Instrument instrument = c.Look();
+  EXPECT_TRUE(test::Converse(*feature, instrument)) << feature->GetError();
+  return json::parse(feature->GetResult());
+}
+
+TEST(StudMeasurement, SmoothWithoutNoiseIsExact) {
+  Case c;
+  c.noise = sim::Noise::Off();
+  const json result = Measure(c);
+  ExpectTruth(c, result, 1e-7, 1e-6);  // results are written with 8 decimals
+  EXPECT_EQ(result["$type"], "StudTargetResult");
+  EXPECT_EQ(result["ScanData"]["DataFormat"], "LR_AER");
+  EXPECT_EQ(result["Target"], "C1");
+  // The centre lies at the bottom offset.
+  EXPECT_NEAR((VectorIn(result, "Location") - c.at).dot(c.axis()), 0.002, 1e-7);
+}
+
+TEST(StudMeasurement, SmoothWithNoise) { ExpectTruth(Case(), Measure(Case()), 20e-6, 2e-3); }
+
+TEST(StudMeasurement, ThreadGivesTheMajorRadius) {
+  Case c;
+  c.thread = Thread::Metric("M10");
+  ExpectTruth(c, Measure(c), 30e-6, 2e-3);
+}
+
+TEST(ThreadedHoleMeasurement, SmoothBore) {
+  Case c;
+  c.bore = true;
+  const json result = Measure(c);
+  ExpectTruth(c, result, 30e-6, 4e-3);
+  EXPECT_EQ(result["$type"], "ThreadedHoleTargetResult");
+}
+
+TEST(ThreadedHoleMeasurement, ThreadGivesTheMinorRadius) {
+  Case c;
+  c.bore = true;
+  c.thread = Thread::Metric("M12");
+  c.radius = 0.006;
+  ExpectTruth(c, Measure(c), 30e-6, 4e-3);
+}
+
+TEST(StudMeasurement, FixedAxisAndRadiusStay) {
+  Case c;
+  c.keys = {{"FixAxis", true}, {"FixRadius", true}};
+  const json result = Measure(c);
+  ExpectTruth(c, result, 20e-6, 1e-7);
+  EXPECT_EQ(result["Radius"].get<double>(), c.radius);
+}
+
+TEST(StudMeasurement, AMovedCentreAsksForAnotherPass) {
+  Case c;
+  c.nominal_off = Vec3(0.0006, 0.0, 0.0);
+  // The measured centre lies 2 mm up the axis from the nominal one, and 0.6 mm beside it.
+  c.keys["RescanThreshold"] = 0.00205;
+  const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
+  sim::Instrument instrument = c.Look();
+  ASSERT_TRUE(test::Converse(*feature, instrument));
+  EXPECT_FALSE(feature->GetIsSuccessful());
+  EXPECT_EQ(feature->GetDriveStep(), RESCAN);
+  const auto nominal = feature->GetSetting<PointXYZW>(L"NominalCylinderCenter");
+  EXPECT_EQ(nominal, feature->GetSetting<PointXYZW>(L"FittedCylinderCenter"));
+  EXPECT_EQ(feature->GetSetting<PointXYZW>(L"NominalCylinderAxis"),
+            feature->GetSetting<PointXYZW>(L"FittedCylinderAxis"));
+  EXPECT_LT((nominal.xyz() - c.at).cross(c.axis()).norm(), 20e-6);
+  // From there the next pass succeeds.
+  feature->UpdateRawData(instrument.Drive(feature->GetDrivePoints(true)));
+  feature->AnalyzeFeature();
+  EXPECT_TRUE(feature->GetIsSuccessful());
+}
+
+TEST(StudMeasurement, SamplesBelowTheThresholdAreAllFiltered) {
+  Case c;
+  c.keys["QualityThreshold"] = 1000.0;
+  const json result = Measure(c);
+  EXPECT_FALSE(result["Success"].get<bool>());
+  EXPECT_EQ(result["ErrorMessage"], "All scanned data was filtered!");
+  EXPECT_GT(result["ScanData"]["Count"].get<int>(), 1000);
+  EXPECT_FALSE(result.contains("Location"));
+}
+
+TEST(StudMeasurement, AMissedStudIsAnErrorText) {
+  Case c;
+  c.nominal_off = Vec3(0.03, 0.0, 0.0);
+  EXPECT_EQ(Measure(c)["ErrorMessage"], "Too few inlier points for cylinder fitting");
+}
+
+TEST(StudMeasurement, TheFittersValidationIsAnErrorText) {
+  Case c;
+  const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
+  sim::Instrument instrument = c.Look();
+  std::queue<Position> none;
+  EXPECT_TRUE(feature->SetRawData(instrument.Drive(feature->GetDrivePoints(false)), none));
+  feature->SetSetting<double>(L"NominalCylinderBottomOffset", 1.0);
+  feature->AnalyzeFeature();
+  EXPECT_EQ(feature->GetError(),
+            "nominalCylinderBottomOffset must be less than nominalCylinderHeight");
+}
+
+TEST(StudMeasurement, TheSameSamplesGiveTheSameBytes) {
+  Case c;
+  c.thread = Thread::Metric("M10");
+  EXPECT_EQ(Measure(c).dump(), Measure(c).dump());
+}
+
+/// A measurement that begins with the wish to search.
+template <typename T>
+class Searching : public T {
+ public:
+  explicit Searching(const std::string& request) : T(request) { this->_search = true; }
+};
+
+template <typename T>
+json SearchAndMeasure(const Case& c) {
+  Searching<T> feature(c.Request().dump());
+  sim::Instrument instrument = c.Look();
+  EXPECT_TRUE(test::Converse(feature, instrument)) << feature.GetError();
+  return json::parse(feature.GetResult());
+}
+
+TEST(ThreadedHoleMeasurement, OffBySixMillimetresFoundBySearch) {
+  Case c;
+  c.bore = true;
+  c.radius = 0.008;
+  c.nominal_off = Vec3(0.005, -0.003, 0.0);
+  c.keys["SearchEnabled"] = true;
+  const json result = SearchAndMeasure<ThreadedHole>(c);
+  ExpectTruth(c, result, 40e-6, 4e-3);
+}
+
+TEST(StudMeasurement, OffBySixMillimetresFoundBySearch) {
+  Case c;
+  c.radius = 0.008;
+  c.size = 0.012;
+  c.incidence = 0.5;
+  c.keys["QualityThreshold"] = 40.0;
+  c.beyond = 0.018;  // so that the raster reaches far enough below the foot
+  // The gap that the search finds is the stud's foot and its shadow behind it.
+  c.tolerance = 0.006;
+  c.nominal_off = Vec3(0.005, -0.003, 0.0);
+  c.keys["SearchEnabled"] = true;
+  const json result = SearchAndMeasure<Stud>(c);
+  ExpectTruth(c, result, 40e-6, 4e-3);
+}
+
+}  // namespace
+}  // namespace libmfx::features
