@@ -50,7 +50,7 @@ PointCloud Join(Bins& bins) {
   return PointCloud(std::move(joined), {{EMBEDDING_XYZ, {0}}});
 }
 
-struct Candidates {
+struct WantedSamples {
   PointXYZW center;
   double min_quality;
   double min_distance;
@@ -60,7 +60,7 @@ struct Candidates {
 /// First weights: 1 for a candidate, then each line's window. The place only advances past a line
 /// that has a candidate.
 Eigen::VectorXd FirstWeights(const Bins& bins, const Eigen::MatrixXd& joined,
-                             const Candidates& wanted, double sigma) {
+                             const WantedSamples& wanted, double sigma) {
   Eigen::VectorXd weights = Eigen::VectorXd::Zero(joined.cols());
   const Eigen::Vector3d center = wanted.center.xyz();
   Index base = 0;

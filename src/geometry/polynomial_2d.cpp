@@ -12,13 +12,13 @@ using data_structures::PointCloud;
 using Eigen::Index;
 
 /// The sums that the normal equations are made of.
-struct Sums {
+struct PowerSums {
   Eigen::VectorXd powers;   ///< sum of x^k, k up to twice the order
   Eigen::VectorXd moments;  ///< sum of x^k y, k up to the order
 };
 
-Sums SumPowers(const Eigen::MatrixXd& data, double scale, Index order) {
-  Sums sums{Eigen::VectorXd::Zero(2 * order + 1), Eigen::VectorXd::Zero(order + 1)};
+PowerSums SumPowers(const Eigen::MatrixXd& data, double scale, Index order) {
+  PowerSums sums{Eigen::VectorXd::Zero(2 * order + 1), Eigen::VectorXd::Zero(order + 1)};
   for (Index i = 0; i < data.cols(); ++i) {
     const double x = data(0, i) / scale;
     const double y = data(1, i) / scale;
@@ -48,7 +48,7 @@ bool Polynomial2D::LeastSquares(const PointCloud& cloud) {
   for (Index i = 0; i < cloud.cols(); ++i) {
     scale = std::max(scale, std::hypot(cloud.data()(0, i), cloud.data()(1, i)));
   }
-  const Sums sums = SumPowers(cloud.data(), scale, _order);
+  const PowerSums sums = SumPowers(cloud.data(), scale, _order);
   const Index terms = Index{_order} + 1;
   Eigen::MatrixXd normal(terms, terms);
   for (Index i = 0; i < terms; ++i) {

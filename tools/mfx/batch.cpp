@@ -19,10 +19,6 @@ namespace {
 
 using nlohmann::json;
 
-std::string Dump(const json& value) {
-  return value.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 /// \throws CallError
 json ParseJob(const std::string& line) {
   if (Nesting(line) > kRequestNesting + 1) throw CallError("the job nests too deep");
@@ -85,7 +81,7 @@ std::pair<std::string, bool> Guarded(Carry carry) {
 
 JobAnswer Framed(const std::string& id, const std::pair<std::string, bool>& outcome) {
   const auto& [text, is_error] = outcome;
-  const std::string value = is_error ? "\"error\":" + Dump(OneLine(text)) : "\"result\":" + text;
+  const std::string value = is_error ? "\"error\":" + Dump(json(OneLine(text))) : "\"result\":" + text;
   return {"{\"id\":" + id + "," + value + "}", is_error};
 }
 

@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// \file
-/// Looks at JSON text before it is parsed.
+/// Looks at JSON text before it is parsed, and writes values as text.
 
 namespace libmfx::host {
 
@@ -14,6 +14,13 @@ int Nesting(std::string_view text);
 
 /// The name of the first member of an object's text; empty if there is none.
 std::string_view FirstKey(std::string_view text);
+
+/// A value on one line. Bytes that are no UTF-8 are replaced, so that every value can be written.
+/// \tparam Json nlohmann::json or nlohmann::ordered_json
+template <typename Json>
+std::string Dump(const Json& value) {
+  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
 
 /// How deep a request may nest to be read by the library, the root counted.
 inline constexpr int kRequestNesting = 50;

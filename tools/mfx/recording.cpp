@@ -14,10 +14,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-std::string Dump(const ordered_json& value) {
-  return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
-
 /// A request as a value of the recording: the object on one line, or the text as it stands. The
 /// library reads neither form otherwise than the original.
 std::string RequestValue(const std::string& request) {
@@ -26,7 +22,7 @@ std::string RequestValue(const std::string& request) {
     const ordered_json value = ordered_json::parse(request, nullptr, false, true);
     if (value.is_object()) return Dump(value);
   }
-  return Dump(request);
+  return Dump(ordered_json(request));
 }
 
 ordered_json OptionsValue(const ConversationOptions& options) {

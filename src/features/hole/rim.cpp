@@ -8,10 +8,10 @@ namespace libmfx::features {
 
 bool Hole::IsIsolatedPoint(const PointCloud& cloud, const PointXYZW& point, long long& index,
                            const long long& /*window*/, const double& radius) {
-  constexpr long long kReach = 5;
+  constexpr long long kNeighbours = 5;
   constexpr int kEnough = 5;
-  const long long first = index - std::min(index, kReach);
-  const long long last = index + std::min<long long>(kReach, cloud.cols() - index - 1);
+  const long long first = index - std::min(index, kNeighbours);
+  const long long last = index + std::min<long long>(kNeighbours, cloud.cols() - index - 1);
   int count = 0;
   for (long long k = first; k <= last; ++k) {
     if (radius > (cloud.point(k) - point).norm() && ++count == kEnough) return false;

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <vector>
 
+#include "features/sphere_fit/spurs.h"
 #include "libmfx/features/sphere_fit.h"
 
 namespace libmfx::features {
@@ -12,7 +13,6 @@ namespace {
 /// Quadrants around the nominal, then the centre patch.
 constexpr int kQuadrants = 4;
 constexpr int kPatch = 4;
-constexpr int kSpurs = 5;
 /// Fewer points determine no sphere.
 constexpr Eigen::Index kFewestPoints = 4;
 /// Radius of the centre patch as a share of the ball's.

@@ -9,12 +9,12 @@
 
 #include "features/shared/trace.h"
 #include "features/sphere_fit/sphere_solver.h"
+#include "features/sphere_fit/spurs.h"
 #include "libmfx/features/sphere_fit.h"
 
 namespace libmfx::features {
 namespace {
 
-constexpr int kSpurs = 5;
 constexpr int kRounds = 1000;
 /// Columns drawn in one round, as a share of the cloud; in single precision.
 constexpr float kSampleShare = 0.025f;

@@ -4,9 +4,6 @@
 #include <stdexcept>
 
 namespace libmfx::geometry::sweep {
-namespace {
-constexpr int kNone = Beachline::kNone;
-}
 
 void Sweep::Run() {
   const std::size_t n = _sites.size();
@@ -14,22 +11,22 @@ void Sweep::Run() {
   _mesh.twin.reserve(6 * n);
   _opened.reserve(n);
   for (std::size_t i = 0; i < n; ++i) {
-    for (int arc; (arc = _events.PopAbove(_sites[i].y)) != kNone;) HandleCircle(arc);
+    for (int arc; (arc = _events.PopAbove(_sites[i].y)) != Beachline::kNone;) HandleCircle(arc);
     HandleSite(static_cast<int>(i));
   }
   constexpr double kBottomOfAll = std::numeric_limits<double>::lowest();
-  for (int arc; (arc = _events.PopAbove(kBottomOfAll)) != kNone;) HandleCircle(arc);
+  for (int arc; (arc = _events.PopAbove(kBottomOfAll)) != Beachline::kNone;) HandleCircle(arc);
 }
 
 void Sweep::HandleSite(int site) {
   const Vec2& p = _sites[static_cast<std::size_t>(site)];
   if (_beachline.Empty()) {
-    _beachline.InsertAfter(kNone, p, site);
+    _beachline.InsertAfter(Beachline::kNone, p, site);
     return;
   }
   const int alpha = _beachline.Find(p);
   const int opened = -2 - static_cast<int>(_opened.size());
-  _opened.push_back(kNone);
+  _opened.push_back(Beachline::kNone);
   const int middle = _beachline.InsertAfter(alpha, p, site);
   _beachline[middle].open_edge = opened;
   // In the top row the arc of alpha is a vertical ray: it isn't split, the new arc lies beside it.
@@ -43,7 +40,7 @@ void Sweep::HandleSite(int site) {
 void Sweep::HandleCircle(int arc) {
   Beachline::Arc& vanishing = _beachline[arc];
   const int before = vanishing.prev, after = vanishing.next;
-  if (before == kNone || after == kNone) {
+  if (before == Beachline::kNone || after == Beachline::kNone) {
     throw std::logic_error("This arc does not have two neighbors!");
   }
   const int a = _beachline[before].site, b = vanishing.site, c = _beachline[after].site;
@@ -52,7 +49,7 @@ void Sweep::HandleCircle(int arc) {
   }
   const int h = static_cast<int>(_mesh.corner.size());
   _mesh.corner.insert(_mesh.corner.end(), {a, c, b});
-  _mesh.twin.insert(_mesh.twin.end(), 3, kNone);
+  _mesh.twin.insert(_mesh.twin.end(), 3, Beachline::kNone);
   CloseEdge(_beachline[after].open_edge, h + 1);
   CloseEdge(vanishing.open_edge, h + 2);
   _beachline[after].open_edge = h;
@@ -66,19 +63,19 @@ void Sweep::UpdateEvents(int left, int right) {
   TestTriple(left);
   TestTriple(right);
   const int outer_left = _beachline[left].prev, outer_right = _beachline[right].next;
-  if (outer_left != kNone) QueueIfFirst(outer_left);
+  if (outer_left != Beachline::kNone) QueueIfFirst(outer_left);
   QueueIfFirst(left);
   QueueIfFirst(right);
-  if (outer_right != kNone) QueueIfFirst(outer_right);
+  if (outer_right != Beachline::kNone) QueueIfFirst(outer_right);
 }
 
 // With exact signs the bottom of converging arcs is never above the sweep line.
 void Sweep::TestTriple(int i) {
   Beachline::Arc& arc = _beachline[i];
-  if (arc.event != kNone) _events.Cancel(arc.event);
-  arc.event = kNone;
+  if (arc.event != Beachline::kNone) _events.Cancel(arc.event);
+  arc.event = Beachline::kNone;
   arc.bottom = Beachline::kNoCircle;
-  if (arc.prev == kNone || arc.next == kNone) return;
+  if (arc.prev == Beachline::kNone || arc.next == Beachline::kNone) return;
   const Beachline::Arc& before = _beachline[arc.prev];
   const Beachline::Arc& after = _beachline[arc.next];
   if (before.site == after.site) return;
@@ -90,12 +87,12 @@ void Sweep::TestTriple(int i) {
 // so that only the first of a neighbourhood is queued at all.
 void Sweep::QueueIfFirst(int i) {
   Beachline::Arc& arc = _beachline[i];
-  const Beachline::Arc& before = _beachline[arc.prev == kNone ? i : arc.prev];
-  const Beachline::Arc& after = _beachline[arc.next == kNone ? i : arc.next];
+  const Beachline::Arc& before = _beachline[arc.prev == Beachline::kNone ? i : arc.prev];
+  const Beachline::Arc& after = _beachline[arc.next == Beachline::kNone ? i : arc.next];
   const double earlier = before.bottom > after.bottom ? before.bottom : after.bottom;
   const bool waits = earlier > arc.bottom + BottomTolerance(arc.bottom, arc.bottom);
   // One branch: the parts of the condition are as good as random, each on its own.
-  if (waits | (arc.event != kNone) | (arc.bottom == Beachline::kNoCircle)) return;
+  if (waits | (arc.event != Beachline::kNone) | (arc.bottom == Beachline::kNoCircle)) return;
   arc.event = _events.Push(before.site, arc.site, after.site, i, arc.bottom);
 }
 
@@ -105,7 +102,7 @@ void Sweep::CloseEdge(int open_edge, int halfedge) {
     return;
   }
   int& first = _opened[static_cast<std::size_t>(-2 - open_edge)];
-  if (first == kNone) {
+  if (first == Beachline::kNone) {
     first = halfedge;
   } else {
     _mesh.Pair(halfedge, first);

@@ -67,7 +67,7 @@ std::string ValueText(const ordered_json& value) {
     for (const ordered_json& entry : value) text += (text.empty() ? "" : ", ") + ValueText(entry);
     return text;
   }
-  return value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  return Dump(value);
 }
 
 std::string Head(const ReportData& data, const Measured& measured) {
@@ -155,7 +155,7 @@ std::string Pictures(const ReportData& data, const Measured& measured) {
 /// JSON for people: what fits on a line stands on one.
 std::string Pretty(const ordered_json& value, std::size_t indent) {
   constexpr std::size_t kLine = 90;
-  const std::string flat = value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  const std::string flat = Dump(value);
   if (!value.is_structured() || indent + flat.size() <= kLine) return flat;
   const std::string margin(indent + 2, ' ');
   std::string text;
