@@ -18,12 +18,17 @@ constexpr Index kRefineSteps = 10;
 constexpr std::size_t kFewestAngles = 2;
 constexpr std::size_t kMostAngles = 10;
 
-/// Direction of the line of least squares through the first `n` columns, of either sign; zero if
-/// there is none. Exactly two columns give their difference, which is made unit here.
-VectorXYZW DirectionOf(const PointCloud& cloud, Index n) {
+/// Direction of the line of least squares, of either sign; zero if there is none. Exactly two
+/// columns give their difference, which is made unit here.
+VectorXYZW DirectionOf(const PointCloud& cloud) {
   geometry::Line line;
-  line.LeastSquares(PointCloud(Eigen::MatrixXd(cloud.data().topRows(3).leftCols(n))));
+  line.LeastSquares(cloud);
   return line.Vector().normalized();
+}
+
+/// x, y, z of the first `n` columns.
+PointCloud First(const PointCloud& cloud, Index n) {
+  return PointCloud(Eigen::MatrixXd(cloud.data().topRows(3).leftCols(n)));
 }
 
 VectorXYZW Facing(const VectorXYZW& direction, const VectorXYZW& towards) {
@@ -49,6 +54,13 @@ bool Edge::smooth_sliding_window(const PointCloud& in, const long long& span, Po
   }
   const Index half = (span - 1) / 2;
   PointCloud smoothed = in;
+  // Sums of the columns before each one, from the first column on: a window is the difference of
+  // two, however wide it is.
+  Eigen::Matrix3Xd sums(3, n + 1);
+  sums.col(0).setZero();
+  for (Index i = 0; i < n; ++i) {
+    sums.col(i + 1) = sums.col(i) + (in.col(i) - in.col(0)).head<3>();
+  }
   for (Index i = 1; i + 1 < n; ++i) {
     Index w = half;
     if (i < half) {
@@ -58,7 +70,8 @@ bool Edge::smooth_sliding_window(const PointCloud& in, const long long& span, Po
     }
     // The window leaves its last column out; without any other it is the column itself.
     if (w > 0) {
-      smoothed.col(i).head<3>() = in.data().block(0, i - w, 3, 2 * w).rowwise().mean();
+      smoothed.col(i).head<3>() =
+          in.col(0).head<3>() + (sums.col(i + w) - sums.col(i - w)) / static_cast<double>(2 * w);
     }
   }
   out = std::move(smoothed);
@@ -72,7 +85,7 @@ bool Edge::Refine(const PointCloud& in, long long n, const VectorXYZW& nominal,
   std::vector<double> angles;
   // A step of 0 stays in its place: the count of angles ends it.
   for (Index end = n + step; end <= columns - step && angles.size() <= kMostAngles; end += step) {
-    const VectorXYZW direction = DirectionOf(in, end);
+    const VectorXYZW direction = DirectionOf(First(in, end));
     angles.push_back(AngleBetween(direction, reference));
     reference = direction;
   }
@@ -83,7 +96,7 @@ bool Edge::Refine(const PointCloud& in, long long n, const VectorXYZW& nominal,
   angles.pop_back();
   const Index k = std::min_element(angles.begin(), angles.end()) - angles.begin();
   const Index steadiest = (k + 1) * step + n;
-  if (steadiest < columns) reference = Facing(DirectionOf(in, steadiest), nominal);
+  if (steadiest < columns) reference = Facing(DirectionOf(First(in, steadiest)), nominal);
   return true;
 }
 
@@ -99,11 +112,14 @@ bool Edge::split_curve(const PointCloud& in, PointCloud& straight, PointCloud& c
   }
   const Index n = static_cast<Index>(in_clearance);
   const VectorXYZW nominal = shared::UnitFromTo(_surface_point, _edge_point);
-  VectorXYZW reference = Facing(DirectionOf(in, n), nominal);
+  VectorXYZW reference = Facing(DirectionOf(First(in, n)), nominal);
   if (n < columns - n && !Refine(in, n, nominal, reference)) return false;
 
+  PointCloud prefix = First(in, columns);
   for (Index end = columns; n < end; end -= kCutStep) {
-    if (AngleBetween(DirectionOf(in, end), reference) < kAlongReference) {
+    // Columns are dropped at the end, which leaves the others where they are.
+    prefix.data().conservativeResize(Eigen::NoChange, end);
+    if (AngleBetween(DirectionOf(prefix), reference) < kAlongReference) {
       split_index = end;
       break;
     }
@@ -135,8 +151,9 @@ PointXYZW Edge::transformPt(const PointXYZW& point, geometry::Plane& plane,
 PointCloud Edge::transform(const PointCloud& cloud, geometry::Plane& plane,
                            const Eigen::Matrix<double, 3, 1>& translation) {
   PointCloud carried = cloud;
+  const Eigen::Matrix3d axes = plane.TBN();
   for (Index i = 0; i < cloud.cols(); ++i) {
-    carried.col(i).head<3>() = transformPt(cloud.point(i), plane, translation).xyz();
+    carried.col(i).head<3>() = axes * (plane.Project(cloud.point(i)).xyz() - translation);
   }
   return carried;
 }
