@@ -14,7 +14,6 @@ namespace libmfx::host::report {
 namespace {
 
 using data_structures::PointCloud;
-using data_structures::PointXYZW;
 using Eigen::Vector3d;
 
 constexpr double kWidth = 640.0;
