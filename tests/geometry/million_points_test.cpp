@@ -15,13 +15,15 @@ using libmfx::data_structures::EMBEDDING_XY;
 using libmfx::data_structures::LiveHalfedgeElements;
 using libmfx::data_structures::PointCloud;
 
+/// The stack is far too small for a frame a point: those take 50 bytes and more, under a sanitizer
+/// 100 and more.
 #ifdef __SANITIZE_ADDRESS__
 constexpr Eigen::Index kPoints = 100'000;  // a sanitizer takes several times the memory
+constexpr std::size_t kStack = 10 * kPoints;
 #else
 constexpr Eigen::Index kPoints = 1'000'000;
+constexpr std::size_t kStack = kPoints / 4;
 #endif
-/// Less than one byte a point: a frame a point would go through it many times.
-constexpr std::size_t kStack = kPoints / 4 < 65'536 ? 65'536 : kPoints / 4;
 
 struct Outcome {
   Eigen::Index faces = 0;
