@@ -219,6 +219,37 @@ std::string RoundResult(const std::string& type, const std::string& keys) {
          rows.dump() + "}}";
 }
 
+TEST(ReportTest, AStudShowsTheWallInItsWindowUnrolled) {
+  ReportData data = HoleData();
+  data.request = R"({"Feature": {"$type": "StudFeature", "Location": [0, 0, 2], "Axis": [0, 1, 0],
+      "Radius": 0.005, "Offset": 0.001, "Height": 0.02, "RadiusTolerance": 0.001}})";
+  data.outcome.result =
+      R"({"$type":"StudTargetResult","Location":[0,0.001,2],"Axis":[0,1,0],"Radius":0.005,
+      "Success":true,"ScanData":{"DataFormat":"LR_XYZ","Count":1,"Data":[[0,0,1.995,90,1]]}})";
+  auto& samples = data.exchanges[0].samples;
+  samples.clear();
+  const auto add = [&samples](double turn, double height, double radius, double quality) {
+    const libmfx::data_structures::AzElRange at(libmfx::data_structures::PointXYZW(
+        radius * std::sin(turn), height, 2.0 - radius * std::cos(turn)));
+    samples.emplace_back(at.azimuth, at.elevation, at.range, quality, 1);
+  };
+  for (int i = -5; i <= 5; ++i)
+    for (int k = 0; k < 8; ++k) add(0.2 * i, 0.002 + 0.002 * k, 0.005 + 1e-5 * i, 80.0);
+  add(0.0, 0.0005, 0.005, 80.0);  // below the window
+  add(0.0, 0.0100, 0.007, 80.0);  // beside it
+  add(0.0, 0.0100, 0.005, 20.0);  // poor
+  std::string html = HtmlReport(data);
+  ExpectBalanced(html);
+  EXPECT_THAT(html, HasSubstr("<h3>Unrolled wall</h3>"));
+  EXPECT_THAT(html, HasSubstr("The 88 samples in the window"));
+  EXPECT_THAT(html, HasSubstr("full colour at 50 \xC2\xB5m"));
+  // Full orange outside, full blue inside, pale on the wall.
+  for (const char* colour : {"#d96b12", "#1b4f8f", "#e8e8e8"}) EXPECT_THAT(html, HasSubstr(colour));
+  data.request = "{}";  // without a window there is no such picture
+  html = HtmlReport(data);
+  EXPECT_EQ(html.find("Unrolled wall"), std::string::npos);
+}
+
 TEST(ReportTest, SpheresHolesAndCylindersHaveTheirOwnPictures) {
   const struct {
     const char* type;
