@@ -347,5 +347,23 @@ TEST(CylinderFitter, ARaisedBaseIsDropped) {
   EXPECT_NEAR(fitted.radius, wall.radius, 1e-6);
 }
 
+TEST(CylinderFitter, AWallOfTenThousandRadiiIsFittedAsSmooth) {
+  CylinderPoints wall;
+  wall.radius = 1e-4;
+  wall.low = 0.0;
+  wall.high = 1.0;
+  wall.around = 20;
+  wall.along = 200;
+  wall.noise = 2e-6;
+  Call call;
+  call.points = wall.Make();
+  call.nominal = wall.Nominal();
+  call.bottom_offset = -0.1;
+  call.height = 1.1;
+  call.radius_tolerance = 5e-5;
+  EXPECT_NEAR(call.Fit().radius, wall.radius, 1e-6);
+  EXPECT_FALSE(call.statistics.threaded);
+}
+
 }  // namespace
 }  // namespace libmfx::geometry

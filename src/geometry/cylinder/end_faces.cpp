@@ -21,6 +21,7 @@ constexpr double kFlatness = 0.03;   // most scatter out of a patch over scatter
 constexpr double kAlignment = 0.95;  // least cosine of normal and axis
 constexpr double kCrowd = 0.1;       // heights of one face, nominal radii: 3 degrees of tilt
 constexpr double kDeviations = 4.0;  // root mean squares that hold the points of a face
+constexpr int kMostFaces = 16;
 constexpr double kLeastBand = 1e-6;  // nominal radii, for points without noise
 
 struct Patch {
@@ -125,7 +126,7 @@ std::vector<bool> MarkEndFaces(const Points& points, const Eigen::Vector3d& axis
   std::vector<bool> marked(static_cast<std::size_t>(points.size()), false);
   if (static_cast<std::size_t>(points.size()) < kFewest) return marked;
   std::vector<Eigen::Index> suspects = Suspects(points, axis);
-  while (suspects.size() >= kFewest) {
+  for (int faces = 0; faces < kMostFaces && suspects.size() >= kFewest; ++faces) {
     const std::optional<Face> face = FindFace(points, suspects, axis);
     if (!face) break;
     const std::size_t before = suspects.size();

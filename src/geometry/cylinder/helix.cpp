@@ -13,7 +13,9 @@ constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr double kFinest = 0.05;  // trial pitches, nominal radii
 constexpr double kCoarsest = 0.8;
 constexpr double kTrialsACycle = 6.0;  // trial frequencies a cycle over the length of the wall
-constexpr Eigen::Index kMostSamples = 2000;
+constexpr double kMostSamples = 2000.0;
+constexpr double kFewestSamples = 200.0;
+constexpr double kMostSums = 4e6;  // samples times trial frequencies, a pattern and hand
 
 // Depth below the model's wall, by the place where the sight line enters the wall.
 struct Pattern {
@@ -54,11 +56,11 @@ struct Pattern {
 enum class Place { kEntry, kEnd };
 
 Pattern MakePattern(const Points& points, const Model& model, const Eigen::Vector3d& instrument,
-                    bool bore, Place place) {
+                    bool bore, Place place, Eigen::Index samples) {
   const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
   const Eigen::Vector3d u = model.direction.normalized();
   const Eigen::Vector3d e1 = u.unitOrthogonal(), e2 = u.cross(e1);
-  const Eigen::Index stride = std::max<Eigen::Index>(1, points.size() / kMostSamples);
+  const Eigen::Index stride = std::max<Eigen::Index>(1, points.size() / samples);
   Pattern pattern;
   for (Eigen::Index i = 0; i < points.size(); i += stride) {
     const Eigen::Vector3d w = (points.at(i) - instrument).normalized();
@@ -127,6 +129,16 @@ double Quantile(std::vector<double>& values, double share) {
   return *at;
 }
 
+// How many samples a pattern gets: the longer the wall, the more frequencies are to be tried. None
+// for a wall of more than 160 radii, which no screw is.
+Eigen::Index Samples(const Points& points, const Model& model) {
+  const Eigen::Vector3d u = model.direction.normalized();
+  const Eigen::ArrayXd heights = points.x * u.x() + points.y * u.y() + points.z * u.z();
+  const double trials = kTrialsACycle / kFinest * (heights.maxCoeff() - heights.minCoeff());
+  const double samples = std::min(kMostSamples, kMostSums / std::max(trials, 1.0));
+  return samples < kFewestSamples ? 0 : static_cast<Eigen::Index>(samples);
+}
+
 }  // namespace
 
 bool SeenFromInside(const Points& points, const Model& model, const Eigen::Vector3d& instrument) {
@@ -149,8 +161,10 @@ std::optional<Helix> FindHelix(const Points& points, const Model& model,
   helix.depth = Quantile(sorted, 0.95) - Quantile(sorted, 0.05);
   if (!(helix.depth >= least_depth)) return std::nullopt;
   helix.bore = SeenFromInside(points, model, instrument);
+  const Eigen::Index samples = Samples(points, model);
+  if (samples == 0) return std::nullopt;
   for (const Place place : {Place::kEntry, Place::kEnd})
-    Scan(MakePattern(points, model, instrument, helix.bore, place), least_share, helix);
+    Scan(MakePattern(points, model, instrument, helix.bore, place, samples), least_share, helix);
   if (helix.share == 0.0) return std::nullopt;
   return helix;
 }
