@@ -175,6 +175,15 @@ TEST(EdgeAnalysis, NoSampleNearTheNominalDepthIsNoEdgeAtTheOffset) {
             "direction.");
 }
 
+TEST(EdgeAnalysis, ASpacingFarBelowTheNoiseTakesNoLongerThanItsSamples) {
+  // 155,000 samples: the split fits a line to every fifth prefix of them.
+  json request = OnFlank(0.001, false);
+  request["PointSpacing"] = 1e-7;
+  const auto edge = Analyzed(request, SamplesOf(BorderProfile(0.006, 0.5, 0.004, 1e-7)));
+  ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
+  EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 1e-6);
+}
+
 TEST(EdgeAnalysis, AnInclinedCrossSectionShowsTheSameDepth) {
   // The beam comes from the side: the profile lies in a plane 10 degrees off the normal.
   const double incline = 10.0 * std::acos(-1.0) / 180.0;

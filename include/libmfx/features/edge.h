@@ -94,7 +94,6 @@ class LIBMFX_EXPORT Edge : public Feature {
                          const Eigen::Matrix3Xd& profile, const Eigen::Matrix3Xd& below,
                          PointXYZW& edge);
   bool Judge(const PointXYZW& edge);
-  bool Refine(const PointCloud& in, long long n, const VectorXYZW& nominal, VectorXYZW& reference);
   bool Fail(const std::string& text);
   /// Writes a script for a numeric plotting tool that draws the line in space.
   void dump_vis(std::string path, const PointCloud& line, const geometry::Plane& surface,

@@ -212,7 +212,8 @@ bool Edge::FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surfa
   if (!crossing.FindStep()) {
     return Fail("Edge::Analyze(): Failed to find the r_idx for the translated vector.");
   }
-  const std::optional<Eigen::Vector2d> found = crossing.Find(2.0 * _point_spacing);
+  const std::optional<Eigen::Vector2d> found =
+      crossing.Find(2.0 * _point_spacing + NoiseOf(surface));
   if (!found) return Fail("Edge::Analyze(): Could not estimate the z-component of the edge.");
   edge = frame.PointAt(surface.Place(*found));
   return true;

@@ -254,8 +254,15 @@ std::optional<Vector2d> Crossing::Find(double tolerance) const {
     const double u = 0.5 * (above + below);
     (On(u).y() < _level ? above : below) = u;
   }
+  // The line through the samples, there.
+  const auto before = _stations.col(_step - 1);
+  const auto after = _stations.col(_step);
+  const double share = (below - before.x()) / (after.x() - before.x());
+  const double straight = before.y() + (after.y() - before.y()) * share;
+  if (!(std::abs(_curve.Evaluate(below) - straight) <= tolerance)) return std::nullopt;
+  // A curve that grazes the level passes it far from where the samples reach it.
   const Vector2d found = On(below);
-  if (!((found - _middle).norm() <= tolerance)) return std::nullopt;
+  if (!((found - _middle).norm() <= 0.5 * _reach)) return std::nullopt;
   return found;
 }
 

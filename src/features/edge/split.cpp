@@ -1,11 +1,11 @@
+#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <optional>
 #include <vector>
 
 #include "features/shared/directions.h"
 #include "libmfx/features/edge.h"
-#include "libmfx/geometry/line.h"
 
 namespace libmfx::features {
 namespace {
@@ -18,18 +18,41 @@ constexpr Index kRefineSteps = 10;
 constexpr std::size_t kFewestAngles = 2;
 constexpr std::size_t kMostAngles = 10;
 
-/// Direction of the line of least squares, of either sign; zero if there is none. Exactly two
-/// columns give their difference, which is made unit here.
-VectorXYZW DirectionOf(const PointCloud& cloud) {
-  geometry::Line line;
-  line.LeastSquares(cloud);
-  return line.Vector().normalized();
-}
+/// Lines of least squares through the first columns of a cloud, as geometry::Line fits them, each
+/// in constant time: sums up to every column tell the scatter of all columns before it. They run
+/// from the first column on, within whose neighbourhood a profile lies, so that nothing cancels.
+class Prefixes {
+ public:
+  explicit Prefixes(const PointCloud& cloud)
+      : _sums(3, cloud.cols() + 1), _products(6, cloud.cols() + 1) {
+    _sums.col(0).setZero();
+    _products.col(0).setZero();
+    for (Index i = 0; i < cloud.cols(); ++i) {
+      const Eigen::Vector3d p = (cloud.col(i) - cloud.col(0)).head<3>();
+      _sums.col(i + 1) = _sums.col(i) + p;
+      _products.col(i + 1) = _products.col(i);
+      _products.col(i + 1).head<3>() += p.x() * p;
+      _products.col(i + 1).segment<2>(3) += p.y() * p.tail<2>();
+      _products(5, i + 1) += p.z() * p.z();
+    }
+  }
 
-/// x, y, z of the first `n` columns.
-PointCloud First(const PointCloud& cloud, Index n) {
-  return PointCloud(Eigen::MatrixXd(cloud.data().topRows(3).leftCols(n)));
-}
+  /// Direction of the line through the first `n` columns, unit, of either sign; zero if they
+  /// coincide.
+  VectorXYZW DirectionOf(Index n) const {
+    const auto p = _products.col(n);
+    Eigen::Matrix3d scatter;
+    scatter << p[0], p[1], p[2], p[1], p[3], p[4], p[2], p[4], p[5];
+    scatter -= _sums.col(n) * (_sums.col(n).transpose() / static_cast<double>(n));
+    const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> axes(scatter);
+    if (!(axes.eigenvalues()[2] > 0.0)) return {};
+    return VectorXYZW(Eigen::Vector3d(axes.eigenvectors().col(2))).normalized();
+  }
+
+ private:
+  Eigen::Matrix3Xd _sums;
+  Eigen::Matrix<double, 6, Eigen::Dynamic> _products;  ///< xx, xy, xz, yy, yz, zz
+};
 
 VectorXYZW Facing(const VectorXYZW& direction, const VectorXYZW& towards) {
   return direction.dot(towards) < 0.0 ? -direction : direction;
@@ -38,6 +61,28 @@ VectorXYZW Facing(const VectorXYZW& direction, const VectorXYZW& towards) {
 /// The angle between two lines: the sign of a fitted direction means nothing.
 double AngleBetween(const VectorXYZW& a, const VectorXYZW& b) {
   return shared::AngleOfCosine(std::abs(a.dot(b)));
+}
+
+/// The direction of the steadiest of ten longer and longer prefixes, or nothing if ten steps cannot
+/// be made of the columns.
+std::optional<VectorXYZW> Refined(const Prefixes& prefixes, Index columns, Index n,
+                                  const VectorXYZW& nominal, VectorXYZW reference) {
+  const Index step = (columns - n) / kRefineSteps;
+  std::vector<double> angles;
+  // A step of 0 stays in its place: the count of angles ends it.
+  for (Index end = n + step; end <= columns - step && angles.size() <= kMostAngles; end += step) {
+    const VectorXYZW direction = prefixes.DirectionOf(end);
+    angles.push_back(AngleBetween(direction, reference));
+    reference = direction;
+  }
+  if (angles.size() < kFewestAngles || angles.size() > kMostAngles) {
+    return std::nullopt;
+  }
+  angles.pop_back();
+  const Index k = std::min_element(angles.begin(), angles.end()) - angles.begin();
+  const Index steadiest = (k + 1) * step + n;
+  if (steadiest < columns) reference = Facing(prefixes.DirectionOf(steadiest), nominal);
+  return reference;
 }
 
 }  // namespace
@@ -78,28 +123,6 @@ bool Edge::smooth_sliding_window(const PointCloud& in, const long long& span, Po
   return true;
 }
 
-bool Edge::Refine(const PointCloud& in, long long n, const VectorXYZW& nominal,
-                  VectorXYZW& reference) {
-  const Index columns = in.cols();
-  const Index step = (columns - n) / kRefineSteps;
-  std::vector<double> angles;
-  // A step of 0 stays in its place: the count of angles ends it.
-  for (Index end = n + step; end <= columns - step && angles.size() <= kMostAngles; end += step) {
-    const VectorXYZW direction = DirectionOf(First(in, end));
-    angles.push_back(AngleBetween(direction, reference));
-    reference = direction;
-  }
-  if (angles.size() < kFewestAngles || angles.size() > kMostAngles) {
-    return Fail(
-        "Edge::split_curve(): Failed to find the split index while refining the reference vector.");
-  }
-  angles.pop_back();
-  const Index k = std::min_element(angles.begin(), angles.end()) - angles.begin();
-  const Index steadiest = (k + 1) * step + n;
-  if (steadiest < columns) reference = Facing(DirectionOf(First(in, steadiest)), nominal);
-  return true;
-}
-
 bool Edge::split_curve(const PointCloud& in, PointCloud& straight, PointCloud& curved,
                        long long& split_index) {
   const Index columns = in.cols();
@@ -112,14 +135,20 @@ bool Edge::split_curve(const PointCloud& in, PointCloud& straight, PointCloud& c
   }
   const Index n = static_cast<Index>(in_clearance);
   const VectorXYZW nominal = shared::UnitFromTo(_surface_point, _edge_point);
-  VectorXYZW reference = Facing(DirectionOf(First(in, n)), nominal);
-  if (n < columns - n && !Refine(in, n, nominal, reference)) return false;
+  const Prefixes prefixes(in);
+  VectorXYZW reference = Facing(prefixes.DirectionOf(n), nominal);
+  if (n < columns - n) {
+    const auto refined = Refined(prefixes, columns, n, nominal, reference);
+    if (!refined) {
+      return Fail(
+          "Edge::split_curve(): Failed to find the split index while refining the reference "
+          "vector.");
+    }
+    reference = *refined;
+  }
 
-  PointCloud prefix = First(in, columns);
   for (Index end = columns; n < end; end -= kCutStep) {
-    // Columns are dropped at the end, which leaves the others where they are.
-    prefix.data().conservativeResize(Eigen::NoChange, end);
-    if (AngleBetween(DirectionOf(prefix), reference) < kAlongReference) {
+    if (AngleBetween(prefixes.DirectionOf(end), reference) < kAlongReference) {
       split_index = end;
       break;
     }
