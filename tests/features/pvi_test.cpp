@@ -19,8 +19,6 @@ using nlohmann::json;
 using test::LogCollector;
 using test::PointsOf;
 
-constexpr double kPi = std::numbers::pi;
-
 class PviProbe : public PVI {
  public:
   using PVI::PVI;
