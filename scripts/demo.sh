@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the host tool mfx with optimisation, measures the examples with it
-# on the virtual instrument, prints what came out and writes a report of each.
+# on the virtual instrument, prints what came out beside what is true, and writes one report of all.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,12 +30,20 @@ measure() {
 }
 
 # A free scan path over a plate with a hole first, then an example of every other feature type.
-measure scan_path
+names=(scan_path)
 for request in examples/requests/*.json; do
   name=$(basename "$request" .json)
-  [ "$name" = scan_path ] || measure "$name"
+  [ "$name" = scan_path ] || names+=("$name")
+done
+for name in "${names[@]}"; do
+  measure "$name"
 done
 
 echo
-echo "demo: the whole results, the reports and the library's traces are in $out; open"
-echo "demo: $out/scan_path.html or $out/hole.html in a browser"
+echo "demo: nominal, measured and true values (mm; directions are unit vectors; instrument's frame)"
+echo
+python3 scripts/demo_summary.py "$out" "${names[@]}"
+
+echo
+echo "demo: the report of all of them is $out/report.html: open it in a browser"
+echo "demo: the whole results, single reports and the library's traces are in $out too"

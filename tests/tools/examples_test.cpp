@@ -74,6 +74,30 @@ INSTANTIATE_TEST_SUITE_P(All, ExampleTest, testing::ValuesIn(Examples()), [](con
 
 TEST(ExamplesTest, ThereAreSome) { EXPECT_FALSE(Examples().empty()); }
 
+TEST(ExamplesTest, TheDemonstrationSetsMeasuredBesideTrueValues) {
+  Folder folder;
+  for (const std::string name : {"hole", "edge"}) {
+    const Ended measured = RunMfx({"measure", Source("examples/requests/" + name + ".json"),
+                                   "--scene", Source("examples/scenes/" + name + ".json"),
+                                   "--report", folder.Path(name + ".html")});
+    folder.Write(name + ".json", measured.out);
+  }
+  const Ended summary =
+      RunMfx({"python3", Source("scripts/demo_summary.py"), folder.Path(""), "hole", "edge"},
+             {.program = "/usr/bin/env"});
+  EXPECT_EQ(summary.status, 0) << summary.err;
+  const std::vector<std::string> lines = Lines(summary.out);
+  ASSERT_THAT(lines, SizeIs(5));
+  EXPECT_THAT(lines[2], testing::StartsWith("bolt hole "));
+  EXPECT_THAT(lines[2], testing::EndsWith(" 250.000, 100.000, 2200.000"));
+  // On a rounding as large as the depth agreed on, the border is where the corner would be; its
+  // second coordinate, along the border, is the measured one.
+  EXPECT_THAT(lines[4], testing::EndsWith("2000.800"));
+  const std::string html = folder.Read("report.html");
+  EXPECT_THAT(html, HasSubstr("<h1>bolt hole</h1>"));
+  EXPECT_THAT(html, HasSubstr("<h1>flange border</h1>"));
+}
+
 // ---- a rectangle that lies elsewhere than its nominal
 
 /// The rectangle's request with its nominal moved by `shift` metres along one of the instrument's
