@@ -48,12 +48,12 @@ for type in "${types[@]}"; do
   echo "accuracy: $type, $runs runs for each condition"
   start=$SECONDS
   "$campaigns" jobs "$type" "$runs" >"$work/jobs"
-  # One part of the lines for each core; how they are split does not change an answer.
+  # A job searches if its request enables it. One part of the lines for each core; how they are split does not change an answer.
   rm -f "$work"/part.*
   split -n "l/$cores" -d "$work/jobs" "$work/part."
   pids=()
   for part in "$work"/part.*; do
-    nice "$mfx" batch "$part" >"$part.answers" &
+    nice "$mfx" batch --search "$part" >"$part.answers" &
     pids+=($!)
   done
   for pid in "${pids[@]}"; do wait "$pid"; done

@@ -370,5 +370,26 @@ TEST(HoleAnalysis, TheSameSamplesGiveTheSameBytes) {
   EXPECT_EQ(m.hole.GetResult(), again.GetResult());
 }
 
+TEST(HoleAnalysis, APlaneWithTheSurfaceAboveItIsNone) {
+  HoleProbe hole(test::HoleRequest().dump());
+  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  hole._circle.Center(PointXYZW(0, 0, 2));
+  const auto line = [](int points, double height) {
+    Eigen::MatrixXd data(5, points);
+    for (int i = 0; i < points; ++i) data.col(i) << 0.009 + 1e-5 * i, 0, 2.0 - height, 80, 1;
+    return PointCloud(data, {{data_structures::EMBEDDING_XYZ, {0}}});
+  };
+  const std::vector<PointCloud> kept{line(90, 0.0)};
+  EXPECT_TRUE(hole.SurfaceIsOnTop(kept, {}));
+  EXPECT_TRUE(hole.SurfaceIsOnTop(kept, {line(10, 0.001)})) << "a tenth passes";
+  EXPECT_TRUE(hole.SurfaceIsOnTop(kept, {line(80, -0.001)})) << "what lies below is the wall";
+  EXPECT_TRUE(hole.SurfaceIsOnTop(kept, {line(80, 0.00029)})) << "within 3 spacings";
+  EXPECT_TRUE(hole.GetError().empty());
+  EXPECT_FALSE(hole.SurfaceIsOnTop(kept, {line(11, 0.001)}));
+  EXPECT_EQ(hole.GetError(),
+            "Hole::Analyze(): Final validation: Too many points above the fit plane. Check the "
+            "nominal normal and the clearance zone!");
+}
+
 }  // namespace
 }  // namespace libmfx::features

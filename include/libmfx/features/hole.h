@@ -130,6 +130,8 @@ class LIBMFX_EXPORT Hole : public Feature {
   bool FitRim(const std::vector<PointCloud>& planar);
   bool FitCenter(const std::vector<PointCloud>& inliers, const std::vector<PointCloud>& outliers);
   bool Judge(const std::vector<PointCloud>& inliers);
+  bool SurfaceIsOnTop(const std::vector<PointCloud>& inliers,
+                      const std::vector<PointCloud>& outliers);
   bool Report();
 
   Bore BoreBelow(const geometry::Circle& circle) const;

@@ -1,6 +1,7 @@
 // Round holes in a plate: how far the measured centre and normal lie from the true ones.
 
 #include <charconv>
+#include <cmath>
 #include <numbers>
 #include <string>
 
@@ -56,6 +57,27 @@ Job Draw(const Condition& condition, sim::Rng& rng) {
   return job;
 }
 
+/// The same with the nominal off along the surface by up to a multiple of the radius, and a search
+/// allowed; the plate reaches farther than the spiral.
+Job DrawLost(const Condition& condition, sim::Rng& rng) {
+  Job job = Draw(condition, rng);
+  const double radius = job.request["Feature"]["Radius"];
+  const double off = rng.Uniform(0.0, VariantOf(condition).number * radius);
+  const double turn = rng.Uniform(0.0, 2.0 * std::numbers::pi);
+  const auto vector = [&](const char* key) {
+    const json& v = job.scene["pose"][key];
+    return Vector3d(v[0], v[1], v[2]);
+  };
+  const Vector3d along = vector("tangent");
+  const Vector3d across = vector("normal").cross(along);
+  job.request["Feature"]["Location"] =
+      ToJson(vector("position") + off * (std::cos(turn) * along + std::sin(turn) * across));
+  job.request["SearchEnabled"] = true;
+  job.request["RescanThreshold"] = 0.0005;
+  job.scene["part"]["length"] = job.scene["part"]["width"] = 0.2;
+  return job;
+}
+
 std::vector<double> Errors(const Result& r) {
   return {(r.Measured("Location") - r.True("center")).norm(),
           Angle(r.Measured("Normal"), r.True("normal"))};
@@ -88,6 +110,20 @@ const Registered kHole({
      Tilted("up to 45°, bore 50 µm wider than its nominal", 0, 45, "bore 0.00005")},
     {{"centre", "µm", 1e6, 500e-6}, {"normal", "mrad", 1e3, 20e-3}},
     Draw,
+    Errors,
+});
+
+const Registered kSearch({
+    "hole-search",
+    "Search of a hole",
+    "Holes as above whose nominal is off along the surface by up to a multiple of the radius, with "
+    "the search enabled and a re-scan from 0.5 mm on. By default the search radius is 2 radii and "
+    "the spiral reaches 4 radii, so that it holds a hole off by up to 3 radii whole.",
+    {Tilted("up to 45°, off by up to 2 radii", 0, 45, "lost 2"),
+     Tilted("up to 45°, off by up to 3 radii", 0, 45, "lost 3"),
+     Tilted("up to 45°, off by up to 4 radii", 0, 45, "lost 4")},
+    {{"centre", "µm", 1e6, 500e-6}, {"normal", "mrad", 1e3, 20e-3}},
+    DrawLost,
     Errors,
 });
 

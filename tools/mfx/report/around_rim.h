@@ -1,0 +1,12 @@
+#pragma once
+
+#include <vector>
+
+#include "type_figures.h"
+
+namespace libmfx::host::report {
+
+/// A round opening's samples unrolled around its axis, so that the rim stands upright as a line.
+std::vector<Figure> AroundTheRim(const Measured& m);
+
+}  // namespace libmfx::host::report
