@@ -147,9 +147,8 @@ std::vector<ScanLine> FindLines(const Measured& m, const Opening& opening, const
     line_of[static_cast<int>(i)] = lines.size();
     ScanLine line;
     line.side = lines.size() / per_side;
-    for (const std::size_t end : {i - 1, i}) {
-      line.plan.push_back(opening.Front(Cartesian(scan.points[end])));
-    }
+    line.plan = {opening.Front(Cartesian(scan.points[i - 1])),
+                 opening.Front(Cartesian(scan.points[i]))};
     lines.push_back(std::move(line));
   }
   for (const RawDataPoint& sample : scan.samples) {
@@ -160,8 +159,10 @@ std::vector<ScanLine> FindLines(const Measured& m, const Opening& opening, const
     Seen seen{opening.Front(p), opening.normal.dot(p - opening.center), kOther};
     seen.kind = KindOf(seen, border, opening.spacing);
     // What lies elsewhere is drawn where its beam passed the surface.
-    const double share = opening.normal.dot(opening.center) / opening.normal.dot(p);
-    if (seen.kind == kOther && std::isfinite(share)) seen.place = opening.Front(share * p);
+    const double along_normal = opening.normal.dot(p);
+    if (seen.kind == kOther && along_normal != 0.0) {
+      seen.place = opening.Front(opening.normal.dot(opening.center) / along_normal * p);
+    }
     lines[found->second].samples.push_back(seen);
   }
   for (ScanLine& line : lines) line.edge = EdgeOf(line, border, opening.spacing);
@@ -170,6 +171,7 @@ std::vector<ScanLine> FindLines(const Measured& m, const Opening& opening, const
 
 std::vector<Point2> Closed(const std::vector<Point2>& line, double scale) {
   std::vector<Point2> closed;
+  closed.reserve(line.size() + 1);
   for (const Point2& p : line) closed.push_back(scale * p);
   if (!closed.empty()) closed.push_back(closed.front());
   return closed;
@@ -180,7 +182,7 @@ std::string SideColour(const ScanLine& line) { return kSideColours[line.side % 4
 void DrawSamples(const std::vector<ScanLine>& lines, double scale, Plot& plot) {
   std::size_t total = 0;
   for (const ScanLine& line : lines) total += line.samples.size();
-  const std::size_t step = (total + kMostMarks - 1) / kMostMarks;
+  const std::size_t step = total / kMostMarks + 1;
   std::size_t i = 0;
   for (const ScanLine& line : lines) {
     for (const Seen& s : line.samples) {
