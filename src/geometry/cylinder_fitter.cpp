@@ -55,6 +55,10 @@ struct Sorted {
   PointList base;
 };
 
+// What turning a point into the local frame may do to it, nominal radii: a point at the very end of
+// a window belongs to it.
+constexpr double kRounding = 1e-11;
+
 // Both ends of the height window and both of the radial one belong to it. The lower end isn't
 // raised to the base nor the upper one lowered to the top of the part: where these reach into the
 // window, the points tell so themselves.
@@ -66,8 +70,9 @@ Sorted SortPoints(const PointList& points, const Frame& frame, const Window& win
     const double height = p.dot(frame.axis());
     const double deviation = (p - height * frame.axis()).norm() - 1.0;
     if (!std::isfinite(deviation)) continue;
-    if (std::abs(deviation) <= window.radius_tolerance) {
-      if (height >= window.bottom && height <= window.top) sorted.wall.push_back(p);
+    if (std::abs(deviation) <= window.radius_tolerance + kRounding) {
+      if (height >= window.bottom - kRounding && height <= window.top + kRounding)
+        sorted.wall.push_back(p);
     } else if (deviation > 0.0 && std::abs(height) <= window.plane_tolerance) {
       sorted.base.push_back(p);
     }

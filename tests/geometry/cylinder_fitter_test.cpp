@@ -163,21 +163,21 @@ TEST(CylinderFitter, KeepsThePointsInTheWindow) {
 }
 
 TEST(CylinderFitter, BothEndsOfTheHeightWindowBelongToIt) {
-  CylinderPoints wall;
-  wall.point = Vector3d::Zero();
-  wall.axis = Vector3d::UnitZ();
-  wall.radius = 1.0;
-  wall.low = 1.0;
-  wall.high = 3.0;
-  wall.along = 3;
-  wall.around = 16;
-  Call call;
-  call.points = wall.Make();
-  call.nominal = wall.Nominal();
-  call.bottom_offset = 1.0;
-  call.height = 3.0;
-  call.radius_tolerance = 0.1;
-  EXPECT_EQ(call.Fit().inliers, 48);
+  for (const double scale : {0.001, 0.7, 1.0, 3.3}) {
+    CylinderPoints wall;
+    wall.radius = scale;
+    wall.low = scale;
+    wall.high = 3.0 * scale;
+    wall.along = 3;
+    wall.around = 16;
+    Call call;
+    call.points = wall.Make();
+    call.nominal = wall.Nominal();
+    call.bottom_offset = wall.low;
+    call.height = wall.high;
+    call.radius_tolerance = 0.1 * scale;
+    EXPECT_EQ(call.Fit().inliers, 48) << scale;
+  }
 }
 
 TEST(CylinderFitter, FixedPartsStay) {
