@@ -118,7 +118,9 @@ const Registered kBore({
     "threaded-hole",
     "Threaded hole",
     "Blind bores of 2 to 10 mm radius, smooth, or M4 to M20 with a coarse thread, 4 radii deep, at "
-    "1 to 5 m.",
+    "1 to 5 m, the axis as far from the line of sight as told. Smooth bores, and threads seen "
+    "within "
+    "25°, with a quality threshold of 20.",
     {Tilted("smooth, 25° to 50°", 25, 50, "smooth faint"),
      Tilted("smooth, 15° to 25°", 15, 25, "smooth faint"),
      Tilted("thread, 25° to 50°", 25, 50, "thread"),
