@@ -176,10 +176,10 @@ TEST(EdgeAnalysis, NoSampleNearTheNominalDepthIsNoEdgeAtTheOffset) {
 }
 
 TEST(EdgeAnalysis, ASpacingFarBelowTheNoiseTakesNoLongerThanItsSamples) {
-  // 155,000 samples: the split fits a line to every fifth prefix of them.
+  // 31,000 samples: the split fits a line to every fifth prefix of them.
   json request = OnFlank(0.001, false);
-  request["PointSpacing"] = 1e-7;
-  const auto edge = Analyzed(request, SamplesOf(BorderProfile(0.006, 0.5, 0.004, 1e-7)));
+  request["PointSpacing"] = 5e-7;
+  const auto edge = Analyzed(request, SamplesOf(BorderProfile(0.006, 0.5, 0.004, 5e-7)));
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
   EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 1e-6);
 }
