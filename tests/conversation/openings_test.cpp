@@ -106,8 +106,11 @@ Case SlotCase(double length = 0.03, double width = 0.012) {
 }
 
 void Place(Case& c, sim::Rng& rng, int run) {
-  c.at =
-      AzElRange(rng.Uniform(-0.8, 0.8), rng.Uniform(-0.4, 0.4), rng.Uniform(1, 5)).ToPoint().xyz();
+  // One draw a statement: the order of arguments is the compiler's.
+  const double range = rng.Uniform(1, 5);
+  const double elevation = rng.Uniform(-0.4, 0.4);
+  const double azimuth = rng.Uniform(-0.8, 0.8);
+  c.at = AzElRange(azimuth, elevation, range).ToPoint().xyz();
   c.incidence = rng.Uniform(0.0, std::numbers::pi / 4);
   c.roll = rng.Uniform(0.0, 6.28);
   c.seed = static_cast<std::uint64_t>(run) + 1;
@@ -157,10 +160,10 @@ TEST(OpeningConversation, Rectangles) {
   sim::Rng rng(11);
   Tally tally;
   for (int run = 0; run < kRuns; ++run) {
-    Case c = RectangleCase(rng.Uniform(0.02, 0.06), rng.Uniform(0.012, 0.02));
+    const double width = rng.Uniform(0.012, 0.02);
+    const double length = rng.Uniform(0.02, 0.06);
+    Case c = RectangleCase(length, width);
     Place(c, rng, run);
-    const double length = c.request["Feature"]["Length"];
-    const double width = c.request["Feature"]["Width"];
     tally.Add(c, Measure(c, "Tangent"), "Tangent", {{"Length", length}, {"Width", width}});
   }
   ExpectAccurate(tally, kRuns, 80e-6, 150e-6);

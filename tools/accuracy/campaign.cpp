@@ -59,7 +59,10 @@ std::vector<Condition> StandardConditions() {
 Vector3d DrawDirection(sim::Rng& rng) {
   Vector3d v;
   do {
-    v = Vector3d(rng.Normal(), rng.Normal(), rng.Normal());
+    // One draw a statement: the order of arguments is the compiler's.
+    v.z() = rng.Normal();
+    v.y() = rng.Normal();
+    v.x() = rng.Normal();
   } while (v.norm() < 1e-3);
   return v.normalized();
 }
