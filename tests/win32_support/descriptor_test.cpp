@@ -84,8 +84,9 @@ TEST(Descriptors, NamesAndLabelsStandInTheirOrder) {
 
 TEST(Descriptors, TheListHoldsAllClassesInOrder) {
   const std::vector<std::wstring> names = {
-      L"PVI",  L"MatteSphere", L"RobustHole", L"CustomScan",   L"UnknownFeature", L"Slot",
-      L"Edge", L"Polygon",     L"Rectangle",  L"ThreadedHole", L"Stud"};
+      L"PVI",  L"MatteSphere", L"RobustHole", L"CustomScan", L"UnknownFeature",
+      L"Slot", L"Edge",        L"Polygon",    L"Rectangle",  L"ThreadedHole",
+      L"Stud"};
   const auto* list = GetFeatureDescriptors();
   ASSERT_EQ(list->size(), names.size());
   for (std::size_t i = 0; i < names.size(); ++i) EXPECT_EQ((*list)[i]->_name, names[i]);

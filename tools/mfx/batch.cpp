@@ -81,7 +81,8 @@ std::pair<std::string, bool> Guarded(Carry carry) {
 
 JobAnswer Framed(const std::string& id, const std::pair<std::string, bool>& outcome) {
   const auto& [text, is_error] = outcome;
-  const std::string value = is_error ? "\"error\":" + Dump(json(OneLine(text))) : "\"result\":" + text;
+  const std::string value =
+      is_error ? "\"error\":" + Dump(json(OneLine(text))) : "\"result\":" + text;
   return {"{\"id\":" + id + "," + value + "}", is_error};
 }
 
