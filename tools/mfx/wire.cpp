@@ -29,7 +29,7 @@ class RowReader : public nlohmann::json_sax<json> {
   /// \param key whose rows are taken
   /// \param width of a row
   RowReader(const char* key, std::size_t width) : _key(key), _width(width) {}
-  virtual ~RowReader() = default;
+  ~RowReader() override = default;
 
   /// What is wrong; empty if nothing is.
   std::string error;
