@@ -13,14 +13,14 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr std::size_t kNeighbours = 48;
-constexpr std::size_t kFewest = 12;
-constexpr double kReach = 0.5;       // nominal radii
-constexpr double kFill = 0.1;        // least scatter across over scatter along a patch
-constexpr double kFlatness = 0.03;   // most scatter out of a patch over scatter across it
-constexpr double kAlignment = 0.95;  // least cosine of normal and axis
-constexpr double kCrowd = 0.1;       // heights of one face, nominal radii: 3 degrees of tilt
-constexpr double kDeviations = 4.0;  // root mean squares that hold the points of a face
+constexpr std::size_t kPatchPoints = 48;
+constexpr std::size_t kFewestInPatch = 12;
+constexpr double kReach = 0.5;           // nominal radii
+constexpr double kFill = 0.1;            // least scatter across over scatter along a patch
+constexpr double kFlatness = 0.03;       // most scatter out of a patch over scatter across it
+constexpr double kAlignment = 0.95;      // least cosine of normal and axis
+constexpr double kCrowd = 0.1;           // heights of one face, nominal radii: 3 degrees of tilt
+constexpr double kBandDeviations = 4.0;  // root mean squares that hold the points of a face
 constexpr int kMostFaces = 16;
 constexpr double kLeastBand = 1e-6;  // nominal radii, for points without noise
 
@@ -34,7 +34,7 @@ Patch Examine(const Points& points, const std::vector<Eigen::Index>& found,
               const Eigen::Vector3d& axis) {
   const Eigen::Vector3d seed = points.at(found.front());
   Patch patch{false, 0.5 * (points.at(found.back()) - seed).norm()};
-  if (found.size() < kFewest) return patch;
+  if (found.size() < kFewestInPatch) return patch;
   Eigen::Vector3d mean = Eigen::Vector3d::Zero();
   for (const Eigen::Index i : found) mean += points.at(i);
   mean /= static_cast<double>(found.size());
@@ -60,7 +60,7 @@ std::vector<Eigen::Index> Suspects(const Points& points, const Eigen::Vector3d& 
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     if (settled[static_cast<std::size_t>(i)]) continue;
     const Eigen::Vector3d seed = points.at(i);
-    neighbourhood.Nearest(seed, kNeighbours, kReach, found);
+    neighbourhood.Nearest(seed, kPatchPoints, kReach, found);
     // One patch settles the inner half of its points, so that the tree is asked a few times a patch
     // and not once a point.
     const Patch patch = Examine(points, found, axis);
@@ -106,14 +106,14 @@ std::optional<Face> FindFace(const Points& points, const std::vector<Eigen::Inde
   std::vector<Eigen::Vector3d> crowd = Crowd(points, suspects, axis);
   Face face;
   for (int round = 0; round < 4; ++round) {
-    if (crowd.size() < kFewest) return std::nullopt;
+    if (crowd.size() < kFewestInPatch) return std::nullopt;
     try {
       face.plane = ThreadedCylinderFitter::FitBasePlane(crowd, axis,
                                                         ThreadedCylinderFitter::kFreePlane, 0.0);
     } catch (const std::runtime_error&) {
       return std::nullopt;
     }
-    face.band = std::max(kDeviations * face.plane.rms, kLeastBand);
+    face.band = std::max(kBandDeviations * face.plane.rms, kLeastBand);
     std::erase_if(crowd, [&](const Eigen::Vector3d& p) { return !face.Holds(p); });
   }
   if (face.plane.normal.dot(axis) < kAlignment) return std::nullopt;
@@ -124,9 +124,9 @@ std::optional<Face> FindFace(const Points& points, const std::vector<Eigen::Inde
 
 std::vector<bool> MarkEndFaces(const Points& points, const Eigen::Vector3d& axis) {
   std::vector<bool> marked(static_cast<std::size_t>(points.size()), false);
-  if (static_cast<std::size_t>(points.size()) < kFewest) return marked;
+  if (static_cast<std::size_t>(points.size()) < kFewestInPatch) return marked;
   std::vector<Eigen::Index> suspects = Suspects(points, axis);
-  for (int faces = 0; faces < kMostFaces && suspects.size() >= kFewest; ++faces) {
+  for (int faces = 0; faces < kMostFaces && suspects.size() >= kFewestInPatch; ++faces) {
     const std::optional<Face> face = FindFace(points, suspects, axis);
     if (!face) break;
     const std::size_t before = suspects.size();

@@ -3,13 +3,11 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <vector>
 
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr double kFinest = 0.05;  // trial pitches, nominal radii
 constexpr double kCoarsest = 0.8;
 constexpr double kTrialsACycle = 6.0;  // trial frequencies a cycle over the length of the wall

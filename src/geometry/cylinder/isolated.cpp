@@ -8,22 +8,22 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr Eigen::Index kFewest = 50;
-constexpr std::size_t kNeighbours = 9;  // with the point itself
+constexpr Eigen::Index kFewestSpacings = 50;
+constexpr std::size_t kSpacingNeighbours = 9;  // with the point itself
 constexpr double kMostSpacings = 4.0;
 
 }  // namespace
 
 std::vector<bool> MarkIsolated(const Points& points) {
   std::vector<bool> marked(static_cast<std::size_t>(points.size()), false);
-  if (points.size() < kFewest) return marked;
+  if (points.size() < kFewestSpacings) return marked;
   Neighbourhood neighbourhood(points);
   neighbourhood.Build();
   std::vector<double> spacings;
   spacings.reserve(marked.size());
   std::vector<Eigen::Index> found;
   for (Eigen::Index i = 0; i < points.size(); ++i) {
-    neighbourhood.Nearest(points.at(i), kNeighbours, std::numeric_limits<double>::infinity(),
+    neighbourhood.Nearest(points.at(i), kSpacingNeighbours, std::numeric_limits<double>::infinity(),
                           found);
     spacings.push_back((points.at(found.back()) - points.at(i)).norm());
   }

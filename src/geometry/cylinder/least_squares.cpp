@@ -119,6 +119,14 @@ Vector Solve(const Matrix& matrix, const Vector& right) {
   return Eigen::JacobiSVD<Matrix>(matrix, Eigen::ComputeThinU | Eigen::ComputeThinV).solve(right);
 }
 
+double RobustBound(std::vector<double>& sizes, double deviations) {
+  constexpr double kNormal = 1.4826;  // deviation of a normal law over its median deviation
+  constexpr double kLeastBound = 1e-6;
+  const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
+  std::nth_element(sizes.begin(), middle, sizes.end());
+  return std::max(deviations * kNormal * *middle, kLeastBound);
+}
+
 Damping::Damping(double largest_diagonal)
     : _mu(kInitialDamping * largest_diagonal), _nu(kInitialGrowth) {}
 

@@ -50,6 +50,11 @@ Eigen::MatrixXd Reduce(const Eigen::MatrixXd& matrix, const std::vector<int>& co
 Uncertainty Judge(const Eigen::MatrixXd& matrix, double cost, Eigen::Index points,
                   const Model& model, const std::vector<int>& columns);
 
+/// So many standard deviations of errors of these sizes, by their median, which strays don't move;
+/// at least a millionth of the nominal radius, for points without noise.
+/// \param sizes absolute values, at least one; left in another order
+double RobustBound(std::vector<double>& sizes, double deviations);
+
 /// The one decomposition of the fits.
 Eigen::VectorXd Solve(const Eigen::MatrixXd& matrix, const Eigen::VectorXd& right);
 

@@ -6,7 +6,7 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kRankRatio = 1e-12;
+constexpr double kScaledRankRatio = 1e-12;
 
 }  // namespace
 
@@ -35,7 +35,8 @@ std::optional<Model> LinearStart(const Points& points, const Model& nominal, boo
   const Eigen::VectorXd inverse = scale.cwiseInverse();
   const Eigen::MatrixXd scaled = inverse.asDiagonal() * normal * inverse.asDiagonal();
   const Eigen::JacobiSVD<Eigen::MatrixXd> svd(scaled, Eigen::ComputeThinU | Eigen::ComputeThinV);
-  if (!(svd.singularValues()[n - 1] > kRankRatio * svd.singularValues()[0])) return std::nullopt;
+  if (!(svd.singularValues()[n - 1] > kScaledRankRatio * svd.singularValues()[0]))
+    return std::nullopt;
   const Eigen::VectorXd solution = inverse.cwiseProduct(svd.solve(inverse.cwiseProduct(right)));
 
   const Eigen::Vector2d center = 0.5 * solution.head<2>();

@@ -3,9 +3,12 @@
 #include <Eigen/Core>
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <vector>
 
 namespace libmfx::geometry::cylinder {
+
+inline constexpr double kTurn = 2.0 * std::numbers::pi;  ///< radians
 
 /// A cylinder as the fit moves it, in the local frame of the fitter: lengths in nominal radii, the
 /// nominal axis within 2.6 degrees of +Z and mostly on it.

@@ -6,27 +6,27 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-struct Adaptor {
-  const Points& points;
-
-  std::size_t kdtree_get_point_count() const { return static_cast<std::size_t>(points.size()); }
-  double kdtree_get_pt(std::size_t i, std::size_t axis) const {
-    const Eigen::ArrayXd& column = axis == 0 ? points.x : axis == 1 ? points.y : points.z;
-    return column[static_cast<Eigen::Index>(i)];
-  }
-  template <typename Box>
-  bool kdtree_get_bbox(Box&) const {
-    return false;
-  }
-};
-
-using Index = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, Adaptor>,
-                                                  Adaptor, 3, std::size_t>;
 constexpr std::size_t kLeafSize = 16;
 
 }  // namespace
 
 struct Neighbourhood::Tree {
+  struct Adaptor {
+    const Points& points;
+
+    std::size_t kdtree_get_point_count() const { return static_cast<std::size_t>(points.size()); }
+    double kdtree_get_pt(std::size_t i, std::size_t axis) const {
+      const Eigen::ArrayXd& column = axis == 0 ? points.x : axis == 1 ? points.y : points.z;
+      return column[static_cast<Eigen::Index>(i)];
+    }
+    template <typename Box>
+    bool kdtree_get_bbox(Box&) const {
+      return false;
+    }
+  };
+  using Index = nanoflann::KDTreeSingleIndexAdaptor<nanoflann::L2_Simple_Adaptor<double, Adaptor>,
+                                                    Adaptor, 3, std::size_t>;
+
   explicit Tree(const Points& points)
       : adaptor{points}, index(3, adaptor, nanoflann::KDTreeSingleIndexAdaptorParams(kLeafSize)) {}
 

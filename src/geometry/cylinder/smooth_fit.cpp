@@ -1,7 +1,5 @@
 #include "geometry/cylinder/smooth_fit.h"
 
-#include <algorithm>
-#include <cmath>
 #include <vector>
 
 #include "geometry/cylinder/linear_start.h"
@@ -9,12 +7,10 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr Eigen::Index kFewest = 50;
-constexpr double kDeviations = 6.0;
-constexpr double kNormal = 1.4826;    // deviation of a normal law over its median deviation
-constexpr double kLeastBound = 1e-6;  // nominal radii, for points without noise
-constexpr double kMostShare = 0.1;
-constexpr int kRounds = 10;
+constexpr Eigen::Index kFewestToTrim = 50;
+constexpr double kStrayDeviations = 6.0;
+constexpr double kMostStrays = 0.1;  // share of the points
+constexpr int kTrimRounds = 10;
 
 bool Better(const Outcome& a, const Outcome& b) {
   if (a.converged != b.converged) return a.converged;
@@ -50,15 +46,13 @@ SmoothSolution FitSmooth(const Points& points, const Model& nominal, bool fix_ax
                          bool fix_radius) {
   SmoothSolution solution{nominal, {}, points};
   FitFromBothStarts(nominal, fix_axis, fix_radius, solution);
-  for (int round = 0; round < kRounds && solution.outcome.converged; ++round) {
-    if (solution.points.size() < kFewest) break;
+  for (int round = 0; round < kTrimRounds && solution.outcome.converged; ++round) {
+    if (solution.points.size() < kFewestToTrim) break;
     const Eigen::ArrayXd residuals = Residuals(solution.points, solution.model).abs();
     std::vector<double> sizes(residuals.begin(), residuals.end());
-    const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
-    std::nth_element(sizes.begin(), middle, sizes.end());
-    const double bound = std::max(kDeviations * kNormal * *middle, kLeastBound);
+    const double bound = RobustBound(sizes, kStrayDeviations);
     const auto strays = static_cast<double>((residuals > bound).count());
-    if (strays == 0.0 || strays > kMostShare * static_cast<double>(residuals.size())) break;
+    if (strays == 0.0 || strays > kMostStrays * static_cast<double>(residuals.size())) break;
     solution.points = Select(solution.points, residuals, bound);
     solution.outcome = Minimize(solution.points, solution.model, fix_axis, fix_radius);
   }

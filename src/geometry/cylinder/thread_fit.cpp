@@ -7,13 +7,11 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kDeviations = 5.0;
-constexpr double kNormal = 1.4826;    // deviation of a normal law over its median deviation
-constexpr double kLeastBound = 1e-6;  // nominal radii, for points without noise
-constexpr double kSettled = 1e-9;     // relative fall of the cost that ends a descent
+constexpr double kWeighedDeviations = 5.0;
+constexpr double kSettled = 1e-9;  // relative fall of the cost that ends a descent
 constexpr int kStartPhases = 16;
 constexpr double kStartPitches[] = {0.985, 1.0, 1.015};  // of the pitch found
-constexpr int kRounds = 100;
+constexpr int kDescentRounds = 100;
 constexpr int kBounds = 10;  // times that the bound is taken anew
 
 // Sums with the weights of the biweight, by which no point falls in or out of the fit with a jump.
@@ -49,14 +47,12 @@ Sums Accumulate(const Points& points, const ThreadModel& model, Eigen::Index str
   return sums;
 }
 
-double RobustBound(const Points& points, const ThreadModel& model) {
+double BoundOf(const Points& points, const ThreadModel& model) {
   const ThreadEvaluator evaluate(model);
   std::vector<double> sizes(static_cast<std::size_t>(points.size()));
   for (std::size_t i = 0; i < sizes.size(); ++i)
     sizes[i] = std::abs(evaluate.Residual(points.at(static_cast<Eigen::Index>(i))));
-  const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
-  std::nth_element(sizes.begin(), middle, sizes.end());
-  return std::max(kDeviations * kNormal * *middle, kLeastBound);
+  return RobustBound(sizes, kWeighedDeviations);
 }
 
 void Move(ThreadModel& model, const std::vector<int>& columns, const Eigen::VectorXd& step) {
@@ -177,7 +173,6 @@ void Sift(const Points& points, const std::vector<int>& columns, const Stage& st
 void AddSlides(std::vector<Trial>& trials) {
   constexpr int kSlides = 5;
   constexpr double kSlide = 0.06;  // turns
-  constexpr double kSlope = 1.7320508075688772;
   const std::vector<Trial> found = trials;
   for (const Trial& t : found) {
     for (int k = -kSlides; k <= kSlides; ++k) {
@@ -185,7 +180,7 @@ void AddSlides(std::vector<Trial>& trials) {
       for (const double flank : {-1.0, 1.0}) {
         Trial slid = t;
         slid.model.phase += k * kSlide;
-        slid.model.cylinder.radius += flank * k * kSlide * kSlope * std::abs(t.model.pitch);
+        slid.model.cylinder.radius += flank * k * kSlide * kFlankSlope * std::abs(t.model.pitch);
         trials.push_back(slid);
       }
     }
@@ -250,13 +245,13 @@ ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
   ThreadSolution solution;
   if (trials.empty()) return solution;
   solution.model = trials.front().model;
-  double bound = RobustBound(points, solution.model);
+  double bound = BoundOf(points, solution.model);
   for (int k = 0; k < kBounds; ++k) {
     double cost = 0.0;
     const Task task{points, columns, 1, bound};
-    solution.converged = Descend(task, kRounds, solution.model, cost, solution.rounds);
+    solution.converged = Descend(task, kDescentRounds, solution.model, cost, solution.rounds);
     const double last = bound;
-    bound = RobustBound(points, solution.model);
+    bound = BoundOf(points, solution.model);
     if (!solution.converged || std::abs(bound - last) < 0.01 * last) break;
   }
   CollectInliers(points, columns, bound, solution);

@@ -3,15 +3,12 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kTurn = 2.0 * std::numbers::pi;
 constexpr double kFlank = 5.0 / 16.0;           // axial length of a flank, pitches
-constexpr double kSlope = std::numbers::sqrt3;  // depth over axial length of a flank
-constexpr double kRoot = kFlank * kSlope;       // depth of the root, pitches
+constexpr double kRoot = kFlank * kFlankSlope;  // depth of the root, pitches
 
 // Half the width of a crest, pitches.
 double HalfCrest(bool bore) { return bore ? 1.0 / 8.0 : 1.0 / 16.0; }
@@ -23,17 +20,17 @@ ProfileDepth DepthOfProfile(double phase, bool bore) {
   const double flank = std::abs(turn) - HalfCrest(bore);
   if (flank <= 0.0) return {0.0, 0.0};
   if (flank >= kFlank) return {kRoot, 0.0};
-  return {flank * kSlope, std::copysign(kSlope, turn)};
+  return {flank * kFlankSlope, std::copysign(kFlankSlope, turn)};
 }
 
 double MeanDepthSeen(double tangent, bool bore) {
   const double groove = 1.0 - 2.0 * HalfCrest(bore);
-  const double deepest = groove * tangent * kSlope / (tangent + kSlope);
+  const double deepest = groove * tangent * kFlankSlope / (tangent + kFlankSlope);
   if (deepest <= kRoot) return 0.5 * deepest * groove;
   // Widths, as the sight lines pass the crests, of those that end on the flank beyond and, where
   // they go in more steeply than the flanks stand, on the flank below the crest.
-  const double beyond = kRoot * (tangent + kSlope) / (tangent * kSlope);
-  const double below = std::max(0.0, kRoot * (tangent - kSlope) / (tangent * kSlope));
+  const double beyond = kRoot * (tangent + kFlankSlope) / (tangent * kFlankSlope);
+  const double below = std::max(0.0, kRoot * (tangent - kFlankSlope) / (tangent * kFlankSlope));
   return kRoot * (groove - 0.5 * (beyond + below));
 }
 

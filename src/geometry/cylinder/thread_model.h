@@ -1,10 +1,14 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <numbers>
 
 #include "geometry/cylinder/model.h"
 
 namespace libmfx::geometry::cylinder {
+
+/// Depth over axial length of a flank.
+inline constexpr double kFlankSlope = std::numbers::sqrt3;
 
 /// Depth of the ISO 68-1 basic profile below its crests, and its slope, both per pitch, at a phase
 /// in turns from the middle of a crest. The crests of a stud are an eighth of the pitch wide, those
