@@ -249,6 +249,25 @@ TEST(CenterShift, WithoutABlockInEveryLineNothingMoves) {
             center);
 }
 
+TEST(CenterShift, AStrayEchoInThePlaceOfALastPointButOneIsPassedOver) {
+  LineBins selected(1);
+  for (const auto& [x, y] : {std::pair{1.0, 0.0}, {0.0, 1.0}, {-1.0, 0.0}, {0.0, -1.0}}) {
+    Eigen::MatrixXd line = Eigen::MatrixXd::Zero(6, 4);
+    for (int i = 0; i < 4; ++i) line.col(i).head<3>() << x, y, 5.0;
+    selected[0].push_back(PointCloud(line));
+  }
+  const VectorXYZW normal(0, 0, -1);
+  const PointXYZW center(0, 0, 5);
+  Eigen::MatrixXd stray = selected[0][0].data();
+  stray.col(2).head<3>() << 1.5, 0.3, 5.5;
+  selected[0][0] = PointCloud(stray);
+  ExpectPoint(CenterShiftedBySpacing(selected, center, normal, PointXYZW(), 0.01), 0, 0, 5);
+  // Nothing of a line on the surface: the others alone have their middle elsewhere.
+  stray.row(2).setConstant(5.5);
+  selected[0][0] = PointCloud(stray);
+  EXPECT_EQ(CenterShiftedBySpacing(selected, center, normal, PointXYZW(), 0.01), center);
+}
+
 TEST(IsMostlyInside, FourTenthsRoundedUpStillPass) {
   const auto inside_count = [](int inside, int total) {
     Eigen::MatrixXd line = Eigen::MatrixXd::Zero(6, total);

@@ -139,14 +139,30 @@ double QualityOfEdges(const std::vector<PointCloud>& edges) {
   return QualityOfScatter(std::sqrt(distances.sum_of_squares / distances.count), 0.0);
 }
 
+namespace {
+
+/// The column before a line's last, or the nearest one before it that lies on the surface: a stray
+/// echo between two samples of the surface comes along as their neighbour, and a single one, some
+/// centimetres off, would move the middle of all lines by millimetres. -1 if there is none.
+Eigen::Index LastSurfaceColumnButOne(const PointCloud& line, const PointXYZW& on_surface,
+                                     const VectorXYZW& normal, double tolerance) {
+  Eigen::Index i = line.cols() - 2;
+  while (i >= 0 && !(std::abs((line.point(i) - on_surface).dot(normal)) <= tolerance)) --i;
+  return std::max<Eigen::Index>(i, -1);
+}
+
+}  // namespace
+
 PointXYZW CenterShiftedBySpacing(const LineBins& selected, const PointXYZW& center,
                                  const VectorXYZW& normal, const PointXYZW& scan_origin,
                                  double point_spacing) {
   std::vector<Eigen::Vector3d> last_but_one;
   for (const auto& side : selected) {
     for (const PointCloud& line : side) {
-      if (line.cols() < 1) return center;
-      if (line.cols() >= 2) last_but_one.push_back(line.point(line.cols() - 2).xyz());
+      const Eigen::Index i = LastSurfaceColumnButOne(line, center, normal, 3.0 * point_spacing);
+      // Without one of the lines the middle of the others lies elsewhere.
+      if (i < 0) return center;
+      last_but_one.push_back(line.point(i).xyz());
     }
   }
   Eigen::MatrixXd ring_points(3, static_cast<Eigen::Index>(last_but_one.size()));

@@ -65,9 +65,9 @@ bool SidesAreStraight(const std::vector<data_structures::PointCloud>& edges, dou
 double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);
 
 /// The grid of the samples can pull the mean of the edge points aside: moves it within the surface
-/// towards the middle of the lines' last surface points but one.
-/// \param selected lines that run from outside to inside; one of a single sample has no last point
-/// but one and takes no part
+/// towards the middle of the lines' last surface points but one. It stays when a line has none.
+/// \param selected lines that run from outside to inside
+/// \param center in the surface: what lies more than three spacings below or above is not of it
 data_structures::PointXYZW CenterShiftedBySpacing(const LineBins& selected,
                                                   const data_structures::PointXYZW& center,
                                                   const data_structures::VectorXYZW& normal,
