@@ -300,5 +300,26 @@ TEST(OpeningConversation, FoundBySearch) {
   }
 }
 
+TEST(OpeningConversation, AThresholdCloseToTheSurfacesOwnQualityGivesNoWrongSize) {
+  // At this tilt the surface comes back with a quality of 74 to 78: a threshold of 76 takes away up
+  // to all of its samples.
+  int refused = 0;
+  for (int run = 0; run < 12; ++run) {
+    Case c = SlotCase();
+    c.request["ScanQualityThreshold"] = 76.0;
+    sim::Rng rng(static_cast<std::uint64_t>(run) + 400);
+    Place(c, rng, run);
+    c.incidence = 0.6 + 0.015 * run;
+    const json result = Measure(c, "Tangent");
+    if (!result["Success"].get<bool>()) {
+      ++refused;
+      continue;
+    }
+    EXPECT_NEAR(result["Length"].get<double>(), 0.03, 0.0005) << run;
+    EXPECT_NEAR(result["Width"].get<double>(), 0.012, 0.0005) << run;
+  }
+  EXPECT_GT(refused, 4);
+}
+
 }  // namespace
 }  // namespace libmfx::features

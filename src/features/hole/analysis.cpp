@@ -6,6 +6,7 @@
 #include "features/shared/directions.h"
 #include "features/shared/quality.h"
 #include "features/shared/segments.h"
+#include "features/shared/surface_gaps.h"
 #include "libmfx/features/hole.h"
 #include "libmfx/geometry/line.h"
 
@@ -171,10 +172,15 @@ bool Hole::SurfaceIsOnTop(const std::vector<PointCloud>& inliers,
       above += _plane.SignedDistanceTo(p) > height ? 1 : 0;
     }
   }
-  if (static_cast<double>(above) <= kMostAbove * static_cast<double>(total)) return true;
-  return Fail(
-      "Hole::Analyze(): Final validation: Too many points above the fit plane. Check the nominal "
-      "normal and the clearance zone!");
+  if (static_cast<double>(above) > kMostAbove * static_cast<double>(total)) {
+    return Fail(
+        "Hole::Analyze(): Final validation: Too many points above the fit plane. Check the nominal "
+        "normal and the clearance zone!");
+  }
+  return shared::SurfaceIsUnbroken(inliers, _plane, _point_spacing) ||
+         Fail(
+             "Hole::Analyze(): Final validation: Too many points of the surface are missing. Check "
+             "the quality threshold!");
 }
 
 bool Hole::Report() {

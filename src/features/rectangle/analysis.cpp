@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
 #include "features/shared/directions.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/plan_limits.h"
+#include "features/shared/surface_gaps.h"
 #include "libmfx/features/rectangle.h"
 
 namespace libmfx::features {
@@ -115,9 +117,13 @@ bool Rectangle::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  // A bent side is a wrong number with nothing else to tell it. A pass around the moved nominal may
-  // straighten it, so it is judged last.
-  return shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) ||
+  // A bent side or a broken surface is a wrong number with nothing else to tell it. A pass around
+  // the moved nominal may mend it, so it is judged last.
+  const auto is_unbroken = [&](const std::vector<PointCloud>& side) {
+    return shared::SurfaceIsUnbroken(side, plane, PointSpacing);
+  };
+  return (shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) &&
+          std::all_of(selected.begin(), selected.end(), is_unbroken)) ||
          Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <cmath>
 
 #include "features/shared/directions.h"
 #include "features/shared/grazed_border.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/segments.h"
+#include "features/shared/surface_gaps.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/geometry/line.h"
 
@@ -81,7 +83,11 @@ bool Slot::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  return true;
+  const auto is_unbroken = [&](const std::vector<PointCloud>& arc) {
+    return shared::SurfaceIsUnbroken(arc, plane, PointSpacing);
+  };
+  return std::all_of(selected.begin(), selected.end(), is_unbroken) ||
+         Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 
 bool Slot::FitArcs(const std::vector<PointCloud>& edges, std::array<Circle, 2>& arcs) {
