@@ -94,6 +94,25 @@ TEST(AccuracyTest, PlacementsKeepToTheirCondition) {
   EXPECT_NEAR(Angle(exact.nominal_normal, exact.normal), 0.0, 1e-12);
 }
 
+TEST(AccuracyTest, AQuantityMayHaveSeveralValuesARun) {
+  Campaign campaign = Told();
+  campaign.conditions.resize(1);
+  campaign.quantities = {{"size", "µm", 1e6, 50e-6, 2}, {"place", "µm", 1e6, 50e-6}};
+  campaign.errors = [](const Result& r) -> std::vector<double> {
+    return {r.MeasuredNumber("length"), r.MeasuredNumber("width"), r.MeasuredNumber("error")};
+  };
+  const std::string jobs = JobsOf(campaign, 1);
+  const std::string answer =
+      R"({"id":"told/0/0","result":{"Success":true,"length":1e-5,"width":-6e-5,"error":2e-5}})"
+      "\n";
+  const std::string section = SectionOf(campaign, jobs, answer);
+  EXPECT_THAT(section,
+              HasSubstr("| first | 1 | 100 % | size, µm | 10.0 | 60.0 | 60.0 | 50.0 | 1 |\n"));
+  EXPECT_THAT(section, HasSubstr("|  |  |  | place, µm | 20.0 | 20.0 | 20.0 | 50.0 | 0 |\n"));
+  campaign.quantities[0].values = 3;
+  EXPECT_THROW(SectionOf(campaign, jobs, answer), std::runtime_error);
+}
+
 TEST(AccuracyTest, TheTableCountsSuccessesAndWrongOnes) {
   const Campaign campaign = Told();
   const std::string jobs = JobsOf(campaign, 5);

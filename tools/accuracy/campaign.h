@@ -78,6 +78,7 @@ struct Quantity {
   std::string unit;  ///< as printed
   double scale;      ///< from metres or radians to that unit
   double limit;      ///< a success that is off by more is a wrong one; metres or radians
+  int values = 1;    ///< that a run has of it: a length and a width are two sizes
 };
 
 /// A successful result beside what it should have been.
@@ -108,7 +109,8 @@ struct Campaign {
   std::vector<Condition> conditions;
   std::vector<Quantity> quantities;
   Job (*draw)(const Condition& condition, sim::Rng& rng);
-  /// The errors of a success, one for each quantity, in order, metres or radians.
+  /// The errors of a success, for each quantity in order as many as it has values; metres or
+  /// radians.
   std::vector<double> (*errors)(const Result& result);
 };
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <istream>
 #include <map>
+#include <numeric>
 #include <ostream>
 #include <stdexcept>
 
@@ -58,13 +59,19 @@ void Count(const Campaign& campaign, const json& job, const json& answer, Tally&
   ++tally.successes;
   const json truth = sim::Scene::FromJson(job.at("scene")).TruthJson();
   const std::vector<double> errors = campaign.errors({job.at("request"), result, truth});
-  if (errors.size() != campaign.quantities.size()) {
-    throw std::runtime_error(campaign.name + ": an error for each quantity is wanted");
+  std::size_t at = 0;
+  for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
+    for (int k = 0; k < campaign.quantities[q].values && at < errors.size(); ++k) {
+      // What is not a number is as wrong as can be, and sorts last.
+      const double size = std::abs(errors[at++]);
+      tally.errors[q].push_back(std::isnan(size) ? INFINITY : size);
+    }
   }
-  for (std::size_t q = 0; q < errors.size(); ++q) {
-    // What is not a number is as wrong as can be, and sorts last.
-    const double size = std::abs(errors[q]);
-    tally.errors[q].push_back(std::isnan(size) ? INFINITY : size);
+  const auto wanted =
+      std::accumulate(campaign.quantities.begin(), campaign.quantities.end(), 0,
+                      [](int sum, const Quantity& quantity) { return sum + quantity.values; });
+  if (static_cast<int>(errors.size()) != wanted) {
+    throw std::runtime_error(campaign.name + ": an error for each quantity is wanted");
   }
 }
 
