@@ -134,6 +134,47 @@ TEST(ThreadedHoleMeasurement, ThreadGivesTheMinorRadius) {
   ExpectTruth(c, Measure(c), 30e-6, 4e-3);
 }
 
+/// A threaded bore as deep as four major radii.
+Case ThreadedBore(const char* name, double incidence, const Vec3& at) {
+  Case c;
+  c.bore = true;
+  c.thread = Thread::Metric(name);
+  c.radius = 0.25 * c.thread->major_radius + 0.001;  // close lines
+  c.size = 4.0 * c.thread->major_radius;
+  c.incidence = incidence;
+  c.tolerance = 0.001;
+  c.at = at;
+  return c;
+}
+
+TEST(ThreadedHoleMeasurement, AThreadFinerThanTheBeam) {
+  // At 5 m the beam is 0.375 mm wide and a pitch, as it is seen, from 0.34 mm on.
+  for (const double range : {3.0, 4.0, 5.0}) {
+    for (const char* name : {"M4", "M5", "M6"}) {
+      const Case c = ThreadedBore(name, 0.5, Vec3(0.3, -0.2, range));
+      SCOPED_TRACE(std::string(name) + " at " + std::to_string(range));
+      ExpectTruth(c, Measure(c), 50e-6, 0.01);
+    }
+  }
+}
+
+TEST(ThreadedHoleMeasurement, AThreadSeenAlongItsAxis) {
+  for (const char* name : {"M5", "M8", "M12", "M20"}) {
+    Case c = ThreadedBore(name, 0.25, Vec3(-0.2, 0.1, 3.0));
+    c.keys["ScanQualityThreshold"] = 20.0;
+    SCOPED_TRACE(name);
+    ExpectTruth(c, Measure(c), 50e-6, 0.01);
+  }
+}
+
+TEST(ThreadedHoleMeasurement, AThreadFinerThanTheBeamWithFixedAxisAndRadius) {
+  Case c = ThreadedBore("M4", 0.5, Vec3(0.3, -0.2, 4.0));
+  c.keys = {{"FixAxis", true}, {"FixRadius", true}};
+  const json result = Measure(c);
+  ExpectTruth(c, result, 50e-6, 1e-7);
+  EXPECT_NEAR(result["Radius"].get<double>(), c.TrueRadius(), 1e-8);
+}
+
 TEST(StudMeasurement, FixedAxisAndRadiusStay) {
   Case c;
   c.keys = {{"FixAxis", true}, {"FixRadius", true}};

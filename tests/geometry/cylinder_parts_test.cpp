@@ -195,5 +195,45 @@ TEST(CylinderThread, RadiusIsThatOfTheCrests) {
   }
 }
 
+/// A wall of a bore whose thread shows whole, which no sight line into it does.
+std::vector<Vector3d> WholeThread(test::CylinderPoints& wall, double noise) {
+  wall.axis = Vector3d(0.0, 0.3, 1.0).normalized();
+  wall.around = 30;
+  wall.along = 200;
+  wall.noise = noise;
+  return ThreadPoints(wall, 0.001, true);
+}
+
+std::string ErrorOfFit(const std::vector<Vector3d>& points, const test::CylinderPoints& wall,
+                       Fitter::Statistics& statistics) {
+  return ErrorOf([&] {
+    Fitter::Fit(points, wall.Nominal(), 0.001, 0.019, 0.002, 0.0005, 0.02, 0.05, false, false,
+                &statistics);
+  });
+}
+
+TEST(CylinderThread, AProfileThatIsLostInNoiseIsRefused) {
+  test::CylinderPoints wall;
+  const auto points = WholeThread(wall, 0.00015);
+  Fitter::Statistics statistics;
+  EXPECT_EQ(ErrorOfFit(points, wall, statistics), "Cylinder fitting failed");
+  EXPECT_TRUE(statistics.threaded);
+}
+
+TEST(CylinderThread, ARadiusThatTheDepthSeenContradictsNeedsASharpProfile) {
+  test::CylinderPoints wall;
+  // Sight lines as flat as these end 0.1 mm behind the crests on the average, and these points lie
+  // twice as deep. Sharp, they prove themselves.
+  const auto sharp = WholeThread(wall, 5e-6);
+  Fitter::Statistics statistics;
+  EXPECT_EQ(ErrorOfFit(sharp, wall, statistics), "");
+  const auto fitted = Fitter::Fit(sharp, wall.Nominal(), 0.001, 0.019, 0.002, 0.0005, 0.02, 0.05,
+                                  false, false, nullptr);
+  EXPECT_NEAR(fitted.radius, wall.radius, 3e-6);
+  const auto blurred = WholeThread(wall, 40e-6);
+  EXPECT_EQ(ErrorOfFit(blurred, wall, statistics), "Cylinder fitting failed");
+  EXPECT_TRUE(statistics.threaded);
+}
+
 }  // namespace
 }  // namespace libmfx::geometry

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
+
+#include "geometry/cylinder/sight_fit.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
@@ -207,6 +210,22 @@ std::vector<Trial> TryStarts(const Points& points, const std::vector<int>& colum
   return trials;
 }
 
+void AddInlier(Eigen::Index index, double residual,
+               const Eigen::Matrix<double, kThreadColumns, 1>& jacobian, ThreadSolution& solution,
+               Eigen::MatrixXd& matrix) {
+  solution.inliers.push_back(index);
+  solution.cost += 0.5 * residual * residual;
+  solution.largest = std::max(solution.largest, std::abs(residual));
+  matrix.noalias() += jacobian * jacobian.transpose();
+}
+
+void JudgeInliers(const Eigen::MatrixXd& matrix, const std::vector<int>& columns,
+                  ThreadSolution& solution) {
+  solution.uncertainty =
+      Judge(matrix, solution.cost, static_cast<Eigen::Index>(solution.inliers.size()),
+            solution.model.cylinder, columns);
+}
+
 void CollectInliers(const Points& points, const std::vector<int>& columns, double bound,
                     ThreadSolution& solution) {
   const ThreadEvaluator evaluate(solution.model);
@@ -214,14 +233,14 @@ void CollectInliers(const Points& points, const std::vector<int>& columns, doubl
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     const ThreadRow row = evaluate(points.at(i));
     if (!(std::abs(row.residual) <= bound)) continue;
-    solution.inliers.push_back(i);
-    solution.cost += 0.5 * row.residual * row.residual;
-    solution.largest = std::max(solution.largest, std::abs(row.residual));
-    matrix.noalias() += row.jacobian * row.jacobian.transpose();
+    AddInlier(i, row.residual, row.jacobian, solution, matrix);
   }
-  solution.uncertainty =
-      Judge(matrix, solution.cost, static_cast<Eigen::Index>(solution.inliers.size()),
-            solution.model.cylinder, columns);
+  JudgeInliers(matrix, columns, solution);
+}
+
+double RmsOf(const ThreadSolution& solution) {
+  if (solution.inliers.empty()) return std::numeric_limits<double>::infinity();
+  return std::sqrt(2.0 * solution.cost / static_cast<double>(solution.inliers.size()));
 }
 
 // Whether the profile was seen well enough to tell how it lies. Where the beam is as wide as a
@@ -229,22 +248,29 @@ void CollectInliers(const Points& points, const std::vector<int>& columns, doubl
 // is left after the fit comes near to the depth that was seen, and the fit may rest anywhere.
 bool IsResolved(const ThreadSolution& solution, const Helix& helix) {
   constexpr double kMostLeft = 0.25;
-  const double rms = std::sqrt(2.0 * solution.cost / static_cast<double>(solution.inliers.size()));
-  return !solution.inliers.empty() && rms <= kMostLeft * helix.depth;
+  return RmsOf(solution) <= kMostLeft * helix.depth;
 }
 
-}  // namespace
+// The smooth fit with the mean depth of a bore's thread taken out is right to a few hundredths of
+// the pitch: a radius far from it lies on a flank beside the true crests. But a profile that nearly
+// all points lie on needs no such witness.
+bool IsBesideFlank(const ThreadSolution& solution, const Model& corrected, Eigen::Index points) {
+  constexpr double kMostBeside = 0.1;  // pitches
+  constexpr double kMostScatter = 0.015;
+  constexpr double kNearlyAll = 0.97;
+  if (!solution.model.bore) return false;
+  const double pitch = std::abs(solution.model.pitch);
+  if (static_cast<double>(solution.inliers.size()) >= kNearlyAll * static_cast<double>(points) &&
+      RmsOf(solution) <= kMostScatter * pitch)
+    return false;
+  return !(std::abs(solution.model.cylinder.radius - corrected.radius) <= kMostBeside * pitch);
+}
 
-ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
-                         const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius) {
-  Model unused;
-  std::vector<int> columns = ListFreeParameters(unused, fix_axis, fix_radius).columns;
-  columns.insert(columns.end(), {kPhase, kPitch});
-  const Model start = CorrectSmoothFit(points, smooth, instrument, fix_axis, fix_radius, helix);
-  const std::vector<Trial> trials = TryStarts(points, columns, start, helix);
+// By the radial distance to the profile, on all points.
+ThreadSolution FitRadially(const Points& points, const std::vector<int>& columns,
+                           const ThreadModel& start) {
   ThreadSolution solution;
-  if (trials.empty()) return solution;
-  solution.model = trials.front().model;
+  solution.model = start;
   double bound = BoundOf(points, solution.model);
   for (int k = 0; k < kBounds; ++k) {
     double cost = 0.0;
@@ -255,7 +281,71 @@ ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
     if (!solution.converged || std::abs(bound - last) < 0.01 * last) break;
   }
   CollectInliers(points, columns, bound, solution);
-  solution.converged = solution.converged && IsResolved(solution, helix);
+  return solution;
+}
+
+// By what the beam should read, on all points.
+ThreadSolution FitAlongSight(const SightFit& fit, const std::vector<int>& columns,
+                             SightModel model) {
+  const double bound = fit.Refine(model);
+  Eigen::VectorXd residuals;
+  Eigen::MatrixXd jacobian;
+  fit.Evaluate(model, residuals, jacobian);
+  ThreadSolution solution;
+  solution.model = model.thread;
+  solution.converged = residuals.allFinite() && jacobian.allFinite();
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  for (Eigen::Index i = 0; i < residuals.size(); ++i) {
+    if (!(std::abs(residuals[i]) <= bound)) continue;
+    AddInlier(i, residuals[i], jacobian.row(i).transpose(), solution, matrix);
+  }
+  JudgeInliers(matrix, columns, solution);
+  return solution;
+}
+
+// Whether the radial distances are small enough for the crests' edges to be believed: what they
+// leave tells how wide the beam was.
+bool IsSharp(const ThreadSolution& solution, const Helix& helix) {
+  constexpr double kMostOfPitch = 0.03, kMostOfDepth = 0.2;
+  return RmsOf(solution) <= kMostOfPitch * std::abs(solution.model.pitch) &&
+         RmsOf(solution) <= kMostOfDepth * helix.depth;
+}
+
+// The thread of a bore from the phase that the sight lines tell.
+std::optional<ThreadSolution> FitBore(const Points& points, const std::vector<int>& columns,
+                                      const Model& start, const Helix& helix,
+                                      const Eigen::Vector3d& instrument) {
+  // What hides a profile hides the axis of a short wall as well: few points tell neither.
+  constexpr std::size_t kFewestInSight = 300;
+  const SightFit sight(points, instrument, columns);
+  const std::optional<SightModel> found = sight.Find(start, helix.pitch, helix.depth);
+  if (!found) return std::nullopt;
+  const auto holds = [&](const ThreadSolution& s) {
+    return s.converged && IsResolved(s, helix) && !IsBesideFlank(s, start, points.size());
+  };
+  const ThreadSolution radial = FitRadially(points, columns, found->thread);
+  if (holds(radial) && IsSharp(radial, helix)) return radial;
+  const ThreadSolution seen = FitAlongSight(sight, columns, *found);
+  if (holds(seen) && seen.inliers.size() >= kFewestInSight) return seen;
+  return std::nullopt;
+}
+
+}  // namespace
+
+ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
+                         const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius) {
+  Model unused;
+  std::vector<int> columns = ListFreeParameters(unused, fix_axis, fix_radius).columns;
+  columns.insert(columns.end(), {kPhase, kPitch});
+  const Model start = CorrectSmoothFit(points, smooth, instrument, fix_axis, fix_radius, helix);
+  if (helix.bore) {
+    if (const auto seen = FitBore(points, columns, start, helix, instrument)) return *seen;
+  }
+  const std::vector<Trial> trials = TryStarts(points, columns, start, helix);
+  if (trials.empty()) return {};
+  ThreadSolution solution = FitRadially(points, columns, trials.front().model);
+  solution.converged = solution.converged && IsResolved(solution, helix) &&
+                       !IsBesideFlank(solution, start, points.size());
   return solution;
 }
 

@@ -19,12 +19,17 @@ struct ThreadSolution {
   Uncertainty uncertainty;
 };
 
-/// Fit of the thread's residuals over axis, radius, phase and pitch, from a smooth fit and the
-/// helix found in its residuals. Lengths are nominal radii; the instrument stands at `instrument`.
+/// Fit of a thread over axis, radius, phase and pitch, from a smooth fit and the helix found in its
+/// residuals. Lengths are nominal radii; the instrument stands at `instrument`.
 ///
-/// A residual counts less the nearer it is to 5 robust deviations and not at all beyond (the
-/// biweight of J. W. Tukey): where the sight line leaves a crest and drops onto the next flank, the
-/// width of the beam decides what is read. A profile that the fit doesn't resolve is not converged.
+/// Residuals are the radial distances to the profile where the beam was narrow enough to show it. A
+/// residual counts less the nearer it is to 5 robust deviations and not at all beyond (the biweight
+/// of J. W. Tukey): where the sight line leaves a crest and drops onto the next flank, the width of
+/// the beam decides what is read. Where a bore's profile drowns in the beam, residuals are along
+/// the sight lines (SightFit).
+///
+/// Not converged is a profile that neither way resolves, and a bore's that lies beside the crests
+/// which the mean depth of the samples tells.
 ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
                          const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius);
 

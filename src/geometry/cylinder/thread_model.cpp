@@ -5,33 +5,24 @@
 #include <cmath>
 
 namespace libmfx::geometry::cylinder {
-namespace {
-
-constexpr double kFlank = 5.0 / 16.0;           // axial length of a flank, pitches
-constexpr double kRoot = kFlank * kFlankSlope;  // depth of the root, pitches
-
-// Half the width of a crest, pitches.
-double HalfCrest(bool bore) { return bore ? 1.0 / 8.0 : 1.0 / 16.0; }
-
-}  // namespace
-
 ProfileDepth DepthOfProfile(double phase, bool bore) {
   const double turn = phase - std::round(phase);
   const double flank = std::abs(turn) - HalfCrest(bore);
   if (flank <= 0.0) return {0.0, 0.0};
-  if (flank >= kFlank) return {kRoot, 0.0};
+  if (flank >= kFlankLength) return {kRootDepth, 0.0};
   return {flank * kFlankSlope, std::copysign(kFlankSlope, turn)};
 }
 
 double MeanDepthSeen(double tangent, bool bore) {
   const double groove = 1.0 - 2.0 * HalfCrest(bore);
   const double deepest = groove * tangent * kFlankSlope / (tangent + kFlankSlope);
-  if (deepest <= kRoot) return 0.5 * deepest * groove;
+  if (deepest <= kRootDepth) return 0.5 * deepest * groove;
   // Widths, as the sight lines pass the crests, of those that end on the flank beyond and, where
   // they go in more steeply than the flanks stand, on the flank below the crest.
-  const double beyond = kRoot * (tangent + kFlankSlope) / (tangent * kFlankSlope);
-  const double below = std::max(0.0, kRoot * (tangent - kFlankSlope) / (tangent * kFlankSlope));
-  return kRoot * (groove - 0.5 * (beyond + below));
+  const double beyond = kRootDepth * (tangent + kFlankSlope) / (tangent * kFlankSlope);
+  const double below =
+      std::max(0.0, kRootDepth * (tangent - kFlankSlope) / (tangent * kFlankSlope));
+  return kRootDepth * (groove - 0.5 * (beyond + below));
 }
 
 ThreadEvaluator::ThreadEvaluator(const ThreadModel& model)

@@ -7,8 +7,12 @@
 
 namespace libmfx::geometry::cylinder {
 
-/// Depth over axial length of a flank.
+/// The basic profile of ISO 68-1 in pitches: depth over axial length of a flank, axial length of a
+/// flank, depth of the root, half the width of a crest.
 inline constexpr double kFlankSlope = std::numbers::sqrt3;
+inline constexpr double kFlankLength = 5.0 / 16.0;
+inline constexpr double kRootDepth = kFlankLength * kFlankSlope;
+constexpr double HalfCrest(bool bore) { return bore ? 1.0 / 8.0 : 1.0 / 16.0; }
 
 /// Depth of the ISO 68-1 basic profile below its crests, and its slope, both per pitch, at a phase
 /// in turns from the middle of a crest. The crests of a stud are an eighth of the pitch wide, those
