@@ -12,6 +12,7 @@
 #include <string>
 
 #include "converse.h"
+#include "draws.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
 
@@ -103,11 +104,12 @@ void Add(Tally& tally, const Case& c, const json& result) {
 TEST(SphereConversation, FindsTheCentreOverRangesDirectionsRadiiAndPatterns) {
   sim::Rng rng(42);
   Tally tally;
-  for (int run = 0; run < 100; ++run) {
+  constexpr int kRuns = test::Draws(100, 20);
+  for (int run = 0; run < kRuns; ++run) {
     const Case c = RandomCase(rng, run);
     Add(tally, c, Measure(c));
   }
-  EXPECT_GE(tally.successes, 98) << tally.errors;
+  EXPECT_GE(tally.successes, kRuns * 98 / 100) << tally.errors;
   EXPECT_GE(tally.within_20_um, 0.95 * tally.successes);
   EXPECT_LE(tally.worst, 0.2e-3);
   RecordProperty("worst_um", std::to_string(tally.worst * 1e6));
@@ -128,7 +130,7 @@ TEST(SphereConversation, StrayPointsEndInAnErrorAndNotInAWrongCentre) {
   // Every third range means nothing: some measurements fail, those that succeed are right.
   sim::Rng rng(7);
   Tally tally;
-  for (int run = 0; run < 40; ++run) {
+  for (int run = 0; run < test::Draws(40, 10); ++run) {
     Case c = RandomCase(rng, run);
     c.noise.stray = 0.3;
     Add(tally, c, Measure(c));

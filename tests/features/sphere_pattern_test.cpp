@@ -4,6 +4,7 @@
 #include <limits>
 #include <numbers>
 
+#include "draws.h"
 #include "sphere_probe.h"
 
 namespace libmfx::features {
@@ -229,7 +230,9 @@ TEST(SpherePattern, AbsurdPlansAreRefusedInWords) {
 TEST(SpherePattern, TheLargestPlanIsPlanned) {
   SphereProbe s;
   const PointXYZW center(0.1, 0.2, 2.0);
-  EXPECT_EQ(s.ScanStar(center, Towards(center), 0.02, 500'000).size(), 1'000'000u);
+  if (!test::kSanitized) {  // a million points take a sanitizer half a minute
+    EXPECT_EQ(s.ScanStar(center, Towards(center), 0.02, 500'000).size(), 1'000'000u);
+  }
   EXPECT_EQ(s.GetError(), "");
   EXPECT_TRUE(s.ScanStar(center, Towards(center), 0.02, 500'001).empty());
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 
+#include "draws.h"
 #include "libmfx/geometry/plane.h"
 #include "libmfx/math/gaussian_window.h"
 #include "outlier_scene.h"
@@ -306,7 +307,7 @@ struct WorstErrors {
   int failures = 0;
 
   WorstErrors(OutlierScene scene, double tolerance) {
-    for (std::uint64_t seed = 1; seed <= 30; ++seed) {
+    for (std::uint64_t seed = 1; seed <= test::Draws(30, 4); ++seed) {
       const Bins bins = scene.Make(seed);
       Arguments a;
       a.center = PointXYZW(scene.center);

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "data_structures/halfedge_arena.h"
+#include "draws.h"
 #include "libmfx/geometry/voronoi_graph.h"
 
 namespace {
@@ -17,13 +18,8 @@ using libmfx::data_structures::PointCloud;
 
 /// The stack is far too small for a frame a point: those take 50 bytes and more, under a sanitizer
 /// 100 and more.
-#ifdef __SANITIZE_ADDRESS__
-constexpr Eigen::Index kPoints = 100'000;  // a sanitizer takes several times the memory
-constexpr std::size_t kStack = 10 * kPoints;
-#else
-constexpr Eigen::Index kPoints = 1'000'000;
-constexpr std::size_t kStack = kPoints / 4;
-#endif
+constexpr Eigen::Index kPoints = libmfx::test::Draws(1'000'000, 100'000);
+constexpr std::size_t kStack = libmfx::test::kSanitized ? 10 * kPoints : kPoints / 4;
 
 struct Outcome {
   Eigen::Index faces = 0;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "delaunay_check.h"
+#include "draws.h"
 
 namespace {
 
@@ -16,8 +17,8 @@ using namespace delaunay_check;
 
 constexpr double kSpacing = 0.001;  // metres, of the samples and of the spiral's turns
 constexpr double kLimit = 2.0 * kSpacing;
-constexpr int kSeeds = 200;
-constexpr int kDemanded = 190;  // of them: 95 %
+constexpr int kSeeds = libmfx::test::Draws(200, 20);
+constexpr int kDemanded = kSeeds * 95 / 100;
 
 /// An opening about (x, y); `covers` takes coordinates relative to that, in spacings.
 struct Opening {

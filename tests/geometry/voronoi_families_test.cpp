@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "delaunay_check.h"
+#include "draws.h"
 #include "geometry/sweep/predicates.h"
 #include "point_families.h"
 
@@ -14,11 +15,7 @@ namespace {
 
 using namespace delaunay_check;
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kSets = 1000;  // the other lanes run them all
-#else
-constexpr int kSets = 10000;
-#endif
+constexpr int kSets = libmfx::test::Draws(10000, 500);
 
 class VoronoiFamily : public ::testing::TestWithParam<int> {
  protected:

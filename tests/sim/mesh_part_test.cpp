@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "draws.h"
 #include "sim/mesh/mesh_shapes.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
@@ -96,7 +97,7 @@ TEST(MeshPart, NoRaySlipsBetweenTwoTriangles) {
 TEST(MeshPart, EveryRayThroughAClosedPartMeetsIt) {
   const MeshPart part(mesh_shapes::WavyBlock(0.1, 0.004, 40));
   Rng rng(33);
-  for (int i = 0; i < 20000; ++i) {
+  for (int i = 0; i < test::Draws(20000, 2000); ++i) {
     const Vec3 eye = rng.Uniform(0.3, 5.0) * RandomDirection(rng);
     const Vec3 inside(rng.Uniform(-0.02, 0.02), rng.Uniform(-0.02, 0.02), -0.02);
     ASSERT_LT(RangeTowards(part, eye, inside), (inside - eye).norm());
@@ -127,7 +128,7 @@ TEST(MeshPart, AgreesWithTryingEveryTriangle) {
   const MeshPart part(mesh);
   Rng rng(34);
   int met = 0;
-  for (int i = 0; i < 5000; ++i) {
+  for (int i = 0; i < test::Draws(5000, 500); ++i) {
     const Vec3 eye = Vec3(rng.Uniform(-1, 1), rng.Uniform(-1, 1), rng.Uniform(-2, 2));
     const Vec3 target(rng.Uniform(-0.03, 0.03), rng.Uniform(-0.03, 0.03), rng.Uniform(-0.01, 0));
     const Ray ray{eye, (target - eye).normalized()};
@@ -140,7 +141,7 @@ TEST(MeshPart, AgreesWithTryingEveryTriangle) {
       ++met;
     }
   }
-  EXPECT_GT(met, 2000);
+  EXPECT_GT(met, test::Draws(2000, 200));
 }
 
 TEST(MeshPart, AFineMeshComesCloseToTheFormula) {

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "draws.h"
 #include "sim/scenario.h"
 
 namespace libmfx::sim {
@@ -175,7 +176,7 @@ TEST(Opening, NoBeamSlipsBetweenTheFacesOfAClosedPlate) {
     shape.spec.chamfer_depth = 0.001;
     const auto part = MakeOpeningPlate(shape.spec);
     Rng rng(11);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < test::Draws(20000, 1000); ++i) {
       const Vec3 eye(rng.Uniform(-1, 1), rng.Uniform(-1, 1), rng.Uniform(0.3, 2));
       // Aimed at the rim, the lower end of the chamfer and the floor's corner, where faces meet.
       const double depth = i % 3 == 0 ? 0.0 : i % 3 == 1 ? 0.001 : 0.004;

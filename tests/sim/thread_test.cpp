@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "draws.h"
 #include "sim/faces/thread_face.h"
 #include "sim/scenario.h"
 
@@ -61,7 +62,7 @@ TEST(Thread, StudIsMetExactlyOnCrestsFlanksAndRoots) {
   const Vec3 eye(1.5, 0.2, 1.0);
   Rng rng(21);
   int met = 0;
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < test::Draws(1500, 150); ++i) {
     const double z = rng.Uniform(0.003, 0.018);
     const Vec3 p = OnThread(kM8, rng.Uniform(-1.0, 1.2), z);
     if (!IsVisible(kM8, eye, p, true, 0.0, 0.0195)) continue;
@@ -71,7 +72,7 @@ TEST(Thread, StudIsMetExactlyOnCrestsFlanksAndRoots) {
     ASSERT_NEAR(hit.normal.norm(), 1.0, 1e-12);
     ++met;
   }
-  EXPECT_GT(met, 700);
+  EXPECT_GT(met, test::Draws(700, 70));
 }
 
 TEST(Thread, BoreIsMetExactlyOnCrestsFlanksAndRoots) {
@@ -81,7 +82,7 @@ TEST(Thread, BoreIsMetExactlyOnCrestsFlanksAndRoots) {
   const Vec3 eye(0.9, -0.3, 1.7);
   Rng rng(22);
   int met = 0;
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < test::Draws(1500, 150); ++i) {
     const double z = rng.Uniform(-0.008, -0.0012);
     const Vec3 p = OnThread(kM8, rng.Uniform(2.0, 4.0), z);
     const Vec3 mouth = eye + (p - eye) * (eye.z() / (eye.z() - z));
@@ -92,7 +93,7 @@ TEST(Thread, BoreIsMetExactlyOnCrestsFlanksAndRoots) {
     ASSERT_NEAR(hit.t, (p - eye).norm(), 1e-9) << p.transpose();
     ++met;
   }
-  EXPECT_GT(met, 300);
+  EXPECT_GT(met, test::Draws(300, 30));
 }
 
 TEST(Thread, NormalsAreThoseOfTheSurface) {
@@ -102,7 +103,7 @@ TEST(Thread, NormalsAreThoseOfTheSurface) {
   const Vec3 eye(1.5, 0.2, 0.5);
   Rng rng(23);
   int checked = 0;
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < test::Draws(300, 60); ++i) {
     const double angle = rng.Uniform(-0.8, 0.8);
     const double z = rng.Uniform(0.004, 0.016);
     const double u = z / kM8.pitch - angle / (2.0 * kPi);
@@ -118,7 +119,7 @@ TEST(Thread, NormalsAreThoseOfTheSurface) {
     EXPECT_NEAR(hit.normal.dot(up.normalized()), 0.0, 1e-6);
     ++checked;
   }
-  EXPECT_GT(checked, 100);
+  EXPECT_GT(checked, test::Draws(100, 20));
 }
 
 TEST(Thread, NoBeamSlipsThroughAThreadedStudOrABlindBore) {
@@ -129,7 +130,7 @@ TEST(Thread, NoBeamSlipsThroughAThreadedStudOrABlindBore) {
   bore_spec.thread = Thread::Metric("M5");
   const auto bore = parts::MakeBore(bore_spec);
   Rng rng(24);
-  for (int i = 0; i < 5000; ++i) {
+  for (int i = 0; i < test::Draws(5000, 500); ++i) {
     const Vec3 eye(rng.Uniform(-1, 1), rng.Uniform(-1, 1), rng.Uniform(0.3, 2));
     // Through the stud's axis: met before it is reached.
     const Vec3 inside(0, 0, rng.Uniform(0.0005, 0.0195));

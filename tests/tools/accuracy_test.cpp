@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "program.h"
+#include "tests/support/draws.h"
 #include "tools/accuracy/campaign.h"
 #include "tools/accuracy/evaluation.h"
 
@@ -177,7 +178,8 @@ TEST(AccuracyTest, SmallAnglesAreExact) {
 
 TEST(AccuracyTest, EveryCampaignIsMeasuredAndGood) {
   ASSERT_FALSE(Campaigns().empty());
-  for (const Campaign& campaign : Campaigns()) {
+  for (Campaign campaign : Campaigns()) {
+    if (libmfx::test::kSanitized && campaign.conditions.size() > 1) campaign.conditions.resize(1);
     const std::string jobs = JobsOf(campaign, 1);
     const mfx_test::Ended batch = mfx_test::RunMfx({"batch", "-"}, {.input = jobs});
     ASSERT_EQ(batch.status, 0);
