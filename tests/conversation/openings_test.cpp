@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
 #include <memory>
@@ -32,12 +33,17 @@ struct Case {
   Vec3 at{0.1, 0.05, 2.0};
   double incidence = 0.3;
   double roll = 0.5;
+  double turn = 0.0;                ///< of the part about its normal, radians
   Vec3 nominal_off = Vec3::Zero();  ///< in the plate's frame: along tangent, across it, normal
   double nominal_turn = 0.0;        ///< of the nominal about the normal, radians
   std::optional<double> behind = 0.05;
   std::uint64_t seed = 1;
 
-  sim::Pose pose() const { return sim::TiltedPose(at, incidence, roll); }
+  sim::Pose pose() const {
+    sim::Pose pose = sim::TiltedPose(at, incidence, roll);
+    pose.rotation *= Eigen::AngleAxisd(turn, Vec3::UnitZ()).toRotationMatrix();
+    return pose;
+  }
 };
 
 std::unique_ptr<Feature> Make(const Case& c, const char* direction_key) {
@@ -114,6 +120,7 @@ void Place(Case& c, sim::Rng& rng, int run) {
   c.at = AzElRange(azimuth, elevation, range).ToPoint().xyz();
   c.incidence = rng.Uniform(0.0, std::numbers::pi / 4);
   c.roll = rng.Uniform(0.0, 6.28);
+  c.turn = rng.Uniform(0.0, 6.28);
   c.seed = static_cast<std::uint64_t>(run) + 1;
 }
 
@@ -151,7 +158,7 @@ void ExpectAccurate(const Tally& tally, int runs, double center, double size) {
   EXPECT_LE(test::Percentile95(tally.direction), 10e-3);
 }
 
-constexpr int kRuns = test::Draws(120, 6);
+constexpr int kRuns = test::Draws(200, 6);
 
 TEST(OpeningConversation, Rectangles) {
   sim::Rng rng(11);
