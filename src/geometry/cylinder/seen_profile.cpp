@@ -91,6 +91,7 @@ std::vector<double> MakeTable(double width) {
 const std::vector<std::vector<double>>& Tables() {
   static const std::vector<std::vector<double>> tables = [] {
     std::vector<std::vector<double>> made;
+    made.reserve(kWidths);
     for (int i = 0; i < kWidths; ++i) made.push_back(MakeTable(WidthAt(i)));
     return made;
   }();

@@ -251,19 +251,18 @@ bool IsResolved(const ThreadSolution& solution, const Helix& helix) {
   return RmsOf(solution) <= kMostLeft * helix.depth;
 }
 
-// The smooth fit with the mean depth of a bore's thread taken out is right to a few hundredths of
-// the pitch: a radius far from it lies on a flank beside the true crests. But a profile that nearly
-// all points lie on needs no such witness.
+// The smooth fit with the mean depth of the thread taken out is right to a few hundredths of the
+// pitch, on a stud to a tenth: a radius far from it lies on a flank beside the true crests. But a
+// profile that nearly all points lie on needs no such witness.
 bool IsBesideFlank(const ThreadSolution& solution, const Model& corrected, Eigen::Index points) {
-  constexpr double kMostBeside = 0.1;  // pitches
+  const double most_beside = solution.model.bore ? 0.1 : 0.2;  // pitches
   constexpr double kMostScatter = 0.015;
   constexpr double kNearlyAll = 0.97;
-  if (!solution.model.bore) return false;
   const double pitch = std::abs(solution.model.pitch);
   if (static_cast<double>(solution.inliers.size()) >= kNearlyAll * static_cast<double>(points) &&
       RmsOf(solution) <= kMostScatter * pitch)
     return false;
-  return !(std::abs(solution.model.cylinder.radius - corrected.radius) <= kMostBeside * pitch);
+  return !(std::abs(solution.model.cylinder.radius - corrected.radius) <= most_beside * pitch);
 }
 
 // By the radial distance to the profile, on all points.
