@@ -325,5 +325,17 @@ TEST(HoleConversation, ASurfaceTurnedFromItsNominalIsRefused) {
             "nominal rejection threshold.");
 }
 
+TEST(HoleConversation, AThresholdAtTheSurfacesOwnQualityIsRefused) {
+  // At 2 m and this angle the surface comes back with 78 +- 2.
+  Case c;
+  c.incidence = 0.69;
+  c.extra["ScanQualityThreshold"] = 76.5;
+  EXPECT_EQ(ErrorOf(c),
+            "Hole::Analyze(): Final validation: Too many points of the surface are missing. Check "
+            "the quality threshold!");
+  c.extra["ScanQualityThreshold"] = 70.0;
+  EXPECT_LT(OffBy(Measure(c), c), 80e-6);
+}
+
 }  // namespace
 }  // namespace libmfx::features

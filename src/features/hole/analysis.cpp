@@ -55,8 +55,16 @@ bool Hole::Analyze() {
     return false;
   }
   NoteView();
-  return FitRim(FlattenedFromAbove(inliers, _plane)) && FitCenter(inliers, outliers) &&
-         Judge(inliers) && SurfaceIsOnTop(inliers, outliers) && Report();
+  if (!FitRim(FlattenedFromAbove(inliers, _plane)) || !FitCenter(inliers, outliers) ||
+      !Judge(inliers) || !SurfaceIsOnTop(inliers, outliers)) {
+    return false;
+  }
+  if (!shared::SurfaceIsUnbroken(inliers, _plane, _point_spacing)) {
+    return Fail(
+        "Hole::Analyze(): Final validation: Too many points of the surface are missing. Check the "
+        "quality threshold!");
+  }
+  return Report();
 }
 
 void Hole::CutIntoSegments() {
@@ -172,15 +180,10 @@ bool Hole::SurfaceIsOnTop(const std::vector<PointCloud>& inliers,
       above += _plane.SignedDistanceTo(p) > height ? 1 : 0;
     }
   }
-  if (static_cast<double>(above) > kMostAbove * static_cast<double>(total)) {
-    return Fail(
-        "Hole::Analyze(): Final validation: Too many points above the fit plane. Check the nominal "
-        "normal and the clearance zone!");
-  }
-  return shared::SurfaceIsUnbroken(inliers, _plane, _point_spacing) ||
-         Fail(
-             "Hole::Analyze(): Final validation: Too many points of the surface are missing. Check "
-             "the quality threshold!");
+  if (static_cast<double>(above) <= kMostAbove * static_cast<double>(total)) return true;
+  return Fail(
+      "Hole::Analyze(): Final validation: Too many points above the fit plane. Check the nominal "
+      "normal and the clearance zone!");
 }
 
 bool Hole::Report() {

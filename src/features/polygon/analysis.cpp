@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -136,11 +135,8 @@ bool Polygon::Analyze() {
   }
   // A bent side or a broken surface is a wrong number with nothing else to tell it. A pass around
   // the moved nominal may mend it, so it is judged last.
-  const auto is_unbroken = [&](const std::vector<PointCloud>& side) {
-    return shared::SurfaceIsUnbroken(side, plane, PointSpacing);
-  };
   return (shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) &&
-          std::all_of(selected.begin(), selected.end(), is_unbroken)) ||
+          shared::EverySideIsUnbroken(selected, plane, PointSpacing)) ||
          Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 

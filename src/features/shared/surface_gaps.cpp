@@ -50,4 +50,11 @@ bool SurfaceIsUnbroken(const std::vector<PointCloud>& lines, const geometry::Pla
   return expected - there <= kMostMissing * expected;
 }
 
+bool EverySideIsUnbroken(const LineBins& sides, const geometry::Plane& plane,
+                         double point_spacing) {
+  return std::all_of(sides.begin(), sides.end(), [&](const std::vector<PointCloud>& lines) {
+    return SurfaceIsUnbroken(lines, plane, point_spacing);
+  });
+}
+
 }  // namespace libmfx::features::shared

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "features/shared/crossing_lines.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/plane.h"
 
@@ -17,5 +18,8 @@ namespace libmfx::features::shared {
 /// \param point_spacing metres; samples farther than three of these from the surface don't count
 bool SurfaceIsUnbroken(const std::vector<data_structures::PointCloud>& lines,
                        const geometry::Plane& plane, double point_spacing);
+
+/// The same for every side or arc of an opening.
+bool EverySideIsUnbroken(const LineBins& sides, const geometry::Plane& plane, double point_spacing);
 
 }  // namespace libmfx::features::shared

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cmath>
 
 #include "features/shared/directions.h"
@@ -83,10 +82,8 @@ bool Slot::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  const auto is_unbroken = [&](const std::vector<PointCloud>& arc) {
-    return shared::SurfaceIsUnbroken(arc, plane, PointSpacing);
-  };
-  return std::all_of(selected.begin(), selected.end(), is_unbroken) ||
+  // Both arcs grow alike where samples of the surface are lost, so that nothing else tells it.
+  return shared::EverySideIsUnbroken(selected, plane, PointSpacing) ||
          Fail("Bad scan lines resulted insufficient edge points being found!");
 }
 
