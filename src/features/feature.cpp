@@ -13,6 +13,10 @@ namespace libmfx::features {
 
 Feature::Feature() : _logger(this) {}
 
+// By way of the assignment, which knows every field: the logger keeps the feature that it belongs
+// to and takes the name over.
+Feature::Feature(const Feature& other) : Feature() { *this = other; }
+
 const std::string& Feature::FeatureName() {
   static const std::string name;
   return name;
@@ -28,6 +32,7 @@ bool Feature::Reset(bool reanalyze, bool search) {
   _error.clear();
   _has_error = false;
   _is_successful = false;
+  _warnings.clear();
   if (reanalyze) {
     _logger[log::LOG_LEVEL_1] << "Re-analyze!" << std::endl;
   } else {
@@ -87,7 +92,10 @@ const std::queue<Position>& Feature::GetDrivePoints(bool force) {
   return _drive_points;
 }
 
-void Feature::AnalyzeFeature() { _is_successful = Analyze(); }
+void Feature::AnalyzeFeature() {
+  _warnings.clear();
+  _is_successful = Analyze();
+}
 
 std::string Feature::GetResult() const { return GenerateResult(); }
 
@@ -113,6 +121,11 @@ void Feature::SetError(const std::string& message) {
   _has_error = !message.empty();
   _error = message;
   if (_has_error) _logger[log::LOG_LEVEL_3] << message << std::endl;
+}
+
+void Feature::Warn(const std::string& text) {
+  _warnings.push_back(text);
+  _logger[log::LOG_LEVEL_2] << text << std::endl;
 }
 
 std::queue<Position> Feature::GenerateSearchPattern(const PointXYZW& center,

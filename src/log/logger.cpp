@@ -55,7 +55,9 @@ LibMfxLogStream::~LibMfxLogStream() { delete _buffer; }
 
 LibMfxLogger& LibMfxLogger::operator=(const LibMfxLogger& other) {
   if (this == &other) return *this;
-  _owner = other._owner;
+  _owner = other.Owner();
+  _owner_life = other.OwnerLife();
+  _took_owner = _owner != nullptr;
   _name = other._name;
   delete std::exchange(_stream, nullptr);
   return *this;
@@ -63,9 +65,19 @@ LibMfxLogger& LibMfxLogger::operator=(const LibMfxLogger& other) {
 
 LibMfxLogger::~LibMfxLogger() { delete _stream; }
 
+features::Feature* LibMfxLogger::Owner() const {
+  return _took_owner && _owner_life.expired() ? _self : _owner;
+}
+
+std::weak_ptr<const void> LibMfxLogger::OwnerLife() const {
+  features::Feature* const owner = Owner();
+  return owner != nullptr ? owner->_life.Watch() : std::weak_ptr<const void>();
+}
+
 LibMfxLogStream& LibMfxLogger::operator[](int level) {
   const int clamped = std::clamp(level, 0, 4);
-  const std::string name = _owner != nullptr ? _owner->FeatureName() : _name;
+  features::Feature* const owner = Owner();
+  const std::string name = owner != nullptr ? owner->FeatureName() : _name;
   // For a logger with an owner `_name` is empty, so it gets a fresh stream on every call: a line
   // left open is thereby delivered as soon as the next one begins.
   if (_stream != nullptr && _stream->buffer().level() == clamped && name == _name) return *_stream;

@@ -172,6 +172,17 @@ TEST(CustomScan, DataOutBySegmentSucceedsAndKeepsNothing) {
   EXPECT_EQ(json::parse(scan->GetResult())["ScanData"]["Count"], 0);
 }
 
+TEST(CustomScan, DataOutBySegmentDropsWhatAnEarlierAnalysisKept) {
+  const FeaturePtr scan = Make(TwoSegments("0.001"));
+  scan->OutputDataBySegment(false);
+  scan->UpdateRawData({RawDataPoint(0, 0, 2, 90.0, 1)});
+  scan->AnalyzeFeature();
+  EXPECT_EQ(json::parse(scan->GetResult())["ScanData"]["Count"], 1);
+  scan->OutputDataBySegment(true);
+  scan->AnalyzeFeature();
+  EXPECT_EQ(json::parse(scan->GetResult())["ScanData"]["Count"], 0);
+}
+
 TEST(CustomScan, DataOutBySegmentSucceedsAlsoWhenAnErrorIsSet) {
   const FeaturePtr scan = Make(R"({"Feature":{"$type":"ScanPathFeature"}})");
   scan->AnalyzeFeature();

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "feature_probe.h"
+#include "libmfx/features/hole.h"
 
 namespace libmfx::features {
 namespace {
@@ -224,6 +225,64 @@ TEST(Feature, ACopyLogsUnderItsSource) {
   const LogCollector collector;
   copy.SetError("from the copy");
   EXPECT_EQ(collector.Lines().front().name, L"Probe");
+}
+
+struct NamedProbe : FeatureProbe {
+  const std::string& FeatureName() override {
+    static const std::string name = "Named";
+    return name;
+  }
+};
+
+std::wstring NameOfLineFrom(FeatureProbe& probe) {
+  const LogCollector collector;
+  probe.SetError("line");
+  return LogCollector::Lines().back().name;  // the one before ends first
+}
+
+TEST(Feature, ACopyLogsUnderItsSourceWhileThatExistsAndUnderItselfAfterwards) {
+  auto source = std::make_unique<NamedProbe>();
+  FeatureProbe copy(*source);
+  FeatureProbe assigned;
+  assigned = *source;
+  FeatureProbe copy_of_copy(copy);
+  EXPECT_EQ(NameOfLineFrom(copy), L"Named");
+  EXPECT_EQ(NameOfLineFrom(assigned), L"Named");
+  EXPECT_EQ(NameOfLineFrom(copy_of_copy), L"Named");
+  source.reset();
+  EXPECT_EQ(NameOfLineFrom(copy), L"Probe");
+  EXPECT_EQ(NameOfLineFrom(assigned), L"Probe");
+  EXPECT_EQ(NameOfLineFrom(copy_of_copy), L"Probe");
+  const FeatureProbe late(copy);
+  EXPECT_EQ(NameOfLineFrom(copy), L"Probe");
+}
+
+TEST(Feature, AVectorOfFeaturesGrows) {
+  std::vector<Hole> holes;
+  for (int i = 0; i < 3; ++i) holes.emplace_back();
+  const LogCollector collector;
+  holes[0].Reset(false, false);
+  EXPECT_EQ(LogCollector::Lines().front().name, L"RobustHole");
+}
+
+TEST(Feature, WarningsBelongToTheLastAnalysis) {
+  FeatureProbe probe;
+  EXPECT_TRUE(probe.GetWarnings().empty());
+  probe.doubts = {"one", "two"};
+  const LogCollector collector;
+  probe.AnalyzeFeature();
+  EXPECT_TRUE(probe.GetIsSuccessful());
+  EXPECT_EQ(probe.GetWarnings(), (std::vector<std::string>{"one", "two"}));
+  EXPECT_EQ(LogCollector::Texts(), (Texts{L"one", L"two"}));
+  EXPECT_EQ(LogCollector::Lines().front().level, 2);
+  probe.AnalyzeFeature();
+  EXPECT_EQ(probe.GetWarnings().size(), 2U) << "the second analysis begins without the first's";
+  EXPECT_EQ(FeatureProbe(probe).GetWarnings().size(), 2U);
+  probe.Reset(true, false);
+  EXPECT_TRUE(probe.GetWarnings().empty());
+  probe.AnalyzeFeature();
+  probe.Reset(false, false);
+  EXPECT_TRUE(probe.GetWarnings().empty());
 }
 
 TEST(Constrain, HalfTurn) {

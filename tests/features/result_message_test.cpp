@@ -94,11 +94,19 @@ TEST(ResultMessage, ScanDataOfAnEmptyCloudAndOfSamples) {
 TEST(ResultMessage, FrameOfASuccessAndOfAFailure) {
   const auto own = [](ResultMessage& m) { m.Add("Radius", 0.5); };
   const auto scan = [](ResultMessage& m) { m.Add("ScanData", 0); };
-  EXPECT_EQ(FramedResult({"T", true, "", "id", ""}, own, scan),
+  const std::vector<std::string> none;
+  EXPECT_EQ(FramedResult({"T", true, "", "id", "", none}, own, scan),
             R"({"$type":"T","Radius":0.50000000,"ScanData":0,"Success":true,"Target":"id"})");
-  EXPECT_EQ(FramedResult({"T", false, "bad", "id", "name"}, own, scan),
+  EXPECT_EQ(FramedResult({"T", false, "bad", "id", "name", none}, own, scan),
             R"({"$type":"T","ErrorMessage":"bad","ScanData":0,"Success":false,"Target":"id",)"
             R"("Name":"name"})");
+}
+
+TEST(ResultMessage, WarningsAreTheLastKeyWhereThereAreAny) {
+  const auto nothing = [](ResultMessage&) {};
+  EXPECT_EQ(FramedResult({"T", true, "", "id", "name", {"a \"b\"", "c"}}, nothing, nothing),
+            R"({"$type":"T","Success":true,"Target":"id","Name":"name",)"
+            R"("Warnings":["a \"b\"","c"]})");
 }
 
 TEST(ResultMessage, IntegerOfADouble) {

@@ -24,12 +24,14 @@ class FeatureProbe : public features::Feature {
   using Feature::SetError;
   using Feature::TriggerRescan;
   using Feature::UnwrapDrivePoints;
+  using Feature::Warn;
 
   bool staged = false;
   bool analysis_succeeds = true;
   int generated = 0;
   int resets = 0;
   std::vector<features::RawDataPoint> search_samples;
+  std::vector<std::string> doubts;  ///< that the analysis finds
 
   const std::string& FeatureName() override {
     static const std::string name = "Probe";
@@ -41,7 +43,10 @@ class FeatureProbe : public features::Feature {
   }
 
  protected:
-  bool Analyze() override { return analysis_succeeds; }
+  bool Analyze() override {
+    for (const std::string& doubt : doubts) Warn(doubt);
+    return analysis_succeeds;
+  }
   std::queue<features::Position> GenerateDrivePoints() override {
     std::queue<features::Position> queue;
     queue.emplace(static_cast<double>(++generated), 0.0, 2.0, 0.0);

@@ -55,7 +55,9 @@ class LIBMFX_EXPORT Feature {
   /// filtered. The caller owns it.
   static Feature* Create(std::queue<Position> path, double quality_threshold);
 
-  Feature(const Feature&) = default;
+  /// A copy takes every field. Its lines go out under the source's name while the source exists,
+  /// and under its own afterwards.
+  Feature(const Feature& other);
   Feature& operator=(const Feature&) = default;
   virtual ~Feature() = default;
 
@@ -111,6 +113,10 @@ class LIBMFX_EXPORT Feature {
 
  public:
   const std::vector<RawDataPoint>& GetRawData() const { return _raw_data; }
+  /// What the last analysis saw that makes its result doubtful although every test passed: texts
+  /// for the operator, each with its figure and what to do. Empty after Reset, and while an
+  /// analysis has found none.
+  const std::vector<std::string>& GetWarnings() const { return _warnings; }
   bool GetHighSpeedAllowed() { return _high_speed_allowed; }
   void OutputDataBySegment(bool by_segment) { _output_data_by_segment = by_segment; }
   bool OutputDataBySegment() { return _output_data_by_segment; }
@@ -130,6 +136,8 @@ class LIBMFX_EXPORT Feature {
 
   /// Stores the text, sets the error flag if it is not empty, and logs it at level 3.
   void SetError(const std::string& message);
+  /// Adds a doubt about the result and logs it at level 2. It changes no number and no step.
+  void Warn(const std::string& text);
   /// Makes a path that crosses the azimuth seam drivable. Consumes `queue`.
   /// \param direction +1 or -1 prefers that sign of azimuth, 0 chooses from the data
   /// \param allow_flip lets a path in both rear bands be sent over the top of the instrument
@@ -174,6 +182,10 @@ class LIBMFX_EXPORT Feature {
 
  private:
   friend struct SettingAccess;
+  friend class log::LibMfxLogger;
+
+  std::vector<std::string> _warnings;
+  log::Life _life;  ///< tells the loggers of copies whether this feature still exists
 };
 
 }  // namespace libmfx::features

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -19,7 +20,7 @@ namespace libmfx::log {
 enum LogLevel : int {
   LOG_LEVEL_0 = 0,  ///< not used by the library
   LOG_LEVEL_1 = 1,  ///< ordinary messages
-  LOG_LEVEL_2 = 2,  ///< not used by the library
+  LOG_LEVEL_2 = 2,  ///< doubts about a result
   LOG_LEVEL_3 = 3,  ///< errors
   LOG_LEVEL_4 = 4,  ///< not used by the library
 };
@@ -70,15 +71,32 @@ class LIBMFX_EXPORT LibMfxLogStream : public std::ostream {
   LibMfxLogBuf* _buffer;
 };
 
+/// Ends with the object that it is a member of, and never goes over to a copy of that object: who
+/// holds it weakly can tell whether the object still exists.
+class LIBMFX_EXPORT Life {
+ public:
+  Life() : _token(std::make_shared<char>()) {}
+  Life(const Life&) : Life() {}
+  Life& operator=(const Life&) { return *this; }
+  ~Life() = default;
+
+  std::weak_ptr<const void> Watch() const { return _token; }
+
+ private:
+  std::shared_ptr<const void> _token;
+};
+
 /// Used as `logger[level] << values << endl`. Belongs to the one thread that uses its feature.
 class LIBMFX_EXPORT LibMfxLogger {
  public:
   LibMfxLogger() = default;
   explicit LibMfxLogger(const std::string& name) : _name(name) {}
   /// \param owner names the lines by its FeatureName(); not owned, may be null
-  explicit LibMfxLogger(features::Feature* owner) : _owner(owner) {}
-  /// A copy takes owner and name over and starts without a stream of its own.
-  LibMfxLogger(const LibMfxLogger& other) : _owner(other._owner), _name(other._name) {}
+  explicit LibMfxLogger(features::Feature* owner) : _owner(owner), _self(owner) {}
+  /// A copy takes owner and name over and starts without a stream of its own. It watches the owner:
+  /// once that is gone, its lines go out under the name of the feature that it was made for itself,
+  /// or under its own name where it was made for none.
+  LibMfxLogger(const LibMfxLogger& other) { *this = other; }
   LibMfxLogger& operator=(const LibMfxLogger& other);
   virtual ~LibMfxLogger();
 
@@ -92,9 +110,17 @@ class LIBMFX_EXPORT LibMfxLogger {
   void Flush();
 
  private:
+  /// The feature that names the lines, or null.
+  features::Feature* Owner() const;
+  /// The life of the owner, also where this logger was made for it.
+  std::weak_ptr<const void> OwnerLife() const;
+
   features::Feature* _owner = nullptr;
   std::string _name;
   LibMfxLogStream* _stream = nullptr;
+  features::Feature* _self = nullptr;       ///< the feature that this logger was made for
+  bool _took_owner = false;                 ///< from the logger that this one is a copy of
+  std::weak_ptr<const void> _owner_life{};  ///< of an owner that was taken over
 };
 
 }  // namespace libmfx::log

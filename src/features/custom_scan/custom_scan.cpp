@@ -153,6 +153,7 @@ std::queue<Position> CustomScan::GenerateDrivePoints() {
 bool CustomScan::Analyze() {
   if (_output_data_by_segment) {
     _raw_data.clear();
+    _filtered_data.clear();
     return true;
   }
   if (_has_error) return false;
@@ -170,7 +171,7 @@ bool CustomScan::Analyze() {
 
 std::string CustomScan::GenerateResult() const {
   const bool binary = _scan_path_return_type == SCANPATH_RETURN_BINARY;
-  return ScanPathResult({_id, _name, _is_successful}, _filtered_data, binary);
+  return ScanPathResult({_id, _name, _is_successful, GetWarnings()}, _filtered_data, binary);
 }
 
 }  // namespace libmfx::features

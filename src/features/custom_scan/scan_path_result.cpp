@@ -80,7 +80,8 @@ std::string ScanPathResult(const ScanPathHead& head, const std::vector<RawDataPo
   const std::string id = Dump(head.id);
   const std::string tail =
       std::string(head.successful ? R"(,"Success":true)" : R"(,"Success":false)") +
-      R"(,"Target":)" + id + '}';
+      R"(,"Target":)" + id +
+      (head.warnings.empty() ? std::string() : R"(,"Warnings":)" + Dump(json(head.warnings))) + '}';
   std::string text = R"({"$id":)" + id + R"(,"$type":"ScanPathTargetResult")";
   if (!head.name.empty()) text += R"(,"Name":)" + Dump(head.name);
   if (binary) {

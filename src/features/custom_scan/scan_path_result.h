@@ -12,9 +12,11 @@ struct ScanPathHead {
   const std::string& id;
   const std::string& name;
   bool successful;
+  const std::vector<std::string>& warnings;
 };
 
-/// The result message of a scan path; keys are sorted, doubles round-trip.
+/// The result message of a scan path; keys are sorted, but for the warnings at the end, and doubles
+/// round-trip.
 /// \param binary true: "ScanData" is the base64 text of BinaryScanData; false: an object
 std::string ScanPathResult(const ScanPathHead& head,
                            const std::vector<data_structures::RawDataPoint>& samples, bool binary);

@@ -161,7 +161,7 @@ void CylinderFeature::UpdateNominals(const std::vector<RawDataPoint>& samples) {
 
 std::string CylinderFeature::GenerateResult() const {
   return shared::FramedResult(
-      {_kind.result_type, GetIsSuccessful(), _error, _uuid, _name},
+      {_kind.result_type, GetIsSuccessful(), _error, _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", _fitted_cylinder._center)
             .Add("Axis", _fitted_cylinder._axis)

@@ -34,7 +34,7 @@ void WritePoints(std::ostream& out, const char* name, const char* style) {
 
 std::string Edge::GenerateResult() const {
   return shared::FramedResult(
-      {"EdgeTargetResult", GetIsSuccessful(), GetError(), _uuid, _name},
+      {"EdgeTargetResult", GetIsSuccessful(), GetError(), _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) { message.Add("Location", _measured_point); },
       [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
 }

@@ -9,7 +9,7 @@ namespace libmfx::features {
 std::string Hole::GenerateResult() const {
   _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
   std::string text = shared::FramedResult(
-      {"HoleTargetResult", GetIsSuccessful(), GetError(), _uuid, _name},
+      {"HoleTargetResult", GetIsSuccessful(), GetError(), _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", _measured_center)
             .Add("Normal", _measured_normal)

@@ -115,7 +115,7 @@ void Polygon::UpdateNominals(const std::vector<RawDataPoint>& samples) {
 
 std::string Polygon::GenerateResult() const {
   return shared::FramedResult(
-      {"PolygonTargetResult", GetIsSuccessful(), _error, _uuid, _name},
+      {"PolygonTargetResult", GetIsSuccessful(), _error, _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", MeasuredPoint)
             .Add("Normal", MeasuredNormal)

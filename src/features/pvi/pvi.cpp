@@ -104,7 +104,7 @@ void PVI::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor())
 
 std::string PVI::GenerateResult() const {
   return shared::FramedResult(
-      {"PVITargetResult", GetIsSuccessful(), _error, _uuid, _name},
+      {"PVITargetResult", GetIsSuccessful(), _error, _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", _measured_point)
             .Add("Normal", _measured_normal)

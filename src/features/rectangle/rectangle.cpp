@@ -98,7 +98,7 @@ void Rectangle::UpdateNominals(const std::vector<RawDataPoint>& samples) {
 
 std::string Rectangle::GenerateResult() const {
   return shared::FramedResult(
-      {"RectangleTargetResult", GetIsSuccessful(), _error, _uuid, _name},
+      {"RectangleTargetResult", GetIsSuccessful(), _error, _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", MeasuredPoint)
             .Add("Normal", MeasuredNormal)

@@ -142,6 +142,18 @@ ResultMessage& ResultMessage::AddScanData(const std::vector<RawDataPoint>& sampl
   return *this;
 }
 
+ResultMessage& ResultMessage::AddWarnings(const std::vector<std::string>& texts) {
+  if (texts.empty()) return *this;
+  Key("Warnings");
+  _text += '[';
+  for (const std::string& text : texts) {
+    if (_text.back() != '[') _text += ',';
+    AppendString(_text, text);
+  }
+  _text += ']';
+  return *this;
+}
+
 std::string ResultMessage::Finish() {
   _text += '}';
   return std::move(_text);

@@ -39,6 +39,9 @@ class ResultMessage {
   /// "ScanData" in "LR_AER": a row for each sample.
   ResultMessage& AddScanData(const std::vector<data_structures::RawDataPoint>& samples);
 
+  /// "Warnings", an array of texts; nothing where there is none.
+  ResultMessage& AddWarnings(const std::vector<std::string>& texts);
+
   /// Closes the object and hands the text over; the message is spent.
   std::string Finish();
 
@@ -57,6 +60,7 @@ struct ResultFrame {
   std::string_view error;
   std::string_view target;
   std::string_view name;
+  const std::vector<std::string>& warnings;
 };
 
 template <typename WriteOwnKeys, typename WriteScanData>
@@ -72,7 +76,7 @@ std::string FramedResult(const ResultFrame& frame, WriteOwnKeys write_own_keys,
   write_scan_data(message);
   message.Add("Success", frame.successful).Add("Target", frame.target);
   if (!frame.name.empty()) message.Add("Name", frame.name);
-  return message.Finish();
+  return message.AddWarnings(frame.warnings).Finish();
 }
 
 /// A double as fixed text with `decimals` digits after the point; null if it is not finite.

@@ -130,7 +130,7 @@ void Slot::UpdateNominals(const std::vector<RawDataPoint>& samples) {
 
 std::string Slot::GenerateResult() const {
   return shared::FramedResult(
-      {"SlotTargetResult", GetIsSuccessful(), _error, _uuid, _name},
+      {"SlotTargetResult", GetIsSuccessful(), _error, _uuid, _name, GetWarnings()},
       [this](shared::ResultMessage& message) {
         message.Add("Location", MeasuredPoint)
             .Add("Normal", MeasuredNormal)

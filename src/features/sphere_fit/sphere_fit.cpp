@@ -196,7 +196,7 @@ std::string SphereFit::GenerateResult() const {
   message.Add("Quality", Quality, 2);
   message.Add("Success", GetIsSuccessful()).Add("Target", _target_uuid);
   if (!_name.empty()) message.Add("Name", _name);
-  message.Add("FinalFitcount", _final_fit_count);
+  message.Add("FinalFitcount", _final_fit_count).AddWarnings(GetWarnings());
   std::string text = message.Finish();
   _logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
   return text;
