@@ -128,6 +128,10 @@ void Feature::Warn(const std::string& text) {
   _logger[log::LOG_LEVEL_2] << text << std::endl;
 }
 
+void Feature::Warn(const std::vector<std::string>& texts) {
+  for (const std::string& text : texts) Warn(text);
+}
+
 std::queue<Position> Feature::GenerateSearchPattern(const PointXYZW& center,
                                                     const VectorXYZW& normal, double max_radius) {
   _drive_step = SEARCH;

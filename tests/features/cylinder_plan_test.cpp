@@ -301,16 +301,31 @@ TEST(Stud, PlansThatNoInstrumentDrivesAreRefused) {
   EXPECT_NE(refusal_of("LineSpacing", 0.0, false), "");
   EXPECT_NE(refusal_of("LineSpacing", -0.001, false), "");
   EXPECT_NE(refusal_of("LineSpacing", 1e-12, false), "");
-  EXPECT_NE(refusal_of("PointSpacing", 0.0, false), "");
   EXPECT_NE(refusal_of("Radius", 1e300, true), "");
   EXPECT_NE(refusal_of("Height", 1e300, true), "");
   EXPECT_NE(refusal_of("Location", {1e300, 0.0, 2.0}, true), "");
+}
+
+TEST(Stud, ASpacingThatNoCountHangsOnIsHandedOutAsItIs) {
+  for (const double spacing : {0.0, -0.001}) {
+    json request = StudRequest();
+    request["PointSpacing"] = spacing;
+    Stud stud(request.dump());
+    const auto plan = PointsOf(stud.GetDrivePoints(false));
+    ASSERT_EQ(plan.size(), 40U) << stud.GetError();
+    EXPECT_EQ(plan[1].point_spacing, spacing);
+    stud.SetSetting(L"PointSpacing", std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(stud.GetDrivePoints(true).empty());
+    EXPECT_EQ(stud.GetError(), "PointSpacing is not finite: nan");
+  }
 }
 
 TEST(Stud, SearchDrivesASpiralAroundTheNominal) {
   json request = StudRequest();
   request["SearchEnabled"] = true;
   Stud stud(request.dump());
+  const auto plan = PointsOf(stud.GetDrivePoints(false));
+  ASSERT_EQ(plan.size(), 40U);
   // A reset would put the nominal back to its default, so the host keeps it in the descriptor.
   const auto descriptor = Stud::FeatureDescriptor();
   const auto kept = descriptor->_settings;
@@ -323,7 +338,7 @@ TEST(Stud, SearchDrivesASpiralAroundTheNominal) {
   EXPECT_EQ(stud.GetDriveStep(), SEARCH);
   // 20 points a turn, a millimetre a turn, up to four radii.
   EXPECT_NEAR(static_cast<double>(spiral.size()), 1.0 + 20.0 * 20.0, 1.0);
-  EXPECT_TRUE(stud.GetLastDrivePoints().empty());
+  EXPECT_EQ(PointsOf(stud.GetLastDrivePoints()), plan) << "a search pattern does not stand there";
   const Eigen::Vector3d center(0.0, 0.0, 2.0), axis(0.0, std::sqrt(0.5), -std::sqrt(0.5));
   for (const Position& p : spiral) {
     const Eigen::Vector3d at = AzElRange(p.azimuth, p.elevation, p.range).ToPoint().xyz() - center;

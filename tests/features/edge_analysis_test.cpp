@@ -1,5 +1,6 @@
 // The analysis of an edge on profiles without noise: where it finds the edge, and each failure.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -145,12 +146,18 @@ TEST(EdgeAnalysis, ASecondSurfaceAtTheNominalDepthIsReachedAtItsBeginning) {
     EXPECT_NEAR(edge->_measured_point.x(), 0.006, 3e-4) << noise;
   }
   // At the nominal offset any of its samples could be the nearest. Without noise it is the first
-  // that is exactly as deep; with noise nothing tells.
-  EXPECT_TRUE(
-      Analyzed(EdgeRequest(0.001, true), SamplesOf(Step(0.001, 0.0001, 0.0)))->GetIsSuccessful());
-  EXPECT_EQ(Analyzed(EdgeRequest(0.001, true), SamplesOf(Step(0.001, 0.0001, 1e-5)))->GetError(),
-            "Edge::Analyze(): Could not find the furthest edge point along plane tangent "
-            "direction.");
+  // that is exactly as deep; with noise nothing tells, and the result says so.
+  const auto exact = Analyzed(EdgeRequest(0.001, true), SamplesOf(Step(0.001, 0.0001, 0.0)));
+  EXPECT_TRUE(exact->GetIsSuccessful());
+  EXPECT_THAT(exact->GetWarnings(), testing::IsEmpty());
+  std::vector<Place> places = Step(0.0019, 0.0001, 1e-5);
+  const auto second =
+      std::find_if(places.begin(), places.end(), [](const Place& p) { return p.depth > 0.001; });
+  second->depth = 0.0019;  // the nearest, at its beginning
+  const auto noisy = Analyzed(EdgeRequest(0.0019, true), SamplesOf(places));
+  EXPECT_TRUE(noisy->GetIsSuccessful()) << noisy->GetError();
+  EXPECT_THAT(noisy->GetWarnings(),
+              testing::ElementsAre(testing::StartsWith("The line shows the depth asked for in ")));
 }
 
 TEST(EdgeAnalysis, AHiddenWallShowsTheEdgeOnlyIfTheGapIsShort) {
@@ -169,10 +176,20 @@ TEST(EdgeAnalysis, AProfileThatPassesTheDepthSeveralTimesHasNoEdgeThere) {
             "Edge::Analyze(): Could not estimate the z-component of the edge.");
 }
 
-TEST(EdgeAnalysis, NoSampleNearTheNominalDepthIsNoEdgeAtTheOffset) {
-  EXPECT_EQ(Analyzed(EdgeRequest(0.0015, true), SamplesOf(Step(0.003, 0.0001, 0.0)))->GetError(),
-            "Edge::Analyze(): Could not find the furthest edge point along plane tangent "
-            "direction.");
+TEST(EdgeAnalysis, TheNearestSampleIsTakenAtTheOffsetHoweverFarOffItIs) {
+  // A second surface 0.6 mm deeper than the nominal edge, and no sample on the wall between.
+  std::vector<Place> places = Step(0.0019, 0.0001, 0.0);
+  for (Place& p : places) p.depth += p.depth > 0.0 ? 0.02 * (p.x - 0.0061) : 0.0;
+  const auto near = Analyzed(EdgeRequest(0.0013, true), SamplesOf(places));
+  EXPECT_TRUE(near->GetIsSuccessful()) << near->GetError();
+  EXPECT_NEAR(DepthOf(near->_measured_point), 0.0019, 1e-5);
+  EXPECT_THAT(near->GetWarnings(), testing::ElementsAre(testing::StartsWith(
+                                       "The sample taken for the edge lies 0.6 mm above or below "
+                                       "the depth asked for")));
+  // Farther than half the offset from the nominal, the residual judges it.
+  EXPECT_EQ(Analyzed(EdgeRequest(0.0011, true), SamplesOf(places))->GetError(),
+            "Edge::Analyze(): The residual distance of the estimated edge exceeded the tolerable "
+            "limits.");
 }
 
 TEST(EdgeAnalysis, ASpacingFarBelowTheNoiseTakesNoLongerThanItsSamples) {

@@ -202,8 +202,7 @@ TEST(EdgePlan, AbsurdValuesAreRefusedByName) {
     return edge.GetError();
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_EQ(refusal("PointSpacing", 0.0), "PointSpacing has to be positive and finite: 0");
-  EXPECT_EQ(refusal("PointSpacing", -1.0), "PointSpacing has to be positive and finite: -1");
+  EXPECT_EQ(refusal("PointSpacing", nan), "PointSpacing is not finite: nan");
   EXPECT_NE(refusal("ClearanceZone", nan).find("ClearanceZone is not finite"), std::string::npos);
   EXPECT_NE(refusal("NominalSurfacePoint", PointXYZW(nan, 0, 2)).find("SurfacePoint is not finite"),
             std::string::npos);

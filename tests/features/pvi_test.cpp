@@ -92,6 +92,18 @@ TEST(Pvi, TableAndDefaults) {
 
 TEST(Pvi, OnlyThisClassForbidsHighSpeed) { EXPECT_FALSE(PVI().GetHighSpeedAllowed()); }
 
+TEST(Pvi, ARefusedPlanLeavesTheLastOneAlone) {
+  PVI pvi(RequestWithTilt(0.0).dump());
+  const auto plan = PointsOf(pvi.GetDrivePoints(false));
+  ASSERT_FALSE(plan.empty());
+  pvi.SetSetting(L"NominalNormal", PointXYZW(0, 0, 1, 0));
+  EXPECT_TRUE(pvi.GetDrivePoints(true).empty());
+  EXPECT_EQ(pvi.GetError(), "ERROR_PVI_NORMAL_DIR");
+  EXPECT_EQ(PointsOf(pvi.GetLastDrivePoints()), plan);
+  EXPECT_TRUE(pvi.GetDrivePoints(true).empty());
+  EXPECT_TRUE(pvi.GetLastDrivePoints().empty()) << "with an error there is none";
+}
+
 TEST(Pvi, ErrorsOfARequest) {
   const auto error_of = [](const json& request) { return PVI(request.dump()).GetError(); };
   EXPECT_EQ(PVI("{").GetError(), "Unable to parse JSON message!");

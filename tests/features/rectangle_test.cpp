@@ -1,5 +1,6 @@
 #include "libmfx/features/rectangle.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -16,6 +17,8 @@ using test::MeasurePlate;
 using test::PlateFrame;
 using test::PointsOf;
 using test::TripleOf;
+using testing::Contains;
+using testing::HasSubstr;
 
 const PlateFrame kPlate;
 
@@ -237,14 +240,43 @@ TEST(Rectangle, ASideWithOneGoodLineIsNotEnough) {
   EXPECT_EQ(ErrorOver(opening), "Bad scan lines resulted insufficient edge points being found!");
 }
 
-TEST(Rectangle, ALineBesideTheOpeningBendsNoSide) {
+TEST(Rectangle, ALineBesideTheOpeningMakesItsSideDoubtful) {
   // The opening is shifted so far that the outermost lines of two sides never meet it.
   json request = Request();
   request["ScansPerSide"] = 9;
   const auto off = Opening(0.03, 0.02, 0.0032, 0.0);
   const auto feature = MeasurePlate(request, off);
+  EXPECT_TRUE(feature->GetIsSuccessful()) << feature->GetError();
+  EXPECT_THAT(feature->GetWarnings(), Contains(HasSubstr("off the line through that side")));
+  EXPECT_EQ(json::parse(feature->GetResult())["Warnings"].get<std::vector<std::string>>(),
+            feature->GetWarnings());
+}
+
+TEST(Rectangle, ACentreOffItsNominalIsDoubtedUnlessARescanWasAskedFor) {
+  const auto centre_doubted = Contains(testing::StartsWith("The measured centre lies 0."));
+  json request = Request();
+  const auto warnings_at = [&](double shift) {
+    return MeasurePlate(request, Opening(0.03, 0.02, shift, 0.0))->GetWarnings();
+  };
+  EXPECT_THAT(warnings_at(0.0), testing::IsEmpty());
+  EXPECT_THAT(warnings_at(0.0001), testing::IsEmpty());
+  EXPECT_THAT(warnings_at(0.0006), centre_doubted);
+  request["PointSpacing"] = 0.0005;  // two spacings are more than the centre is off
+  EXPECT_THAT(warnings_at(0.0006), testing::Not(centre_doubted));
+  request.erase("PointSpacing");
+  request["RescanThreshold"] = 0.001;
+  EXPECT_THAT(warnings_at(0.0006), testing::IsEmpty());
+}
+
+TEST(Rectangle, ARescanComesBeforeAnyDoubt) {
+  json request = Request();
+  request["ScansPerSide"] = 9;
+  request["RescanThreshold"] = 0.0001;
+  const auto feature = MeasurePlate(request, Opening(0.03, 0.02, 0.0032, 0.0));
   EXPECT_FALSE(feature->GetIsSuccessful());
-  EXPECT_EQ(feature->GetError(), "Bad scan lines resulted insufficient edge points being found!");
+  EXPECT_EQ(feature->GetDriveStep(), RESCAN);
+  EXPECT_EQ(feature->GetError(), "");
+  EXPECT_TRUE(feature->GetWarnings().empty());
 }
 
 TEST(Rectangle, ATiltedSurfaceIsRejected) {

@@ -115,9 +115,19 @@ TEST(SphereRequest, TextThatDoesNotParse) {
   }
 }
 
+TEST(SphereRequest, ALocationThatIsNoArrayReadsAsTheOrigin) {
+  SphereProbe s{std::string(R"({"Feature":{"Location":"here","Radius":0.01}})")};
+  EXPECT_EQ(s.GetError(), "");
+  EXPECT_EQ(s.NominalPoint, PointXYZW());
+  EXPECT_EQ(s.NominalRadius, 0.01);
+  EXPECT_TRUE(s._nominals_valid);
+  for (const Position& p : test::PointsOf(s.GetDrivePoints(true))) {
+    EXPECT_TRUE(std::isfinite(p.azimuth + p.elevation + p.range));
+  }
+}
+
 TEST(SphereRequest, NoLocationKeepsTheDefaultNominal) {
-  const char* texts[] = {R"({})", R"({"Feature":5})", R"({"Feature":{"Radius":0.01}})",
-                         R"({"Feature":{"Location":"here","Radius":0.01}})"};
+  const char* texts[] = {R"({})", R"({"Feature":5})", R"({"Feature":{"Radius":0.01}})"};
   for (const char* text : texts) {
     SphereProbe s{std::string(text)};
     EXPECT_EQ(s.GetError(), "Request does not contain nominal location!") << text;

@@ -44,7 +44,7 @@ class FeatureProbe : public features::Feature {
 
  protected:
   bool Analyze() override {
-    for (const std::string& doubt : doubts) Warn(doubt);
+    Warn(doubts);
     return analysis_succeeds;
   }
   std::queue<features::Position> GenerateDrivePoints() override {

@@ -79,7 +79,7 @@ class HoleProbe : public features::Hole {
   using Hole::PlaneCentroidBiasShift;
   using Hole::Report;
   using Hole::SigmoidBiasShift;
-  using Hole::SurfaceIsOnTop;
+  using Hole::TellSamplesAbove;
   using Hole::UpdateNominals;
 };
 

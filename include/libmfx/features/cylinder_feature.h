@@ -85,6 +85,8 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   VectorXYZW AcrossDirection() const;
   std::vector<Eigen::Vector3d> PointsOfGoodQuality();
   std::string FitCylinder(const std::vector<Eigen::Vector3d>& points);
+  /// The doubt about a fit that left much of the wall out.
+  void TellDroppedWall();
 
   CylinderKind _kind;
 };

@@ -64,6 +64,8 @@ class LIBMFX_EXPORT Edge : public Feature {
     VectorXYZW surface_normal;      ///< unit, square to it, in the cross section
     double surface_scatter = 0.0;   ///< standard deviation of the samples about it
     double level = 0.0;             ///< depth below the surface at which the edge is, along it
+    double off_level = 0.0;         ///< depth of the sample taken for the edge, from the level
+    double alike = 0.0;             ///< along the surface to the farthest sample as near the level
     PointXYZW middle;               ///< origin of the polynomial
     double reach = 0.0;             ///< it holds within this distance of the middle
     /// Distance across from distance along; the axes are a quarter turn apart, each half a right
@@ -85,15 +87,18 @@ class LIBMFX_EXPORT Edge : public Feature {
   bool FindEdge(const PointCloud& curved, PointXYZW& edge);
   /// How far a sample, or a gap between two, may be from what the edge is read off.
   double Reach() const;
-  /// Whether the samples that are as near the level as the chosen one, within noise, are near it.
-  bool IsOnePlace(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
-                  Eigen::Index chosen) const;
+  /// How far along the surface the samples lie from the chosen one that are as near the level as
+  /// it is, within noise: the farthest of them.
+  double FarthestAlike(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
+                       Eigen::Index chosen) const;
   bool FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surface,
                         const Eigen::Matrix3Xd& below, PointXYZW& edge);
   bool FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surface,
                          const Eigen::Matrix3Xd& profile, const Eigen::Matrix3Xd& below,
                          PointXYZW& edge);
   bool Judge(const PointXYZW& edge);
+  /// What makes an edge point that is a single sample doubtful.
+  void TellDoubts();
   bool Fail(const std::string& text);
   /// Writes a script for a numeric plotting tool that draws the line in space.
   void dump_vis(std::string path, const PointCloud& line, const geometry::Plane& surface,

@@ -138,6 +138,7 @@ class LIBMFX_EXPORT Feature {
   void SetError(const std::string& message);
   /// Adds a doubt about the result and logs it at level 2. It changes no number and no step.
   void Warn(const std::string& text);
+  void Warn(const std::vector<std::string>& texts);
   /// Makes a path that crosses the azimuth seam drivable. Consumes `queue`.
   /// \param direction +1 or -1 prefers that sign of azimuth, 0 chooses from the data
   /// \param allow_flip lets a path in both rear bands be sent over the top of the instrument

@@ -110,7 +110,8 @@ class LIBMFX_EXPORT Hole : public Feature {
   /// offset micrometres. Always true.
   bool SigmoidBiasShift(double amplitude, double steepness, double offset,
                         geometry::Circle& circle);
-  /// Moves the centre to where the surface points around the circle show it.
+  /// Moves the centre to where the surface points around the circle show it: to the middle of the
+  /// innermost points of the lines.
   /// \param inliers the points that the surface fit kept, one cloud a segment
   /// \return false, with the circle left alone, if they do not show it
   bool PlaneCentroidBiasShift(const std::vector<PointCloud>& inliers, geometry::Circle& circle);
@@ -130,9 +131,12 @@ class LIBMFX_EXPORT Hole : public Feature {
   bool FitRim(const std::vector<PointCloud>& planar);
   bool FitCenter(const std::vector<PointCloud>& inliers, const std::vector<PointCloud>& outliers);
   bool Judge(const std::vector<PointCloud>& inliers);
-  bool SurfaceIsOnTop(const std::vector<PointCloud>& inliers,
-                      const std::vector<PointCloud>& outliers);
   bool Report();
+  // What makes the result doubtful, once nothing speaks against it.
+  void TellDoubts(const std::vector<PointCloud>& inliers, const std::vector<PointCloud>& outliers);
+  void TellRadius();
+  void TellSamplesAbove(const std::vector<PointCloud>& inliers,
+                        const std::vector<PointCloud>& outliers);
 
   Bore BoreBelow(const geometry::Circle& circle) const;
   /// The direction along the surface away from the instrument; zero right below it.

@@ -34,10 +34,27 @@ bool CylinderFeature::Analyze() {
                             << std::endl;
   const double moved =
       (_fitted_cylinder._center.eigen() - _nominal_cylinder._center.eigen()).norm();
-  if (!TriggerRescan(moved)) return true;
-  _nominal_cylinder._center = _fitted_cylinder._center;
-  _nominal_cylinder._axis = _fitted_cylinder._axis;
-  return false;
+  if (TriggerRescan(moved)) {
+    _nominal_cylinder._center = _fitted_cylinder._center;
+    _nominal_cylinder._axis = _fitted_cylinder._axis;
+    return false;
+  }
+  TellDroppedWall();
+  return true;
+}
+
+void CylinderFeature::TellDroppedWall() {
+  constexpr double kMostDropped = 0.1;
+  const ThreadedCylinderFitter::Statistics& statistics = _fitted_cylinder._statistics;
+  const int wall = statistics.windowed - statistics.end_face;
+  const int dropped = wall - statistics.inliers;
+  const double share = static_cast<double>(dropped) / static_cast<double>(wall);
+  if (!(share >= kMostDropped)) return;
+  Warn(shared::PercentText(share) + " of the wall's samples (" + std::to_string(dropped) + " of " +
+       std::to_string(wall) +
+       ") do not follow the fitted cylinder and were left out of it. Look what else stands in the "
+       "window: narrow \"RadiusTolerance\" and \"Height\" to the wall, or raise the quality "
+       "threshold.");
 }
 
 std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality() {

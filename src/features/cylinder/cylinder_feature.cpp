@@ -84,7 +84,7 @@ std::string CylinderFeature::RefusePlan() const {
   check("Radius", _nominal_cylinder._radius);
   check("Height", _height);
   if (refusal.empty()) refusal = shared::RefuseNotPositive("LineSpacing", _line_spacing);
-  if (refusal.empty()) refusal = shared::RefuseNotPositive("PointSpacing", _point_spacing);
+  if (refusal.empty()) refusal = shared::RefuseNotFinite("PointSpacing", _point_spacing);
   if (refusal.empty()) {
     refusal = shared::RefuseCount("LineSpacing", 4.0 * _nominal_cylinder._radius / _line_spacing);
   }
@@ -105,14 +105,17 @@ VectorXYZW CylinderFeature::AcrossDirection() const {
 }
 
 std::queue<Position> CylinderFeature::GenerateDrivePoints() {
-  _last_drive_points = {};
-  if (_has_error) return {};
+  if (_has_error) {
+    _last_drive_points = {};
+    return {};
+  }
   const PointXYZW& center = _nominal_cylinder._center;
   const VectorXYZW axis = NominalAxis();
   const double radius = _nominal_cylinder._radius;
   if (_search) {
     return GenerateSearchPattern(center, axis, 2.0 * radius * _search_radius_multiplier);
   }
+  _last_drive_points = {};
   const std::string refusal = RefusePlan();
   if (!refusal.empty()) {
     SetError(refusal);

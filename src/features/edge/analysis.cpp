@@ -7,6 +7,7 @@
 #include "features/shared/directions.h"
 #include "features/shared/quality.h"
 #include "features/shared/segments.h"
+#include "features/shared/text.h"
 #include "libmfx/features/edge.h"
 #include "libmfx/geometry/line.h"
 #include "libmfx/math/gaussian_window.h"
@@ -73,7 +74,9 @@ bool Edge::Analyze() {
   }
   if (!LayCrossSection(_profile.cross_section, straight)) return false;
   PointXYZW edge;
-  return FindEdge(curved, edge) && Judge(edge);
+  if (!FindEdge(curved, edge) || !Judge(edge)) return false;
+  TellDoubts();
+  return true;
 }
 
 bool Edge::SelectLine() {
@@ -152,18 +155,19 @@ bool Edge::FindEdge(const PointCloud& curved, PointXYZW& edge) {
 
 double Edge::Reach() const { return std::max(kLeastReach, 5.0 * _point_spacing); }
 
-bool Edge::IsOnePlace(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
-                      Index chosen) const {
+double Edge::FarthestAlike(const SurfaceLine& surface, const Eigen::Matrix3Xd& below,
+                           Index chosen) const {
+  if (surface.scatter < kLeastNoise) return 0.0;  // without noise a tie is a tie
   const Eigen::Vector2d place = surface.AlongAndDepth(below.col(chosen));
   const double nearest = std::abs(place.y() - _profile.level);
+  double farthest = 0.0;
   for (Index i = 0; i < below.cols(); ++i) {
     const Eigen::Vector2d other = surface.AlongAndDepth(below.col(i));
-    if (std::abs(other.y() - _profile.level) <= nearest + 3.0 * surface.scatter &&
-        std::abs(other.x() - place.x()) > Reach()) {
-      return surface.scatter < kLeastNoise;  // without noise a tie is a tie
+    if (std::abs(other.y() - _profile.level) <= nearest + 3.0 * surface.scatter) {
+      farthest = std::max(farthest, std::abs(other.x() - place.x()));
     }
   }
-  return true;
+  return farthest;
 }
 
 bool Edge::FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surface,
@@ -177,10 +181,12 @@ bool Edge::FindEdgeAtOffset(const SectionFrame& frame, const SurfaceLine& surfac
       chosen = i;
     }
   }
-  if (chosen < 0 || nearest > Reach() || !IsOnePlace(surface, below, chosen)) {
+  if (chosen < 0) {
     return Fail(
         "Edge::Analyze(): Could not find the furthest edge point along plane tangent direction.");
   }
+  _profile.off_level = nearest;
+  _profile.alike = FarthestAlike(surface, below, chosen);
   edge = frame.PointAt(below.col(chosen));
   return true;
 }
@@ -237,6 +243,20 @@ bool Edge::Judge(const PointXYZW& edge) {
   _surface_point = _surface_point + (_measured_point - _edge_point);
   _edge_point = _measured_point;
   return false;
+}
+
+void Edge::TellDoubts() {
+  if (_profile.off_level > Reach()) {
+    Warn("The sample taken for the edge lies " + shared::MillimetreText(_profile.off_level) +
+         " above or below the depth asked for, and no sample lies nearer to it. Look at what the "
+         "line shows of the border: a finer spacing, a lower threshold or a look from farther "
+         "outside lets it show more.");
+  }
+  if (_profile.alike > Reach()) {
+    Warn("The line shows the depth asked for in places " + shared::MillimetreText(_profile.alike) +
+         " apart, as with a step or a second surface at that depth: the edge may be at either. "
+         "Move \"EdgePoint\" to a depth that the border alone has.");
+  }
 }
 
 }  // namespace libmfx::features

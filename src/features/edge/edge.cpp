@@ -118,7 +118,7 @@ std::string Edge::RefusePlan() const {
                                      shared::RefuseNotFinite("SurfaceNormal", _surface_normal),
                                      shared::RefuseNotFinite("EdgePoint", _edge_point),
                                      shared::RefuseNotFinite("ClearanceZone", _clearance_zone),
-                                     shared::RefuseNotPositive("PointSpacing", _point_spacing)}) {
+                                     shared::RefuseNotFinite("PointSpacing", _point_spacing)}) {
     if (!refusal.empty()) return refusal;
   }
   return {};

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <numbers>
 #include <optional>
@@ -26,6 +27,35 @@ void AddMouths(const std::vector<PointCloud>& lines, const Bore& bore,
     if (wall_points[s].cols() > 0) continue;
     if (std::optional<PointCloud> mouth = FindMouth(lines[s], bore)) wall_points[s] = *mouth;
   }
+}
+
+/// The planar point of each line that lies nearest to the circle's centre, on the surface, where it
+/// belongs to the border that most of them tell.
+/// \param reach how far from the middle distance a point of the border may lie
+/// \return shape (4, points): x, y, z, segment number
+PointCloud InnerBorder(const std::vector<PointCloud>& inliers, const geometry::Circle& circle,
+                       const geometry::Plane& plane, double reach) {
+  std::vector<Eigen::Vector4d> border;
+  std::vector<double> distances;
+  for (const PointCloud& line : inliers) {
+    if (line.cols() == 0) continue;
+    Eigen::Index inner = 0;
+    const auto points = line.data().topRows<3>();
+    (points.colwise() - circle.Center().xyz()).colwise().squaredNorm().minCoeff(&inner);
+    const PointXYZW foot = plane.Project(line.point(inner));
+    border.emplace_back(foot.x(), foot.y(), foot.z(), shared::SegmentOf(line, inner));
+    distances.push_back((foot - circle.Center()).norm());
+  }
+  if (border.empty()) return {};
+  std::vector<double> sorted = distances;
+  const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+  std::nth_element(sorted.begin(), middle, sorted.end());
+  Eigen::MatrixXd data(4, static_cast<Eigen::Index>(border.size()));
+  Eigen::Index kept = 0;
+  for (std::size_t i = 0; i < border.size(); ++i) {
+    if (std::abs(distances[i] - *middle) < reach) data.col(kept++) = border[i];
+  }
+  return PointCloud(Eigen::MatrixXd(data.leftCols(kept)), {{data_structures::EMBEDDING_XYZ, {0}}});
 }
 
 /// Gives each line that has no wall the rim that its beam grazed.
@@ -95,9 +125,10 @@ bool Hole::CircleHasWallX(const std::vector<PointCloud>& inliers,
   return CarriesFit(wall_points, bore);
 }
 
-bool Hole::PlaneCentroidBiasShift(const std::vector<PointCloud>& /*inliers*/,
+bool Hole::PlaneCentroidBiasShift(const std::vector<PointCloud>& inliers,
                                   geometry::Circle& circle) {
-  const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, _use_fast_star, BoreBelow(circle));
+  const PointCloud border = InnerBorder(inliers, circle, _plane, 5.0 * _point_spacing);
+  const PointCloud rim = GrazedRim(border, _scan_cloud, _use_fast_star, BoreBelow(circle));
   geometry::Circle shown;
   if (!shown.LeastSquares(rim) || !shown.IsValid()) return false;
   circle.Center(shown.Center());

@@ -1,10 +1,10 @@
 #include <cmath>
 #include <numbers>
 
+#include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/plan_limits.h"
-#include "features/shared/surface_gaps.h"
 #include "libmfx/features/polygon.h"
 
 namespace libmfx::features {
@@ -133,11 +133,14 @@ bool Polygon::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  // A bent side or a broken surface is a wrong number with nothing else to tell it. A pass around
-  // the moved nominal may mend it, so it is judged last.
-  return (shared::SidesAreStraight(edges, PointSpacing, ClearanceZone) &&
-          shared::EverySideIsUnbroken(selected, plane, PointSpacing)) ||
-         Fail("Bad scan lines resulted insufficient edge points being found!");
+  const auto centre =
+      shared::DoubtOfCenter(MeasuredPoint, NominalPoint, PointSpacing, _rescan_threshold);
+  if (centre) Warn(*centre);
+  const auto sides = shared::DoubtOfSides(edges, PointSpacing, ClearanceZone);
+  if (sides) Warn(*sides);
+  Warn(shared::DoubtsOfBorder(shared::BorderLines(edges, selected),
+                              {plane, _raw_data, QualityThreshold, PointSpacing, _scan_origin}));
+  return true;
 }
 
 }  // namespace libmfx::features

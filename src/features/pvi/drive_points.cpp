@@ -53,8 +53,10 @@ std::string PVI::RefuseNominal() const {
 
 std::queue<Position> PVI::GenerateDrivePoints() {
   _drive_points = {};
-  _last_drive_points = {};
-  if (_has_error) return {};
+  if (_has_error) {
+    _last_drive_points = {};
+    return {};
+  }
   const auto refuse = [this](const std::string& text) {
     SetError(text);
     return std::queue<Position>();

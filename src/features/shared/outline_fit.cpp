@@ -7,6 +7,7 @@
 #include "features/shared/close_neighbours.h"
 #include "features/shared/directions.h"
 #include "features/shared/quality.h"
+#include "features/shared/text.h"
 #include "libmfx/geometry/line.h"
 
 namespace libmfx::features::shared {
@@ -112,28 +113,50 @@ PointXYZW MeanOf(const std::vector<PointCloud>& edges, const std::vector<PointXY
 
 namespace {
 
-/// Distances of the edge points from the lines fitted to their sides.
-math::AccStats DistancesFromSides(const std::vector<PointCloud>& edges) {
-  math::AccStats distances;
-  for (const PointCloud& side : edges) {
-    Line line;
-    if (!line.LeastSquares(side)) continue;
-    const Line unit(line.Point(), line.Vector());
-    for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
-  }
-  return distances;
+/// Adds the distances of a side's edge points from the line fitted to them.
+void AddDistances(const PointCloud& side, math::AccStats& distances) {
+  Line line;
+  if (!line.LeastSquares(side)) return;
+  const Line unit(line.Point(), line.Vector());
+  for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
 }
 
 }  // namespace
 
-bool SidesAreStraight(const std::vector<PointCloud>& edges, double point_spacing,
-                      double clearance) {
-  const math::AccStats distances = DistancesFromSides(edges);
-  return distances.count == 0 || distances.max <= std::max(5.0 * point_spacing, 0.1 * clearance);
+std::optional<std::string> DoubtOfSides(const std::vector<PointCloud>& edges, double point_spacing,
+                                        double clearance) {
+  double farthest = std::max(5.0 * point_spacing, 0.1 * clearance);
+  std::optional<std::size_t> bent;
+  for (std::size_t i = 0; i < edges.size(); ++i) {
+    math::AccStats distances;
+    AddDistances(edges[i], distances);
+    if (distances.count == 0 || distances.max <= farthest) continue;
+    farthest = distances.max;
+    bent = i;
+  }
+  if (!bent) return std::nullopt;
+  return "An edge point of side " + std::to_string(*bent + 1) + " of " +
+         std::to_string(edges.size()) + " lies " + MillimetreText(farthest) +
+         " off the line through that side: its scan line met another border, or the side is not "
+         "straight. Look at the scan there; a smaller \"ClearanceZone\" keeps lines out of "
+         "corners.";
+}
+
+std::optional<std::string> DoubtOfCenter(const PointXYZW& measured, const PointXYZW& nominal,
+                                         double point_spacing, double rescan_threshold) {
+  constexpr double kFar = 0.0002;  // metres
+  const double distance = Distance(measured, nominal);
+  if (rescan_threshold < std::numeric_limits<double>::max()) return std::nullopt;
+  if (!(distance > std::max(kFar, 2.0 * point_spacing))) return std::nullopt;
+  return "The measured centre lies " + MillimetreText(distance) +
+         " from its nominal, and the request has no \"RescanThreshold\": the lines lay around the "
+         "nominal, and the centre found lies between the nominal and the true one. Give "
+         "\"RescanThreshold\", or correct \"Location\".";
 }
 
 double QualityOfEdges(const std::vector<PointCloud>& edges) {
-  const math::AccStats distances = DistancesFromSides(edges);
+  math::AccStats distances;
+  for (const PointCloud& side : edges) AddDistances(side, distances);
   if (distances.count == 0) return 0.0;
   // Distances from a fitted line scatter about 0, on either side of it.
   return QualityOfScatter(std::sqrt(distances.sum_of_squares / distances.count), 0.0);

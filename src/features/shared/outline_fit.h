@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "features/shared/crossing_lines.h"
@@ -54,12 +55,20 @@ std::optional<std::vector<data_structures::PointXYZW>> Corners(
 data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>& edges,
                                   const std::vector<data_structures::PointXYZW>& corners);
 
-/// Whether every edge point lies close to the line fitted to its side: to 5 point spacings, or a
-/// tenth of the clearance where that is more. One that does not belongs to another border (a line
-/// near a sharp corner crosses the next side too) or to none (a line beside the opening), and has
-/// bent its side.
-bool SidesAreStraight(const std::vector<data_structures::PointCloud>& edges, double point_spacing,
-                      double clearance);
+/// The doubt about a side whose edge points do not lie close to the line fitted to it: to 5 point
+/// spacings, or a tenth of the clearance where that is more. One that does not belongs to another
+/// border (a line near a sharp corner crosses the next side too) or to none (a line beside the
+/// opening), and has bent its side.
+std::optional<std::string> DoubtOfSides(const std::vector<data_structures::PointCloud>& edges,
+                                        double point_spacing, double clearance);
+
+/// The doubt about a centre that was found off its nominal where no re-scan was asked for. The
+/// lines lie around the nominal, and so does the mean of their edge points: what is found lies
+/// between the nominal and the truth. \param rescan_threshold the largest double where the request
+/// has none
+std::optional<std::string> DoubtOfCenter(const data_structures::PointXYZW& measured,
+                                         const data_structures::PointXYZW& nominal,
+                                         double point_spacing, double rescan_threshold);
 
 /// The quality figure that the scatter of the edge points about the sides' lines earns, 0 to 100.
 double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);

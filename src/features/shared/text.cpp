@@ -1,6 +1,7 @@
 #include "features/shared/text.h"
 
 #include <charconv>
+#include <cmath>
 
 namespace libmfx::features::shared {
 namespace {
@@ -17,6 +18,20 @@ std::string TextOf(double value) {
   const auto result = std::to_chars(digits, digits + sizeof digits, value);
   return {digits, result.ptr};
 }
+
+std::string RoundedText(double value) {
+  char digits[352];
+  // Above three digits before the point the format would turn to powers of ten.
+  const bool large = std::abs(value) >= 999.5;
+  const auto result =
+      large ? std::to_chars(digits, digits + sizeof digits, value, std::chars_format::fixed, 0)
+            : std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 3);
+  return {digits, result.ptr};
+}
+
+std::string MillimetreText(double metres) { return RoundedText(1e3 * metres) + " mm"; }
+
+std::string PercentText(double share) { return RoundedText(std::round(100.0 * share)) + " %"; }
 
 std::string TextOf(const data_structures::PointXYZW& point) { return TextOf(point.eigen()); }
 

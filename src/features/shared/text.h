@@ -11,6 +11,12 @@ namespace libmfx::features::shared {
 
 /// The shortest text that reads back as the same double.
 std::string TextOf(double value);
+/// Three significant digits, for people.
+std::string RoundedText(double value);
+/// Metres as "0.123 mm", to three significant digits.
+std::string MillimetreText(double metres);
+/// A share of 1 as "12 %".
+std::string PercentText(double share);
 /// "(x, y, z, w)".
 std::string TextOf(const data_structures::PointXYZW& point);
 std::string TextOf(const data_structures::VectorXYZW& vector);

@@ -1,10 +1,10 @@
 #include <cmath>
 
+#include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/grazed_border.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/segments.h"
-#include "features/shared/surface_gaps.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/geometry/line.h"
 
@@ -82,9 +82,9 @@ bool Slot::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  // Both arcs grow alike where samples of the surface are lost, so that nothing else tells it.
-  return shared::EverySideIsUnbroken(selected, plane, PointSpacing) ||
-         Fail("Bad scan lines resulted insufficient edge points being found!");
+  Warn(shared::DoubtsOfBorder(shared::BorderLines(edges, selected),
+                              {plane, _raw_data, QualityThreshold, PointSpacing, _scan_origin}));
+  return true;
 }
 
 bool Slot::FitArcs(const std::vector<PointCloud>& edges, std::array<Circle, 2>& arcs) {

@@ -66,7 +66,7 @@ SphereFit::SphereFit(std::string json) {
   root.Read("ScanOrigin", _scan_origin);
 
   // A location that is no array is none: there would be no nominal in it.
-  if (!feature["Location"].IsArray()) {
+  if (!feature.Has("Location")) {
     SetError("Request does not contain nominal location!");
     _nominals_valid = false;
     return;

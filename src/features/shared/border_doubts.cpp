@@ -1,0 +1,230 @@
+#include "features/shared/border_doubts.h"
+
+#include <algorithm>
+#include <cmath>
+#include <unordered_map>
+
+#include "features/shared/beam.h"
+#include "features/shared/segments.h"
+#include "features/shared/text.h"
+
+namespace libmfx::features::shared {
+namespace {
+
+using data_structures::PointCloud;
+using data_structures::PointXYZW;
+using data_structures::RawDataPoint;
+using data_structures::VectorXYZW;
+
+/// In point spacings: how far from the border a missing sample still matters, and how far off the
+/// plane a sample is no longer of the surface.
+constexpr double kZone = 20.0;
+constexpr double kOnSurface = 3.0;
+/// Above these the samples are too few, or too far apart.
+constexpr double kMostMissing = 1.0 / 6.0;
+constexpr double kMostSpacing = 1.5;
+
+/// What is there of a surface in front of a border, in samples.
+struct Tally {
+  double length = 0.0;  ///< of the lines, within the zone, metres
+  double kept = 0.0;
+  std::vector<double> low;  ///< qualities of those below the threshold
+  std::vector<double> off;  ///< distances from the plane of those that lie off it
+
+  double Missing(double spacing) const { return length / spacing - kept; }
+  bool Lacks(double spacing) const { return Missing(spacing) > kMostMissing * (length / spacing); }
+  void Add(const Tally& other) {
+    length += other.length;
+    kept += other.kept;
+    low.insert(low.end(), other.low.begin(), other.low.end());
+    off.insert(off.end(), other.off.begin(), other.off.end());
+  }
+};
+
+/// A line seen from its border.
+struct Outwards {
+  PointXYZW edge;
+  VectorXYZW direction;  ///< unit, along the line, away from the border
+  double length = 0.0;   ///< to the farthest sample of the surface, at most the zone
+
+  double AlongOf(const PointXYZW& p) const { return (p - edge).dot(direction); }
+};
+
+double Median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// The samples of a line that lie on the surface: a stray one beside them may come along.
+std::vector<PointXYZW> OnSurface(const BorderLine& line, const SurfaceScan& scan) {
+  std::vector<PointXYZW> points;
+  for (Eigen::Index i = 0; i < line.surface->cols(); ++i) {
+    const PointXYZW p = line.surface->point(i);
+    if (scan.plane.Distance(p) <= kOnSurface * scan.point_spacing) points.push_back(p);
+  }
+  return points;
+}
+
+/// A line seen from its border, and what was kept of it.
+struct SeenLine {
+  Outwards outwards;
+  Tally tally;
+};
+
+SeenLine See(const BorderLine& line, const SurfaceScan& scan) {
+  const std::vector<PointXYZW> points = OnSurface(line, scan);
+  VectorXYZW sum;
+  for (const PointXYZW& p : points) sum += p - line.edge;
+  SeenLine seen{{line.edge, sum.normalized()}, {}};
+  double& length = seen.outwards.length;
+  for (const PointXYZW& p : points) {
+    length = std::max(length, std::min(seen.outwards.AlongOf(p), kZone * scan.point_spacing));
+  }
+  seen.tally.length = length;
+  for (const PointXYZW& p : points) {
+    const double along = seen.outwards.AlongOf(p);
+    // The sample at the very border ends the last gap.
+    seen.tally.kept += along > 0.5 * scan.point_spacing && along <= length ? 1.0 : 0.0;
+  }
+  return seen;
+}
+
+/// All that came back on the lines, told by where its beam crosses the surface.
+class Returned {
+ public:
+  Returned(const SurfaceScan& scan, const std::vector<std::vector<BorderLine>>& groups)
+      : _scan(scan) {
+    for (const auto& group : groups) {
+      for (const BorderLine& line : group) _lines[line.segment];
+    }
+    for (const RawDataPoint& sample : scan.samples) {
+      const auto line = _lines.find(sample.status);
+      if (line != _lines.end()) line->second.push_back(&sample);
+    }
+  }
+
+  /// Adds what came back in front of the border of a line and was not kept, and the gaps between
+  /// what came back at all.
+  void Look(const BorderLine& line, const Outwards& outwards, Tally& tally,
+            std::vector<double>& gaps) const {
+    std::vector<double> places;
+    for (const RawDataPoint* sample : _lines.at(line.segment)) {
+      const PointXYZW p =
+          data_structures::AzElRange(sample->azimuth, sample->elevation, sample->range).ToPoint();
+      if (!p.xyz().allFinite()) continue;
+      const double along = outwards.AlongOf(PierceOf(p, _scan.scan_origin, _scan.plane));
+      if (!(along > 0.5 * _scan.point_spacing && along <= outwards.length)) continue;
+      places.push_back(along);
+      const double distance = _scan.plane.Distance(p);
+      if (distance > kOnSurface * _scan.point_spacing) {
+        tally.off.push_back(distance);
+      } else if (!(sample->quality >= _scan.quality_threshold)) {
+        tally.low.push_back(sample->quality);
+      }
+    }
+    std::sort(places.begin(), places.end());
+    for (std::size_t i = 1; i < places.size(); ++i) gaps.push_back(places[i] - places[i - 1]);
+  }
+
+ private:
+  const SurfaceScan& _scan;
+  std::unordered_map<int, std::vector<const RawDataPoint*>> _lines;
+};
+
+std::string DoubtOfSamples(const Tally& tally, double spacing, const SurfaceScan& scan) {
+  const double expected = tally.length / spacing;
+  const double missing = tally.Missing(spacing);
+  const double lost =
+      missing - static_cast<double>(tally.low.size()) - static_cast<double>(tally.off.size());
+  const auto low = static_cast<double>(tally.low.size());
+  const auto off = static_cast<double>(tally.off.size());
+  const std::string head = PercentText(missing / expected) + " of the surface's samples within " +
+                           MillimetreText(kZone * scan.point_spacing) + " of the border ";
+  if (low >= off && low >= lost) {
+    return head + "lie below the quality threshold of " + RoundedText(scan.quality_threshold) +
+           " (half of these at " + RoundedText(Median(tally.low)) +
+           " or below): the border is read too far out. Lower the threshold, or look from a "
+           "smaller angle.";
+  }
+  if (off >= lost) {
+    return head + "lie off the surface, half of these by " + MillimetreText(Median(tally.off)) +
+           " or more: a groove, a step or a burr may be taken for the border. Look at the scan "
+           "there.";
+  }
+  return head +
+         "did not come back: the border is read too far out. Look for what weakens the beam or "
+         "stands in its way, or look from a smaller angle.";
+}
+
+}  // namespace
+
+std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine>>& groups,
+                                        const SurfaceScan& scan) {
+  // What most measurements end with: nothing is missing, and nothing else is looked at.
+  std::vector<std::vector<Outwards>> outwards(groups.size());
+  std::vector<Tally> tallies(groups.size());
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    for (const BorderLine& line : groups[g]) {
+      const SeenLine seen = See(line, scan);
+      outwards[g].push_back(seen.outwards);
+      tallies[g].Add(seen.tally);
+    }
+  }
+  const auto lacks = [&](const Tally& tally) { return tally.Lacks(scan.point_spacing); };
+  if (!(scan.point_spacing > 0.0) || std::none_of(tallies.begin(), tallies.end(), lacks)) return {};
+
+  const Returned returned(scan, groups);
+  std::vector<double> gaps;
+  for (std::size_t g = 0; g < groups.size(); ++g) {
+    for (std::size_t k = 0; k < groups[g].size(); ++k) {
+      returned.Look(groups[g][k], outwards[g][k], tallies[g], gaps);
+    }
+  }
+  // Where samples are lost, some gaps still have the spacing that was driven; the shortest come
+  // from noise.
+  double driven = scan.point_spacing;
+  if (!gaps.empty()) {
+    const auto quarter = gaps.begin() + static_cast<std::ptrdiff_t>(gaps.size() / 4);
+    std::nth_element(gaps.begin(), quarter, gaps.end());
+    driven = std::max(driven, *quarter);
+  }
+  std::vector<std::string> doubts;
+  if (driven > kMostSpacing * scan.point_spacing) {
+    doubts.push_back("The surface's samples lie " + MillimetreText(driven) + " apart, where " +
+                     MillimetreText(scan.point_spacing) +
+                     " was asked for: the border is known to no better. Let the instrument sample "
+                     "as asked, or set \"PointSpacing\" to what it does.");
+  }
+  Tally lacking;
+  for (const Tally& tally : tallies) {
+    if (tally.Lacks(driven)) lacking.Add(tally);
+  }
+  if (lacking.length > 0.0) doubts.push_back(DoubtOfSamples(lacking, driven, scan));
+  return doubts;
+}
+
+std::vector<BorderLine> BorderLines(const PointCloud& edges, Eigen::Index segment_row,
+                                    const std::vector<PointCloud>& surface) {
+  std::vector<BorderLine> lines;
+  for (Eigen::Index j = 0; j < edges.cols(); ++j) {
+    const int segment = static_cast<int>(edges.data()(segment_row, j));
+    const auto line = std::find_if(surface.begin(), surface.end(), [&](const PointCloud& cloud) {
+      return cloud.cols() > 0 && SegmentOf(cloud, 0) == segment;
+    });
+    if (line != surface.end()) lines.push_back({segment, edges.point(j), &*line});
+  }
+  return lines;
+}
+
+std::vector<std::vector<BorderLine>> BorderLines(const std::vector<PointCloud>& edges,
+                                                 const LineBins& surface) {
+  constexpr Eigen::Index kSegmentRow = 4;
+  std::vector<std::vector<BorderLine>> sides;
+  for (std::size_t i = 0; i < edges.size(); ++i) {
+    sides.push_back(BorderLines(edges[i], kSegmentRow, surface[i]));
+  }
+  return sides;
+}
+
+}  // namespace libmfx::features::shared
