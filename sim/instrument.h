@@ -13,7 +13,7 @@
 
 namespace libmfx::sim {
 
-/// A scanning rangefinder that stands in the origin of its frame and looks at a scene. Scans
+/// A scanning laser rangefinder that stands in the origin of its frame and looks at a scene. Scans
 /// follow each other: the second scan of an instrument differs from its first by its noise, and
 /// the same scans of two instruments with the same seed are the same to the last bit.
 ///

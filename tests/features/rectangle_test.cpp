@@ -200,6 +200,9 @@ TEST(Rectangle, PassesAroundTheMovedNominalReachAShiftedAndTurnedOpening) {
   EXPECT_EQ(feature->GetSetting<PointXYZW>(L"NominalPoint"),
             feature->GetSetting<PointXYZW>(L"MeasuredPoint"));
   EXPECT_EQ(test::RescanPlate(*feature, opening), "");
+  // The step alone asks for nothing: a host looks at the success as well.
+  EXPECT_TRUE(feature->GetIsSuccessful());
+  EXPECT_EQ(feature->GetDriveStep(), RESCAN);
   EXPECT_LT(Distance(feature->GetSetting<PointXYZW>(L"MeasuredPoint"), kPlate.At(0.001, -0.0015)),
             1.5e-4);
   const auto tangent = feature->GetSetting<VectorXYZW>(L"MeasuredTangent");

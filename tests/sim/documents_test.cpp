@@ -1,23 +1,30 @@
-// What docs/scenes.md says about scenes is what the reader of scenes takes.
+// What docs/scenes.md says about scenes is what the reader of scenes takes, and what
+// docs/instrument.md says of the instrument is what it does.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
+#include <cmath>
+#include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <numbers>
+#include <optional>
+#include <queue>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "documents.h"
+#include "libmfx/features/feature.h"
 #include "sim/scenario.h"
 
 namespace libmfx::sim {
 namespace {
 
-std::string ScenesDocument() {
-  std::ifstream stream(LIBMFX_SOURCE_DIR "/docs/scenes.md");
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
+std::string ScenesDocument() { return test::ReadDocument("docs/scenes.md"); }
 
 TEST(ScenesDocument, ItsExampleIsASoundScene) {
   const std::string text = ScenesDocument();
@@ -60,6 +67,233 @@ TEST(ScenesDocument, NoiseTableTellsEveryKeyWithItsDefault) {
   EXPECT_EQ(told.quality_noise, defaults.quality_noise);
   EXPECT_EQ(told.quality_floor, defaults.quality_floor);
   EXPECT_EQ(told.max_range, defaults.max_range);
+}
+
+/// The sound scene with the least that a part of a type needs.
+nlohmann::json LeastScene(const std::string& type) {
+  nlohmann::json part = {{"type", type}};
+  if (type == "plate") part["opening"] = {{"shape", "round"}, {"radius", 0.01}};
+  if (type == "stud" || type == "bore") part["radius"] = 0.0127;
+  if (type == "mesh") {
+    part["file"] = LIBMFX_SOURCE_DIR "/examples/scenes/plate_with_hole.stl";
+    part["unit"] = "mm";
+  }
+  return {{"part", part}, {"pose", {{"position", {0, 0, 1}}}}, {"noise", false}};
+}
+
+/// How the reader of scenes refuses a key at a place of a scene; empty if it does not.
+std::string RefusalOf(nlohmann::json scene, const std::string& place, const std::string& key) {
+  scene[nlohmann::json::json_pointer(place)][key] = nlohmann::json::object();
+  try {
+    Scene::FromJson(scene);
+  } catch (const SceneError& error) {
+    return error.what();
+  }
+  return "";
+}
+
+/// The keys that the reader of scenes lists as known beside a made-up one, but "type": those that a
+/// part may do without are not all among them.
+std::set<std::string> KnownKeys(const nlohmann::json& scene, const std::string& place) {
+  static const std::regex head(".*known here: ");
+  const std::string list = std::regex_replace(RefusalOf(scene, place, "made_up"), head, "");
+  std::istringstream words(std::regex_replace(list, std::regex("[,)]"), " "));
+  std::set<std::string> keys;
+  for (std::string word; words >> word;) keys.insert(word);
+  keys.erase("type");
+  return keys;
+}
+
+/// The keys of the tables of a section of docs/scenes.md.
+std::set<std::string> ToldKeys(const std::string& heading, const std::string& column = "key") {
+  std::set<std::string> keys;
+  for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+    if (!table.heading.starts_with(heading) || table.header[0] != column) continue;
+    for (const auto& cells : table.rows) {
+      for (const std::string& key : test::QuotedIn(cells[0], '`')) keys.insert(key);
+    }
+  }
+  return keys;
+}
+
+const std::vector<std::string> kParts = {"plane", "plate", "edge", "ball", "stud", "bore", "mesh"};
+
+/// Every key that is told is known, and every key that is listed as known is told.
+void ExpectTold(const nlohmann::json& scene, const std::string& place,
+                const std::set<std::string>& told) {
+  SCOPED_TRACE(scene.dump() + " " + place);
+  EXPECT_THAT(RefusalOf(scene, place, "made_up"), testing::HasSubstr("made_up: unknown key"));
+  EXPECT_FALSE(told.empty());
+  for (const std::string& key : KnownKeys(scene, place)) EXPECT_TRUE(told.contains(key)) << key;
+  for (const std::string& key : told) {
+    const std::string refusal = RefusalOf(scene, place, key);
+    EXPECT_THAT(refusal, testing::Not(testing::HasSubstr(key + ": unknown key"))) << key;
+  }
+}
+
+TEST(ScenesDocument, TellsEveryKey) {
+  nlohmann::json scene = LeastScene("plane");
+  scene["noise"] = nlohmann::json::object();
+  ExpectTold(scene, "", ToldKeys("The scene"));
+  ExpectTold(scene, "/pose", ToldKeys("The pose"));
+  ExpectTold(scene, "/noise", ToldKeys("The noise"));
+  for (const std::string& type : kParts) {
+    ExpectTold(LeastScene(type), "/part", ToldKeys("`" + type + "`"));
+  }
+  // Which keys an opening has depends on its shape; together they are those of the table.
+  std::set<std::string> of_openings;
+  for (const nlohmann::json& opening :
+       {nlohmann::json{{"shape", "round"}, {"radius", 0.01}},
+        nlohmann::json{{"shape", "polygon"}, {"radius", 0.01}, {"sides", 6}},
+        nlohmann::json{{"shape", "rectangle"}, {"length", 0.02}, {"width", 0.01}}}) {
+    nlohmann::json plate = LeastScene("plate");
+    plate["part"]["opening"] = opening;
+    of_openings.merge(KnownKeys(plate, "/part/opening"));
+  }
+  EXPECT_EQ(of_openings, ToldKeys("`plate`", "key of `opening`"));
+}
+
+/// What a raster over a scene brings back, from straight ahead and from aside.
+std::vector<double> Seen(nlohmann::json scene) {
+  std::vector<double> seen;
+  for (const nlohmann::json& normal : {nlohmann::json{0, 0, -1}, nlohmann::json{0.8, 0.2, -0.6}}) {
+    scene["pose"]["normal"] = normal;
+    Instrument instrument(Scene::FromJson(scene), 1);
+    std::queue<data_structures::Position> raster;
+    for (int i = -40; i <= 40; ++i) {
+      const double y = 0.00025 * i * std::abs(i);  // finer in the middle
+      const double x = i % 2 == 0 ? 0.4 : -0.4;
+      raster.emplace(data_structures::PointXYZW(-x, y, 1.0), 0.0);
+      raster.emplace(data_structures::PointXYZW(x, y, 1.0), 0.0007);
+    }
+    for (const auto& sample : instrument.Drive(raster)) {
+      seen.insert(seen.end(), {sample.azimuth, sample.elevation, sample.range});
+    }
+  }
+  return seen;
+}
+
+/// A default of the tables: a number, or a number of radii of 0.0127 m.
+std::optional<double> DefaultIn(const std::string& cell) {
+  static const std::regex number(R"(([0-9.]+)( radii| of the radius)?)");
+  std::smatch match;
+  if (!std::regex_match(cell, match, number)) return std::nullopt;
+  return std::stod(match[1]) * (match[2].length() > 0 ? 0.0127 : 1.0);
+}
+
+TEST(ScenesDocument, TellsTheDefaultsOfTheParts) {
+  int checked = 0;
+  for (const std::string& type : kParts) {
+    const nlohmann::json least = LeastScene(type);
+    const std::vector<double> by_default = Seen(least);
+    for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+      if (!table.heading.starts_with("`" + type + "`")) continue;
+      for (const auto& cells : table.rows) {
+        const std::vector<std::string> keys = test::QuotedIn(cells[0], '`');
+        std::istringstream defaults(cells[1]);
+        for (const std::string& key : keys) {
+          std::string word;
+          std::getline(defaults >> std::ws, word, ',');
+          const std::optional<double> told = DefaultIn(word);
+          if (!told) continue;
+          nlohmann::json scene = least;
+          nlohmann::json& section =
+              table.header[0] == "key" ? scene["part"] : scene["part"]["opening"];
+          if (key == "chamfer_angle_deg") section["chamfer_depth"] = 0.002;
+          const std::vector<double> before = key == "chamfer_angle_deg" ? Seen(scene) : by_default;
+          if (section.value("shape", "") == "round" && key == "corner_radius") continue;
+          section[key] = *told;
+          EXPECT_TRUE(Seen(scene) == before) << type << ": " << key;
+          ++checked;
+        }
+      }
+    }
+  }
+  EXPECT_GE(checked, 25);
+}
+
+// Each line has the file's name before what the reader says; "..." stands for the rest.
+TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
+  const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
+      {"part.opening.radius", {"/part/opening/radius", -0.005}},
+      {"part.thicknes", {"/part/thicknes", 0.01}},
+      {"part.type", {"/part/type", "gear"}},
+      {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
+      {"pose.position", {"/pose/position", {0, 0, -2}}},
+      {"noise.range", {"/noise", {{"range", -1e-5}}}}};
+  std::string shown;
+  for (const test::Block& block : test::BlocksOf(ScenesDocument())) {
+    if (block.language == "text") shown = block.text;
+  }
+  std::istringstream lines(shown);
+  std::size_t seen = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ASSERT_TRUE(line.starts_with("hole.json: ")) << line;
+    line.erase(0, 11);
+    const auto change = wrong.find(line.substr(0, line.find(':')));
+    if (change == wrong.end()) continue;  // of a part file
+    ++seen;
+    nlohmann::json scene = LeastScene("plate");
+    scene[nlohmann::json::json_pointer(change->second.first)] = change->second.second;
+    try {
+      Scene::FromJson(scene);
+      ADD_FAILURE() << line;
+    } catch (const SceneError& error) {
+      const std::size_t open = line.find("...");
+      EXPECT_EQ(std::string(error.what()).substr(0, open), line.substr(0, open));
+    }
+  }
+  EXPECT_EQ(seen, wrong.size());
+}
+
+TEST(InstrumentDocument, TellsTheQualityByIncidence) {
+  const auto tables = test::TablesOf(test::ReadDocument("docs/instrument.md"));
+  ASSERT_FALSE(tables.empty());
+  const test::Table& table = tables.front();
+  ASSERT_EQ(table.header.front(), "incidence at 2 m");
+  const Noise noise;
+  for (std::size_t i = 1; i < table.header.size(); ++i) {
+    const double incidence = std::stod(table.header[i]) * std::numbers::pi / 180.0;
+    const double quality =
+        noise.quality_peak + noise.quality_incidence * std::log10(std::cos(incidence));
+    EXPECT_NEAR(std::stod(table.rows[0][i]), quality, 0.5) << table.header[i];
+    EXPECT_EQ(table.rows[0][i].find("lost") != std::string::npos, quality < noise.quality_floor);
+    Scene scene =
+        MakeScene(parts::MakePlane({}), TiltedPose({0, 0, 2}, incidence), {}, Noise::Off());
+    Instrument instrument(scene, 1);
+    std::queue<data_structures::Position> across;
+    across.emplace(data_structures::PointXYZW(-1e-4, 0, 2), 0.0);
+    across.emplace(data_structures::PointXYZW(1e-4, 0, 2), 1e-4);
+    const auto samples = instrument.Drive(across);
+    ASSERT_EQ(samples.size(), 3U);
+    EXPECT_NEAR(samples[1].quality, quality, 0.05) << table.header[i];
+  }
+}
+
+// The lines of the example stand in this test, which is compiled; and they measure.
+TEST(InstrumentDocument, ItsExampleIsThisOne) {
+  const std::unique_ptr<features::Feature> feature(
+      features::Feature::Create(test::ReadDocument("examples/requests/scan_path.json")));
+  // clang-format off
+  auto part = sim::parts::MakeOpeningPlate(sim::parts::RoundOpening(0.005));
+  auto scene = sim::MakeScene(part, sim::Pose::Facing({0, 0, 2}), 0.05);
+  sim::Instrument instrument(scene, 7);
+  auto samples = instrument.Drive(feature->GetDrivePoints(false));
+  // clang-format on
+  EXPECT_GT(samples.size(), 10U);
+  const std::string own = test::ReadDocument("tests/sim/documents_test.cpp");
+  int checked = 0;
+  for (const test::Block& block : test::BlocksOf(test::ReadDocument("docs/instrument.md"))) {
+    if (block.language != "cpp") continue;
+    std::istringstream lines(block.text);
+    for (std::string line; std::getline(lines, line);) {
+      if (line.empty()) continue;
+      const std::string indent = line.starts_with("#") ? "" : "  ";
+      EXPECT_NE(own.find("\n" + indent + line + "\n"), std::string::npos) << line;
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 5);
 }
 
 }  // namespace

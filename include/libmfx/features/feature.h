@@ -27,11 +27,11 @@ using data_structures::VectorXYZW;
 
 /// Where a measurement stands.
 enum DRIVE_STEP : int {
-  INITIAL = 0,               ///< nothing driven for this pass, or its scan data is in hand
+  INITIAL = 0,               ///< the pass begins, or its scan data is in hand
   SURFACE_RANGE = 1,         ///< a short ranging scan is out
-  FEATURE_SCAN_PATTERN = 2,  ///< the pattern that measures the feature is out
+  FEATURE_SCAN_PATTERN = 2,  ///< the feature's pattern is out, as SetRawData handed it out
   SEARCH = 3,                ///< a search pattern is out; its samples move the nominal
-  RESCAN = 4,                ///< the analysis moved the nominal; a new pass is asked for
+  RESCAN = 4,                ///< an analysis moved the nominal, perhaps for a pass made since
 };
 
 /// Form of the samples in the result of a scan path.
@@ -43,9 +43,12 @@ enum SCANPATH_RETURNTYPE : int {
 /// One measurement of one nominal feature, and its conversation with the host.
 ///
 /// The host holds it like this: `GetDrivePoints(false)`, drive, `SetRawData` until it returns true
-/// (each false hands out a further queue), `AnalyzeFeature`, `GetDriveStep`, perhaps a further
-/// pass, `GetResult`. Nothing here throws on measurement data: a failure is a text in `GetError()`,
-/// which the result message carries too. An instance is driven from one thread at a time.
+/// (each false hands out a further queue), `AnalyzeFeature`, perhaps a further pass, `GetResult`. A
+/// further pass is asked for when `GetDriveStep()` is RESCAN, `GetIsSuccessful()` is false and
+/// `GetError()` is empty; RESCAN alone still stands there after that pass has succeeded. The pass
+/// is `GetDrivePoints(true)`, drive, `UpdateRawData`, `AnalyzeFeature`, without a `Reset`. Nothing
+/// here throws on measurement data: a failure is a text in `GetError()`, which the result message
+/// carries too. An instance is driven from one thread at a time.
 class LIBMFX_EXPORT Feature {
  public:
   /// The feature that a JSON request asks for; an UnknownFeature if it cannot be understood. Never
@@ -76,12 +79,12 @@ class LIBMFX_EXPORT Feature {
   virtual void ResetSettings() = 0;
 
  public:
-  /// Prepares a further pass.
-  /// \param reanalyze true keeps the samples, the step and the settings: only AnalyzeFeature
-  /// follows \param search true asks for a search pattern, if the request enabled search \return
-  /// whether the next pattern is a search; false also when the nominals are not valid
-  ///
-  /// Unless `reanalyze` is set this puts every setting back to its default, the nominal included.
+  /// Takes the error back and prepares another try. Unless `reanalyze` is set this puts every
+  /// setting back to its default, the nominal included.
+  /// \param reanalyze keeps the samples, the step and the settings: only AnalyzeFeature follows
+  /// \param search asks for a search pattern, if the request enabled search and no re-scan moved
+  ///   the nominal
+  /// \return whether the next pattern is a search; false also when the nominals are not valid
   virtual bool Reset(bool reanalyze, bool search);
   /// Takes the samples of the pass.
   /// \param next receives the queue to drive before analysis, when false is returned
@@ -158,7 +161,8 @@ class LIBMFX_EXPORT Feature {
   std::queue<Position> GenerateSearchPattern(const PointXYZW& center, const VectorXYZW& normal,
                                              double max_radius);
   /// The re-scan rule: when `distance` exceeds the threshold, tells so on standard output, sets
-  /// RESCAN and returns true. The caller then moves its nominal.
+  /// RESCAN and returns true. The caller then moves its nominal and fails without a text, by which
+  /// the host sees that a pass is asked for.
   bool TriggerRescan(double distance);
 
   mutable log::LibMfxLogger _logger;  ///< writing a line does not change the feature

@@ -19,8 +19,9 @@ class LIBMFX_EXPORT PVI : public Feature {
   bool Analyze() override;
   /// A zigzag across the box, square to the line of sight along one axis of the box.
   std::queue<Position> GenerateDrivePoints() override;
-  /// Peels off the worst samples while that reduces the scatter. The plane is fitted to the three
-  /// coordinate rows as they stand; the residual of a column is its signed distance from it.
+  /// Peels off the worst sample, one after the other, until their share has reached the limit, and
+  /// drops those up to the last that cut the scatter. The plane is fitted to the three coordinate
+  /// rows as they stand; the residual of a column is its signed distance from it.
   bool RemoveOutliers(PointCloud& cloud);
 
  private:
