@@ -26,7 +26,7 @@ using testing::IsEmpty;
 /// A staged feature: what each of its analyses finds is told beforehand.
 class Scripted : public features::CustomScan {
  public:
-  enum Finding { kGood, kBad, kMoved };
+  enum Finding { kGood, kBad, kMoved, kDoubtful };
 
   explicit Scripted(std::deque<Finding> findings) : _findings(std::move(findings)) {}
 
@@ -63,7 +63,8 @@ class Scripted : public features::CustomScan {
     if (_has_error) return false;
     const Finding finding = _findings.empty() ? kBad : _findings.front();
     if (!_findings.empty()) _findings.pop_front();
-    if (finding == kGood) return true;
+    if (finding == kDoubtful) Warn("the rim is short");
+    if (finding == kGood || finding == kDoubtful) return true;
     if (finding == kMoved) {
       _drive_step = features::RESCAN;
       return false;
@@ -170,6 +171,27 @@ TEST(ConversationTest, AMovedNominalIsScannedAgainWithNewSamples) {
   EXPECT_EQ(outcome.rescans, 2);
   EXPECT_EQ(feature.analysed, 3u);
   EXPECT_THAT(driver.steps, ElementsAre("INITIAL@2", "RESCAN@2", "RESCAN@2"));
+}
+
+TEST(ConversationTest, TheDoubtsOfTheLastAnalysisAreHandedOn) {
+  FakeDriver driver;
+  Scripted good({Scripted::kGood});
+  const Conversation trusted = Hold(good, driver);
+  EXPECT_THAT(trusted.warnings, IsEmpty());
+  EXPECT_FALSE(trusted.IsDoubtful());
+  Scripted doubtful({Scripted::kMoved, Scripted::kDoubtful});
+  const Conversation doubted = Hold(doubtful, driver);
+  EXPECT_TRUE(doubted.successful);
+  EXPECT_THAT(doubted.warnings, ElementsAre("the rim is short"));
+  EXPECT_TRUE(doubted.IsDoubtful());
+}
+
+TEST(ConversationTest, AFailureWithWarningsIsNoDoubtfulSuccess) {
+  Conversation outcome;
+  outcome.warnings = {"the rim is short"};
+  EXPECT_FALSE(outcome.IsDoubtful());
+  outcome.successful = true;
+  EXPECT_TRUE(outcome.IsDoubtful());
 }
 
 TEST(ConversationTest, RescansAreBounded) {

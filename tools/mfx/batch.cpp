@@ -39,19 +39,19 @@ std::optional<std::uint64_t> SeedOfJob(const json& job) {
   return std::nullopt;
 }
 
-std::string MeasureJob(const json& job, const ConversationOptions& options) {
+Conversation MeasureJob(const json& job, const ConversationOptions& options) {
   if (!job.contains("request")) throw CallError("the job has no \"request\"");
   if (!job.contains("scene")) throw CallError("the job has no \"scene\"");
   const std::optional<std::uint64_t> seed = SeedOfJob(job);
   try {
     SceneDriver driver(sim::Scene::FromJson(job["scene"]), seed);
-    return Measure(Dump(job["request"]), driver, options).result;
+    return Measure(Dump(job["request"]), driver, options);
   } catch (const sim::SceneError& error) {
     throw CallError(std::string("scene: ") + error.what());
   }
 }
 
-std::string ReplayJob(const json& job) {
+Conversation ReplayJob(const json& job) {
   const json& file = job["recording"];
   if (!file.is_string()) throw CallError("\"recording\" is no file name");
   if (job.contains("request") || job.contains("scene")) {
@@ -60,43 +60,48 @@ std::string ReplayJob(const json& job) {
   if (file == "-") throw CallError("\"recording\" cannot be standard input in a batch");
   const Recording recording = ReadRecording(file.get<std::string>());
   ReplayDriver driver(recording);
-  return Measure(recording.request, driver, recording.options).result;
+  return Measure(recording.request, driver, recording.options);
 }
 
-/// An error's text; nothing that a job can do ends the batch.
+/// The members of an answer beside its id, and whether they tell an error.
+using Outcome = std::pair<std::string, bool>;
+
+Outcome Error(const std::string& text) { return {"\"error\":" + Dump(json(OneLine(text))), true}; }
+
+/// What `carry` returns, or the error that it throws; nothing that a job can do ends the batch.
 template <typename Carry>
-std::pair<std::string, bool> Guarded(Carry carry) {
+Outcome Guarded(Carry carry) {
   try {
     return {carry(), false};
   } catch (const CallError& error) {
-    return {error.what(), true};
+    return Error(error.what());
   } catch (const std::bad_alloc&) {
-    return {"out of memory", true};
+    return Error("out of memory");
   } catch (const std::exception& error) {
-    return {std::string("internal error: ") + error.what(), true};
+    return Error(std::string("internal error: ") + error.what());
   } catch (const std::string& error) {
-    return {"internal error: " + error, true};
+    return Error("internal error: " + error);
   }
 }
 
-JobAnswer Framed(const std::string& id, const std::pair<std::string, bool>& outcome) {
-  const auto& [text, is_error] = outcome;
-  const std::string value =
-      is_error ? "\"error\":" + Dump(json(OneLine(text))) : "\"result\":" + text;
-  return {"{\"id\":" + id + "," + value + "}", is_error};
+JobAnswer Framed(const std::string& id, const Outcome& outcome) {
+  return {"{\"id\":" + id + "," + outcome.first + "}", outcome.second};
 }
 
 }  // namespace
 
-JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options) {
+JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options, bool strict) {
   std::string id = "null";
   return Framed(id, Guarded([&] {
                   const json job = ParseJob(line);
                   if (job.contains("id")) id = Dump(job["id"]);
-                  return job.contains("recording") ? ReplayJob(job) : MeasureJob(job, options);
+                  const Conversation held =
+                      job.contains("recording") ? ReplayJob(job) : MeasureJob(job, options);
+                  const bool doubtful = strict && held.IsDoubtful();
+                  return "\"result\":" + held.result + (doubtful ? ",\"doubtful\":true" : "");
                 }));
 }
 
-JobAnswer RefuseJob(const std::string& why) { return Framed("null", {why, true}); }
+JobAnswer RefuseJob(const std::string& why) { return Framed("null", Error(why)); }
 
 }  // namespace libmfx::host

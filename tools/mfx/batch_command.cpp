@@ -17,7 +17,7 @@ int RunBatch(const BatchCall& call, Console& console) {
   for (auto got = lines.Next(line); got != LineReader::Got::kEnd; got = lines.Next(line)) {
     const JobAnswer answer = got == LineReader::Got::kTooLong
                                  ? RefuseJob("the job is longer than 256 MiB")
-                                 : AnswerJob(line, call.options);
+                                 : AnswerJob(line, call.options, call.strict);
     console.Result(answer.line);
     ++jobs;
     errors += answer.is_error ? 1 : 0;

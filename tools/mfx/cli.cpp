@@ -120,6 +120,7 @@ class CommandLine {
     AddScanData(*command, [this](ScanData form) { _measure.options.scan_data = form; });
     command->add_option("--record", _measure.record, "File to write the conversation to");
     AddReport(*command, _measure.report);
+    AddStrict(*command, _measure.strict, kStrict);
     command->callback(
         [this] { _execute = [this](Console& c) { return RunMeasure(_measure, c); }; });
   }
@@ -133,6 +134,7 @@ class CommandLine {
     AddReport(*command, _replay.report);
     AddPasses(*command, [this](int passes) { _replay.max_passes = passes; });
     AddScanData(*command, [this](ScanData form) { _replay.scan_data = form; });
+    AddStrict(*command, _replay.strict, kStrict);
     command->callback([this] { _execute = [this](Console& c) { return RunReplay(_replay, c); }; });
   }
 
@@ -142,6 +144,7 @@ class CommandLine {
     AddSearch(*command, _batch.options);
     AddPasses(*command, [this](int passes) { _batch.options.max_passes = passes; });
     AddScanData(*command, [this](ScanData form) { _batch.options.scan_data = form; });
+    AddStrict(*command, _batch.strict, "Mark the answer of a success with warnings as doubtful");
     command->add_flag("--log", _batch.show_library_lines,
                       "Show the library's log lines and traces");
     command->callback([this] { _execute = [this](Console& c) { return RunBatch(_batch, c); }; });
@@ -154,6 +157,13 @@ class CommandLine {
 
   static void AddReport(CLI::App& command, std::string& report) {
     command.add_option("--report", report, "HTML file to write a report with pictures to");
+  }
+
+  static constexpr const char* kStrict =
+      "Count a success with warnings as failed: exit with status 1";
+
+  static void AddStrict(CLI::App& command, bool& strict, const std::string& description) {
+    command.add_flag("--strict", strict, description);
   }
 
   static void AddRequest(CLI::App& command, std::string& request) {

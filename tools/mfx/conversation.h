@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "driver.h"
 #include "libmfx/features/feature.h"
@@ -32,9 +33,13 @@ struct ConversationOptions {
 struct Conversation {
   std::string result;  ///< the result message
   bool successful = false;
-  std::string error;  ///< why not, for people; empty on success
+  std::string error;                  ///< why not, for people; empty on success
+  std::vector<std::string> warnings;  ///< what the last analysis doubts of its result, for people
   bool searched = false;
   int rescans = 0;
+
+  /// A success that the library itself does not fully trust.
+  bool IsDoubtful() const { return successful && !warnings.empty(); }
 };
 
 /// Holds the whole conversation with a feature made from `request`. Every exchange of the driver

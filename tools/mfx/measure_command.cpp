@@ -26,11 +26,19 @@ std::unique_ptr<Driver> MakeDriver(const MeasureCall& call) {
 }
 
 /// Prints the outcome of a measurement.
-int Tell(const Conversation& outcome, Console& console) {
+/// \param strict a doubtful success counts as failed
+int Tell(const Conversation& outcome, bool strict, Console& console) {
   console.Result(outcome.result);
-  if (outcome.successful) return kMeasured;
-  console.Note("the measurement failed: " + outcome.error);
-  return kNotMeasured;
+  for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
+  if (!outcome.successful) {
+    console.Note("the measurement failed: " + outcome.error);
+    return kNotMeasured;
+  }
+  if (strict && outcome.IsDoubtful()) {
+    console.Note("the measurement is doubtful, and --strict counts that as failed");
+    return kNotMeasured;
+  }
+  return kMeasured;
 }
 
 /// The quality below which a request's feature drops a sample, if it has such a setting.
@@ -88,7 +96,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   // Pictures may analyse the samples again, and that was told before.
   console.ShowLibraryLines(false);
   report.Finish(request, call.request, driver->Name(), outcome);
-  return Tell(outcome, console);
+  return Tell(outcome, call.strict, console);
 }
 
 int RunReplay(const ReplayCall& call, Console& console) {
@@ -112,7 +120,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
   // Pictures may analyse the samples again, and that was told before.
   console.ShowLibraryLines(false);
   report.Finish(recording.request, "in recording " + call.recording, driver.Name(), outcome);
-  return Tell(outcome, console);
+  return Tell(outcome, call.strict, console);
 }
 
 }  // namespace libmfx::host

@@ -24,8 +24,10 @@ h1 { font-size: 1.5rem; margin: 0 0 .2rem; }
 h2 { font-size: 1.1rem; margin: 1.6rem 0 .5rem; border-bottom: 1px solid #ccc; }
 .verdict { padding: .6rem .9rem; border-left: 6px solid; margin: .8rem 0; }
 .good { border-color: #1a7f37; background: #edf7ef; }
+.doubtful { border-color: #c77700; background: #fff6e5; }
 .bad { border-color: #c8102e; background: #fdeeee; }
 .verdict b { font-size: 1.1rem; }
+.verdict ul { margin: .3rem 0 0; padding-left: 1.2rem; }
 table { border-collapse: collapse; margin: .3rem 0; }
 th, td { text-align: left; vertical-align: top; padding: .15rem .9rem .15rem 0; }
 th { font-weight: normal; color: #555; }
@@ -70,19 +72,28 @@ std::string ValueText(const ordered_json& value) {
   return Dump(value);
 }
 
+/// Whether it was measured and, where there is something to say about it, why not and what is
+/// doubtful.
+std::string Verdict(const Conversation& outcome) {
+  const char* kind = outcome.IsDoubtful() ? "doubtful" : outcome.successful ? "good" : "bad";
+  const char* words = outcome.IsDoubtful() ? "Measured, with doubts"
+                      : outcome.successful ? "Measured"
+                                           : "Not measured";
+  std::string html = std::string("<div class=\"verdict ") + kind + "\"><b>" + words + "</b>";
+  if (!outcome.successful) html += "<br>" + Escaped(outcome.error);
+  std::string doubts;
+  for (const std::string& warning : outcome.warnings) doubts += Element("li", Escaped(warning));
+  if (!doubts.empty()) html += "\n" + Element("ul", "\n" + doubts);
+  return html + "</div>\n";
+}
+
 std::string Head(const ReportData& data, const Measured& measured) {
   const json feature =
       measured.request.is_object() ? measured.request.value("Feature", json()) : json();
   const std::string name = TextOf(feature, "Name");
   const std::string type = TextOf(feature, "$type");
   std::string title = name.empty() ? (type.empty() ? "Measurement" : type) : name;
-  std::string html = Element("h1", Escaped(title));
-  if (data.outcome.successful) {
-    html += "<div class=\"verdict good\"><b>Measured</b></div>\n";
-  } else {
-    html += "<div class=\"verdict bad\"><b>Not measured</b><br>" + Escaped(data.outcome.error) +
-            "</div>\n";
-  }
+  std::string html = Element("h1", Escaped(title)) + Verdict(data.outcome);
   std::size_t points = 0;
   std::size_t samples = 0;
   for (const Exchange& exchange : data.exchanges) {
@@ -104,6 +115,7 @@ std::string ResultTable(const std::string& text) {
   std::string rows;
   if (result.is_object()) {
     for (const auto& [key, value] : result.items()) {
+      if (key == "Warnings") continue;  // they stand beside the verdict
       if (key != "ScanData") {
         rows += Row(key, ValueText(value));
       } else if (value.is_object() && value.contains("Count")) {
