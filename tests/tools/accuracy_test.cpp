@@ -16,6 +16,7 @@ namespace {
 using namespace libmfx::accuracy;
 using mfx_test::Lines;
 using testing::HasSubstr;
+using testing::Not;
 
 std::string JobsOf(const Campaign& campaign, int runs) {
   std::ostringstream out;
@@ -108,8 +109,8 @@ TEST(AccuracyTest, AQuantityMayHaveSeveralValuesARun) {
       "\n";
   const std::string section = SectionOf(campaign, jobs, answer);
   EXPECT_THAT(section,
-              HasSubstr("| first | 1 | 100 % | size, µm | 10.0 | 60.0 | 60.0 | 50.0 | 1 |\n"));
-  EXPECT_THAT(section, HasSubstr("|  |  |  | place, µm | 20.0 | 20.0 | 20.0 | 50.0 | 0 |\n"));
+              HasSubstr("| first | 1 | 100 % | 0 | size, µm | 10.0 | 60.0 | 60.0 | 50.0 | 1 |\n"));
+  EXPECT_THAT(section, HasSubstr("|  |  |  |  | place, µm | 20.0 | 20.0 | 20.0 | 50.0 | 0 |\n"));
   campaign.quantities[0].values = 3;
   EXPECT_THROW(SectionOf(campaign, jobs, answer), std::runtime_error);
 }
@@ -131,13 +132,43 @@ TEST(AccuracyTest, TheTableCountsSuccessesAndWrongOnes) {
   }
   const std::string section = SectionOf(campaign, jobs, answers);
   EXPECT_THAT(section, HasSubstr("## Told\n\nWhat is told.\n\n`command`\n"));
-  EXPECT_THAT(section,
-              HasSubstr("| first | 5 | 60.0 % | place, µm | 40.0 | 60.0 | 60.0 | 50.0 | 1 |\n"));
+  EXPECT_THAT(
+      section,
+      HasSubstr("| first | 5 | 60.0 % | 0 | place, µm | 40.0 | 60.0 | 60.0 | 50.0 | 1 |\n"));
   // A success that holds no number at all is wrong, each of them.
-  EXPECT_THAT(section, HasSubstr("| second | 5 | 100 % | place, µm | not finite | not finite | not "
-                                 "finite | 50.0 | 5 |\n"));
+  EXPECT_THAT(section,
+              HasSubstr("| second | 5 | 100 % | 0 | place, µm | not finite | not finite | not "
+                        "finite | 50.0 | 5 |\n"));
   EXPECT_THAT(section, HasSubstr("- first: 1 times `No rim`\n"));
   EXPECT_THAT(section, HasSubstr("- first: 1 times `gave nothing`\n"));
+  EXPECT_THAT(section, Not(HasSubstr("with a warning")));
+}
+
+TEST(AccuracyTest, ASuccessWithAWarningIsCountedApartAndHidesNoError) {
+  Campaign campaign = Told();
+  campaign.conditions.resize(1);
+  const std::string jobs = JobsOf(campaign, 5);
+  const char* const results[] = {
+      R"("Success":true,"error":1e-5)", R"("Success":true,"error":6e-5)",
+      R"("Success":true,"error":9e-5,"Warnings":["0.612 mm off; M8, -1.5 to 2e-05","side 3 short"])",
+      R"("Success":true,"error":2e-5,"Warnings":["-1.7 mm off; M8, 3 to 1","1.2 mm off; M8, 2 to 4"])",
+      R"("Success":false,"ErrorMessage":"No rim","Warnings":["5 mm off; M8, 1 to 2"])"};
+  std::string answers;
+  for (std::size_t run = 0; run < 5; ++run) {
+    answers +=
+        R"({"id":"told/0/)" + std::to_string(run) + R"(","result":{)" + results[run] + "}}\n";
+  }
+  const std::string section = SectionOf(campaign, jobs, answers);
+  EXPECT_THAT(section, HasSubstr("| condition | runs | measured | warned | error of | median | "
+                                 "95 % | largest | limit | wrong |\n"));
+  // The largest error is a warned one; the one beyond the limit without a warning is wrong.
+  EXPECT_THAT(
+      section,
+      HasSubstr("| first | 5 | 80.0 % | 2 | place, µm | 20.0 | 90.0 | 90.0 | 50.0 | 1 |\n"));
+  // By kind, once a run, and only of successes.
+  EXPECT_THAT(section, HasSubstr("\nRuns that were measured with a warning:\n\n"
+                                 "- first: 1 times `side … short`\n"
+                                 "- first: 2 times `… mm off; M8, … to …`\n"));
 }
 
 TEST(AccuracyTest, ACampaignWithoutASuccessHasNoFigures) {
@@ -149,7 +180,7 @@ TEST(AccuracyTest, ACampaignWithoutASuccessHasNoFigures) {
         "{\"id\":" + json::parse(line)["id"].dump() + ",\"result\":{\"Success\":\"false\"}}\n";
   }
   EXPECT_THAT(SectionOf(campaign, jobs, answers),
-              HasSubstr("| first | 1 | 0.000 % | place, µm | – | – | – | 50.0 | 0 |\n"));
+              HasSubstr("| first | 1 | 0.000 % | 0 | place, µm | – | – | – | 50.0 | 0 |\n"));
 }
 
 TEST(AccuracyTest, AnswersOfAnotherCampaignAreRefused) {
@@ -184,10 +215,10 @@ TEST(AccuracyTest, EveryCampaignIsMeasuredAndGood) {
     const mfx_test::Ended batch = mfx_test::RunMfx({"batch", "-"}, {.input = jobs});
     ASSERT_EQ(batch.status, 0);
     const std::string section = SectionOf(campaign, jobs, batch.out);
-    // Without noise there is nothing that could make a measurement fail or go wrong.
+    // Without noise there is nothing that could make a measurement fail, go wrong or be doubted.
     for (const std::string& line : Lines(section)) {
       if (line.find("no noise") == std::string::npos) continue;
-      EXPECT_THAT(line, HasSubstr("| 100 % |")) << campaign.name;
+      EXPECT_THAT(line, HasSubstr("| 100 % | 0 |")) << campaign.name;
       EXPECT_TRUE(line.ends_with("| 0 |")) << campaign.name << ": " << line;
     }
   }

@@ -77,7 +77,7 @@ struct Quantity {
   std::string name;
   std::string unit;  ///< as printed
   double scale;      ///< from metres or radians to that unit
-  double limit;      ///< a success that is off by more is a wrong one; metres or radians
+  double limit;      ///< a success that is off by more, unwarned, is wrong; metres or radians
   int values = 1;    ///< that a run has of it: a length and a width are two sizes
 };
 

@@ -7,6 +7,8 @@
 #include <map>
 #include <numeric>
 #include <ostream>
+#include <regex>
+#include <set>
 #include <stdexcept>
 
 #include "sim/scene.h"
@@ -20,8 +22,11 @@ constexpr std::uint64_t kSeed = 20260101;
 struct Tally {
   int runs = 0;
   int successes = 0;
-  std::vector<std::vector<double>> errors;  ///< by quantity, absolute values
+  int warned = 0;                           ///< successes that carry a warning
+  std::vector<std::vector<double>> errors;  ///< of all successes, by quantity, absolute values
+  std::vector<int> wrong;                   ///< errors beyond the limit without a warning
   std::map<std::string, int> failures;      ///< by their text
+  std::map<std::string, int> warnings;      ///< successes that carry one, by its kind
 };
 
 std::string IdOf(const Campaign& campaign, std::size_t condition, int run) {
@@ -45,6 +50,25 @@ std::size_t ConditionOf(const json& job) {
   return static_cast<std::size_t>(std::stoul(id.substr(begin, id.find('/', begin) - begin)));
 }
 
+/// The text of a warning without its figures, by which warnings of one kind are counted together.
+std::string KindOf(const std::string& warning) {
+  // A digit within a word is part of a name.
+  static const std::regex number(R"((^|[^\w.])[-+]?\d+(\.\d+)?(e[-+]?\d+)?)", std::regex::icase);
+  return std::regex_replace(warning, number, "$1…");
+}
+
+/// Counts the warnings of a success; a kind that it carries several times counts once.
+/// \returns whether there is one
+bool CountWarnings(const json& result, Tally& tally) {
+  std::set<std::string> kinds;
+  for (const json& warning : result.value("Warnings", json::array())) {
+    kinds.insert(KindOf(warning.get<std::string>()));
+  }
+  for (const std::string& kind : kinds) ++tally.warnings[kind];
+  if (!kinds.empty()) ++tally.warned;
+  return !kinds.empty();
+}
+
 void Count(const Campaign& campaign, const json& job, const json& answer, Tally& tally) {
   ++tally.runs;
   if (answer.contains("error")) {
@@ -57,6 +81,7 @@ void Count(const Campaign& campaign, const json& job, const json& answer, Tally&
     return;
   }
   ++tally.successes;
+  const bool warned = CountWarnings(result, tally);
   const json truth = sim::Scene::FromJson(job.at("scene")).TruthJson();
   const std::vector<double> errors = campaign.errors({job.at("request"), result, truth});
   std::size_t at = 0;
@@ -65,6 +90,7 @@ void Count(const Campaign& campaign, const json& job, const json& answer, Tally&
       // What is not a number is as wrong as can be, and sorts last.
       const double size = std::abs(errors[at++]);
       tally.errors[q].push_back(std::isnan(size) ? INFINITY : size);
+      if (!warned && tally.errors[q].back() > campaign.quantities[q].limit) ++tally.wrong[q];
     }
   }
   const auto wanted =
@@ -81,8 +107,6 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
     const Quantity& quantity = campaign.quantities[q];
     std::vector<double>& errors = tally.errors[q];
     std::sort(errors.begin(), errors.end());
-    const auto wrong =
-        std::count_if(errors.begin(), errors.end(), [&](double e) { return e > quantity.limit; });
     const auto cell = [&](double share) {
       return errors.empty() ? std::string("–") : Cell(quantity.scale * Quantile(errors, share));
     };
@@ -90,18 +114,20 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
         "| " + (q == 0 ? condition.label : std::string()) + " | " +
         (q == 0 ? std::to_string(tally.runs) : std::string()) + " | " +
         (q == 0 ? Cell(100.0 * tally.successes / std::max(tally.runs, 1)) + " %" : std::string()) +
-        " | " + quantity.name + ", " + quantity.unit + " | " + cell(0.5) + " | " + cell(0.95) +
-        " | " + cell(1.0) + " | " + Cell(quantity.scale * quantity.limit) + " | " +
-        std::to_string(wrong) + " |\n";
+        " | " + (q == 0 ? std::to_string(tally.warned) : std::string()) + " | " + quantity.name +
+        ", " + quantity.unit + " | " + cell(0.5) + " | " + cell(0.95) + " | " + cell(1.0) + " | " +
+        Cell(quantity.scale * quantity.limit) + " | " + std::to_string(tally.wrong[q]) + " |\n";
   }
 }
 
-void AppendFailures(const std::vector<Tally>& tallies, const Campaign& campaign,
-                    std::string& text) {
+/// Lists texts below the table, with the number of runs that had each.
+/// \param texts one of the tallies' counts by text
+void AppendTexts(const std::string& heading, std::map<std::string, int> Tally::*texts,
+                 const std::vector<Tally>& tallies, const Campaign& campaign, std::string& text) {
   bool any = false;
   for (std::size_t c = 0; c < tallies.size(); ++c) {
-    for (const auto& [what, count] : tallies[c].failures) {
-      if (!any) text += "\nRuns that were not measured:\n\n";
+    for (const auto& [what, count] : tallies[c].*texts) {
+      if (!any) text += "\n" + heading + ":\n\n";
       any = true;
       text += "- " + campaign.conditions[c].label + ": " + std::to_string(count) + " times `" +
               what + "`\n";
@@ -133,6 +159,7 @@ std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& 
                     const std::string& command) {
   Tally empty;
   empty.errors.resize(campaign.quantities.size());
+  empty.wrong.resize(campaign.quantities.size());
   std::vector<Tally> tallies(campaign.conditions.size(), empty);
   std::string job_line;
   std::string answer_line;
@@ -147,12 +174,15 @@ std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& 
     Count(campaign, job, answer, tallies.at(ConditionOf(job)));
   }
   std::string text = "## " + campaign.title + "\n\n" + campaign.what + "\n\n`" + command + "`\n\n";
-  text += "| condition | runs | measured | error of | median | 95 % | largest | limit | wrong |\n";
-  text += "|---|--:|--:|---|--:|--:|--:|--:|--:|\n";
+  text +=
+      "| condition | runs | measured | warned | error of | median | 95 % | largest | limit | wrong "
+      "|\n";
+  text += "|---|--:|--:|--:|---|--:|--:|--:|--:|--:|\n";
   for (std::size_t c = 0; c < tallies.size(); ++c) {
     AppendRows(campaign, campaign.conditions[c], tallies[c], text);
   }
-  AppendFailures(tallies, campaign, text);
+  AppendTexts("Runs that were not measured", &Tally::failures, tallies, campaign, text);
+  AppendTexts("Runs that were measured with a warning", &Tally::warnings, tallies, campaign, text);
   return text;
 }
 
