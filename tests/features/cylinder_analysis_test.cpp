@@ -139,6 +139,27 @@ TEST(StudAnalysis, AMovedCentreIsTheNextNominal) {
             stud.GetSetting<PointXYZW>(L"FittedCylinderAxis"));
 }
 
+TEST(StudAnalysis, AFitThatDropsATenthOfTheWallIsDoubted) {
+  // Samples of something else within the window, 0.6 mm off the wall: every tenth of a tenth more.
+  const auto warnings_with = [](int every) {
+    std::vector<RawDataPoint> samples = Samples(Wall());
+    CylinderPoints other = Wall();
+    other.radius += 0.0006;
+    const std::vector<RawDataPoint> beside = Samples(other);
+    for (std::size_t i = 0; i < samples.size(); i += static_cast<std::size_t>(every)) {
+      samples[i] = beside[i];
+    }
+    const Stud stud = Analysed(Request(Wall()), samples);
+    EXPECT_TRUE(stud.GetIsSuccessful()) << stud.GetError();
+    EXPECT_NEAR(stud.GetSetting<double>(L"FittedCylinderRadius"), 0.005, 1e-6);
+    return stud.GetWarnings();
+  };
+  EXPECT_THAT(warnings_with(20), testing::IsEmpty());
+  EXPECT_THAT(warnings_with(10),
+              testing::ElementsAre(StartsWith("10 % of the wall's samples (200 of 2000) do not "
+                                              "follow the fitted cylinder")));
+}
+
 TEST(StudAnalysis, AResultStaysUntilTheReset) {
   Stud stud = Analysed(Request(Wall()), Samples(Wall()));
   EXPECT_GT(stud.GetSetting<double>(L"FittedCylinderRadius"), 0.0);

@@ -245,6 +245,41 @@ TEST(HoleWall, SeenByASlantedBeamInADeepBore) {
   EXPECT_FALSE(straight._has_wall);
 }
 
+TEST(HoleCentroid, ThePlanarPointsAroundTheCircleMoveIt) {
+  HoleProbe hole(HoleRequest().dump());
+  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  geometry::Circle circle;
+  circle.Center(PointXYZW(1e-4, -5e-5, 2));
+  circle.Radius(0.008);
+  // Lines around (0, 0, 2) that end on the rim; one ends short of it, on something else.
+  const auto line = [](int k, double ends) {
+    const double turn = 0.5 * k;
+    Eigen::MatrixXd data(5, 30);
+    for (int i = 0; i < 30; ++i) {
+      const double r = ends + 1e-4 * i;
+      data.col(i) << r * std::cos(turn), r * std::sin(turn), 2.0, 80.0, 2 * k + 1;
+    }
+    return PointCloud(data, {{data_structures::EMBEDDING_XYZ, {0}}});
+  };
+  std::vector<PointCloud> lines;
+  for (int k = 0; k < 12; ++k) lines.push_back(line(k, k == 3 ? 0.0092 : 0.008));
+  EXPECT_TRUE(hole.PlaneCentroidBiasShift(lines, circle));
+  EXPECT_LT((circle.Center() - PointXYZW(0, 0, 2)).norm(), 1e-9);
+  EXPECT_EQ(circle.Radius(), 0.008);
+}
+
+TEST(HoleCentroid, WithoutPlanarPointsTheCircleStays) {
+  HoleProbe hole(HoleRequest().dump());
+  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  geometry::Circle circle;
+  circle.Center(PointXYZW(1e-4, -5e-5, 2));
+  const std::vector<std::vector<PointCloud>> nothing{{}, {PointCloud(), PointCloud()}};
+  for (const auto& lines : nothing) {
+    EXPECT_FALSE(hole.PlaneCentroidBiasShift(lines, circle));
+    EXPECT_EQ(circle.Center(), PointXYZW(1e-4, -5e-5, 2));
+  }
+}
+
 TEST(HoleWall, ItsDepthsAreTold) {
   HoleProbe hole = RimFound(0.7, {.wall = 0.003});
   std::vector<PointCloud> inliers, outliers, wall;
