@@ -17,6 +17,7 @@
 #include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/rectangle.h"
+#include "libmfx/features/request_text.h"
 #include "libmfx/features/search_spiral.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/features/sphere_fit.h"

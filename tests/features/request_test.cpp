@@ -32,8 +32,32 @@ std::string Nested(int depth) {
 }
 
 TEST(Request, WhatIsNoObjectDoesNotParse) {
-  for (const char* text : {"", " ", "[]", "[{}]", "7", "\"{}\"", "null", "{", "{\"a\":}", "{]", "}",
-                           "{\"a\":1", "{\"a\" 1}", "{\"\xFF\":1}", "{\"a\":1e999}"}) {
+  for (const char* text : {"",
+                           " ",
+                           "[]",
+                           "[{}]",
+                           "7",
+                           "\"{}\"",
+                           "null",
+                           "{",
+                           "{\"a\":}",
+                           "{]",
+                           "}",
+                           "{\"a\":1",
+                           "{\"a\" 1}",
+                           "{\"a\":1e999x}",
+                           "{\"a\":01e999}",
+                           "{\"a\":1.e999}",
+                           "{\"a\":--1e999}",
+                           "{\"a\":1e999 1e999}",
+                           "{1e999:1}",
+                           "1e999",
+                           "[1e999]",
+                           "{\"\xFF\":}",
+                           "{\"\xFF\":\xFF}",
+                           "{\"a\":\"\\ud80\"}",
+                           "{\"a\":\"\\ud800}",
+                           "\xFF{\"a\":1}"}) {
     EXPECT_FALSE(Request(text).ok()) << text;
   }
 }
@@ -47,6 +71,7 @@ TEST(Request, CommentsAndWhatFollowsAreTolerated) {
 
 TEST(Request, FiftyLevelsAreReadAndMoreAreNot) {
   EXPECT_TRUE(Request(Nested(50)).ok());
+  EXPECT_TRUE(Request("/* [[[ */" + Nested(50) + std::string(100, '[')).ok());
   EXPECT_FALSE(Request(Nested(51)).ok());
   EXPECT_FALSE(Request(Nested(1'000'000)).ok());
 }
@@ -80,10 +105,92 @@ TEST(Request, Doubles) {
   EXPECT_EQ(ValueOf("\"0.0125\"").AsDouble(), 0.0125);
   EXPECT_EQ(ValueOf("\" +3 \"").AsDouble(), 3.0);
   EXPECT_EQ(ValueOf("\"-1E3\"").AsDouble(), -1000.0);
-  for (const char* none : {"null", "[1]", "{\"x\":1}", "\"\"", "\"abc\"", "\"1,5\"", "\"12 mm\"",
-                           "\"nan\"", "\"inf\"", "\"1e999\"", "\"+-1\""}) {
+  for (const char* none :
+       {"null", "[1]", "{\"x\":1}", "\"\"", "\"abc\"", "\"1,5\"", "\"12 mm\"", "\"nan\"", "\"inf\"",
+        "\"-inf\"", "\"1e999 mm\"", "\"+-1\"", "\"+-1e999\""}) {
     EXPECT_EQ(ValueOf(none).AsDouble(), 0.0) << none;
   }
+}
+
+TEST(Request, NumbersBeyondTheLargestDoubleAreInfinite) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::string digits(400, '9');
+  for (const std::string& text :
+       {std::string("1e400"), std::string("1.5E+999"), digits, digits + ".5", digits + "e-50"}) {
+    EXPECT_EQ(ValueOf(text).AsDouble(), infinity) << text;
+    EXPECT_EQ(ValueOf("-" + text).AsDouble(), -infinity) << text;
+    EXPECT_EQ(ValueOf("\"" + text + "\"").AsDouble(), infinity) << text;
+    EXPECT_EQ(ValueOf("\" +" + text + " \"").AsDouble(), infinity) << text;
+    EXPECT_TRUE((*ValueOf(text)).IsNumber()) << text;
+    EXPECT_TRUE(ValueOf("-" + text).AsBool()) << text;
+  }
+  EXPECT_EQ(ValueOf("1e400").AsInt(), std::numeric_limits<int>::max());
+  EXPECT_EQ(ValueOf("-1e400").AsInt(), std::numeric_limits<int>::min());
+  EXPECT_EQ((*ValueOf("1e400")).AsUnsigned(), std::numeric_limits<unsigned int>::max());
+  EXPECT_EQ((*ValueOf("[1,-1e400,1e400]")).AsPoint(), PointXYZW(1, -infinity, infinity, 1));
+  EXPECT_FALSE((*ValueOf("\"12\"")).IsNumber());
+  EXPECT_FALSE((*ValueOf("\"inf\"")).IsNumber());
+}
+
+TEST(Request, NumbersOfEveryOtherSizeAreNumbers) {
+  EXPECT_EQ(ValueOf("1e-400").AsDouble(), 0.0);
+  EXPECT_EQ(ValueOf("\"1e-400\"").AsDouble(), 0.0);
+  EXPECT_EQ(ValueOf("1.7976931348623157e308").AsDouble(), std::numeric_limits<double>::max());
+  EXPECT_EQ(ValueOf("123456789012345678901234567890").AsDouble(), 123456789012345678901234567890.0);
+  EXPECT_EQ(ValueOf("-99999999999999999999").AsInt(), std::numeric_limits<int>::min());
+}
+
+TEST(Request, WhatIsNoTextIsReplaced) {
+  const std::pair<const char*, const char*> texts[] = {
+      {"a\xFFz", "a\uFFFDz"},
+      {"\xC3", "\uFFFD"},
+      {"\xF0\x9F\x98", "\uFFFD"},
+      {"\xED\xA0\x80z", "\uFFFDz"},
+      {"\\ud800", "\uFFFD"},
+      {"\\uDFFFz", "\uFFFDz"},
+      {"\\ud800\\ud83d\\ude00\\ud800", "\uFFFD\U0001F600\uFFFD"},
+      {"\\ud83dx\\ude00", "\uFFFDx\uFFFD"},
+      {"\\\\ud800", "\\ud800"},
+      {"\\ud800\\n\\\"", "\uFFFD\n\""},
+      {"\\ud800 1e400 // \xFF", "\uFFFD 1e400 // \uFFFD"}};
+  for (const auto& [text, read] : texts) {
+    EXPECT_EQ((*ValueOf("\"" + std::string(text) + "\"")).AsString(), read) << text;
+  }
+  EXPECT_EQ(Request("{\"\xFF\":5}").root()["\uFFFD"].AsDouble(), 5.0);
+  EXPECT_EQ(Request("{\"\\udc00\":1e400,\"x\":5}").root()["x"].AsDouble(), 5.0);
+}
+
+TEST(Request, MendingRespectsComments) {
+  const Request request(
+      "// \" 1e400 \r{/* \" ' */\"a\":/**/1e400/*/ \" */,//\"\n\"b\":\"//\"//\n,\"c\":-1e400//\n} "
+      "\xFF");
+  ASSERT_TRUE(request.ok());
+  EXPECT_EQ(request.root()["a"].AsDouble(), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(request.root()["b"].AsString(), "//");
+  EXPECT_EQ(request.root()["c"].AsDouble(), -std::numeric_limits<double>::infinity());
+}
+
+TEST(Request, MendingEndsWithTheObject) {
+  EXPECT_TRUE(Request("{\"a\":1e400}:").ok());
+  EXPECT_TRUE(Request("{\"a\":1e400 } \"\\ud8").ok());
+}
+
+TEST(Request, ManyBadValuesAreReadAsOneIs) {
+  std::string numbers;
+  std::string text;
+  for (int i = 0; i < 100'000; ++i) {
+    numbers += i % 2 == 0 ? ",1e400" : ",-1e400";
+    text += i % 2 == 0 ? "\xFF" : "\\udc00";
+  }
+  const Request request("{\"v\":[0" + numbers + "],\"t\":\"" + text + "\"}");
+  ASSERT_TRUE(request.ok());
+  EXPECT_EQ(request.root()["v"].Size(), 100'001U);
+  EXPECT_EQ(request.root()["v"].At(100'000).AsDouble(), -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(request.root()["t"].AsString().size(), 300'000U);
+  // Refused, however the depth is reached.
+  const std::string deep = Nested(1'000'000);
+  EXPECT_FALSE(Request("{\"v\":1e400," + deep.substr(1)).ok());
+  EXPECT_FALSE(Request("{\"v\":[0" + numbers + "],\"w\":" + deep + "}").ok());
 }
 
 TEST(Request, IntegersTruncateAndAreHeldAtTheLimits) {

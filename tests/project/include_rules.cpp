@@ -29,7 +29,7 @@ const std::map<std::string, Rules>& LibraryRooms() {
       {"win32_support", {{"data_structures"}, {}}},
       {"features",
        {{"data_structures", "math", "geometry", "log", "win32_support"},
-        {"Eigen", "nlohmann", "locale.h", "immintrin.h"}}},
+        {"Eigen", "nlohmann", "locale.h", "immintrin.h", "utf8.h"}}},
       {"root", {all, {}}},
   };
   return rooms;

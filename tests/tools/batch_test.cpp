@@ -173,6 +173,60 @@ TEST(BatchTest, AMeasurementThatFailsIsAResult) {
   EXPECT_EQ(json::parse(ended.out)["result"]["Success"], "false");
 }
 
+/// A job whose request names a hole, with one of its values as `literal`.
+std::string HoleJob(const std::string& literal) {
+  return R"({"id":1,"request":{"X":)" + literal +
+         R"(,"Feature":{"$type":"HoleFeature","Name":"n","Location":[0,0,2],"Normal":[0,0,-1],"Radius":)" +
+         literal + R"(}},"scene":)" + Plane(2).dump() + "}";
+}
+
+TEST(BatchTest, ARequestIsReadAsTheLibraryReadsIt) {
+  const Ended ended =
+      RunMfx({"batch", "-"}, {.input = HoleJob("1e400") + "\n" + HoleJob("-1e400")});
+  const auto lines = Lines(ended.out);
+  ASSERT_THAT(lines, SizeIs(2));
+  for (const std::string& line : lines) {
+    const json answer = json::parse(line);
+    EXPECT_EQ(answer["id"], 1);
+    EXPECT_EQ(answer["result"]["Name"], "n") << line;
+    EXPECT_EQ(answer["result"]["Success"], false) << line;
+  }
+  EXPECT_EQ(json::parse(lines[0])["result"]["ErrorMessage"], "Radius is not finite: inf");
+}
+
+TEST(BatchTest, TextsOfARequestAreReadAsTheLibraryReadsThem) {
+  json job = {{"id", "\uFFFD"}, {"request", Path("@")}, {"scene", Plane(2)}};
+  const auto answer = [&job](const std::string& id) {
+    std::string line = job.dump();
+    line.replace(line.find('@'), 1, id);
+    return json::parse(RunMfx({"batch", "-"}, {.input = line}).out);
+  };
+  EXPECT_EQ(answer("@")["result"]["Target"], "@");
+  // The answer to a job that had to be mended could not be told from that to another.
+  EXPECT_THAT(answer("\xFF")["error"].get<std::string>(), HasSubstr("not JSON"));
+  job["id"] = 7;
+  EXPECT_EQ(answer("a\xFF")["result"]["Target"], "a\uFFFD");
+  EXPECT_EQ(answer("a\\ud800")["result"]["Target"], "a\uFFFD");
+  EXPECT_EQ(answer("a\xFF")["id"], 7);
+}
+
+TEST(BatchTest, ALineHoldsOneJob) {
+  const std::string job = HoleJob("1e400");
+  for (const std::string& line : {job + job, job + " // two", "/* one */" + job, job + " \xFF"}) {
+    EXPECT_THAT(
+        json::parse(RunMfx({"batch", "-"}, {.input = line}).out)["error"].get<std::string>(),
+        HasSubstr("not JSON"))
+        << line;
+  }
+  const std::string deep = std::string(48, '[') + "1e400" + std::string(48, ']');
+  EXPECT_EQ(json::parse(RunMfx({"batch", "-"}, {.input = HoleJob(deep)}).out)["result"]["Name"],
+            "n");
+  EXPECT_THAT(
+      json::parse(RunMfx({"batch", "-"}, {.input = HoleJob("[[" + deep + "]]")}).out)["error"]
+          .get<std::string>(),
+      HasSubstr("too deep"));
+}
+
 TEST(BatchTest, NothingToDoIsDone) {
   const Ended ended = RunMfx({"batch", "-"});
   EXPECT_EQ(ended.status, 0);

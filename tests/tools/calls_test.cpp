@@ -180,4 +180,21 @@ TEST(CallTest, TracesOfTheLibraryStayOffStandardOutput) {
   EXPECT_THAT(RunMfx({"-q", "plan", "-", "--search"}, {.input = kPath}).err, StartsWith("mfx: "));
 }
 
+TEST(CallTest, APlanIsRefusedInTheLibrarysWords) {
+  const auto plan = [](const std::string& unread, const std::string& spacing) {
+    return RunMfx({"plan", "-"}, {.input = "{\"X\":" + unread + ",\"PointSpacing\":" + spacing +
+                                           R"(,"Feature":{"$type":"ScanPathFeature",
+                                "Path":{"Segments":[[[0,0,2],[0.1,0,2]]]}}} trailing)"});
+  };
+  const Ended refused = plan("1", "1e400");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(json::parse(refused.out)["drive"], json::array());
+  EXPECT_THAT(refused.err, HasSubstr("PointSpacing is not finite: inf"));
+  for (const char* unread : {"1e400", "\"\xFF\"", "\"\\ud800\""}) {
+    const Ended planned = plan(unread, "0.01");
+    EXPECT_EQ(planned.status, 0) << planned.err;
+    EXPECT_EQ(planned.out, plan("1", "0.01").out);
+  }
+}
+
 }  // namespace

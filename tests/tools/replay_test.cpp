@@ -95,9 +95,13 @@ TEST(ReplayTest, RequestsThatAreNoPlainObjectReplayToo) {
   const std::string deep = "{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
   const std::string comments = std::string("// a path\n") + kPath;
   const std::string trailing = std::string(kPath) + " and more";
+  const std::string unread = "{\"X\":[1e400,\"\\ud800\",\"\xff\"]," + std::string(kPath).substr(1);
+  std::string endless = kPath;
+  endless.insert(endless.find("\"PointSpacing\":") + 15, "1e400,\"Y\":");
   for (const std::string& request :
        {std::string(), std::string("not JSON \xff"), std::string("[1]"),
-        std::string("{\"$type\": \"x\", \"$type\": \"y\"}"), deep, comments, trailing}) {
+        std::string("{\"$type\": \"x\", \"$type\": \"y\"}"), deep, comments, trailing, unread,
+        endless}) {
     const Ended measured = Record(folder, request, kAwkward);
     const Ended replayed = RunMfx({"replay", folder.Path("r.jsonl")});
     EXPECT_EQ(replayed.status, measured.status) << replayed.err;

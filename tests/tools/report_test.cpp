@@ -114,6 +114,24 @@ TEST(ReportTest, TheProgramWritesOne) {
   EXPECT_EQ(pictures(folder.Read("again.html")), pictures(html));
 }
 
+TEST(ReportTest, TheRequestIsShownAsTheLibraryReadIt) {
+  Folder folder;
+  const std::string request = folder.Write("request", R"({"PointSpacing": 0.01, /* note */
+      "Feature": {"$type": "ScanPathFeature", "Name": "wall)"
+                                                      "\xFF"
+                                                      R"(", "Limit": 1e400,
+                  "Path": {"Segments": [[[0, 0, 2], [0.1, 0, 2]]]}}} and more)");
+  ASSERT_EQ(RunMfx({"measure", request, "--scene", Source("examples/scenes/scan_path.json"),
+                    "--report", folder.Path("r.html")})
+                .status,
+            0);
+  const std::string html = folder.Read("r.html");
+  EXPECT_THAT(html, HasSubstr("<h1>wall\uFFFD</h1>"));
+  EXPECT_THAT(html, HasSubstr("<td>ScanPathFeature</td>"));
+  EXPECT_THAT(html, HasSubstr("&quot;Limit&quot;: &quot;1e400&quot;"));
+  EXPECT_THAT(html, testing::Not(HasSubstr("and more")));
+}
+
 TEST(ReportTest, AFailureIsToldWithItsText) {
   Folder folder;
   const std::string request =

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <new>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -9,6 +10,7 @@
 
 #include "errors.h"
 #include "json_text.h"
+#include "libmfx/features/request_text.h"
 #include "recording.h"
 #include "scene_driver.h"
 #include "sim/rng.h"
@@ -21,10 +23,20 @@ using nlohmann::json;
 
 /// \throws CallError
 json ParseJob(const std::string& line) {
-  if (Nesting(line) > kRequestNesting + 1) throw CallError("the job nests too deep");
-  json job = json::parse(line, nullptr, false);
-  if (job.is_discarded()) throw CallError("the job is not JSON: " + Excerpt(line));
-  if (!job.is_object()) throw CallError("the job is no object: " + Excerpt(line));
+  const auto strict = [&line](int nesting) {
+    return features::StrictJson(line, nesting, features::SURROUNDINGS_BLANK);
+  };
+  const CallError not_json("the job is not JSON: " + Excerpt(line));
+  const std::optional<std::string> text = strict(kLineNesting);
+  if (!text) {
+    if (strict(std::numeric_limits<int>::max())) throw CallError("the job nests too deep");
+    if (json::accept(line)) throw CallError("the job is no object: " + Excerpt(line));
+    throw not_json;
+  }
+  json job = json::parse(*text);
+  // A request is mended where it has to be. An id has to come back as it was sent.
+  const bool replaced = Dump(job.value("id", json())).find("\uFFFD") != std::string::npos;
+  if (replaced && !json::accept(line)) throw not_json;
   return job;
 }
 

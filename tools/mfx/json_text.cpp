@@ -1,34 +1,43 @@
 #include "json_text.h"
 
-#include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace libmfx::host {
+namespace {
 
-int Nesting(std::string_view text) {
-  int depth = 0;
-  int deepest = 0;
-  bool in_string = false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (in_string && c == '\\') ++i;
-    if (c == '"') in_string = !in_string;
-    if (in_string) continue;
-    if (c == '{' || c == '[') deepest = std::max(deepest, ++depth);
-    if (c == '}' || c == ']') --depth;
+using nlohmann::json;
+
+/// Takes the first key of an object, and stops the parser at it.
+class KeyReader final : public nlohmann::json_sax<json> {
+ public:
+  std::string first;
+
+  bool start_object(std::size_t) override { return true; }
+  bool key(string_t& name) override {
+    first = name;
+    return false;
   }
-  return deepest;
-}
+  bool null() override { return false; }
+  bool boolean(bool) override { return false; }
+  bool number_integer(number_integer_t) override { return false; }
+  bool number_unsigned(number_unsigned_t) override { return false; }
+  bool number_float(number_float_t, const string_t&) override { return false; }
+  bool string(string_t&) override { return false; }
+  bool binary(binary_t&) override { return false; }
+  bool start_array(std::size_t) override { return false; }
+  bool end_object() override { return false; }
+  bool end_array() override { return false; }
+  bool parse_error(std::size_t, const std::string&, const json::exception&) override {
+    return false;
+  }
+};
 
-std::string_view FirstKey(std::string_view text) {
-  const auto skip = [&text](std::string_view what) {
-    text.remove_prefix(std::min(text.find_first_not_of(what), text.size()));
-  };
-  skip(" \t");
-  if (!text.starts_with('{')) return {};
-  text.remove_prefix(1);
-  skip(" \t");
-  if (!text.starts_with('"')) return {};
-  return text.substr(1, text.find('"', 1) - 1);
+}  // namespace
+
+std::string FirstKey(std::string_view text) {
+  KeyReader reader;
+  json::sax_parse(text.begin(), text.end(), &reader);
+  return std::move(reader.first);
 }
 
 }  // namespace libmfx::host

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "errors.h"
 #include "json_text.h"
+#include "libmfx/features/request_text.h"
 
 namespace libmfx::host {
 namespace {
@@ -17,12 +19,8 @@ using nlohmann::ordered_json;
 /// A request as a value of the recording: the object on one line, or the text as it stands. The
 /// library reads neither form otherwise than the original.
 std::string RequestValue(const std::string& request) {
-  // Deeper ones are not read by the library either.
-  if (Nesting(request) <= kRequestNesting) {
-    const ordered_json value = ordered_json::parse(request, nullptr, false, true);
-    if (value.is_object()) return Dump(value);
-  }
-  return Dump(ordered_json(request));
+  const std::optional<std::string> strict = features::StrictJson(request);
+  return Dump(strict ? ordered_json::parse(*strict) : ordered_json(request));
 }
 
 ordered_json OptionsValue(const ConversationOptions& options) {
@@ -61,11 +59,10 @@ class Reader {
   }
 
   void ReadFirst(const std::string& line) {
-    ordered_json first;
-    if (Nesting(line) <= kRequestNesting + 1) first = ordered_json::parse(line, nullptr, false);
-    if (!first.is_object() || !first.contains("request")) {
-      Fail("it is no object with \"request\"");
-    }
+    const std::optional<std::string> strict =
+        features::StrictJson(line, kLineNesting, features::SURROUNDINGS_BLANK);
+    const ordered_json first = strict ? ordered_json::parse(*strict) : ordered_json();
+    if (!first.contains("request")) Fail("it is no object with \"request\"");
     const ordered_json& request = first["request"];
     _recording.request = request.is_string() ? request.get<std::string>() : Dump(request);
     if (first.contains("options")) ReadOptions(first["options"]);

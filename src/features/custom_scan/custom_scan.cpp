@@ -113,9 +113,13 @@ void CustomScan::AcceptPath(std::queue<Position> path, bool allow_flip) {
   std::queue<Position> rest = _path;
   for (; !rest.empty(); rest.pop()) {
     const Position& p = rest.front();
-    if (std::isfinite(p.azimuth) && std::isfinite(p.elevation) && std::isfinite(p.range)) continue;
+    std::string fault = shared::RefuseNotFinite("PointSpacing", p.point_spacing);
+    if (!std::isfinite(p.azimuth) || !std::isfinite(p.elevation) || !std::isfinite(p.range)) {
+      fault = "Path has a point that is not finite";
+    }
+    if (fault.empty()) continue;
     _path = {};
-    return SetError("Path has a point that is not finite");
+    return SetError(fault);
   }
 }
 

@@ -83,6 +83,7 @@ std::string CylinderFeature::RefusePlan() const {
   check("The nominal axis", NominalAxis());
   check("Radius", _nominal_cylinder._radius);
   check("Height", _height);
+  check("Offset", _bottom_offset);
   if (refusal.empty()) refusal = shared::RefuseNotPositive("LineSpacing", _line_spacing);
   if (refusal.empty()) refusal = shared::RefuseNotFinite("PointSpacing", _point_spacing);
   if (refusal.empty()) {

@@ -7,6 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "features/shared/json_reader.h"
+#include "features/shared/mended_json.h"
+
 namespace libmfx::features::shared {
 namespace {
 
@@ -14,49 +17,9 @@ using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
 using nlohmann::json;
 
-constexpr int kNestingLimit = 50;
-
-/// The end of a string that begins at `i` with its quote: the index past the closing quote.
-std::size_t SkipString(const std::string& text, std::size_t i) {
-  for (++i; i < text.size() && text[i] != '"'; ++i) {
-    if (text[i] == '\\') ++i;
-  }
-  return i + 1;
-}
-
-/// The end of a comment that begins at `i` with its slash, or `i` if there is none.
-std::size_t SkipComment(const std::string& text, std::size_t i) {
-  if (i + 1 >= text.size()) return i;
-  if (text[i + 1] == '/') return std::min(text.find('\n', i), text.size());
-  if (text[i + 1] != '*') return i;
-  const std::size_t end = text.find("*/", i + 2);
-  return end == std::string::npos ? text.size() : end + 2;
-}
-
-/// The index past the first object of the text, found in one pass without recursion; nothing if
-/// objects and arrays nest too deep or never close. Whether the text is sound JSON is for the
-/// parser to say.
-std::optional<std::size_t> EndOfObject(const std::string& text) {
-  int depth = 0;
-  for (std::size_t i = 0; i < text.size();) {
-    const char c = text[i];
-    if (c == '"') {
-      i = SkipString(text, i);
-      continue;
-    }
-    if (c == '/') {
-      const std::size_t end = SkipComment(text, i);
-      i = std::max(end, i + 1);
-      continue;
-    }
-    if ((c == '{' || c == '[') && ++depth > kNestingLimit) return std::nullopt;
-    if ((c == '}' || c == ']') && --depth <= 0) return i + 1;
-    ++i;
-  }
-  return std::nullopt;
-}
-
-/// The number that a string spells, space around it allowed; 0 if it spells none.
+/// The number that a string spells, space around it allowed; 0 if it spells none. Digits beyond
+/// the largest double are infinite with their sign: so a number spelled that large reads, which
+/// reaches this place as a string.
 double NumberOfText(std::string_view text) {
   const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   while (!text.empty() && blank(text.front())) text.remove_prefix(1);
@@ -64,18 +27,20 @@ double NumberOfText(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   double value = 0.0;
   const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), value);
-  const bool whole = status == std::errc() && end == text.data() + text.size();
-  return whole && std::isfinite(value) ? value : 0.0;
+  if (end != text.data() + text.size()) return 0.0;
+  if (status == std::errc::result_out_of_range && Overflows(text)) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    return text.starts_with('-') ? -kInfinity : kInfinity;
+  }
+  return status == std::errc() && std::isfinite(value) ? value : 0.0;
 }
 
 }  // namespace
 
 Request::Request(const std::string& text) {
-  const std::optional<std::size_t> end = EndOfObject(text);
-  if (!end) return;
-  json document = json::parse(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*end),
-                              nullptr, false, true);
-  if (document.is_object()) _document = std::make_unique<json>(std::move(document));
+  if (std::optional<json> document = ReadObject(text)) {
+    _document = std::make_unique<json>(*std::move(document));
+  }
 }
 
 Request::~Request() = default;
@@ -99,7 +64,11 @@ std::size_t Value::Size() const {
   return _node != nullptr && _node->is_structured() ? _node->size() : 0;
 }
 
-bool Value::IsNumber() const { return _node != nullptr && _node->is_number(); }
+bool Value::IsNumber() const {
+  if (_node == nullptr) return false;
+  return _node->is_number() ||
+         (_node->is_string() && std::isinf(NumberOfText(_node->get_ref<const std::string&>())));
+}
 
 bool Value::IsArray() const { return _node != nullptr && _node->is_array(); }
 

@@ -45,11 +45,12 @@ class Value {
   Value At(std::size_t index) const;
   /// Elements of an array or members of an object; 0 for anything else.
   std::size_t Size() const;
+  /// A number, also one beyond the largest double.
   bool IsNumber() const;
   bool IsArray() const;
 
-  /// A number as it stands, a boolean as 0 or 1, a string that is a finite decimal number as that
-  /// number, anything else 0.
+  /// A number as it stands, infinite beyond the largest double; a boolean as 0 or 1; a string that
+  /// is a decimal number as that number; anything else 0.
   double AsDouble() const;
   /// As AsDouble, truncated, and held at the limits of int.
   int AsInt() const;
@@ -85,7 +86,8 @@ class Value {
 };
 
 /// A parsed request: one JSON object whose objects and arrays nest at most 50 deep, the root
-/// counted. Comments are tolerated, and so is what follows the object.
+/// counted. Comments are tolerated, and so are what follows the object and the values that
+/// StrictJson mends.
 class Request {
  public:
   explicit Request(const std::string& text);

@@ -1,10 +1,12 @@
 #include "report.h"
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
 #include "figures.h"
 #include "json_text.h"
+#include "libmfx/features/request_text.h"
 #include "type_figures.h"
 
 namespace libmfx::host::report {
@@ -181,11 +183,8 @@ std::string Pretty(const ordered_json& value, std::size_t indent) {
 }
 
 std::string RequestText(const std::string& request) {
-  std::string shown = request;
-  if (Nesting(request) <= kRequestNesting) {
-    const ordered_json value = ordered_json::parse(request, nullptr, false, true);
-    if (value.is_object()) shown = Pretty(value, 0);
-  }
+  const std::optional<std::string> strict = features::StrictJson(request);
+  std::string shown = strict ? Pretty(ordered_json::parse(*strict), 0) : request;
   constexpr std::size_t kLongest = 20000;
   if (shown.size() > kLongest) shown = shown.substr(0, kLongest) + "\n... (cut off)";
   return Element("h2", "Request") + Element("pre", Escaped(shown));
@@ -194,11 +193,8 @@ std::string RequestText(const std::string& request) {
 }  // namespace
 
 std::string HtmlReport(const ReportData& data) {
-  json request;
-  if (Nesting(data.request) <= kRequestNesting) {
-    request = json::parse(data.request, nullptr, false, true);
-    if (request.is_discarded()) request = json();
-  }
+  const std::optional<std::string> strict = features::StrictJson(data.request);
+  json request = strict ? json::parse(*strict) : json();
   json result = json::parse(data.outcome.result, nullptr, false);
   if (result.is_discarded()) result = json();
 

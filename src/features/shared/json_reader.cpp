@@ -1,0 +1,167 @@
+#include "features/shared/json_reader.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "features/shared/mended_json.h"
+
+namespace libmfx::features {
+namespace shared {
+namespace {
+
+using nlohmann::json;
+
+/// What the parser finds, in fewer kinds. Refuses a root that is no object, and what nests deeper
+/// than the limit, before anything is made of it.
+class ObjectEvents : public nlohmann::json_sax<json> {
+ public:
+  explicit ObjectEvents(int nesting) : _nesting(nesting) {}
+
+  /// Whether the text was refused for what it is, and not for how a value is spelled.
+  bool refused() const { return _refused; }
+
+  bool null() final { return Scalar(nullptr); }
+  bool boolean(bool value) final { return Scalar(value); }
+  bool number_integer(number_integer_t value) final { return Scalar(value); }
+  bool number_unsigned(number_unsigned_t value) final { return Scalar(value); }
+  bool number_float(number_float_t value, const string_t&) final { return Scalar(value); }
+  bool string(string_t& value) final { return Scalar(std::move(value)); }
+  bool binary(binary_t&) final { return false; }
+  bool key(string_t& name) final {
+    Name(name);
+    return true;
+  }
+  bool start_object(std::size_t) final { return Enter(json::value_t::object); }
+  bool start_array(std::size_t) final { return Enter(json::value_t::array); }
+  bool end_object() final { return Leave('}'); }
+  bool end_array() final { return Leave(']'); }
+  bool parse_error(std::size_t, const std::string&, const json::exception&) final { return false; }
+
+ protected:
+  virtual void Take(json&& scalar) = 0;
+  virtual void Name(std::string& name) = 0;
+  virtual void Open(json::value_t container) = 0;
+  virtual void Close(char bracket) = 0;
+
+ private:
+  template <typename T>
+  bool Scalar(T&& value) {
+    if (_depth == 0) return Refuse();
+    Take(json(std::forward<T>(value)));
+    return true;
+  }
+  bool Enter(json::value_t container) {
+    if (_depth >= _nesting || (_depth == 0 && container != json::value_t::object)) return Refuse();
+    ++_depth;
+    Open(container);
+    return true;
+  }
+  bool Leave(char bracket) {
+    --_depth;
+    Close(bracket);
+    return true;
+  }
+  bool Refuse() {
+    _refused = true;
+    return false;
+  }
+
+  int _nesting;
+  int _depth = 0;
+  bool _refused = false;
+};
+
+/// Builds the object in memory.
+class Builder final : public ObjectEvents {
+ public:
+  using Made = json;
+  using ObjectEvents::ObjectEvents;
+  json&& made() && { return std::move(_root); }
+
+ protected:
+  void Take(json&& scalar) override { Place(std::move(scalar)); }
+  void Name(std::string& name) override {
+    _member = &_open.back()->get_ref<json::object_t&>()[std::move(name)];
+  }
+  void Open(json::value_t container) override { _open.push_back(Place(json(container))); }
+  void Close(char) override { _open.pop_back(); }
+
+ private:
+  json* Place(json&& value) {
+    if (!_open.empty() && _open.back()->is_array()) {
+      auto& elements = _open.back()->get_ref<json::array_t&>();
+      return &elements.emplace_back(std::move(value));
+    }
+    json* const place = _open.empty() ? &_root : _member;
+    *place = std::move(value);
+    return place;
+  }
+
+  json _root;
+  std::vector<json*> _open;
+  json* _member = nullptr;
+};
+
+/// Writes the object as text again.
+class Writer final : public ObjectEvents {
+ public:
+  using Made = std::string;
+  using ObjectEvents::ObjectEvents;
+  std::string&& made() && { return std::move(_text); }
+
+ protected:
+  void Take(json&& scalar) override {
+    Separate();
+    // The digits of a double are the fewest that read back as the same one.
+    _text += scalar.dump();
+  }
+  void Name(std::string& name) override {
+    Separate();
+    _text += json(std::move(name)).dump();
+    _text += ':';
+  }
+  void Open(json::value_t container) override {
+    Separate();
+    _text += container == json::value_t::object ? '{' : '[';
+  }
+  void Close(char bracket) override { _text += bracket; }
+
+ private:
+  void Separate() {
+    constexpr std::string_view kNoneAfter = "{[:";
+    if (!_text.empty() && kNoneAfter.find(_text.back()) == std::string_view::npos) _text += ',';
+  }
+
+  std::string _text;
+};
+
+/// A sound text is parsed once. What fails is mended and parsed again, and the second time decides.
+template <typename Maker>
+std::optional<typename Maker::Made> Read(std::string_view text, int nesting, bool only_blanks) {
+  const auto parse = [only_blanks](std::string_view what, Maker& maker) {
+    return json::sax_parse(what.begin(), what.end(), &maker, json::input_format_t::json,
+                           only_blanks, !only_blanks);
+  };
+  Maker first(nesting);
+  if (parse(text, first)) return std::move(first).made();
+  if (first.refused()) return std::nullopt;
+  Maker second(nesting);
+  if (parse(MendedJson(text), second)) return std::move(second).made();
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<json> ReadObject(std::string_view text, int nesting) {
+  return Read<Builder>(text, nesting, false);
+}
+
+}  // namespace shared
+
+std::optional<std::string> StrictJson(std::string_view text, int nesting,
+                                      REQUEST_SURROUNDINGS surroundings) {
+  return shared::Read<shared::Writer>(text, nesting, surroundings == SURROUNDINGS_BLANK);
+}
+
+}  // namespace libmfx::features
