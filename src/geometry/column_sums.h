@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <cfloat>
 
 /// \file
 /// The passes over columns of points that the plane fits make, without a copy of the points.
@@ -34,6 +35,20 @@ struct Moments {
 /// \param points at least one column
 /// \param weights one per column, or empty
 Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights);
+
+/// What the rounding of their coordinates can have moved points by that lie around `centroid`.
+inline double RoundingAt(const Eigen::Vector3d& centroid) {
+  return 4.0 * DBL_EPSILON * centroid.cwiseAbs().maxCoeff();
+}
+
+/// Whether points can't be told from points that coincide: their standard deviation is no more than
+/// the rounding of their coordinates.
+/// \param largest_spread the scatter along the axis where it is largest
+inline bool Coincide(const Eigen::Vector3d& centroid, double squared_weights,
+                     double largest_spread) {
+  const double rounding = RoundingAt(centroid);
+  return !(largest_spread > squared_weights * rounding * rounding);
+}
 
 /// Writes the distance of each column from the plane through `origin` with the unit `normal`, and
 /// returns the largest distance of a column whose weight is above 0 (0 if there is none).

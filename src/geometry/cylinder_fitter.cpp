@@ -130,6 +130,7 @@ struct Fitted {
   Model model;
   bool converged = false;
   int rounds = 0;
+  int free_parameters = 0;
   Eigen::Index inliers = 0;
   double cost = 0.0;  // half the sum of squares
   double largest = 0.0;
@@ -141,8 +142,11 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
                double thread_depth, double thread_share, bool fix_axis, bool fix_radius) {
   const cylinder::SmoothSolution smooth =
       cylinder::FitSmooth(points, nominal, fix_axis, fix_radius);
+  Model model = smooth.model;
+  const std::vector<int> free = cylinder::ListFreeParameters(model, fix_axis, fix_radius).columns;
   Fitted fitted;
   fitted.model = smooth.model;
+  fitted.free_parameters = static_cast<int>(free.size());
   fitted.converged = smooth.outcome.converged;
   fitted.rounds = smooth.outcome.rounds;
   fitted.inliers = smooth.points.size();
@@ -156,6 +160,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
     fitted.model = thread.model.cylinder;
     fitted.converged = thread.converged;
     fitted.rounds = thread.rounds;
+    fitted.free_parameters = thread.free_parameters;
     fitted.inliers = static_cast<Eigen::Index>(thread.inliers.size());
     fitted.cost = thread.cost;
     fitted.largest = thread.largest;
@@ -163,8 +168,6 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
     fitted.thread->pitch = thread.model.pitch;
     return fitted;
   }
-  Model model = smooth.model;
-  const std::vector<int> free = cylinder::ListFreeParameters(model, fix_axis, fix_radius).columns;
   fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
   fitted.uncertainty =
       cylinder::Judge(smooth.outcome.sums.matrix, fitted.cost, fitted.inliers, model, free);
@@ -174,6 +177,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
 void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) {
   statistics.inliers = static_cast<int>(fitted.inliers);
   statistics.rounds = fitted.rounds;
+  statistics.free_parameters = fitted.free_parameters;
   statistics.cost = 2.0 * fitted.cost * scale * scale;
   statistics.rms = std::sqrt(statistics.cost / std::max(1.0, static_cast<double>(fitted.inliers)));
   statistics.max_residual = fitted.largest * scale;
@@ -239,9 +243,7 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
   RequireEnough(sorted.wall);
 
   const Points wall = ToPoints(sorted.wall);
-  Model start = frame.Nominal(wall.z.mean());
-  filled.free_parameters =
-      static_cast<int>(cylinder::ListFreeParameters(start, fix_axis, fix_radius).values.size());
+  const Model start = frame.Nominal(wall.z.mean());
   const Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
                                 thread_share, fix_axis, fix_radius);
   FillStatistics(fitted, scale, filled);

@@ -172,10 +172,8 @@ bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights
   }
   Axes axes = PrincipalAxes(moments.scatter);
   // Coincident points have no tangent. A normal taken from them would be an invention that passes
-  // for a measurement, so the whole frame stays zero and the plane is not valid. Points count as
-  // coincident when their standard deviation is no more than the rounding of their coordinates.
-  const double rounding = 4.0 * DBL_EPSILON * moments.centroid.cwiseAbs().maxCoeff();
-  if (!(axes.largest_spread > moments.squared_weights * rounding * rounding)) axes = Axes();
+  // for a measurement, so the whole frame stays zero and the plane is not valid.
+  if (Coincide(moments.centroid, moments.squared_weights, axes.largest_spread)) axes = Axes();
   _normal = UnitDirection(VectorXYZW(axes.least));
   _tangent = UnitDirection(VectorXYZW(axes.largest));
   _bitangent = UnitDirection(_tangent.cross(_normal));

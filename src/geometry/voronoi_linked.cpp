@@ -36,7 +36,7 @@ class DualEdges {
       : _mesh(diagram.mesh), _dual(_mesh.corner.size(), kNone), _out(_mesh.corner.size(), kNone) {
     FindCircles();
     if (_mesh.corner.empty()) {
-      LinkLines(static_cast<int>(diagram.sites.size()));
+      if (diagram.finished) LinkLines(static_cast<int>(diagram.sites.size()));
       return;
     }
     for (int h = 0; h < static_cast<int>(_mesh.corner.size()); ++h) {

@@ -358,11 +358,14 @@ TEST(Pvi, AllSamplesFiltered) {
   EXPECT_FALSE(result.contains("Location"));
 }
 
-TEST(Pvi, AFloodOfSamplesIsRefused) {
-  PVI pvi(RequestWithTilt(0.0).dump());
-  pvi.UpdateRawData(GridOn(PointXYZW(0, 0, 2), kFacing, 170, Noise));
+TEST(Pvi, AFloodOfSamplesIsMeasured) {
+  json request = RequestWithTilt(0.0);
+  request["NumberOfPoints"] = 30000;
+  PVI pvi(request.dump());
+  pvi.UpdateRawData(GridOn(PointXYZW(0, 0, 2), kFacing, 175, Noise));
   pvi.AnalyzeFeature();
-  EXPECT_EQ(pvi.GetError(), "Too many samples for PVI outlier removal!");
+  ASSERT_TRUE(pvi.GetIsSuccessful()) << pvi.GetError();
+  EXPECT_NEAR(pvi.GetSetting<PointXYZW>(L"MeasuredPoint").z(), 2.0, 1e-6);
 }
 
 TEST(Pvi, NominalAndLineOfSightThatMeetThePlaneApartAreRefused) {

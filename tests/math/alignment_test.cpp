@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <type_traits>
 
 namespace libmfx::math {
 namespace {
@@ -15,6 +16,10 @@ using data_structures::PointXYZW;
 using Eigen::Matrix3d;
 using Eigen::Matrix4d;
 using Eigen::Vector3d;
+
+// A value of two vectors: nothing is told through a pointer to it, and a copy is a copy of both.
+static_assert(!std::is_polymorphic_v<Alignment> && !std::has_virtual_destructor_v<Alignment>);
+static_assert(std::is_copy_constructible_v<Alignment> && std::is_copy_assignable_v<Alignment>);
 
 struct OpenAlignment : Alignment {
   void AddMeasuredOnly(const PointXYZW& p) { _measured.push_back(p); }

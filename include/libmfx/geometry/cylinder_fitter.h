@@ -43,11 +43,14 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
 
   /// How a fit went. Filled as far as the fit got, also when it throws.
   struct Statistics {
-    int windowed = 0;                 ///< points in the window of height and radius
-    int end_face = 0;                 ///< of those, dropped as lying on a flat end or on the base
-    int isolated = 0;                 ///< of the rest, dropped as lying far from all others
-    int inliers = 0;                  ///< points the reported cylinder was fitted to
-    int free_parameters = 0;          ///< 2 offsets, and 3 of the axis, 1 radius unless fixed
+    int windowed = 0;  ///< points in the window of height and radius
+    int end_face = 0;  ///< of those, dropped as lying on a flat end or on the base
+    int isolated = 0;  ///< of the rest, dropped as lying far from all others
+    int inliers = 0;   ///< points the reported cylinder was fitted to
+    /// Of the last fit: 2 offsets, and 3 of the axis and 1 radius unless fixed; of a thread its
+    /// phase and pitch as well. A thread that was fitted along the sight lines turns the axis by 2,
+    /// and the width of the beam was free with it.
+    int free_parameters = 0;
     int rounds = 0;                   ///< damped rounds of the last fit
     double cost = 0.0;                ///< sum of squared residuals of the inliers, m^2
     double rms = 0.0;                 ///< root mean square of those residuals, metres
@@ -68,9 +71,12 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
   /// The nominal plane passes `nominal.point` square to `nominal.axis` (any length but zero); the
   /// height of a point is its signed distance from it along the axis. A point is kept when its
   /// height is from `bottom_offset` to `height`, both included, and its distance to the nominal
-  /// axis differs from `nominal.radius` by at most `radius_tolerance`. Points outside that radial
-  /// window with a height of at most `plane_tolerance` either way are the base; a kept point within
-  /// `plane_tolerance` of the plane through the base is dropped.
+  /// axis differs from `nominal.radius` by at most `radius_tolerance`. Points farther from the axis
+  /// than that, with a height of at most `plane_tolerance` either way, are the base. From 30 of
+  /// them on its plane is measured: square to the nominal axis when the axis is fixed, else freely
+  /// and trimmed with half of `plane_tolerance` (see `FitBasePlane`). A kept point less than
+  /// `bottom_offset` above the measured plane is dropped. Points that leave the plane open, or a
+  /// plane turned by more than 45 degrees, drop none.
   ///
   /// `thread_depth` is the least depth of a helical profile, in nominal radii, that makes a thread
   /// of the wall; `thread_share` is the share of points, in every stretch of one pitch, taken as

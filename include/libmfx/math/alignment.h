@@ -13,11 +13,6 @@ namespace libmfx::math {
 /// the correction of reflections by Umeyama 1991).
 class LIBMFX_EXPORT Alignment {
  public:
-  Alignment() = default;
-  Alignment(const Alignment&) = default;
-  Alignment& operator=(const Alignment&) = default;
-  virtual ~Alignment() = default;
-
   void AddCorrespondence(const data_structures::PointXYZW& measured,
                          const data_structures::PointXYZW& nominal);
   /// \param transform homogeneous, nominal = transform * measured, translation in metres; all 16

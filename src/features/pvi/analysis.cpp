@@ -2,9 +2,10 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <numeric>
+#include <utility>
 #include <vector>
 
+#include "features/pvi/peeler.h"
 #include "features/shared/directions.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/pvi.h"
@@ -15,47 +16,10 @@ namespace {
 
 using geometry::Plane;
 
-/// Outlier removal fits one plane for each sample that it may peel off. Beyond this product of
-/// rounds and samples it would take minutes; a box of a measurement stays far below it.
-constexpr double kMaxPeelingWork = 2e8;
-
-double PeelingWork(Eigen::Index samples, double filter_percentage) {
-  const bool is_share = filter_percentage >= 0.0 && filter_percentage <= 100.0;
-  const double n = static_cast<double>(samples);
-  return n * n * (is_share ? filter_percentage / 100.0 : 1.0);
-}
-
 double Degrees(double radians) { return radians * 180.0 / std::numbers::pi; }
 
 double AngleBetween(const VectorXYZW& u, const VectorXYZW& v) {
   return shared::AngleOfCosine(u.normalized().dot(v.normalized()));
-}
-
-/// Scatter of the residuals about their mean, and the column with the largest magnitude.
-struct Scatter {
-  double deviation = 0.0;
-  Eigen::Index worst = 0;
-};
-
-Scatter ScatterAbout(const Plane& plane, const Eigen::Matrix3Xd& points) {
-  const Eigen::RowVectorXd residuals =
-      plane.Normal().xyz().transpose() * (points.colwise() - plane.Point().xyz());
-  const double mean = residuals.mean();
-  Scatter scatter;
-  scatter.deviation = std::sqrt(std::abs(residuals.array().square().mean() - mean * mean));
-  residuals.cwiseAbs().maxCoeff(&scatter.worst);
-  return scatter;
-}
-
-/// Fits a plane to points that are not (all) cartesian; false with fewer than 3.
-bool FitPlane(const Eigen::Matrix3Xd& points, Plane& plane) {
-  return plane.LeastSquares(PointCloud(points));
-}
-
-void RemoveColumn(Eigen::Matrix3Xd& points, Eigen::Index column) {
-  const Eigen::Index behind = points.cols() - column - 1;
-  points.middleCols(column, behind) = points.rightCols(behind).eval();
-  points.conservativeResize(Eigen::NoChange, points.cols() - 1);
 }
 
 /// The point where a line meets a plane; not finite if they are parallel.
@@ -78,26 +42,23 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
   const double n0 = static_cast<double>(count);
 
   Eigen::Matrix3Xd points = cloud.data().topRows(3);
-  std::vector<Eigen::Index> left(static_cast<std::size_t>(count));
-  std::iota(left.begin(), left.end(), Eigen::Index{0});
+  if (!points.allFinite()) return true;  // no plane, no residuals: nothing to drop
+  pvi::Peeler peeler(std::move(points));
   std::vector<Eigen::Index> removed;
   std::size_t to_drop = 0;
-  Plane plane;
-  FitPlane(points, plane);
-  Scatter scatter = ScatterAbout(plane, points);
+  double deviation = peeler.Deviation();
   do {
-    removed.push_back(left[static_cast<std::size_t>(scatter.worst)]);
-    left.erase(left.begin() + scatter.worst);
-    RemoveColumn(points, scatter.worst);
-    // The plane of the points that are left is also the plane of the next round. Two points have
-    // none: a measurement that rests on three samples has nothing to judge itself by.
-    if (!FitPlane(points, plane)) return fail(kTooFew);
-    const Scatter next = ScatterAbout(plane, points);
-    if (next.deviation / scatter.deviation < _filter_cut_ratio) to_drop = removed.size();
-    scatter = next;
-  } while (!(_max_filter_percentage / 100.0 <= 1.0 - static_cast<double>(points.cols()) / n0) &&
-           points.cols() >= 4);
-  if (points.cols() == 3) return fail(kTooFew);
+    removed.push_back(peeler.RemoveFarthest());
+    // Two points have no plane: a measurement that rests on three samples has nothing to judge
+    // itself by.
+    if (peeler.Left() < 3) return fail(kTooFew);
+    // The plane of the points that are left is also the plane of the next round.
+    const double next = peeler.Deviation();
+    if (next / deviation < _filter_cut_ratio) to_drop = removed.size();
+    deviation = next;
+  } while (!(_max_filter_percentage / 100.0 <= 1.0 - static_cast<double>(peeler.Left()) / n0) &&
+           peeler.Left() >= 4);
+  if (peeler.Left() == 3) return fail(kTooFew);
   if (to_drop == 0) return true;
 
   std::vector<bool> drop(static_cast<std::size_t>(count), false);
@@ -105,7 +66,8 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
   Eigen::Index kept = 0;
   for (Eigen::Index i = 0; i < count; ++i) {
     if (drop[static_cast<std::size_t>(i)]) continue;
-    cloud.data().col(kept++) = cloud.data().col(i).eval();
+    if (kept != i) cloud.data().col(kept) = cloud.data().col(i);
+    ++kept;
   }
   cloud.data().conservativeResize(Eigen::NoChange, kept);
   return true;
@@ -119,9 +81,6 @@ bool PVI::Analyze() {
   };
   _scan_data = PointCloud(_raw_data, EMBEDDING_AER, _quality_threshold, true);
   if (_scan_data.cols() == 0) return fail("All scanned data was filtered!");
-  if (PeelingWork(_scan_data.cols(), _max_filter_percentage) > kMaxPeelingWork) {
-    return fail("Too many samples for PVI outlier removal!");
-  }
   if (!RemoveOutliers(_scan_data)) return fail("Outlier removal failed for lack of points!");
   _scan_data.Convert(EMBEDDING_XYZ);
   return MeasureOnPlane();

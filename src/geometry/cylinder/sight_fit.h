@@ -35,6 +35,9 @@ class SightFit {
   /// \param depth of the profile as it was seen
   std::optional<SightModel> Find(const Model& start, double pitch, double depth) const;
 
+  /// How many parameters `Refine` moves: those of the thread, and the width of the beam. The sight
+  /// fit turns the axis by two of the three terms of its direction.
+  int FreeParameters() const { return static_cast<int>(_columns.size()) + 1; }
   /// On all points. \return the bound beyond which residuals don't count
   double Refine(SightModel& model) const;
 

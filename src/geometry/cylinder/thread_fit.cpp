@@ -269,6 +269,7 @@ bool IsBesideFlank(const ThreadSolution& solution, const Model& corrected, Eigen
 ThreadSolution FitRadially(const Points& points, const std::vector<int>& columns,
                            const ThreadModel& start) {
   ThreadSolution solution;
+  solution.free_parameters = static_cast<int>(columns.size());
   solution.model = start;
   double bound = BoundOf(points, solution.model);
   for (int k = 0; k < kBounds; ++k) {
@@ -291,6 +292,7 @@ ThreadSolution FitAlongSight(const SightFit& fit, const std::vector<int>& column
   Eigen::MatrixXd jacobian;
   fit.Evaluate(model, residuals, jacobian);
   ThreadSolution solution;
+  solution.free_parameters = fit.FreeParameters();
   solution.model = model.thread;
   solution.converged = residuals.allFinite() && jacobian.allFinite();
   Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);

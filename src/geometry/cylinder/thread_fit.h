@@ -11,7 +11,8 @@ namespace libmfx::geometry::cylinder {
 
 struct ThreadSolution {
   bool converged = false;
-  int rounds = 0;  ///< damped rounds over all points
+  int rounds = 0;           ///< damped rounds over all points
+  int free_parameters = 0;  ///< of the last fit, the beam's width counted where that was free
   ThreadModel model;
   double cost = 0.0;                  ///< half the sum of squared residuals of the inliers
   double largest = 0.0;               ///< largest absolute residual among them

@@ -80,6 +80,17 @@ std::vector<Site> Sorted(const std::vector<Site>& sites) {
   return sorted;
 }
 
+/// Moves what a sweep has built, to its end or to an exception, into the diagram.
+void Take(Sweep& sweep, Diagram& diagram) {
+  Triangulation mesh = std::move(sweep.mesh());
+  mesh.shared_circle.assign(mesh.corner.size(), 0);
+  const Beachline& beachline = sweep.beachline();
+  for (int i = beachline.First(); i != Beachline::kNone; i = beachline[i].next) {
+    diagram.beachline.push_back(beachline[i].site);
+  }
+  diagram.mesh = std::move(mesh);
+}
+
 }  // namespace
 
 void BuildDiagram(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diagram) {
@@ -96,17 +107,23 @@ void BuildDiagram(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diag
       diagram.column.push_back(site.column);
     }
   }
+  SweepSites(diagram);
+}
+
+void SweepSites(Diagram& diagram) {
   Sweep sweep(diagram.sites);
-  sweep.Run();
-  diagram.mesh = std::move(sweep.mesh());
-  const Beachline& beachline = sweep.beachline();
-  for (int i = beachline.First(); i != Beachline::kNone; i = beachline[i].next) {
-    diagram.beachline.push_back(beachline[i].site);
+  try {
+    sweep.Run();
+  } catch (...) {
+    Take(sweep, diagram);
+    throw;
   }
+  Take(sweep, diagram);
   if (!TilesConvexHull(diagram.mesh, diagram.sites)) {
     throw std::logic_error("not sure what's going on here?");
   }
   MakeDelaunay(diagram.mesh, diagram.sites);
+  diagram.finished = true;
 }
 
 }  // namespace libmfx::geometry::sweep
