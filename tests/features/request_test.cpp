@@ -115,6 +115,7 @@ TEST(Request, Doubles) {
 TEST(Request, NumbersBeyondTheLargestDoubleAreInfinite) {
   const double infinity = std::numeric_limits<double>::infinity();
   const std::string digits(400, '9');
+  EXPECT_EQ(ValueOf(std::string(1'000'000, '9')).AsDouble(), infinity);
   for (const std::string& text :
        {std::string("1e400"), std::string("1.5E+999"), digits, digits + ".5", digits + "e-50"}) {
     EXPECT_EQ(ValueOf(text).AsDouble(), infinity) << text;

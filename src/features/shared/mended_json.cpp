@@ -119,14 +119,12 @@ bool Overflows(std::string_view number) {
   const char* const end = number.data() + number.size();
   const auto read = std::from_chars(number.data(), end, value);
   if (read.ec != std::errc::result_out_of_range || read.ptr != end) return false;
-  // It is too large or too small, and may still not be spelled as JSON has it.
-  try {
-    [[maybe_unused]] const auto parsed = nlohmann::json::parse(number);
-  } catch (const nlohmann::json::out_of_range&) {
-    return true;
-  } catch (const nlohmann::json::exception&) {
-  }
-  return false;
+  // It is too large or too small; the parser takes one that is too small, as 0. It takes neither if
+  // the number is not spelled as JSON has it, and then not with the point moved to its front
+  // either.
+  using nlohmann::json;
+  const std::string digits(number.substr(0, number.find_first_of("eE")));
+  return !json::accept(number) && json::accept(digits + "e-" + std::to_string(digits.size()));
 }
 
 std::string MendedJson(std::string_view text) {
