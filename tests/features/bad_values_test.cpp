@@ -111,7 +111,7 @@ TEST(BadValues, TheWordsNameTheValue) {
       {"HoleFeature", "/ClearanceZone", "ClearanceZone is not finite: inf"},
       {"HoleFeature", "/ScanLines",
        "ScanLines asks for a plan of 8589934588 drive points; the limit is 1000000"},
-      {"EdgeFeature", "/PointSpacing", "PointSpacing has to be positive and finite: inf"},
+      {"EdgeFeature", "/PointSpacing", "PointSpacing is not finite: inf"},
       {"EdgeFeature", "/ClearanceZone", "ClearanceZone is not finite: inf"},
       {"MatteSphereFeature", "/Feature/Location/2",
        "Nominal point is not finite: (-0.349, 0.151, inf)"},
@@ -119,7 +119,7 @@ TEST(BadValues, TheWordsNameTheValue) {
       {"RectangleFeature", "/PointSpacing", "PointSpacing is not finite: inf"},
       {"SlotFeature", "/ClearanceZone", "ClearanceZone is not finite: inf"},
       {"StudFeature", "/Feature/Radius", "Radius is not finite: inf"},
-      {"ThreadedHoleFeature", "/PointSpacing", "PointSpacing has to be positive and finite: inf"},
+      {"ThreadedHoleFeature", "/PointSpacing", "PointSpacing is not finite: inf"},
       {"SurfaceNormalFeature", "/BoxDimension", "BoxDimension is not finite: inf"},
       {"ScanPathFeature", "/PointSpacing", "PointSpacing is not finite: inf"},
       {"ScanPathFeature", "/Feature/Path/Segments/0/1/2", "Path has a point that is not finite"}};

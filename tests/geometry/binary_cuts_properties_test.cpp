@@ -75,6 +75,9 @@ class PlainCuts {
         if (_weights[i] > 0.0) worst = std::max(worst, plane.Distance(_work.point(i)));
       }
       if (worst < _a.tolerance) break;
+      // All points left lie in the plane but for the rounding of their coordinates, metres: which
+      // of them is farther than half of the worst no two ways of computing agree on.
+      hangs_on_rounding = hangs_on_rounding || worst < 1e-13;
       for (Index i = 0; i < _work.cols(); ++i) {
         _weights[i] = plane.Distance(_work.point(i)) <= worst * 0.5 ? 1.0 : 0.0;
       }
@@ -104,6 +107,7 @@ class PlainCuts {
   const PointCloud& Line(std::size_t line) const { return _lines[line]; }
 
   Plane plane;
+  bool hangs_on_rounding = false;
 
  private:
   void Select() {
@@ -196,7 +200,9 @@ TEST(BinaryCutsProperty, TheStepsAreThoseOfThePlainForm) {
     Plane plane;
     Bins selected;
     const bool expected = plain.Run();
-    RC_ASSERT(Cut(plane, bins, selected, a) == expected);
+    const bool cut = Cut(plane, bins, selected, a);
+    if (plain.hangs_on_rounding) return;
+    RC_ASSERT(cut == expected);
     ++(expected ? runs_with_result : runs_without);
     if (!expected) return;
     RC_ASSERT((plane.TBN() - plain.plane.TBN()).norm() < 1e-9);
