@@ -56,16 +56,6 @@ double Median(std::vector<double> values) {
   return *middle;
 }
 
-/// The samples of a line that lie on the surface: a stray one beside them may come along.
-std::vector<PointXYZW> OnSurface(const BorderLine& line, const SurfaceScan& scan) {
-  std::vector<PointXYZW> points;
-  for (Eigen::Index i = 0; i < line.surface->cols(); ++i) {
-    const PointXYZW p = line.surface->point(i);
-    if (scan.plane.Distance(p) <= kOnSurface * scan.point_spacing) points.push_back(p);
-  }
-  return points;
-}
-
 /// A line seen from its border, and what was kept of it.
 struct SeenLine {
   Outwards outwards;
@@ -73,20 +63,24 @@ struct SeenLine {
 };
 
 SeenLine See(const BorderLine& line, const SurfaceScan& scan) {
-  const std::vector<PointXYZW> points = OnSurface(line, scan);
-  VectorXYZW sum;
-  for (const PointXYZW& p : points) sum += p - line.edge;
-  SeenLine seen{{line.edge, sum.normalized()}, {}};
+  const Eigen::Matrix3Xd from_edge = line.surface->data().topRows(3).colwise() - line.edge.xyz();
+  const double edge_height = scan.plane.SignedDistanceTo(line.edge);
+  const Eigen::ArrayXd heights =
+      (from_edge.transpose() * scan.plane.Normal().xyz()).array() + edge_height;
+  // A stray sample beside those of the surface may have come along.
+  const Eigen::ArrayXd on_surface =
+      (heights.abs() <= kOnSurface * scan.point_spacing).cast<double>();
+  SeenLine seen{{line.edge, {}}, {}};
+  seen.outwards.direction =
+      VectorXYZW(Eigen::Vector3d(from_edge * on_surface.matrix())).normalized();
+  const Eigen::ArrayXd along =
+      (from_edge.transpose() * seen.outwards.direction.xyz()).array() * on_surface;
   double& length = seen.outwards.length;
-  for (const PointXYZW& p : points) {
-    length = std::max(length, std::min(seen.outwards.AlongOf(p), kZone * scan.point_spacing));
-  }
+  length = std::clamp(along.maxCoeff(), 0.0, kZone * scan.point_spacing);
   seen.tally.length = length;
-  for (const PointXYZW& p : points) {
-    const double along = seen.outwards.AlongOf(p);
-    // The sample at the very border ends the last gap.
-    seen.tally.kept += along > 0.5 * scan.point_spacing && along <= length ? 1.0 : 0.0;
-  }
+  // The sample at the very border ends the last gap.
+  seen.tally.kept =
+      static_cast<double>((along > 0.5 * scan.point_spacing && along <= length).count());
   return seen;
 }
 
@@ -166,7 +160,7 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
   std::vector<Tally> tallies(groups.size());
   for (std::size_t g = 0; g < groups.size(); ++g) {
     for (const BorderLine& line : groups[g]) {
-      const SeenLine seen = See(line, scan);
+      const SeenLine seen = line.surface->cols() > 0 ? See(line, scan) : SeenLine();
       outwards[g].push_back(seen.outwards);
       tallies[g].Add(seen.tally);
     }
