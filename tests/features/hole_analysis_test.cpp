@@ -371,52 +371,5 @@ TEST(HoleAnalysis, TheSameSamplesGiveTheSameBytes) {
   EXPECT_EQ(m.hole.GetResult(), again.GetResult());
 }
 
-TEST(HoleAnalysis, APlaneWithTheSurfaceAboveItIsDoubted) {
-  HoleProbe hole(test::HoleRequest().dump());
-  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
-  hole._circle.Center(PointXYZW(0, 0, 2));
-  const auto line = [](int points, double height) {
-    Eigen::MatrixXd data(5, points);
-    for (int i = 0; i < points; ++i) data.col(i) << 0.009 + 1e-5 * i, 0, 2.0 - height, 80, 1;
-    return PointCloud(data, {{data_structures::EMBEDDING_XYZ, {0}}});
-  };
-  const std::vector<PointCloud> kept{line(90, 0.0)};
-  hole.TellSamplesAbove(kept, {});
-  hole.TellSamplesAbove(kept, {line(10, 0.001)});    // a tenth passes
-  hole.TellSamplesAbove(kept, {line(80, -0.001)});   // what lies below is the wall
-  hole.TellSamplesAbove(kept, {line(80, 0.00029)});  // within 3 spacings
-  EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
-  hole.TellSamplesAbove(kept, {line(12, 0.001)});
-  EXPECT_THAT(hole.GetWarnings(), testing::ElementsAre(testing::StartsWith(
-                                      "12 % of the samples around the hole stand more than 0.3 mm "
-                                      "above the plane")));
-  EXPECT_TRUE(hole.GetError().empty());
-}
-
-TEST(HoleAnalysis, ARadiusOffByMoreThanTwoPercentIsDoubted) {
-  const auto warnings_at = [](double radius) {
-    const Measured m = Measure(HoleRequest(), {.radius = radius});
-    EXPECT_TRUE(m.hole.GetIsSuccessful()) << m.hole.GetError();
-    EXPECT_EQ(m.hole._measured_radius, 0.008) << "the nominal is repeated";
-    return m.hole.GetWarnings();
-  };
-  EXPECT_THAT(warnings_at(0.008), testing::IsEmpty());
-  EXPECT_THAT(warnings_at(0.0081), testing::IsEmpty());
-  EXPECT_THAT(
-      warnings_at(0.0088),
-      testing::ElementsAre(testing::AllOf(
-          testing::StartsWith("The fitted rim has a radius of 8.8"),
-          testing::HasSubstr(" mm, the nominal one 8 mm: the result repeats the nominal"))));
-  EXPECT_THAT(warnings_at(0.0077), testing::SizeIs(1));
-}
-
-TEST(HoleAnalysis, ARescanComesBeforeAnyDoubt) {
-  json request = HoleRequest();
-  request["RescanThreshold"] = 1e-9;
-  const Measured m = Measure(request, {.radius = 0.0088});
-  EXPECT_EQ(m.hole.GetDriveStep(), RESCAN);
-  EXPECT_THAT(m.hole.GetWarnings(), testing::IsEmpty());
-}
-
 }  // namespace
 }  // namespace libmfx::features

@@ -116,11 +116,8 @@ bool Rectangle::Analyze() {
     NominalNormal = MeasuredNormal;
     return false;
   }
-  const auto centre =
-      shared::DoubtOfCenter(MeasuredPoint, NominalPoint, PointSpacing, _rescan_threshold);
-  if (centre) Warn(*centre);
-  const auto sides = shared::DoubtOfSides(edges, PointSpacing, ClearanceZone);
-  if (sides) Warn(*sides);
+  Warn(shared::DoubtsOfCenter(MeasuredPoint, NominalPoint, PointSpacing, _rescan_threshold));
+  Warn(shared::DoubtsOfSides(edges, PointSpacing, ClearanceZone));
   Warn(shared::DoubtsOfBorder(shared::BorderLines(edges, selected),
                               {plane, _raw_data, QualityThreshold, PointSpacing, _scan_origin}));
   return true;

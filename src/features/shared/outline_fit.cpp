@@ -123,8 +123,8 @@ void AddDistances(const PointCloud& side, math::AccStats& distances) {
 
 }  // namespace
 
-std::optional<std::string> DoubtOfSides(const std::vector<PointCloud>& edges, double point_spacing,
-                                        double clearance) {
+std::vector<std::string> DoubtsOfSides(const std::vector<PointCloud>& edges, double point_spacing,
+                                       double clearance) {
   double farthest = std::max(5.0 * point_spacing, 0.1 * clearance);
   std::optional<std::size_t> bent;
   for (std::size_t i = 0; i < edges.size(); ++i) {
@@ -134,24 +134,24 @@ std::optional<std::string> DoubtOfSides(const std::vector<PointCloud>& edges, do
     farthest = distances.max;
     bent = i;
   }
-  if (!bent) return std::nullopt;
-  return "An edge point of side " + std::to_string(*bent + 1) + " of " +
-         std::to_string(edges.size()) + " lies " + MillimetreText(farthest) +
-         " off the line through that side: its scan line met another border, or the side is not "
-         "straight. Look at the scan there; a smaller \"ClearanceZone\" keeps lines out of "
-         "corners.";
+  if (!bent) return {};
+  return {"An edge point of side " + std::to_string(*bent + 1) + " of " +
+          std::to_string(edges.size()) + " lies " + MillimetreText(farthest) +
+          " off the line through that side: its scan line met another border, or the side is not "
+          "straight. Look at the scan there; a smaller \"ClearanceZone\" keeps lines out of "
+          "corners."};
 }
 
-std::optional<std::string> DoubtOfCenter(const PointXYZW& measured, const PointXYZW& nominal,
-                                         double point_spacing, double rescan_threshold) {
+std::vector<std::string> DoubtsOfCenter(const PointXYZW& measured, const PointXYZW& nominal,
+                                        double point_spacing, double rescan_threshold) {
   constexpr double kFar = 0.0002;  // metres
   const double distance = Distance(measured, nominal);
-  if (rescan_threshold < std::numeric_limits<double>::max()) return std::nullopt;
-  if (!(distance > std::max(kFar, 2.0 * point_spacing))) return std::nullopt;
-  return "The measured centre lies " + MillimetreText(distance) +
-         " from its nominal, and the request has no \"RescanThreshold\": the lines lay around the "
-         "nominal, and the centre found lies between the nominal and the true one. Give "
-         "\"RescanThreshold\", or correct \"Location\".";
+  if (rescan_threshold < std::numeric_limits<double>::max()) return {};
+  if (!(distance > std::max(kFar, 2.0 * point_spacing))) return {};
+  return {"The measured centre lies " + MillimetreText(distance) +
+          " from its nominal, and the request has no \"RescanThreshold\": the lines lay around the "
+          "nominal, and the centre found lies between the nominal and the true one. Give "
+          "\"RescanThreshold\", or correct \"Location\"."};
 }
 
 double QualityOfEdges(const std::vector<PointCloud>& edges) {
@@ -164,9 +164,10 @@ double QualityOfEdges(const std::vector<PointCloud>& edges) {
 
 namespace {
 
-/// The column before a line's last, or the nearest one before it that lies on the surface: a stray
-/// echo between two samples of the surface comes along as their neighbour, and a single one, some
-/// centimetres off, would move the middle of all lines by millimetres. -1 if there is none.
+/// The column before a line's last, or the nearest one before it that lies on the surface: a
+/// stray echo between two samples of the surface comes along as their neighbour, and a single
+/// one, some centimetres off, would move the middle of all lines by millimetres. -1 if there is
+/// none.
 Eigen::Index LastSurfaceColumnButOne(const PointCloud& line, const PointXYZW& on_surface,
                                      const VectorXYZW& normal, double tolerance) {
   Eigen::Index i = line.cols() - 2;

@@ -59,16 +59,16 @@ data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>
 /// spacings, or a tenth of the clearance where that is more. One that does not belongs to another
 /// border (a line near a sharp corner crosses the next side too) or to none (a line beside the
 /// opening), and has bent its side.
-std::optional<std::string> DoubtOfSides(const std::vector<data_structures::PointCloud>& edges,
-                                        double point_spacing, double clearance);
+std::vector<std::string> DoubtsOfSides(const std::vector<data_structures::PointCloud>& edges,
+                                       double point_spacing, double clearance);
 
 /// The doubt about a centre that was found off its nominal where no re-scan was asked for. The
 /// lines lie around the nominal, and so does the mean of their edge points: what is found lies
 /// between the nominal and the truth. \param rescan_threshold the largest double where the request
 /// has none
-std::optional<std::string> DoubtOfCenter(const data_structures::PointXYZW& measured,
-                                         const data_structures::PointXYZW& nominal,
-                                         double point_spacing, double rescan_threshold);
+std::vector<std::string> DoubtsOfCenter(const data_structures::PointXYZW& measured,
+                                        const data_structures::PointXYZW& nominal,
+                                        double point_spacing, double rescan_threshold);
 
 /// The quality figure that the scatter of the edge points about the sides' lines earns, 0 to 100.
 double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);

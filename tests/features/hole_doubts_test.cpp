@@ -1,0 +1,105 @@
+// Holes that pass every test, and whose result says that it is doubtful.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "hole_probe.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using test::HoleProbe;
+using test::HoleRequest;
+using test::IdealHole;
+using test::Measure;
+using test::Measured;
+
+/// What a hole of 8 mm shows that has a groove around it, 1 mm deep, of the given radii: the same
+/// samples, those of the groove farther along their beams.
+HoleProbe WithGroove(double inner, double outer) {
+  Measured m = Measure(HoleRequest(), {});
+  for (RawDataPoint& sample : m.samples) {
+    const AzElRange beam(sample.azimuth, sample.elevation, sample.range);
+    const PointXYZW p = beam.ToPoint();
+    const double r = std::hypot(p.x(), p.y());
+    if (r >= inner && r <= outer) sample.range *= 2.001 / 2.0;
+  }
+  HoleProbe hole(HoleRequest().dump());
+  hole.UpdateRawData(m.samples);
+  hole.AnalyzeFeature();
+  return hole;
+}
+
+TEST(HoleDoubts, AGrooveFarFromTheRimMattersToNobody) {
+  const HoleProbe hole = WithGroove(0.0105, 0.012);
+  EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
+  EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
+  EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5);
+}
+
+TEST(HoleDoubts, AGrooveBesideTheRimIsTold) {
+  const HoleProbe hole = WithGroove(0.0087, 0.0095);
+  EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
+  EXPECT_THAT(hole.GetWarnings(),
+              testing::ElementsAre(testing::AllOf(
+                  testing::HasSubstr(" of the surface's samples within 2 mm of the border lie off "
+                                     "the surface, half of these by 1 mm or more: a groove"),
+                  testing::HasSubstr("Look at the scan there."))));
+  const json result = json::parse(hole.GetResult());
+  EXPECT_EQ(result["Warnings"].get<std::vector<std::string>>(), hole.GetWarnings());
+  EXPECT_EQ(hole.GetResult().substr(hole.GetResult().rfind(",\"")).substr(0, 12), ",\"Warnings\":")
+      << "the last key";
+}
+
+TEST(HoleDoubts, APlaneWithTheSurfaceAboveItIsDoubted) {
+  HoleProbe hole(test::HoleRequest().dump());
+  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  hole._circle.Center(PointXYZW(0, 0, 2));
+  const auto line = [](int points, double height) {
+    Eigen::MatrixXd data(5, points);
+    for (int i = 0; i < points; ++i) data.col(i) << 0.009 + 1e-5 * i, 0, 2.0 - height, 80, 1;
+    return PointCloud(data, {{data_structures::EMBEDDING_XYZ, {0}}});
+  };
+  const std::vector<PointCloud> kept{line(90, 0.0)};
+  hole.TellSamplesAbove(kept, {});
+  hole.TellSamplesAbove(kept, {line(10, 0.001)});    // a tenth passes
+  hole.TellSamplesAbove(kept, {line(80, -0.001)});   // what lies below is the wall
+  hole.TellSamplesAbove(kept, {line(80, 0.00029)});  // within 3 spacings
+  EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
+  hole.TellSamplesAbove(kept, {line(12, 0.001)});
+  EXPECT_THAT(hole.GetWarnings(), testing::ElementsAre(testing::StartsWith(
+                                      "12 % of the samples around the hole stand more than 0.3 mm "
+                                      "above the plane")));
+  EXPECT_TRUE(hole.GetError().empty());
+}
+
+TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
+  const auto warnings_at = [](double radius) {
+    const Measured m = Measure(HoleRequest(), {.radius = radius});
+    EXPECT_TRUE(m.hole.GetIsSuccessful()) << m.hole.GetError();
+    EXPECT_EQ(m.hole._measured_radius, 0.008) << "the nominal is repeated";
+    return m.hole.GetWarnings();
+  };
+  EXPECT_THAT(warnings_at(0.008), testing::IsEmpty());
+  EXPECT_THAT(warnings_at(0.0081), testing::IsEmpty());
+  EXPECT_THAT(
+      warnings_at(0.0088),
+      testing::ElementsAre(testing::AllOf(
+          testing::StartsWith("The fitted rim has a radius of 8.8"),
+          testing::HasSubstr(" mm, the nominal one 8 mm: the result repeats the nominal"))));
+  EXPECT_THAT(warnings_at(0.0077), testing::SizeIs(1));
+}
+
+TEST(HoleDoubts, ARescanComesBeforeAnyDoubt) {
+  json request = HoleRequest();
+  request["RescanThreshold"] = 1e-9;
+  const Measured m = Measure(request, {.radius = 0.0088});
+  EXPECT_EQ(m.hole.GetDriveStep(), RESCAN);
+  EXPECT_THAT(m.hole.GetWarnings(), testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace libmfx::features
