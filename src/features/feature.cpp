@@ -4,6 +4,7 @@
 #include <numbers>
 #include <ostream>
 
+#include "features/shared/directions.h"
 #include "features/shared/plan_limits.h"
 #include "features/shared/search_spiral.h"
 #include "features/shared/trace.h"
@@ -123,6 +124,24 @@ void Feature::SetError(const std::string& message) {
   if (_has_error) _logger[log::LOG_LEVEL_3] << message << std::endl;
 }
 
+bool Feature::Fail(const std::string& text) {
+  SetError(text);
+  return false;
+}
+
+std::queue<Position> Feature::Refuse(const std::string& why) {
+  SetError(why);
+  _last_drive_points = {};
+  return {};
+}
+
+std::queue<Position> Feature::HandOut(std::queue<Position> path, const PointXYZW& nominal) {
+  const std::string undrivable = shared::RefuseUndrivable(path);
+  if (!undrivable.empty()) return Refuse(undrivable);
+  _last_drive_points = UnwrapDrivePoints(path, shared::SignOf(AzElRange(nominal).azimuth), false);
+  return _last_drive_points;
+}
+
 void Feature::Warn(const std::string& text) {
   _warnings.push_back(text);
   _logger[log::LOG_LEVEL_2] << text << std::endl;
@@ -136,25 +155,20 @@ std::queue<Position> Feature::GenerateSearchPattern(const PointXYZW& center,
                                                     const VectorXYZW& normal, double max_radius) {
   _drive_step = SEARCH;
   _search = false;
-  std::string refusal = shared::RefuseNotFinite("The nominal centre", center);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("The nominal normal", normal);
-  if (refusal.empty()) {
-    refusal = shared::RefuseSpiral(max_radius, shared::kSearchPointsPerTurn, _search_point_spacing);
+  shared::PlanCheck check;
+  check.Finite("The nominal centre", center).Finite("The nominal normal", normal);
+  check.Also(shared::RefuseSpiral(max_radius, shared::kSearchPointsPerTurn, _search_point_spacing));
+  std::queue<Position> spiral;
+  if (check.refusal().empty()) {
+    geometry::Plane plane(center, normal);
+    spiral = GenerateSearchSpiral(plane, max_radius, shared::kSearchPointsPerTurn,
+                                  _search_point_spacing, _search_point_spacing);
+    check.Also(shared::RefuseUndrivable(spiral));
   }
-  if (!refusal.empty()) {
-    SetError(refusal);
-    return {};
-  }
-  geometry::Plane plane(center, normal);
-  std::queue<Position> spiral =
-      GenerateSearchSpiral(plane, max_radius, shared::kSearchPointsPerTurn, _search_point_spacing,
-                           _search_point_spacing);
-  refusal = shared::RefuseUndrivable(spiral);
-  if (!refusal.empty()) {
-    SetError(refusal);
-    return {};
-  }
-  return spiral;
+  if (check.refusal().empty()) return spiral;
+  // A search pattern is none of the last patterns, and so is one that is refused.
+  SetError(check.refusal());
+  return {};
 }
 
 bool Feature::TriggerRescan(double distance) {

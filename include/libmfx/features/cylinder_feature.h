@@ -59,7 +59,6 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   bool ReadRequest(const std::string& json);
   /// The unit vector from the nominal centre to the scan origin, dotted with the nominal axis.
   double FacingOfAxis() const;
-  bool Fail(const std::string& text);
 
   bool _fix_axis = false;
   bool _fix_radius = false;

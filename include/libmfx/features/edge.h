@@ -77,7 +77,7 @@ class LIBMFX_EXPORT Edge : public Feature {
  private:
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
-  std::string ReadRequest(const std::string& json);
+  bool ReadRequest(const std::string& json);
   std::string RefusePlan() const;
   /// The samples of the scan line, near enough to the nominal.
   bool SelectLine();
@@ -99,7 +99,6 @@ class LIBMFX_EXPORT Edge : public Feature {
   bool Judge(const PointXYZW& edge);
   /// What makes an edge point that is a single sample doubtful.
   void TellDoubts();
-  bool Fail(const std::string& text);
   /// Writes a script for a numeric plotting tool that draws the line in space.
   void dump_vis(std::string path, const PointCloud& line, const geometry::Plane& surface,
                 const geometry::Plane& cross_section, const PointXYZW& edge,

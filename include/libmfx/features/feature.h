@@ -139,6 +139,13 @@ class LIBMFX_EXPORT Feature {
 
   /// Stores the text, sets the error flag if it is not empty, and logs it at level 3.
   void SetError(const std::string& message);
+  /// SetError, and false: what an operation ends with that cannot go on.
+  bool Fail(const std::string& text);
+  /// SetError, no last pattern, and nothing to drive: what a plan ends with that is refused.
+  std::queue<Position> Refuse(const std::string& why);
+  /// The end of a plan: what no instrument can drive is refused; the rest is unwrapped to the sign
+  /// of the nominal's azimuth, and is the last pattern.
+  std::queue<Position> HandOut(std::queue<Position> path, const PointXYZW& nominal);
   /// Adds a doubt about the result and logs it at level 2. It changes no number and no step.
   void Warn(const std::string& text);
   void Warn(const std::vector<std::string>& texts);

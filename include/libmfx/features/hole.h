@@ -122,7 +122,6 @@ class LIBMFX_EXPORT Hole : public Feature {
   bool ReadRequest(const std::string& json);
   void DeriveFromRequest();
   std::string RefusePlan() const;
-  bool Fail(const char* text);
 
  protected:
   // The stages of Analyze, in order; each false comes with an error text, but that of a re-scan.

@@ -35,9 +35,8 @@ class LIBMFX_EXPORT Polygon : public Feature {
  private:
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
-  std::string ReadRequest(const std::string& json);
+  bool ReadRequest(const std::string& json);
   std::string RefusePlan() const;
-  bool Fail(const std::string& text);
 
  protected:
   unsigned int Sides = 0;

@@ -28,7 +28,7 @@ class LIBMFX_EXPORT PVI : public Feature {
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
   /// Reads a request; returns why it is refused, or an empty text.
-  std::string ReadRequest(const std::string& json);
+  bool ReadRequest(const std::string& json);
   /// Words for a nominal that no box can be planned around, empty for a sound one.
   std::string RefuseNominal() const;
   /// Measures the point and the normal on the plane of the kept samples and judges them.

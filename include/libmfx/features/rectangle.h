@@ -39,14 +39,13 @@ class LIBMFX_EXPORT Rectangle : public Feature {
  private:
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
-  std::string ReadRequest(const std::string& json);
+  bool ReadRequest(const std::string& json);
   std::string RefusePlan() const;
   /// Takes centre, frame and extents from the edge points and corners.
   void MeasureFrom(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners,
                    const geometry::Plane& plane);
   /// Whether too much of the surface lies within the opening.
   bool IsFilled(const std::vector<std::vector<PointCloud>>& selected) const;
-  bool Fail(const std::string& text);
 
  protected:
   double QualityThreshold = 50.0;      ///< lowest sample quality kept

@@ -40,7 +40,7 @@ class LIBMFX_EXPORT Slot : public Feature {
 
   std::size_t OffsetOfSetting(const std::wstring& name) const override;
   void ResetSettings() override;
-  std::string ReadRequest(const std::string& json);
+  bool ReadRequest(const std::string& json);
   std::string RefusePlan() const;
   /// From the nominal centre to the centre of an arc.
   double ArcOffset() const;
@@ -57,7 +57,6 @@ class LIBMFX_EXPORT Slot : public Feature {
   PointCloud AtBorder(const PointCloud& edges, const geometry::Plane& plane) const;
   /// Takes centre and extents from the arcs and judges them.
   bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const Bins& selected);
-  bool Fail(const std::string& text);
 
  protected:
   double QualityThreshold = 50.0;

@@ -72,18 +72,21 @@ class LIBMFX_EXPORT LibMfxLogStream : public std::ostream {
 };
 
 /// Ends with the object that it is a member of, and never goes over to a copy of that object: who
-/// holds it weakly can tell whether the object still exists.
+/// holds it weakly can tell whether the object still exists. An assignment leaves it alone.
 class LIBMFX_EXPORT Life {
  public:
-  Life() : _token(std::make_shared<char>()) {}
+  Life() : _token(std::make_shared<Token>()) {}
   Life(const Life&) : Life() {}
-  Life& operator=(const Life&) { return *this; }
+  Life& operator=(const Life&) noexcept {
+    return *this;
+  }  // NOLINT(bugprone-unhandled-self-assignment)
   ~Life() = default;
 
   std::weak_ptr<const void> Watch() const { return _token; }
 
  private:
-  std::shared_ptr<const void> _token;
+  struct Token {};
+  std::shared_ptr<Token> _token;
 };
 
 /// Used as `logger[level] << values << endl`. Belongs to the one thread that uses its feature.

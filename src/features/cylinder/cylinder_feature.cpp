@@ -1,6 +1,7 @@
 #include "libmfx/features/cylinder_feature.h"
 
 #include <ostream>
+#include <utility>
 
 #include "features/shared/directions.h"
 #include "features/shared/plan_limits.h"
@@ -14,12 +15,8 @@ namespace libmfx::features {
 CylinderFeature::CylinderFeature(const CylinderKind& kind) : _kind(kind) {}
 
 bool CylinderFeature::ReadRequest(const std::string& json) {
-  const auto reject = [this](const char* text) {
-    _nominals_valid = false;
-    return Fail(text);
-  };
   const shared::Request request(json);
-  if (!request.ok()) return reject("Unable to parse JSON message!");
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   const shared::Value feature = request.feature();
   root.Read("$id", _uuid);
@@ -35,19 +32,19 @@ bool CylinderFeature::ReadRequest(const std::string& json) {
                                _search_enabled});
 
   if (!feature.Has("Location") || !feature.Has("Axis")) {
-    return reject("Request does not contain nominal location and/or axis!");
+    return Fail("Request does not contain nominal location and/or axis!");
   }
   const auto read_size = [&feature](const char* key, double& size) {
     return feature.Read(key, size) && size > 0.0;
   };
   if (!read_size("Radius", _nominal_cylinder._radius)) {
-    return reject("Request does not contain valid nominal radius!");
+    return Fail("Request does not contain valid nominal radius!");
   }
   if (!read_size("Offset", _bottom_offset)) {
-    return reject("Request does not contain valid nominal offset!");
+    return Fail("Request does not contain valid nominal offset!");
   }
   if (!read_size("Height", _height)) {
-    return reject("Request does not contain valid nominal height!");
+    return Fail("Request does not contain valid nominal height!");
   }
   const auto read_tolerance = [&feature](const char* key, double& tolerance) {
     double value = 0.0;
@@ -76,20 +73,16 @@ double CylinderFeature::FacingOfAxis() const {
 }
 
 std::string CylinderFeature::RefusePlan() const {
-  std::string refusal = shared::RefuseNotFinite("The nominal centre", _nominal_cylinder._center);
-  const auto check = [&refusal](std::string_view what, const auto& value) {
-    if (refusal.empty()) refusal = shared::RefuseNotFinite(what, value);
-  };
-  check("The nominal axis", NominalAxis());
-  check("Radius", _nominal_cylinder._radius);
-  check("Height", _height);
-  check("Offset", _bottom_offset);
-  if (refusal.empty()) refusal = shared::RefuseNotPositive("LineSpacing", _line_spacing);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("PointSpacing", _point_spacing);
-  if (refusal.empty()) {
-    refusal = shared::RefuseCount("LineSpacing", 4.0 * _nominal_cylinder._radius / _line_spacing);
-  }
-  return refusal;
+  return shared::PlanCheck()
+      .Finite("The nominal centre", _nominal_cylinder._center)
+      .Finite("The nominal axis", NominalAxis())
+      .Finite("Radius", _nominal_cylinder._radius)
+      .Finite("Height", _height)
+      .Finite("Offset", _bottom_offset)
+      .Positive("LineSpacing", _line_spacing)
+      .Finite("PointSpacing", _point_spacing)
+      .Count("LineSpacing", 4.0 * _nominal_cylinder._radius / _line_spacing)
+      .refusal();
 }
 
 VectorXYZW CylinderFeature::AcrossDirection() const {
@@ -118,10 +111,7 @@ std::queue<Position> CylinderFeature::GenerateDrivePoints() {
   }
   _last_drive_points = {};
   const std::string refusal = RefusePlan();
-  if (!refusal.empty()) {
-    SetError(refusal);
-    return {};
-  }
+  if (!refusal.empty()) return Refuse(refusal);
   const VectorXYZW b = AcrossDirection();
   const int lines = static_cast<int>(2.0 * radius / _line_spacing + _kind.rounding);
   std::queue<Position> raster;
@@ -131,14 +121,7 @@ std::queue<Position> CylinderFeature::GenerateDrivePoints() {
     raster.emplace(AzElRange(i % 2 == 0 ? p : e), 0.0);
     raster.emplace(AzElRange(i % 2 == 0 ? e : p), _point_spacing);
   }
-  const std::string undrivable = shared::RefuseUndrivable(raster);
-  if (!undrivable.empty()) {
-    SetError(undrivable);
-    return {};
-  }
-  const int direction = shared::SignOf(AzElRange(center).azimuth);
-  _last_drive_points = UnwrapDrivePoints(raster, direction, false);
-  return _last_drive_points;
+  return HandOut(std::move(raster), center);
 }
 
 void CylinderFeature::UpdateNominals(const std::vector<RawDataPoint>& samples) {
@@ -172,11 +155,6 @@ std::string CylinderFeature::GenerateResult() const {
             .Add("Radius", _fitted_cylinder._radius);
       },
       [this](shared::ResultMessage& message) { message.AddScanData(_raw_data); });
-}
-
-bool CylinderFeature::Fail(const std::string& text) {
-  SetError(text);
-  return false;
 }
 
 }  // namespace libmfx::features

@@ -15,7 +15,8 @@ constexpr auto kStud = CylinderKind{.quality_key = "QualityThreshold",
 Stud::Stud() : CylinderFeature(kStud) {}
 
 Stud::Stud(std::string json) : Stud() {
-  if (ReadRequest(json)) Stud::ValidateNominals();
+  _nominals_valid = ReadRequest(json);
+  if (_nominals_valid) Stud::ValidateNominals();
 }
 
 const std::string& Stud::FeatureName() {

@@ -27,7 +27,8 @@ ThreadedHole::ThreadedHole() : CylinderFeature(kThreadedHole) {
 }
 
 ThreadedHole::ThreadedHole(std::string json) : ThreadedHole() {
-  if (ReadRequest(json)) ThreadedHole::ValidateNominals();
+  _nominals_valid = ReadRequest(json);
+  if (_nominals_valid) ThreadedHole::ValidateNominals();
 }
 
 const std::string& ThreadedHole::FeatureName() {

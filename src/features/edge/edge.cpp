@@ -1,6 +1,7 @@
 #include "libmfx/features/edge.h"
 
 #include <cmath>
+#include <utility>
 
 #include "features/shared/directions.h"
 #include "features/shared/plan_limits.h"
@@ -32,16 +33,11 @@ double SideOfView(const PointXYZW& surface, const VectorXYZW& normal, const Poin
 
 Edge::Edge() = default;
 
-Edge::Edge(std::string json) {
-  const std::string error = ReadRequest(json);
-  if (error.empty()) return;
-  SetError(error);
-  _nominals_valid = false;
-}
+Edge::Edge(std::string json) { _nominals_valid = ReadRequest(json); }
 
-std::string Edge::ReadRequest(const std::string& json) {
+bool Edge::ReadRequest(const std::string& json) {
   const shared::Request request(json);
-  if (!request.ok()) return "Unable to parse JSON message!";
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   const shared::Value feature = request.feature();
   root.Read("$id", _uuid);
@@ -53,23 +49,24 @@ std::string Edge::ReadRequest(const std::string& json) {
   feature.Read("Name", _name);
   root.Read("ScanOrigin", _scan_origin);
   if (!feature.Has("SurfacePoint") || !feature.Has("SurfaceNormal") || !feature.Has("EdgePoint")) {
-    return "Request does not contain nominal point, nominal surface vector, or nominal edge point!";
+    return Fail(
+        "Request does not contain nominal point, nominal surface vector, or nominal edge point!");
   }
   feature.Read("SurfacePoint", _surface_point);
   feature.Read("SurfaceNormal", _surface_normal);
   feature.Read("EdgePoint", _edge_point);
-  if (_surface_normal.isZero(shared::kZeroDirection)) return "Axis is zero!";
+  if (_surface_normal.isZero(shared::kZeroDirection)) return Fail("Axis is zero!");
   _surface_normal.normalize();
 
   const VectorXYZW view = shared::UnitFromTo(_surface_point, _scan_origin);
   _incidence_angle = shared::AngleOfCosine(std::abs(_surface_normal.dot(view)));
   if (SideOfView(_surface_point, _surface_normal, _edge_point, view) < 0.0 &&
       _incidence_angle > kSteepView) {
-    return "The angle of the feature is out of spec!";
+    return Fail("The angle of the feature is out of spec!");
   }
   const geometry::Line upright(_surface_point, _surface_normal);
   _nominal_offset = data_structures::Distance(_surface_point, upright.Project(_edge_point));
-  return {};
+  return true;
 }
 
 const std::string& Edge::FeatureName() {
@@ -114,43 +111,29 @@ std::size_t Edge::OffsetOfSetting(const std::wstring& name) const {
 void Edge::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor()); }
 
 std::string Edge::RefusePlan() const {
-  for (const std::string& refusal : {shared::RefuseNotFinite("SurfacePoint", _surface_point),
-                                     shared::RefuseNotFinite("SurfaceNormal", _surface_normal),
-                                     shared::RefuseNotFinite("EdgePoint", _edge_point),
-                                     shared::RefuseNotFinite("ClearanceZone", _clearance_zone),
-                                     shared::RefuseNotFinite("PointSpacing", _point_spacing)}) {
-    if (!refusal.empty()) return refusal;
-  }
-  return {};
+  return shared::PlanCheck()
+      .Finite("SurfacePoint", _surface_point)
+      .Finite("SurfaceNormal", _surface_normal)
+      .Finite("EdgePoint", _edge_point)
+      .Finite("ClearanceZone", _clearance_zone)
+      .Finite("PointSpacing", _point_spacing)
+      .refusal();
 }
 
 std::queue<Position> Edge::GenerateDrivePoints() {
   _last_drive_points = {};
   if (_has_error) return {};
-  std::string refusal = RefusePlan();
+  const std::string refusal = RefusePlan();
+  if (!refusal.empty()) return Refuse(refusal);
+  const PointXYZW foot = geometry::Plane(_surface_point, _surface_normal).Project(_edge_point);
   std::queue<Position> line;
-  if (refusal.empty()) {
-    const PointXYZW foot = geometry::Plane(_surface_point, _surface_normal).Project(_edge_point);
-    // From beyond the surface point, as seen from the edge, to past the edge. Where the two points
-    // stand over each other there is no direction, and the line starts on the surface point.
-    line.emplace(_surface_point + shared::UnitFromTo(foot, _surface_point) * _clearance_zone,
-                 kJumpSpacing);
-    line.emplace(_edge_point + shared::UnitFromTo(_surface_point, _edge_point) * _clearance_zone,
-                 _point_spacing);
-    refusal = shared::RefuseUndrivable(line);
-  }
-  if (!refusal.empty()) {
-    SetError(refusal);
-    return {};
-  }
-  const int direction = shared::SignOf(AzElRange(_surface_point).azimuth);
-  _last_drive_points = UnwrapDrivePoints(line, direction, false);
-  return _last_drive_points;
-}
-
-bool Edge::Fail(const std::string& text) {
-  SetError(text);
-  return false;
+  // From beyond the surface point, as seen from the edge, to past the edge. Where the two points
+  // stand over each other there is no direction, and the line starts on the surface point.
+  line.emplace(_surface_point + shared::UnitFromTo(foot, _surface_point) * _clearance_zone,
+               kJumpSpacing);
+  line.emplace(_edge_point + shared::UnitFromTo(_surface_point, _edge_point) * _clearance_zone,
+               _point_spacing);
+  return HandOut(std::move(line), _surface_point);
 }
 
 }  // namespace libmfx::features

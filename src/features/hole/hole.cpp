@@ -15,11 +15,8 @@ namespace libmfx::features {
 Hole::Hole() = default;
 
 Hole::Hole(std::string json) {
-  if (ReadRequest(json)) {
-    DeriveFromRequest();
-  } else {
-    _nominals_valid = false;
-  }
+  _nominals_valid = ReadRequest(json);
+  if (_nominals_valid) DeriveFromRequest();
 }
 
 bool Hole::ReadRequest(const std::string& json) {
@@ -129,11 +126,6 @@ void Hole::UpdateNominals(const std::vector<RawDataPoint>& samples) {
       .words = {}};
   const std::string error = shared::MoveNominal(samples, rules, _input_center_pt, _input_normal);
   if (!error.empty()) SetError(error);
-}
-
-bool Hole::Fail(const char* text) {
-  SetError(text);
-  return false;
 }
 
 }  // namespace libmfx::features

@@ -47,18 +47,15 @@ StarFrame FrameOf(const geometry::Plane& plane, const PointXYZW& scan_origin, do
 
 std::string Hole::RefusePlan() const {
   const int points_per_line = _use_fast_star ? 4 : 3;
-  std::string refusal =
-      shared::RefuseCount("ScanLines", static_cast<double>(_scan_lines) * points_per_line);
-  const auto check = [&refusal](std::string_view what, const auto& value) {
-    if (refusal.empty()) refusal = shared::RefuseNotFinite(what, value);
-  };
-  check("Location", _input_center_pt);
-  check("Normal", _input_normal);
-  check("ScanOrigin", _scan_origin);
-  check("Radius", _radius);
-  check("ClearanceZone", _clearance_zone);
-  check("PointSpacing", _point_spacing);
-  return refusal;
+  return shared::PlanCheck()
+      .Count("ScanLines", static_cast<double>(_scan_lines) * points_per_line)
+      .Finite("Location", _input_center_pt)
+      .Finite("Normal", _input_normal)
+      .Finite("ScanOrigin", _scan_origin)
+      .Finite("Radius", _radius)
+      .Finite("ClearanceZone", _clearance_zone)
+      .Finite("PointSpacing", _point_spacing)
+      .refusal();
 }
 
 std::queue<Position> Hole::GenerateDrivePoints() {

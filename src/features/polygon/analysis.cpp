@@ -1,5 +1,6 @@
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
@@ -12,16 +13,15 @@ namespace libmfx::features {
 using data_structures::Distance;
 
 std::string Polygon::RefusePlan() const {
-  std::string refusal = shared::RefuseCount("Sides", Sides);
-  if (refusal.empty()) {
-    refusal = shared::RefuseCrossingPlan("ScansPerSide", static_cast<double>(Sides) * ScansPerSide,
-                                         ClearanceZone, PointSpacing);
-  }
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalPoint", NominalPoint);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalNormal", NominalNormal);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalAxis", NominalAxis);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalRadius", _input_radius);
-  return refusal;
+  return shared::PlanCheck()
+      .Count("Sides", Sides)
+      .Also(shared::RefuseCrossingPlan("ScansPerSide", static_cast<double>(Sides) * ScansPerSide,
+                                       ClearanceZone, PointSpacing))
+      .Finite("NominalPoint", NominalPoint)
+      .Finite("NominalNormal", NominalNormal)
+      .Finite("NominalAxis", NominalAxis)
+      .Finite("NominalRadius", _input_radius)
+      .refusal();
 }
 
 std::queue<Position> Polygon::GenerateDrivePoints() {
@@ -33,16 +33,11 @@ std::queue<Position> Polygon::GenerateDrivePoints() {
     return GenerateSearchPattern(NominalPoint, NominalNormal,
                                  _search_radius_multiplier * _input_radius);
   }
-  const auto refuse = [this](const std::string& text) {
-    SetError(text);
-    _last_drive_points = {};
-    return std::queue<Position>();
-  };
   const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return refuse(refusal);
+  if (!refusal.empty()) return Refuse(refusal);
   const VectorXYZW b = NominalNormal.cross(NominalAxis).normalized();
   if (b.isZero(shared::kZeroDirection)) {
-    return refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
+    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
   }
   const VectorXYZW a = b.cross(NominalNormal).normalized();
 
@@ -58,12 +53,8 @@ std::queue<Position> Polygon::GenerateDrivePoints() {
     lines.AddSide(from, shared::UnitFromTo(from, to), Distance(from, to), ScansPerSide,
                   shared::UnitFromTo(NominalPoint, middle), Distance(middle, NominalPoint));
   }
-  const std::string undrivable = shared::RefuseUndrivable(lines.queue());
-  if (!undrivable.empty()) return refuse(undrivable);
   _point_signs = lines.signs();
-  const int direction = shared::SignOf(AzElRange(NominalPoint).azimuth);
-  _last_drive_points = UnwrapDrivePoints(lines.queue(), direction, false);
-  return _last_drive_points;
+  return HandOut(std::move(lines.queue()), NominalPoint);
 }
 
 PointCloud Polygon::edge_points_from_bins(const std::vector<PointCloud>& bins,

@@ -10,16 +10,11 @@ namespace libmfx::features {
 
 Polygon::Polygon() = default;
 
-Polygon::Polygon(std::string json) {
-  const std::string error = ReadRequest(json);
-  if (error.empty()) return;
-  SetError(error);
-  _nominals_valid = false;
-}
+Polygon::Polygon(std::string json) { _nominals_valid = ReadRequest(json); }
 
-std::string Polygon::ReadRequest(const std::string& json) {
+bool Polygon::ReadRequest(const std::string& json) {
   const shared::Request request(json);
-  if (!request.ok()) return "Unable to parse JSON message!";
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   const shared::Value feature = request.feature();
   root.Read("$id", _uuid);
@@ -33,19 +28,19 @@ std::string Polygon::ReadRequest(const std::string& json) {
                                _search_enabled});
   for (const char* key : {"Location", "Normal", "Axis", "Sides", "Radius"}) {
     if (!feature.Has(key)) {
-      return "Request does not contain valid nominal location, orientation, and/or geometry!";
+      return Fail("Request does not contain valid nominal location, orientation, and/or geometry!");
     }
   }
   feature.Read("Location", NominalPoint);
   feature.Read("Normal", NominalNormal);
-  if (NominalNormal.isZero(shared::kZeroDirection)) return "Nominal normal is zero!";
+  if (NominalNormal.isZero(shared::kZeroDirection)) return Fail("Nominal normal is zero!");
   NominalNormal.normalize();
   feature.Read("Axis", NominalAxis);
-  if (NominalAxis.isZero(shared::kZeroDirection)) return "Nominal axis is zero!";
+  if (NominalAxis.isZero(shared::kZeroDirection)) return Fail("Nominal axis is zero!");
   NominalAxis.normalize();
   feature.Read("Sides", Sides);
   feature.Read("Radius", _input_radius);
-  return {};
+  return true;
 }
 
 const std::string& Polygon::FeatureName() {
@@ -125,11 +120,6 @@ std::string Polygon::GenerateResult() const {
             .Add("Quality", _quality);
       },
       [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
-}
-
-bool Polygon::Fail(const std::string& text) {
-  SetError(text);
-  return false;
 }
 
 }  // namespace libmfx::features

@@ -31,13 +31,9 @@ PointXYZW Intersection(const Plane& plane, const PointXYZW& point, const VectorX
 }  // namespace
 
 bool PVI::RemoveOutliers(PointCloud& cloud) {
-  const auto fail = [this](const char* text) {
-    SetError(text);
-    return false;
-  };
   constexpr const char* kTooFew =
       "At least three points required for PVI plane fit! ERROR_PVI_FILTER";
-  if (cloud.rows() < 3 || cloud.cols() < 3) return fail(kTooFew);
+  if (cloud.rows() < 3 || cloud.cols() < 3) return Fail(kTooFew);
   const Eigen::Index count = cloud.cols();
   const double n0 = static_cast<double>(count);
 
@@ -51,14 +47,14 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
     removed.push_back(peeler.RemoveFarthest());
     // Two points have no plane: a measurement that rests on three samples has nothing to judge
     // itself by.
-    if (peeler.Left() < 3) return fail(kTooFew);
+    if (peeler.Left() < 3) return Fail(kTooFew);
     // The plane of the points that are left is also the plane of the next round.
     const double next = peeler.Deviation();
     if (next / deviation < _filter_cut_ratio) to_drop = removed.size();
     deviation = next;
   } while (!(_max_filter_percentage / 100.0 <= 1.0 - static_cast<double>(peeler.Left()) / n0) &&
            peeler.Left() >= 4);
-  if (peeler.Left() == 3) return fail(kTooFew);
+  if (peeler.Left() == 3) return Fail(kTooFew);
   if (to_drop == 0) return true;
 
   std::vector<bool> drop(static_cast<std::size_t>(count), false);
@@ -75,25 +71,17 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
 
 bool PVI::Analyze() {
   if (_has_error) return false;
-  const auto fail = [this](const char* text) {
-    SetError(text);
-    return false;
-  };
   _scan_data = PointCloud(_raw_data, EMBEDDING_AER, _quality_threshold, true);
-  if (_scan_data.cols() == 0) return fail("All scanned data was filtered!");
-  if (!RemoveOutliers(_scan_data)) return fail("Outlier removal failed for lack of points!");
+  if (_scan_data.cols() == 0) return Fail("All scanned data was filtered!");
+  if (!RemoveOutliers(_scan_data)) return Fail("Outlier removal failed for lack of points!");
   _scan_data.Convert(EMBEDDING_XYZ);
   return MeasureOnPlane();
 }
 
 bool PVI::MeasureOnPlane() {
-  const auto fail = [this](const char* text) {
-    SetError(text);
-    return false;
-  };
   Plane fitted;
   if (!fitted.LeastSquares(_scan_data) || fitted.Normal().isZero(shared::kZeroDirection)) {
-    return fail("PVI plane fit failed!");
+    return Fail("PVI plane fit failed!");
   }
   const VectorXYZW los = shared::UnitFromTo(_nominal_point, _scan_origin);
   const VectorXYZW towards = fitted.Normal().dot(los) < 0.0 ? -fitted.Normal() : fitted.Normal();
@@ -107,7 +95,7 @@ bool PVI::MeasureOnPlane() {
   shared::TracePrintf("Error Distance Check;result,%s,error,%g,threshold,%g\n",
                       exceeds ? "true" : "false", error, _distance_threshold);
   if (exceeds) {
-    return fail(
+    return Fail(
         "Distance from Measured Point to Intercept of Nominal Line and Measured Plane Exceeds "
         "Threshold");
   }
@@ -124,12 +112,12 @@ bool PVI::MeasureOnPlane() {
   const double sight_angle = AngleBetween(los, _measured_normal);
   shared::TracePrintf("LOS - Measured Normal Angle: %lf\n", Degrees(sight_angle));
   if (sight_angle > _angle_thresh) {
-    return fail("Angle between LOS and Measured Normal Exceeds Threshold.");
+    return Fail("Angle between LOS and Measured Normal Exceeds Threshold.");
   }
   const double nominal_angle = AngleBetween(_nominal_normal, _measured_normal);
   shared::TracePrintf("Nominal - Measured Normal Angle: %lf\n", Degrees(nominal_angle));
   if (nominal_angle > _nominal_to_measured_angle) {
-    return fail("Angle between Nominal and Measured Normals Exceeds Threshold.");
+    return Fail("Angle between Nominal and Measured Normals Exceeds Threshold.");
   }
   return true;
 }

@@ -40,15 +40,13 @@ BoxAxes AxesOfBox(const PointXYZW& nominal, const VectorXYZW& normal, const Vect
 }  // namespace
 
 std::string PVI::RefuseNominal() const {
-  for (const std::string& refusal :
-       {shared::RefuseNotFinite("NominalPoint", _nominal_point),
-        shared::RefuseNotFinite("NominalNormal", _nominal_normal),
-        shared::RefuseNotFinite("ScanOrigin", _scan_origin),
-        shared::RefuseNotFinite("BoxDimension", _box_dimension),
-        shared::RefuseNotPositive("NumberOfPoints", _number_of_points)}) {
-    if (!refusal.empty()) return refusal;
-  }
-  return {};
+  return shared::PlanCheck()
+      .Finite("NominalPoint", _nominal_point)
+      .Finite("NominalNormal", _nominal_normal)
+      .Finite("ScanOrigin", _scan_origin)
+      .Finite("BoxDimension", _box_dimension)
+      .Positive("NumberOfPoints", _number_of_points)
+      .refusal();
 }
 
 std::queue<Position> PVI::GenerateDrivePoints() {
@@ -57,8 +55,9 @@ std::queue<Position> PVI::GenerateDrivePoints() {
     _last_drive_points = {};
     return {};
   }
-  const auto refuse = [this](const std::string& text) {
-    SetError(text);
+  // The last pattern stays where a new one is refused.
+  const auto refuse = [this](const std::string& why) {
+    SetError(why);
     return std::queue<Position>();
   };
   const std::string refusal = RefuseNominal();

@@ -12,16 +12,11 @@ namespace libmfx::features {
 
 PVI::PVI() { _high_speed_allowed = false; }
 
-PVI::PVI(std::string json) : PVI() {
-  const std::string error = ReadRequest(json);
-  if (error.empty()) return;
-  SetError(error);
-  _nominals_valid = false;
-}
+PVI::PVI(std::string json) : PVI() { _nominals_valid = ReadRequest(json); }
 
-std::string PVI::ReadRequest(const std::string& json) {
+bool PVI::ReadRequest(const std::string& json) {
   const shared::Request request(json);
-  if (!request.ok()) return "Unable to parse JSON message!";
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   root.Read("$id", _uuid);
   double box = 0.0;
@@ -38,13 +33,13 @@ std::string PVI::ReadRequest(const std::string& json) {
   root.Read("ScanOrigin", _scan_origin);
   root.Read("RescanThreshold", _rescan_threshold);
   if (!feature.Has("Location") || !feature.Has("Normal")) {
-    return "Request does not contain nominal location and/or normal!";
+    return Fail("Request does not contain nominal location and/or normal!");
   }
   feature.Read("Location", _nominal_point);
   feature.Read("Normal", _nominal_normal);
-  if (_nominal_normal.isZero(shared::kZeroDirection)) return "Nominal normal is zero!";
+  if (_nominal_normal.isZero(shared::kZeroDirection)) return Fail("Nominal normal is zero!");
   _nominal_normal.normalize();
-  return {};
+  return true;
 }
 
 const std::string& PVI::FeatureName() {

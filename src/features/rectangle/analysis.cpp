@@ -1,5 +1,6 @@
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
@@ -10,14 +11,16 @@
 namespace libmfx::features {
 
 std::string Rectangle::RefusePlan() const {
-  std::string refusal = shared::RefuseCrossingPlan(
-      "ScansPerSide", static_cast<double>(_sides) * ScanPassesPerSide, ClearanceZone, PointSpacing);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalPoint", NominalPoint);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalNormal", NominalNormal);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalTangent", NominalTangent);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalLength", NominalLength);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalWidth", NominalWidth);
-  return refusal;
+  return shared::PlanCheck()
+      .Also(shared::RefuseCrossingPlan("ScansPerSide",
+                                       static_cast<double>(_sides) * ScanPassesPerSide,
+                                       ClearanceZone, PointSpacing))
+      .Finite("NominalPoint", NominalPoint)
+      .Finite("NominalNormal", NominalNormal)
+      .Finite("NominalTangent", NominalTangent)
+      .Finite("NominalLength", NominalLength)
+      .Finite("NominalWidth", NominalWidth)
+      .refusal();
 }
 
 std::queue<Position> Rectangle::GenerateDrivePoints() {
@@ -29,16 +32,11 @@ std::queue<Position> Rectangle::GenerateDrivePoints() {
     return GenerateSearchPattern(NominalPoint, NominalNormal,
                                  _search_radius_multiplier * NominalLength);
   }
-  const auto refuse = [this](const std::string& text) {
-    SetError(text);
-    _last_drive_points = {};
-    return std::queue<Position>();
-  };
   const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return refuse(refusal);
+  if (!refusal.empty()) return Refuse(refusal);
   const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
   if (b.isZero(shared::kZeroDirection)) {
-    return refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
+    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
   }
   const VectorXYZW t = b.cross(NominalNormal).normalized();
 
@@ -53,12 +51,8 @@ std::queue<Position> Rectangle::GenerateDrivePoints() {
     lines.AddSide(middle - along * (length * 0.5), along, length, ScanPassesPerSide, outward,
                   data_structures::Distance(middle, NominalPoint));
   }
-  const std::string undrivable = shared::RefuseUndrivable(lines.queue());
-  if (!undrivable.empty()) return refuse(undrivable);
   _point_signs = lines.signs();
-  const int direction = shared::SignOf(AzElRange(NominalPoint).azimuth);
-  _last_drive_points = UnwrapDrivePoints(lines.queue(), direction, false);
-  return _last_drive_points;
+  return HandOut(std::move(lines.queue()), NominalPoint);
 }
 
 PointCloud Rectangle::edge_points_from_bins(const std::vector<PointCloud>& bins,

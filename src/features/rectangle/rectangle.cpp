@@ -9,16 +9,11 @@ namespace libmfx::features {
 
 Rectangle::Rectangle() = default;
 
-Rectangle::Rectangle(std::string json) {
-  const std::string error = ReadRequest(json);
-  if (error.empty()) return;
-  SetError(error);
-  _nominals_valid = false;
-}
+Rectangle::Rectangle(std::string json) { _nominals_valid = ReadRequest(json); }
 
-std::string Rectangle::ReadRequest(const std::string& json) {
+bool Rectangle::ReadRequest(const std::string& json) {
   const shared::Request request(json);
-  if (!request.ok()) return "Unable to parse JSON message!";
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   const shared::Value feature = request.feature();
   root.Read("$id", _uuid);
@@ -30,8 +25,9 @@ std::string Rectangle::ReadRequest(const std::string& json) {
   root.Read("ScanOrigin", _scan_origin);
   root.Read(shared::SearchKeys{_rescan_threshold, _search_point_spacing, _search_radius_multiplier,
                                _search_enabled});
-  return feature.Read(shared::OblongNominal{NominalPoint, NominalNormal, NominalTangent,
-                                            NominalLength, NominalWidth});
+  const std::string refusal = feature.Read(shared::OblongNominal{
+      NominalPoint, NominalNormal, NominalTangent, NominalLength, NominalWidth});
+  return refusal.empty() || Fail(refusal);
 }
 
 const std::string& Rectangle::FeatureName() {
@@ -107,11 +103,6 @@ std::string Rectangle::GenerateResult() const {
             .Add("Width", MeasuredWidth);
       },
       [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
-}
-
-bool Rectangle::Fail(const std::string& text) {
-  SetError(text);
-  return false;
 }
 
 }  // namespace libmfx::features

@@ -30,4 +30,30 @@ std::string RefuseNotFinite(std::string_view what, const data_structures::Vector
 /// range is beyond the largest double.
 std::string RefuseUndrivable(const std::queue<data_structures::Position>& path);
 
+/// Collects the checks of a plan: what it tells is the first refusal that applies.
+class PlanCheck {
+ public:
+  /// \param value a number, a point or a direction
+  template <typename T>
+  PlanCheck& Finite(std::string_view what, const T& value) {
+    return _refusal.empty() ? Also(RefuseNotFinite(what, value)) : *this;
+  }
+  PlanCheck& Positive(std::string_view what, double value) {
+    return _refusal.empty() ? Also(RefuseNotPositive(what, value)) : *this;
+  }
+  PlanCheck& Count(std::string_view what, double drive_points) {
+    return _refusal.empty() ? Also(RefuseCount(what, drive_points)) : *this;
+  }
+  PlanCheck& Also(const std::string& refusal) {
+    if (_refusal.empty()) _refusal = refusal;
+    return *this;
+  }
+
+  /// Empty when nothing is refused.
+  const std::string& refusal() const { return _refusal; }
+
+ private:
+  std::string _refusal;
+};
+
 }  // namespace libmfx::features::shared

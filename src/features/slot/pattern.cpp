@@ -2,6 +2,7 @@
 #include <cmath>
 #include <numbers>
 #include <ostream>
+#include <utility>
 
 #include "features/shared/crossing_lines.h"
 #include "features/shared/directions.h"
@@ -12,14 +13,15 @@ namespace libmfx::features {
 
 std::string Slot::RefusePlan() const {
   const double passes = std::max(0, ScanPassesPerSide);
-  std::string refusal = shared::RefuseCrossingPlan(
-      "ScanPassesPerArc", 2.0 * (ScanPassesPerArc + passes), ClearanceZone, PointSpacing);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalPoint", NominalPoint);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalNormal", NominalNormal);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("NominalTangent", NominalTangent);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("Length", Length);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("Width", Width);
-  return refusal;
+  return shared::PlanCheck()
+      .Also(shared::RefuseCrossingPlan("ScanPassesPerArc", 2.0 * (ScanPassesPerArc + passes),
+                                       ClearanceZone, PointSpacing))
+      .Finite("NominalPoint", NominalPoint)
+      .Finite("NominalNormal", NominalNormal)
+      .Finite("NominalTangent", NominalTangent)
+      .Finite("Length", Length)
+      .Finite("Width", Width)
+      .refusal();
 }
 
 double Slot::ArcOffset() const {
@@ -38,16 +40,11 @@ std::queue<Position> Slot::GenerateDrivePoints() {
                               << std::endl;
     return GenerateSearchPattern(NominalPoint, NominalNormal, _search_radius_multiplier * Length);
   }
-  const auto refuse = [this](const std::string& text) {
-    SetError(text);
-    _last_drive_points = {};
-    return std::queue<Position>();
-  };
   const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return refuse(refusal);
+  if (!refusal.empty()) return Refuse(refusal);
   const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
   if (b.isZero(shared::kZeroDirection)) {
-    return refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
+    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
   }
   const VectorXYZW t = b.cross(NominalNormal).normalized();
 
@@ -71,12 +68,8 @@ std::queue<Position> Slot::GenerateDrivePoints() {
     lines.AddSide(NominalPoint + outward * radius - along * ArcOffset(), along, 2.0 * ArcOffset(),
                   passes, outward, radius);
   }
-  const std::string undrivable = shared::RefuseUndrivable(lines.queue());
-  if (!undrivable.empty()) return refuse(undrivable);
   _point_signs = lines.signs();
-  const int direction = shared::SignOf(AzElRange(NominalPoint).azimuth);
-  _last_drive_points = UnwrapDrivePoints(lines.queue(), direction, false);
-  return _last_drive_points;
+  return HandOut(std::move(lines.queue()), NominalPoint);
 }
 
 }  // namespace libmfx::features

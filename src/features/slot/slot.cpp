@@ -12,16 +12,11 @@ namespace libmfx::features {
 
 Slot::Slot() = default;
 
-Slot::Slot(std::string json) {
-  const std::string error = ReadRequest(json);
-  if (error.empty()) return;
-  SetError(error);
-  _nominals_valid = false;
-}
+Slot::Slot(std::string json) { _nominals_valid = ReadRequest(json); }
 
-std::string Slot::ReadRequest(const std::string& json) {
+bool Slot::ReadRequest(const std::string& json) {
   const shared::Request request(json);
-  if (!request.ok()) return "Unable to parse JSON message!";
+  if (!request.ok()) return Fail("Unable to parse JSON message!");
   const shared::Value root = request.root();
   const shared::Value feature = request.feature();
   root.Read("$id", _uuid);
@@ -35,10 +30,11 @@ std::string Slot::ReadRequest(const std::string& json) {
                                _search_enabled});
   root.Read("ScanPassesPerArc", ScanPassesPerArc);
   if (ScanPassesPerArc < 1) {
-    return "Request does not contain valid scan passes number for slot arcs!";
+    return Fail("Request does not contain valid scan passes number for slot arcs!");
   }
   const shared::OblongNominal nominal{NominalPoint, NominalNormal, NominalTangent, Length, Width};
-  return feature.Read(nominal);
+  const std::string refusal = feature.Read(nominal);
+  return refusal.empty() || Fail(refusal);
 }
 
 const std::string& Slot::FeatureName() {
@@ -139,11 +135,6 @@ std::string Slot::GenerateResult() const {
             .Add("Width", MeasuredWidth);
       },
       [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
-}
-
-bool Slot::Fail(const std::string& text) {
-  SetError(text);
-  return false;
 }
 
 }  // namespace libmfx::features

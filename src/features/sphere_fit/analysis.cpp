@@ -92,8 +92,7 @@ bool SphereFit::RefineRange() {
     closest = i;
   }
   if (closest < 0) {
-    SetError("SphereFit::Analyze(): Refine range of nominal point failed.");
-    return false;
+    return Fail("SphereFit::Analyze(): Refine range of nominal point failed.");
   }
   // The range is that of the sample after the closest one. Where there is none (the closest is the
   // last), or it was lost, the closest sample's own is as good: both lie on the ball, a point
@@ -121,8 +120,7 @@ bool SphereFit::FitAdvanced(FitState& fit) {
     return false;
   }
   if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
-  SetError("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
-  return false;
+  return Fail("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
 }
 
 bool SphereFit::FitSimple(FitState& fit) {
@@ -131,16 +129,14 @@ bool SphereFit::FitSimple(FitState& fit) {
     return false;
   }
   if (!SphereFitLS(near, fit.center, fit.radius, fit.residuals)) {
-    SetError("SphereFit::Analyze(): SphereFitLS failed with distance filtered data.");
-    return false;
+    return Fail("SphereFit::Analyze(): SphereFitLS failed with distance filtered data.");
   }
   PointCloud rejected;
   if (!FilterByError(near, fit.fit_points, rejected, fit.center, fit.radius, FilterTolerance)) {
     return false;
   }
   if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
-  SetError("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
-  return false;
+  return Fail("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
 }
 
 bool SphereFit::FinishFit(FitState& fit) {
@@ -152,8 +148,7 @@ bool SphereFit::FinishFit(FitState& fit) {
     fit.fit_points = std::move(kept);
     _final_fit_count = static_cast<unsigned int>(fit.fit_points.cols());
     if (!SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) {
-      SetError("SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
-      return false;
+      return Fail("SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
     }
   }
   // The ball is seen from one side, where its radius and its distance are hard to tell apart: the
@@ -169,15 +164,13 @@ bool SphereFit::FinishFit(FitState& fit) {
   const PointCloud inliers = Columns(
       fit.combined, [&](Eigen::Index i) { return std::abs(error(i, fit.combined)) < spread; });
   if (inliers.cols() == 0) {
-    SetError("SphereFit::Analyze(): All fit points removed via dilation filtering. Bad fit!");
-    return false;
+    return Fail("SphereFit::Analyze(): All fit points removed via dilation filtering. Bad fit!");
   }
   fit.residuals.resize(inliers.cols());
   for (Eigen::Index i = 0; i < inliers.cols(); ++i) fit.residuals[i] = error(i, inliers);
   CalculateSFQuality(fit.residuals, static_cast<unsigned int>(fit.combined.cols()), Quality);
   if (QualityThreshold > Quality) {
-    SetError("SphereFit::Analyze(): The fit quality is lower than the threshold!");
-    return false;
+    return Fail("SphereFit::Analyze(): The fit quality is lower than the threshold!");
   }
   return true;
 }

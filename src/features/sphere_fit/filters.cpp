@@ -120,10 +120,9 @@ bool SphereFit::FilterByDistance(const PointCloud& cloud, const AzElRange& cente
   kept.conservativeResize(3, count);
   out = PointCloud(std::move(kept), {{EMBEDDING_AER, {0}}});
   if (count < kFewestPoints) {
-    SetError(
+    return Fail(
         "FilterByDistance(): FilterByDistance failed (ERROR_SF_FILTER = -10). Bad filtered "
         "data!");
-    return false;
   }
   out.Convert(EMBEDDING_XYZ);
   return true;
@@ -140,10 +139,9 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
     _logger[log::LOG_LEVEL_1] << "Error: Range extents threshold not met!" << std::endl;
     _logger[log::LOG_LEVEL_1] << "distDiff = " << extents[0] << " " << extents[1] << std::endl;
     _logger[log::LOG_LEVEL_1] << "extentThreshold: " << extent_threshold << std::endl;
-    SetError(
+    return Fail(
         "SphereFit::FilterByDistanceFromAzElMedianSpur(): Range extents threshold not met! "
         "(ERROR_SF_HARDWARE = -16)");
-    return false;
   }
   const auto passes = [&](const Sample& s) {
     return s.finite && std::abs(s.place.range - center.range) <= distance && s.quality > quality;
@@ -187,8 +185,7 @@ bool SphereFit::CombineDataSets3(const PointCloud* clouds, int count, PointCloud
   }
   if (out.rows() > 2) out.embeddings()[EMBEDDING_XYZ].insert(0);
   if (!combined_any) {
-    SetError("SphereFit::CombineDataSets3(): Failed to combine the datasets. (ERROR_SF_FILTER)");
-    return false;
+    return Fail("SphereFit::CombineDataSets3(): Failed to combine the datasets. (ERROR_SF_FILTER)");
   }
   _logger[log::LOG_LEVEL_1] << "CombineDataSets3() ended" << std::endl;
   return true;
@@ -214,8 +211,8 @@ bool SphereFit::FilterByError(const PointCloud& cloud, PointCloud& good, PointCl
   good = PointCloud(std::move(near), {{EMBEDDING_XYZ, {0}}});
   bad = PointCloud(std::move(far), {{EMBEDDING_XYZ, {0}}});
   if (near_count < kFewestPoints) {
-    SetError("FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
-    return false;
+    return Fail(
+        "FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
   }
   return true;
 }

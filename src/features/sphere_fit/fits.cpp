@@ -102,14 +102,12 @@ bool SphereFit::FindBestFitSpur(PointCloud* const spurs, PointXYZW& center, doub
       fit.residuals = VectorXd::Zero(4);
       ++bad_count;
     } else if (!SphereFitLS(spurs[s], fit.center, fit.radius, fit.residuals)) {
-      SetError("SphereFit::FindBestFitSpur(): SphereFitLS failed.");
-      return false;
+      return Fail("SphereFit::FindBestFitSpur(): SphereFitLS failed.");
     }
   }
   if (bad_count == kSpurs) {
     _logger[log::LOG_LEVEL_1] << "Error: badCtr = " << bad_count << std::endl;
-    SetError("SphereFit::FindBestFitSpur(): Too many bad points! (ERROR_SF_LSF = -5)");
-    return false;
+    return Fail("SphereFit::FindBestFitSpur(): Too many bad points! (ERROR_SF_LSF = -5)");
   }
   // A bad spur takes part with its radius of 0: it wins when every sphere is off by more than that.
   const auto miss = [&](int s) { return std::abs(fits[s].radius - nominal_radius); };
@@ -120,8 +118,7 @@ bool SphereFit::FindBestFitSpur(PointCloud* const spurs, PointXYZW& center, doub
   radius = fits[best].radius;
   residuals = fits[best].residuals;
   if (fits[best].bad) {
-    SetError("SphereFit::FindBestFitSpur(): The best spur is bad. (ERROR_SF_LSF = -5)");
-    return false;
+    return Fail("SphereFit::FindBestFitSpur(): The best spur is bad. (ERROR_SF_LSF = -5)");
   }
   _logger[log::LOG_LEVEL_1] << "Selected spur " << best << std::endl;
   _logger[log::LOG_LEVEL_1] << "FindBestFitSpur ended" << std::endl;
@@ -140,8 +137,7 @@ bool SphereFit::SamplingSphereFit(const PointCloud& cloud, double nominal_radius
   const std::unique_ptr<int[]> drawn(
       sample_size > kLargestSample ? nullptr : new (std::nothrow) int[sample_size]);
   if (!drawn) {
-    SetError("SphereFit::SamplingSphereFit(): Failed to allocate memory. (ERROR_SF_HARDWARE)");
-    return false;
+    return Fail("SphereFit::SamplingSphereFit(): Failed to allocate memory. (ERROR_SF_HARDWARE)");
   }
   ConsensusSet consensus(cloud.data());
   MatrixXd sample(cloud.rows(), n > 0 ? sample_size : 0);
@@ -155,8 +151,7 @@ bool SphereFit::SamplingSphereFit(const PointCloud& cloud, double nominal_radius
       sample.col(i) = cloud.data().col(drawn[i]);
     }
     if (!CanFit(sample)) {
-      SetError("SphereFit::SamplingSphereFit(): SphereFitLS failed.");
-      return false;
+      return Fail("SphereFit::SamplingSphereFit(): SphereFitLS failed.");
     }
     estimate.Fit(sample);
     if (std::abs(estimate.radius() - nominal_radius) < tolerance * kAdoptShare) {
@@ -172,16 +167,14 @@ bool SphereFit::SamplingSphereFit(const PointCloud& cloud, double nominal_radius
   _logger[log::LOG_LEVEL_1] << "First estimate" << std::endl;
   LogEstimate(_logger[log::LOG_LEVEL_1], estimate.center(), estimate.radius());
   if (static_cast<double>(consensus.size()) < fit_threshold) {
-    SetError(
+    return Fail(
         "SphereFit::SamplingSphereFit(): The number of fitPoints is less than the fit threshold! "
         "(ERROR_QUALITY)");
-    return false;
   }
   const PointCloud fit_points(consensus.Take(), {{EMBEDDING_XYZ, {0}}});
   VectorXd unused;
   if (!SphereFitLS(fit_points, center, radius, unused)) {
-    SetError("SphereFit::SamplingSphereFit(): SphereFitLS failed in first estimate.");
-    return false;
+    return Fail("SphereFit::SamplingSphereFit(): SphereFitLS failed in first estimate.");
   }
   _logger[log::LOG_LEVEL_1] << "Second estimate" << std::endl;
   LogEstimate(_logger[log::LOG_LEVEL_1], center.xyz(), radius);

@@ -64,13 +64,11 @@ bool SphereFit::BuildPatternFrame(const PointXYZW& center, Eigen::VectorXd& norm
   normal.normalize();
   const auto rows = std::min<Eigen::Index>(normal.size(), 4);
   if (frame.sight.eigen().head(rows).dot(normal.head(rows)) > 0.0) {
-    SetError("Error, Normal Vector is in the wrong direction! ERROR_SF_NORMAL_DIR");
-    return false;
+    return Fail("Error, Normal Vector is in the wrong direction! ERROR_SF_NORMAL_DIR");
   }
   const std::string refusal = shared::RefuseCount("ScanLines", 2.0 * frame.lines);
   if (!refusal.empty()) {
-    SetError(refusal);
-    return false;
+    return Fail(refusal);
   }
   AzElRange raised(center);
   raised.elevation += kHelperTilt;
