@@ -77,9 +77,8 @@ class LIBMFX_EXPORT Life {
  public:
   Life() : _token(std::make_shared<Token>()) {}
   Life(const Life&) : Life() {}
-  Life& operator=(const Life&) noexcept {
-    return *this;
-  }  // NOLINT(bugprone-unhandled-self-assignment)
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is assigned
+  Life& operator=(const Life&) noexcept { return *this; }
   ~Life() = default;
 
   std::weak_ptr<const void> Watch() const { return _token; }
