@@ -192,9 +192,9 @@ void Hole::TellRadius() {
   const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, _use_fast_star, BoreBelow(_circle));
   geometry::Circle fitted;
   if (!fitted.LeastSquares(rim) || !fitted.IsValid()) return;
-  // A rim is known to a point spacing; that of a chamfer, which leaves the surface slowly, to the
-  // three within which a sample counts as of the surface.
-  const double resolution = (_has_chamfer ? 3.0 : 1.0) * _point_spacing;
+  // A rim that stands halfway between two samples is known to half a spacing; that of a chamfer,
+  // which leaves the surface slowly, to the three within which a sample counts as of the surface.
+  const double resolution = (_has_chamfer ? 3.0 : 0.5) * _point_spacing;
   const double off = std::abs(fitted.Radius() - _radius);
   if (!(off > std::max(kMostOff * _radius, resolution))) return;
   Warn("The fitted rim has a radius of " + shared::MillimetreText(fitted.Radius()) +
