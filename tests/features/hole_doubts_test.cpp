@@ -49,6 +49,7 @@ TEST(HoleDoubts, AGrooveBesideTheRimIsTold) {
                                      "the surface, half of these by 1 mm or more: a groove"),
                   testing::HasSubstr("Look at the scan there."))));
   const json result = json::parse(hole.GetResult());
+  ASSERT_TRUE(result.contains("Warnings"));
   EXPECT_EQ(result["Warnings"].get<std::vector<std::string>>(), hole.GetWarnings());
   EXPECT_EQ(hole.GetResult().substr(hole.GetResult().rfind(",\"")).substr(0, 12), ",\"Warnings\":")
       << "the last key";
