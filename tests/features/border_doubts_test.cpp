@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
+#include <limits>
 #include <random>
 
 #include "features/shared/text.h"
@@ -171,10 +173,39 @@ TEST(BorderDoubts, LinesThatTellNothingLeaveNone) {
   const PointCloud single(Eigen::MatrixXd(Eigen::MatrixXd::Ones(5, 1)));
   EXPECT_THAT(DoubtsOfBorder({{{1, PointXYZW(), &empty}, {1, PointXYZW(), &single}}}, scan),
               IsEmpty());
-  const SurfaceScan no_spacing{kSurface, {}, 50.0, 0.0, PointXYZW()};
   const Scan even = Made(1, [](int) { return Sample{}; });
-  EXPECT_THAT(DoubtsOfBorder({{{0, PointXYZW(0, 0, 2), &even.lines.front()}}}, no_spacing),
-              IsEmpty());
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (const double spacing : {0.0, -kSpacing, nan}) {
+    const SurfaceScan no_spacing{kSurface, even.samples, 50.0, spacing, PointXYZW()};
+    EXPECT_THAT(DoubtsOfBorder({{{0, PointXYZW(0, 0, 2), &even.lines.front()}}}, no_spacing),
+                IsEmpty())
+        << spacing;
+  }
+}
+
+TEST(BorderDoubts, AQualityThatIsNoNumberCountsAsNoEcho) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  Scan scan = Made(8, [](int i) { return Sample{.quality = i % 3 == 1 ? 20.0 : 80.0}; });
+  for (RawDataPoint& sample : scan.samples) {
+    if (sample.quality == 20.0) sample.quality = nan;
+  }
+  EXPECT_THAT(scan.Doubts(), ElementsAre(HasSubstr("did not come back")));
+  // Among samples of a poor quality it does not upset their order.
+  int n = 0;
+  for (RawDataPoint& sample : scan.samples) {
+    if (std::isnan(sample.quality) && n++ % 4 != 0) sample.quality = 40.0;
+  }
+  EXPECT_THAT(scan.Doubts(), ElementsAre(HasSubstr("half of these at 40 or below")));
+}
+
+TEST(BorderDoubts, LinesAreFoundByTheirNumbers) {
+  const Scan scan = Made(3, [](int) { return Sample{}; });
+  Eigen::MatrixXd edges(4, 3);
+  edges << Eigen::MatrixXd::Zero(3, 3), Eigen::RowVector3d(2.0, 7.0, 0.0);
+  const auto lines = BorderLines(PointCloud(edges), 3, scan.lines);
+  ASSERT_EQ(lines.size(), 2U) << "number 7 is no line";
+  EXPECT_EQ(lines[0].surface, &scan.lines[2]);
+  EXPECT_EQ(lines[1].surface, &scan.lines[0]);
 }
 
 TEST(Text, ForPeople) {

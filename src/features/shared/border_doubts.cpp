@@ -106,7 +106,8 @@ class Returned {
     for (const RawDataPoint* sample : _lines.at(line.segment)) {
       const PointXYZW p =
           data_structures::AzElRange(sample->azimuth, sample->elevation, sample->range).ToPoint();
-      if (!p.xyz().allFinite()) continue;
+      // What is no number came back as little as what is not there.
+      if (!p.xyz().allFinite() || !std::isfinite(sample->quality)) continue;
       const double along = outwards.AlongOf(PierceOf(p, _scan.scan_origin, _scan.plane));
       if (!(along > 0.5 * _scan.point_spacing && along <= outwards.length)) continue;
       places.push_back(along);
@@ -155,6 +156,7 @@ std::string DoubtOfSamples(const Tally& tally, double spacing, const SurfaceScan
 
 std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine>>& groups,
                                         const SurfaceScan& scan) {
+  if (!(scan.point_spacing > 0.0)) return {};
   // What most measurements end with: nothing is missing, and nothing else is looked at.
   std::vector<std::vector<Outwards>> outwards(groups.size());
   std::vector<Tally> tallies(groups.size());
@@ -166,7 +168,7 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
     }
   }
   const auto lacks = [&](const Tally& tally) { return tally.Lacks(scan.point_spacing); };
-  if (!(scan.point_spacing > 0.0) || std::none_of(tallies.begin(), tallies.end(), lacks)) return {};
+  if (std::none_of(tallies.begin(), tallies.end(), lacks)) return {};
 
   const Returned returned(scan, groups);
   std::vector<double> gaps;
@@ -200,13 +202,15 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
 
 std::vector<BorderLine> BorderLines(const PointCloud& edges, Eigen::Index segment_row,
                                     const std::vector<PointCloud>& surface) {
+  std::unordered_map<int, const PointCloud*> by_segment;
+  for (const PointCloud& line : surface) {
+    if (line.cols() > 0) by_segment.emplace(SegmentOf(line, 0), &line);
+  }
   std::vector<BorderLine> lines;
   for (Eigen::Index j = 0; j < edges.cols(); ++j) {
     const int segment = static_cast<int>(edges.data()(segment_row, j));
-    const auto line = std::find_if(surface.begin(), surface.end(), [&](const PointCloud& cloud) {
-      return cloud.cols() > 0 && SegmentOf(cloud, 0) == segment;
-    });
-    if (line != surface.end()) lines.push_back({segment, edges.point(j), &*line});
+    const auto line = by_segment.find(segment);
+    if (line != by_segment.end()) lines.push_back({segment, edges.point(j), line->second});
   }
   return lines;
 }
