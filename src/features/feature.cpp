@@ -18,11 +18,6 @@ Feature::Feature() : _logger(this) {}
 // to and takes the name over.
 Feature::Feature(const Feature& other) : Feature() { *this = other; }
 
-const std::string& Feature::FeatureName() {
-  static const std::string name;
-  return name;
-}
-
 void* Feature::AddressOfSetting(const std::wstring& name) const {
   const char* start = reinterpret_cast<const char*>(this);
   return const_cast<char*>(start + OffsetOfSetting(name));
@@ -34,6 +29,7 @@ bool Feature::Reset(bool reanalyze, bool search) {
   _has_error = false;
   _is_successful = false;
   _warnings.clear();
+  _stages = {};
   if (reanalyze) {
     _logger[log::LOG_LEVEL_1] << "Re-analyze!" << std::endl;
   } else {
@@ -56,11 +52,6 @@ bool Feature::Reset(bool reanalyze, bool search) {
   }
   _logger[log::LOG_LEVEL_1] << "Nominals are valid." << std::endl;
   return _search;
-}
-
-bool Feature::SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>&) {
-  _raw_data = samples;
-  return true;
 }
 
 bool Feature::SetRawDataStaged(const std::vector<RawDataPoint>& samples,
@@ -95,6 +86,7 @@ const std::queue<Position>& Feature::GetDrivePoints(bool force) {
 
 void Feature::AnalyzeFeature() {
   _warnings.clear();
+  _stages = {};
   _is_successful = Analyze();
 }
 
@@ -104,17 +96,11 @@ bool Feature::GetIsSuccessful() const { return _is_successful; }
 
 std::string Feature::GetError() const { return _error; }
 
-std::string Feature::GenerateResult() const {
-  return "<<Automated result string generation coming soon...>>";
-}
-
 DRIVE_STEP Feature::GetDriveStep() const { return _drive_step; }
 
 std::string Feature::GetUuid() { return {}; }
 
 double Feature::QualityThreshold() { return 0.0; }
-
-void Feature::UpdateNominals(const std::vector<RawDataPoint>&) {}
 
 bool Feature::ValidateNominals() { return _nominals_valid; }
 
@@ -140,6 +126,11 @@ std::queue<Position> Feature::HandOut(std::queue<Position> path, const PointXYZW
   if (!undrivable.empty()) return Refuse(undrivable);
   _last_drive_points = UnwrapDrivePoints(path, shared::SignOf(AzElRange(nominal).azimuth), false);
   return _last_drive_points;
+}
+
+bool Feature::Passed(const char* what, double value, double limit, bool passed) {
+  _stages.verdicts.push_back({what, value, limit, passed});
+  return passed;
 }
 
 void Feature::Warn(const std::string& text) {

@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "features/shared/feature_types.h"
+#include "features/shared/feature_class.h"
 
 namespace libmfx::features {
 namespace {

@@ -195,16 +195,19 @@ class Kinds : public features::UnknownFeature {
   VectorXYZW direction{7, 8, 9, 1};
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor() {
-    using features::shared::Row;
     static const auto descriptor = features::shared::MakeDescriptor<Kinds>(
-        L"Kinds", L"", Row(L"number", L"", KIND_NOMINAL, &Kinds::number),
-        Row(L"count", L"", KIND_NOMINAL, &Kinds::count),
-        Row(L"lines", L"", KIND_NOMINAL, &Kinds::lines),
-        Row(L"flag", L"", KIND_NOMINAL, &Kinds::flag),
-        Row(L"mode", L"", KIND_PARAMETER, &Kinds::mode),
-        Row(L"point", L"", KIND_RESULT, &Kinds::point), Row(L"aer", L"", KIND_RESULT, &Kinds::aer),
-        Row(L"vector", L"", KIND_RESULT, &Kinds::vector),
-        Row(L"direction", L"", KIND_RESULT, &Kinds::direction, SETTING_POINT_XYZ));
+        L"Kinds", L"",
+        features::shared::Settings()
+            .Nominal(L"number", &Kinds::number, L"")
+            .Nominal(L"count", &Kinds::count, L"")
+            .Nominal(L"lines", &Kinds::lines, L"")
+            .Nominal(L"flag", &Kinds::flag, L"")
+            .Parameter(L"mode", &Kinds::mode, L"")
+            .Result(L"point", &Kinds::point, L"")
+            .Result(L"aer", &Kinds::aer, L"")
+            .Result(L"vector", &Kinds::vector, L"")
+            .Result(L"direction", &Kinds::direction, L"")
+            .Tagged(SETTING_POINT_XYZ));
     return descriptor;
   }
 

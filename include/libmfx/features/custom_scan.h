@@ -14,7 +14,6 @@ class LIBMFX_EXPORT CustomScan : public Feature {
   CustomScan(std::queue<Position> path, double quality_threshold);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
   std::string GetUuid() override;
   double QualityThreshold() override;
 
@@ -26,8 +25,7 @@ class LIBMFX_EXPORT CustomScan : public Feature {
   std::queue<Position> GenerateDrivePoints() override;
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
+  const shared::FeatureClass& Class() const override;
   /// Unwraps a path into `_path`, or refuses one that no instrument can drive.
   void AcceptPath(std::queue<Position> path, bool allow_flip);
 

@@ -12,10 +12,13 @@ namespace libmfx::features {
 
 /// What tells one class with a cylindrical wall from another.
 struct CylinderKind {
-  const char* quality_key;  ///< of the request
-  const char* result_type;  ///< "$type" of the result
-  double rounding;          ///< added to the number of lines before it is truncated
-  bool axis_points_away;    ///< from the scan origin, as the axis of a bore does
+  const char* name;
+  const wchar_t* label;
+  const wchar_t* least_angle;  ///< label of "MinIncidentAngle"
+  const char* quality_key;     ///< of the request
+  const char* result_type;     ///< "$type" of the result
+  double rounding;             ///< added to the number of lines before it is truncated
+  bool axis_points_away;       ///< from the scan origin, as the axis of a bore does
 };
 
 /// What the features with a cylindrical wall share: they drive a raster of lines along the axis,
@@ -26,9 +29,6 @@ struct CylinderKind {
 /// lies in the surface that the cylinder stands on or is sunk into; heights count from there along
 /// the axis.
 class LIBMFX_EXPORT CylinderFeature : public Feature {
- public:
-  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
-
  protected:
   /// A cylinder as settings and results name it; the axis' `w` carries no meaning.
   struct Cylinder {
@@ -42,21 +42,13 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
 
   explicit CylinderFeature(const CylinderKind& kind);
 
-  /// The settings table of T, a class derived from this one.
-  /// \param least_angle label of "MinIncidentAngle"
+  /// The class T, derived from this one, by its tables.
   template <typename T>
-  static std::shared_ptr<win32_support::FeatureDescriptor> MakeTable(const wchar_t* name,
-                                                                     const wchar_t* label,
-                                                                     const wchar_t* least_angle);
+  static shared::FeatureClass TablesOf(const CylinderKind& kind);
 
-  std::string GenerateResult() const override;
   bool Analyze() override;
   std::queue<Position> GenerateDrivePoints() override;
-  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
 
-  /// Reads a request into the fields.
-  /// \return false with an error text, and the nominals invalid
-  bool ReadRequest(const std::string& json);
   /// The unit vector from the nominal centre to the scan origin, dotted with the nominal axis.
   double FacingOfAxis() const;
 
@@ -78,8 +70,14 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   PointCloud _scan_cloud;           ///< stays empty: the fit takes the samples as they are
 
  private:
+  struct Parts;
+
+  static shared::Settings SettingsTable(const CylinderKind& kind);
+  static shared::RequestKeys RequestTable(const CylinderKind& kind);
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable(const CylinderKind& kind);
+  static shared::SearchNominal SearchTable(const CylinderKind& kind);
   VectorXYZW NominalAxis() const;
-  std::string RefusePlan() const;
   /// Across axis and view: the lines of the raster lie side by side along it.
   VectorXYZW AcrossDirection() const;
   std::vector<Eigen::Vector3d> PointsOfGoodQuality();

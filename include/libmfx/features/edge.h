@@ -25,10 +25,8 @@ class LIBMFX_EXPORT Edge : public Feature {
   explicit Edge(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
 
  protected:
-  std::string GenerateResult() const override;
   bool Analyze() override;
   std::queue<Position> GenerateDrivePoints() override;
 
@@ -75,10 +73,14 @@ class LIBMFX_EXPORT Edge : public Feature {
   };
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
-  bool ReadRequest(const std::string& json);
-  std::string RefusePlan() const;
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
+  const shared::FeatureClass& Class() const override;
+  /// Incidence and nominal offset; false with an error for a border that is seen from over the
+  /// plate.
+  bool DeriveFromRequest();
   /// The samples of the scan line, near enough to the nominal.
   bool SelectLine();
   /// The plane in which the profile lies.

@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <memory>
+#include <optional>
 #include <queue>
 #include <string>
 #include <vector>
@@ -10,10 +11,21 @@
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/data_structures/records.h"
 #include "libmfx/export.h"
+#include "libmfx/features/stages.h"
 #include "libmfx/log/logger.h"
 #include "libmfx/win32_support/feature_descriptor.h"
 
 namespace libmfx::features {
+
+namespace shared {
+struct FeatureAccess;
+struct FeatureClass;
+struct SearchNominal;
+class PlanChecks;
+class RequestKeys;
+class ResultKeys;
+class Settings;
+}  // namespace shared
 
 using data_structures::AzElRange;
 using data_structures::EMBEDDING_AER;
@@ -64,7 +76,8 @@ class LIBMFX_EXPORT Feature {
   Feature& operator=(const Feature&) = default;
   virtual ~Feature() = default;
 
-  /// The key of the class, as log lines and InstantiateFeature name it.
+  /// The key of the class, as log lines and InstantiateFeature name it; empty for a class without
+  /// tables.
   virtual const std::string& FeatureName();
 
  protected:
@@ -74,9 +87,11 @@ class LIBMFX_EXPORT Feature {
  private:
   /// Bytes from the start of an instance to a setting.
   /// \throws std::out_of_range that names class and setting, if there is no such setting
-  virtual std::size_t OffsetOfSetting(const std::wstring& name) const = 0;
+  virtual std::size_t OffsetOfSetting(const std::wstring& name) const;
   /// Puts every setting back to the default that stands in the class's descriptor.
-  virtual void ResetSettings() = 0;
+  virtual void ResetSettings();
+  /// What the class says of itself as tables: settings, request, plan checks, search, result.
+  virtual const shared::FeatureClass& Class() const;
 
  public:
   /// Takes the error back and prepares another try. Unless `reanalyze` is set this puts every
@@ -86,7 +101,7 @@ class LIBMFX_EXPORT Feature {
   ///   the nominal
   /// \return whether the next pattern is a search; false also when the nominals are not valid
   virtual bool Reset(bool reanalyze, bool search);
-  /// Takes the samples of the pass.
+  /// Takes the samples of the pass; a class with a search has the stages of SetRawDataStaged.
   /// \param next receives the queue to drive before analysis, when false is returned
   virtual bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next);
   /// Replaces the samples, whatever the step.
@@ -110,7 +125,7 @@ class LIBMFX_EXPORT Feature {
  protected:
   virtual bool Analyze() = 0;
   virtual std::queue<Position> GenerateDrivePoints() = 0;
-  /// Moves the nominal to what the samples of a search show.
+  /// Moves the nominal to what the samples of a search show, if the class has a search.
   virtual void UpdateNominals(const std::vector<RawDataPoint>& samples);
   virtual bool ValidateNominals();
 
@@ -120,6 +135,9 @@ class LIBMFX_EXPORT Feature {
   /// for the operator, each with its figure and what to do. Empty after Reset, and while an
   /// analysis has found none.
   const std::vector<std::string>& GetWarnings() const { return _warnings; }
+  /// What the last analysis made of the samples, stage by stage; empty after Reset, and before an
+  /// analysis.
+  const Stages& GetStages() const { return _stages; }
   bool GetHighSpeedAllowed() { return _high_speed_allowed; }
   void OutputDataBySegment(bool by_segment) { _output_data_by_segment = by_segment; }
   bool OutputDataBySegment() { return _output_data_by_segment; }
@@ -139,6 +157,16 @@ class LIBMFX_EXPORT Feature {
 
   /// Stores the text, sets the error flag if it is not empty, and logs it at level 3.
   void SetError(const std::string& message);
+  /// Reads a request by the class's table; a refusal is the error, and the nominals are invalid.
+  /// \return whether the nominals are valid
+  bool ReadRequest(const std::string& json);
+  /// Why no plan can be made of the settings, or an empty text.
+  std::string RefusePlan() const;
+  /// The plan where no pattern is to be made: nothing after an error or a refusal, the spiral where
+  /// a search is asked for.
+  std::optional<std::queue<Position>> PlanWithoutPattern();
+  /// The search pattern around the nominal.
+  std::queue<Position> SearchPattern();
   /// SetError, and false: what an operation ends with that cannot go on.
   bool Fail(const std::string& text);
   /// SetError, no last pattern, and nothing to drive: what a plan ends with that is refused.
@@ -146,6 +174,11 @@ class LIBMFX_EXPORT Feature {
   /// The end of a plan: what no instrument can drive is refused; the rest is unwrapped to the sign
   /// of the nominal's azimuth, and is the last pattern.
   std::queue<Position> HandOut(std::queue<Position> path, const PointXYZW& nominal);
+  /// The record of the analysis that is under way.
+  Stages& Record() { return _stages; }
+  /// Puts a test down in the record.
+  /// \return passed
+  bool Passed(const char* what, double value, double limit, bool passed);
   /// Adds a doubt about the result and logs it at level 2. It changes no number and no step.
   void Warn(const std::string& text);
   void Warn(const std::vector<std::string>& texts);
@@ -193,10 +226,11 @@ class LIBMFX_EXPORT Feature {
   bool _output_data_by_segment = false;
 
  private:
-  friend struct SettingAccess;
+  friend struct shared::FeatureAccess;
   friend class log::LibMfxLogger;
 
   std::vector<std::string> _warnings;
+  Stages _stages;
   log::Life _life;  ///< tells the loggers of copies whether this feature still exists
 };
 

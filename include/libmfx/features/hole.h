@@ -33,15 +33,11 @@ class LIBMFX_EXPORT Hole : public Feature {
   explicit Hole(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  /// "RobustHole".
-  const std::string& FeatureName() override;
-  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
 
  protected:
   std::string GenerateResult() const override;
   bool Analyze() override;
   std::queue<Position> GenerateDrivePoints() override;
-  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
 
   /// Lines that run straight through the hole: three drive points each, of which the move to the
   /// first is the jump from the line before. Raises `_scan_lines` to 2.
@@ -117,11 +113,13 @@ class LIBMFX_EXPORT Hole : public Feature {
   bool PlaneCentroidBiasShift(const std::vector<PointCloud>& inliers, geometry::Circle& circle);
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
-  bool ReadRequest(const std::string& json);
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
+  static shared::SearchNominal SearchTable();
+  const shared::FeatureClass& Class() const override;
   void DeriveFromRequest();
-  std::string RefusePlan() const;
 
  protected:
   // The stages of Analyze, in order; each false comes with an error text, but that of a re-scan.

@@ -19,24 +19,22 @@ class LIBMFX_EXPORT Polygon : public Feature {
   explicit Polygon(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
-  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
 
  protected:
-  std::string GenerateResult() const override;
   bool Analyze() override;
   std::queue<Position> GenerateDrivePoints() override;
-  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
 
   /// One edge point for each line that has one; see Rectangle.
   PointCloud edge_points_from_bins(const std::vector<PointCloud>& bins,
                                    const PointXYZW& plane_point, const geometry::Plane& plane);
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
-  bool ReadRequest(const std::string& json);
-  std::string RefusePlan() const;
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
+  static shared::SearchNominal SearchTable();
+  const shared::FeatureClass& Class() const override;
 
  protected:
   unsigned int Sides = 0;

@@ -12,10 +12,8 @@ class LIBMFX_EXPORT PVI : public Feature {
   explicit PVI(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
 
  protected:
-  std::string GenerateResult() const override;
   bool Analyze() override;
   /// A zigzag across the box, square to the line of sight along one axis of the box.
   std::queue<Position> GenerateDrivePoints() override;
@@ -25,12 +23,11 @@ class LIBMFX_EXPORT PVI : public Feature {
   bool RemoveOutliers(PointCloud& cloud);
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
-  /// Reads a request; returns why it is refused, or an empty text.
-  bool ReadRequest(const std::string& json);
-  /// Words for a nominal that no box can be planned around, empty for a sound one.
-  std::string RefuseNominal() const;
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
+  const shared::FeatureClass& Class() const override;
   /// Measures the point and the normal on the plane of the kept samples and judges them.
   bool MeasureOnPlane();
 

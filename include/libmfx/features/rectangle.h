@@ -20,14 +20,10 @@ class LIBMFX_EXPORT Rectangle : public Feature {
   explicit Rectangle(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
-  bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
 
  protected:
-  std::string GenerateResult() const override;
   bool Analyze() override;
   std::queue<Position> GenerateDrivePoints() override;
-  void UpdateNominals(const std::vector<RawDataPoint>& samples) override;
 
   /// One edge point for each line that has one.
   /// \param bins lines that run from outside to inside; rows x, y, z first
@@ -37,10 +33,12 @@ class LIBMFX_EXPORT Rectangle : public Feature {
                                    const PointXYZW& plane_point, const geometry::Plane& plane);
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
-  bool ReadRequest(const std::string& json);
-  std::string RefusePlan() const;
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
+  static shared::SearchNominal SearchTable();
+  const shared::FeatureClass& Class() const override;
   /// Takes centre, frame and extents from the edge points and corners.
   void MeasureFrom(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners,
                    const geometry::Plane& plane);

@@ -49,7 +49,6 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   explicit SphereFit(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
   /// Takes the samples of the stroke, hands out the pattern around the nominal at their range, and
   /// then takes the samples of the pattern. With an error, true: nothing is left to drive.
   bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;
@@ -130,8 +129,10 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   struct PatternFrame;
   struct FitState;
 
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
+  static shared::Settings SettingsTable();
+  static shared::RequestKeys RequestTable();
+  static shared::PlanChecks PlanTable();
+  const shared::FeatureClass& Class() const override;
 
   bool TakeSurfaceRange(const std::vector<RawDataPoint>& samples, std::queue<Position>& next);
   std::queue<Position> RangingStroke();

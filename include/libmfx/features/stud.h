@@ -16,8 +16,6 @@ class LIBMFX_EXPORT Stud : public CylinderFeature {
   explicit Stud(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  /// "Stud".
-  const std::string& FeatureName() override;
 
  protected:
   /// The cosine between the axis and the direction to the instrument is compared with
@@ -25,8 +23,7 @@ class LIBMFX_EXPORT Stud : public CylinderFeature {
   bool ValidateNominals() override;
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
+  const shared::FeatureClass& Class() const override;
 };
 
 }  // namespace libmfx::features

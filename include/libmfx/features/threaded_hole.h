@@ -17,8 +17,6 @@ class LIBMFX_EXPORT ThreadedHole : public CylinderFeature {
   explicit ThreadedHole(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  /// "ThreadedHole".
-  const std::string& FeatureName() override;
 
  protected:
   /// The angle between the axis and the line of sight has to be within `_min_incident_angle` and
@@ -28,8 +26,7 @@ class LIBMFX_EXPORT ThreadedHole : public CylinderFeature {
   double _max_incident_angle = 0.8726646259971648;
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
+  const shared::FeatureClass& Class() const override;
 };
 
 }  // namespace libmfx::features

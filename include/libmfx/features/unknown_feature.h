@@ -11,7 +11,6 @@ class LIBMFX_EXPORT UnknownFeature : public Feature {
   explicit UnknownFeature(std::string json);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
-  const std::string& FeatureName() override;
 
  protected:
   std::string GenerateResult() const override;
@@ -19,8 +18,7 @@ class LIBMFX_EXPORT UnknownFeature : public Feature {
   std::queue<Position> GenerateDrivePoints() override;
 
  private:
-  std::size_t OffsetOfSetting(const std::wstring& name) const override;
-  void ResetSettings() override;
+  const shared::FeatureClass& Class() const override;
 
  protected:
   std::string _id;

@@ -1,41 +1,35 @@
 #include "libmfx/features/stud.h"
 
-#include "features/cylinder/table.h"
+#include "features/cylinder/request.h"
 
 namespace libmfx::features {
 namespace {
 
-constexpr auto kStud = CylinderKind{.quality_key = "QualityThreshold",
-                                    .result_type = "StudTargetResult",
-                                    .rounding = 0.0,
-                                    .axis_points_away = false};
+constexpr CylinderKind kStud{
+    .name = "Stud",
+    .label = L"Performs cylinder fitting for stud scan data",
+    .least_angle = L"The minimum angle to the feature to extract a Stud reliably (rad)",
+    .quality_key = "QualityThreshold",
+    .result_type = "StudTargetResult",
+    .rounding = 0.0,
+    .axis_points_away = false};
 
 }  // namespace
 
 Stud::Stud() : CylinderFeature(kStud) {}
 
 Stud::Stud(std::string json) : Stud() {
-  _nominals_valid = ReadRequest(json);
-  if (_nominals_valid) Stud::ValidateNominals();
+  if (ReadRequest(json)) Stud::ValidateNominals();
 }
 
-const std::string& Stud::FeatureName() {
-  static const std::string name = "Stud";
-  return name;
+const shared::FeatureClass& Stud::Class() const {
+  static const shared::FeatureClass stud = TablesOf<Stud>(kStud);
+  return stud;
 }
 
 std::shared_ptr<win32_support::FeatureDescriptor> Stud::FeatureDescriptor() {
-  static const auto descriptor =
-      MakeTable<Stud>(L"Stud", L"Performs cylinder fitting for stud scan data",
-                      L"The minimum angle to the feature to extract a Stud reliably (rad)");
-  return shared::Captured(descriptor);
+  return shared::DescriptorOf<Stud>();
 }
-
-std::size_t Stud::OffsetOfSetting(const std::wstring& name) const {
-  return shared::OffsetIn(*FeatureDescriptor(), name);
-}
-
-void Stud::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor()); }
 
 bool Stud::ValidateNominals() {
   if (!_nominals_valid) return Fail("Original JSON was invalid!");

@@ -4,16 +4,20 @@
 #include <cmath>
 #include <ostream>
 
-#include "features/cylinder/table.h"
+#include "features/cylinder/request.h"
 #include "features/shared/trace.h"
 
 namespace libmfx::features {
 namespace {
 
-constexpr auto kThreadedHole = CylinderKind{.quality_key = "ScanQualityThreshold",
-                                            .result_type = "ThreadedHoleTargetResult",
-                                            .rounding = 0.5,
-                                            .axis_points_away = true};
+constexpr CylinderKind kThreadedHole{
+    .name = "ThreadedHole",
+    .label = L"Performs threaded hole detection",
+    .least_angle = L"The minimum angle to the feature to extract a Threaded Hole reliably (rad)",
+    .quality_key = "ScanQualityThreshold",
+    .result_type = "ThreadedHoleTargetResult",
+    .rounding = 0.5,
+    .axis_points_away = true};
 
 }  // namespace
 
@@ -27,27 +31,17 @@ ThreadedHole::ThreadedHole() : CylinderFeature(kThreadedHole) {
 }
 
 ThreadedHole::ThreadedHole(std::string json) : ThreadedHole() {
-  _nominals_valid = ReadRequest(json);
-  if (_nominals_valid) ThreadedHole::ValidateNominals();
+  if (ReadRequest(json)) ThreadedHole::ValidateNominals();
 }
 
-const std::string& ThreadedHole::FeatureName() {
-  static const std::string name = "ThreadedHole";
-  return name;
+const shared::FeatureClass& ThreadedHole::Class() const {
+  static const shared::FeatureClass threaded_hole = TablesOf<ThreadedHole>(kThreadedHole);
+  return threaded_hole;
 }
 
 std::shared_ptr<win32_support::FeatureDescriptor> ThreadedHole::FeatureDescriptor() {
-  static const auto descriptor = MakeTable<ThreadedHole>(
-      L"ThreadedHole", L"Performs threaded hole detection",
-      L"The minimum angle to the feature to extract a Threaded Hole reliably (rad)");
-  return shared::Captured(descriptor);
+  return shared::DescriptorOf<ThreadedHole>();
 }
-
-std::size_t ThreadedHole::OffsetOfSetting(const std::wstring& name) const {
-  return shared::OffsetIn(*FeatureDescriptor(), name);
-}
-
-void ThreadedHole::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor()); }
 
 bool ThreadedHole::ValidateNominals() {
   if (!_nominals_valid) return Fail("Original JSON was invalid!");

@@ -1,7 +1,6 @@
-#include "features/shared/result_message.h"
-
 #include <fstream>
 
+#include "features/shared/result_keys.h"
 #include "features/shared/text.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/edge.h"
@@ -32,11 +31,10 @@ void WritePoints(std::ostream& out, const char* name, const char* style) {
 
 }  // namespace
 
-std::string Edge::GenerateResult() const {
-  return shared::FramedResult(
-      {"EdgeTargetResult", GetIsSuccessful(), GetError(), _uuid, _name, GetWarnings()},
-      [this](shared::ResultMessage& message) { message.Add("Location", _measured_point); },
-      [this](shared::ResultMessage& message) { message.AddScanData("LR_XYZ", _scan_cloud); });
+shared::ResultKeys Edge::ResultTable() {
+  return shared::ResultKeys("EdgeTargetResult")
+      .Add("Location", &Edge::_measured_point)
+      .Cloud(&Edge::_scan_cloud);
 }
 
 void Edge::dump_vis(std::string path, const PointCloud& line, const geometry::Plane& surface,

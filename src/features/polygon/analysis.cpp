@@ -1,61 +1,13 @@
 #include <cmath>
-#include <numbers>
-#include <utility>
 
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/outline_fit.h"
-#include "features/shared/plan_limits.h"
 #include "libmfx/features/polygon.h"
 
 namespace libmfx::features {
 
 using data_structures::Distance;
-
-std::string Polygon::RefusePlan() const {
-  return shared::PlanCheck()
-      .Count("Sides", Sides)
-      .Also(shared::RefuseCrossingPlan("ScansPerSide", static_cast<double>(Sides) * ScansPerSide,
-                                       ClearanceZone, PointSpacing))
-      .Finite("NominalPoint", NominalPoint)
-      .Finite("NominalNormal", NominalNormal)
-      .Finite("NominalAxis", NominalAxis)
-      .Finite("NominalRadius", _input_radius)
-      .refusal();
-}
-
-std::queue<Position> Polygon::GenerateDrivePoints() {
-  if (_has_error) {
-    _last_drive_points = {};
-    return {};
-  }
-  if (_search) {
-    return GenerateSearchPattern(NominalPoint, NominalNormal,
-                                 _search_radius_multiplier * _input_radius);
-  }
-  const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return Refuse(refusal);
-  const VectorXYZW b = NominalNormal.cross(NominalAxis).normalized();
-  if (b.isZero(shared::kZeroDirection)) {
-    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
-  }
-  const VectorXYZW a = b.cross(NominalNormal).normalized();
-
-  const auto corner = [&](unsigned int i) {
-    const double angle = (i % Sides) * (2.0 * std::numbers::pi / Sides);
-    return NominalPoint + shared::Turned(a, NominalNormal, angle) * _input_radius;
-  };
-  shared::CrossingLines lines(ClearanceZone, PointSpacing);
-  for (unsigned int i = 0; i < Sides; ++i) {
-    const PointXYZW from = corner(i);
-    const PointXYZW to = corner(i + 1);
-    const PointXYZW middle = from + (to - from) * 0.5;
-    lines.AddSide(from, shared::UnitFromTo(from, to), Distance(from, to), ScansPerSide,
-                  shared::UnitFromTo(NominalPoint, middle), Distance(middle, NominalPoint));
-  }
-  _point_signs = lines.signs();
-  return HandOut(std::move(lines.queue()), NominalPoint);
-}
 
 PointCloud Polygon::edge_points_from_bins(const std::vector<PointCloud>& bins,
                                           const PointXYZW& plane_point,

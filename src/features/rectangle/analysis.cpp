@@ -1,59 +1,11 @@
 #include <cmath>
-#include <numbers>
-#include <utility>
 
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/outline_fit.h"
-#include "features/shared/plan_limits.h"
 #include "libmfx/features/rectangle.h"
 
 namespace libmfx::features {
-
-std::string Rectangle::RefusePlan() const {
-  return shared::PlanCheck()
-      .Also(shared::RefuseCrossingPlan("ScansPerSide",
-                                       static_cast<double>(_sides) * ScanPassesPerSide,
-                                       ClearanceZone, PointSpacing))
-      .Finite("NominalPoint", NominalPoint)
-      .Finite("NominalNormal", NominalNormal)
-      .Finite("NominalTangent", NominalTangent)
-      .Finite("NominalLength", NominalLength)
-      .Finite("NominalWidth", NominalWidth)
-      .refusal();
-}
-
-std::queue<Position> Rectangle::GenerateDrivePoints() {
-  if (_has_error) {
-    _last_drive_points = {};
-    return {};
-  }
-  if (_search) {
-    return GenerateSearchPattern(NominalPoint, NominalNormal,
-                                 _search_radius_multiplier * NominalLength);
-  }
-  const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return Refuse(refusal);
-  const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
-  if (b.isZero(shared::kZeroDirection)) {
-    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
-  }
-  const VectorXYZW t = b.cross(NominalNormal).normalized();
-
-  shared::CrossingLines lines(ClearanceZone, PointSpacing);
-  for (unsigned int i = 0; i < _sides; ++i) {
-    const bool even = i % 2 == 0;
-    const VectorXYZW d = shared::Turned(t, NominalNormal, i * (2.0 * std::numbers::pi / _sides));
-    const PointXYZW middle = NominalPoint + d * ((even ? NominalLength : NominalWidth) * 0.5);
-    const double length = even ? NominalWidth : NominalLength;
-    const VectorXYZW outward = shared::UnitFromTo(NominalPoint, middle);
-    const VectorXYZW along = NominalNormal.cross(outward).normalized();
-    lines.AddSide(middle - along * (length * 0.5), along, length, ScanPassesPerSide, outward,
-                  data_structures::Distance(middle, NominalPoint));
-  }
-  _point_signs = lines.signs();
-  return HandOut(std::move(lines.queue()), NominalPoint);
-}
 
 PointCloud Rectangle::edge_points_from_bins(const std::vector<PointCloud>& bins,
                                             const PointXYZW& plane_point,

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdint>
 
-#include "features/shared/plan_limits.h"
 #include "features/shared/segments.h"
 
 namespace libmfx::features::shared {
@@ -65,14 +64,6 @@ LineBins BinCrossingLines(const PointCloud& scan, unsigned int sides, unsigned i
     }
   }
   return bins;
-}
-
-std::string RefuseCrossingPlan(std::string_view what, double lines, double clearance,
-                               double point_spacing) {
-  std::string refusal = RefuseCount(what, 2.0 * lines);
-  if (refusal.empty()) refusal = RefuseNotFinite("ClearanceZone", clearance);
-  if (refusal.empty()) refusal = RefuseNotFinite("PointSpacing", point_spacing);
-  return refusal;
 }
 
 }  // namespace libmfx::features::shared

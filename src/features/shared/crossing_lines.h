@@ -1,8 +1,6 @@
 #pragma once
 
 #include <queue>
-#include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -63,9 +61,5 @@ class CrossingLines {
 LineBins BinCrossingLines(const data_structures::PointCloud& scan, unsigned int sides,
                           unsigned int lines_per_side, const LineSigns& signs,
                           int last_segment = 0x7FFFFFFF);
-
-/// Refuses a plan of more lines than can be driven, and a spacing or clearance that is not finite.
-std::string RefuseCrossingPlan(std::string_view what, double lines, double clearance,
-                               double point_spacing);
 
 }  // namespace libmfx::features::shared

@@ -1,7 +1,5 @@
 #include "features/shared/feature_types.h"
 
-#include <stdexcept>
-
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/edge.h"
 #include "libmfx/features/hole.h"
@@ -43,19 +41,5 @@ constexpr FeatureType kTypes[] = {
 }  // namespace
 
 std::span<const FeatureType> FeatureTypes() { return kTypes; }
-
-std::shared_ptr<win32_support::FeatureDescriptor> DescriptorOf(const Feature& feature) {
-  // The name is a constant of the class; asking for it does not change the feature.
-  const std::string& name = const_cast<Feature&>(feature).FeatureName();
-  for (const FeatureType& type : kTypes) {
-    auto descriptor = type.descriptor();
-    const std::wstring& key = descriptor->_name;
-    if (std::equal(key.begin(), key.end(), name.begin(), name.end(),
-                   [](wchar_t a, char b) { return a == static_cast<wchar_t>(b); })) {
-      return descriptor;
-    }
-  }
-  throw std::out_of_range("Class " + name + " has no settings table");
-}
 
 }  // namespace libmfx::features::shared

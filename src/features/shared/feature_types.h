@@ -21,8 +21,4 @@ struct FeatureType {
 /// All classes, in the order in which the descriptors are listed.
 std::span<const FeatureType> FeatureTypes();
 
-/// The descriptor of a live feature's class.
-/// \throws std::out_of_range if the class is not one of the library's
-std::shared_ptr<win32_support::FeatureDescriptor> DescriptorOf(const Feature& feature);
-
 }  // namespace libmfx::features::shared

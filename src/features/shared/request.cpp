@@ -144,27 +144,4 @@ bool Value::Read(std::string_view key, VectorXYZW& target) const {
   return ReadMember(*this, key, target, &Value::AsVector);
 }
 
-void Value::Read(const SearchKeys& keys) const {
-  Read("RescanThreshold", keys.rescan_threshold);
-  Read("SearchPointSpacing", keys.point_spacing);
-  Read("SearchRadiusMultiplier", keys.radius_multiplier);
-  Read("SearchEnabled", keys.enabled);
-}
-
-std::string Value::Read(const OblongNominal& nominal) const {
-  if (!Has("Location") || !Has("Normal") || !Has("Tangent")) {
-    return "Request does not contain nominal location, normal, and/or tangent!";
-  }
-  Read("Location", nominal.point);
-  Read("Normal", nominal.normal);
-  nominal.normal.normalize();
-  Read("Tangent", nominal.tangent);
-  nominal.tangent.normalize();
-  Read("Length", nominal.length);
-  if (!(nominal.length > 0.0)) return "Request does not contain valid nominal length!";
-  Read("Width", nominal.width);
-  if (!(nominal.width > 0.0)) return "Request does not contain valid nominal width!";
-  return {};
-}
-
 }  // namespace libmfx::features::shared

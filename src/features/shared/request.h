@@ -14,23 +14,6 @@
 
 namespace libmfx::features::shared {
 
-/// Where the re-scan and search parameters of a request go.
-struct SearchKeys {
-  double& rescan_threshold;   ///< "RescanThreshold", metres
-  double& point_spacing;      ///< "SearchPointSpacing", metres
-  double& radius_multiplier;  ///< "SearchRadiusMultiplier"
-  bool& enabled;              ///< "SearchEnabled"
-};
-
-/// Where the nominal of an oblong opening goes: its "Feature" object names all five.
-struct OblongNominal {
-  data_structures::PointXYZW& point;     ///< "Location"
-  data_structures::VectorXYZW& normal;   ///< "Normal", made unit unless it is zero
-  data_structures::VectorXYZW& tangent;  ///< "Tangent", the same
-  double& length;                        ///< "Length", metres
-  double& width;                         ///< "Width", metres
-};
-
 /// A view of one value of a request; a missing value reads like null. Valid as long as its Request.
 class Value {
  public:
@@ -75,11 +58,6 @@ class Value {
   bool Read(std::string_view key, std::string& target) const;
   bool Read(std::string_view key, data_structures::PointXYZW& target) const;
   bool Read(std::string_view key, data_structures::VectorXYZW& target) const;
-  /// Reads the optional parameters that every feature with a search shares.
-  void Read(const SearchKeys& keys) const;
-  /// Reads a required nominal.
-  /// \return why it is refused, or an empty text
-  std::string Read(const OblongNominal& nominal) const;
 
  private:
   const nlohmann::json* _node = nullptr;

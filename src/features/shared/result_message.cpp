@@ -6,6 +6,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "libmfx/features/feature.h"
+
 namespace libmfx::features::shared {
 namespace {
 
@@ -142,7 +144,8 @@ ResultMessage& ResultMessage::AddScanData(const std::vector<RawDataPoint>& sampl
   return *this;
 }
 
-ResultMessage& ResultMessage::AddWarnings(const std::vector<std::string>& texts) {
+ResultMessage& ResultMessage::AddEnd(const Feature& feature) {
+  const std::vector<std::string>& texts = feature.GetWarnings();
   if (texts.empty()) return *this;
   Key("Warnings");
   _text += '[';

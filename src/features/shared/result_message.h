@@ -11,6 +11,10 @@
 /// Writing of results in the order of the calls. Numbers have a fixed count of decimals; one that
 /// is not finite is written as null and none as a negative zero, so a result is always valid JSON.
 
+namespace libmfx::features {
+class Feature;
+}
+
 namespace libmfx::features::shared {
 
 /// Builds one JSON object, key by key.
@@ -39,8 +43,17 @@ class ResultMessage {
   /// "ScanData" in "LR_AER": a row for each sample.
   ResultMessage& AddScanData(const std::vector<data_structures::RawDataPoint>& samples);
 
-  /// "Warnings", an array of texts; nothing where there is none.
-  ResultMessage& AddWarnings(const std::vector<std::string>& texts);
+  /// A member whose value the caller appends to the text, as JSON.
+  /// \param append void(std::string&)
+  template <typename Append>
+  ResultMessage& AddText(std::string_view key, Append append) {
+    Key(key);
+    append(_text);
+    return *this;
+  }
+  /// What every result ends with, after all other keys: "Warnings", an array of texts, where there
+  /// is one.
+  ResultMessage& AddEnd(const Feature& feature);
 
   /// Closes the object and hands the text over; the message is spent.
   std::string Finish();
@@ -50,34 +63,6 @@ class ResultMessage {
 
   std::string _text;
 };
-
-/// What stands around a feature's own keys. `write_own_keys` is called between "$type" and
-/// "ScanData" when the measurement succeeded; otherwise "ErrorMessage" stands there.
-/// `write_scan_data` adds "ScanData" in any case.
-struct ResultFrame {
-  std::string_view type;
-  bool successful;
-  std::string_view error;
-  std::string_view target;
-  std::string_view name;
-  const std::vector<std::string>& warnings;
-};
-
-template <typename WriteOwnKeys, typename WriteScanData>
-std::string FramedResult(const ResultFrame& frame, WriteOwnKeys write_own_keys,
-                         WriteScanData write_scan_data) {
-  ResultMessage message;
-  message.Add("$type", frame.type);
-  if (frame.successful) {
-    write_own_keys(message);
-  } else {
-    message.Add("ErrorMessage", frame.error);
-  }
-  write_scan_data(message);
-  message.Add("Success", frame.successful).Add("Target", frame.target);
-  if (!frame.name.empty()) message.Add("Name", frame.name);
-  return message.AddWarnings(frame.warnings).Finish();
-}
 
 /// A double as fixed text with `decimals` digits after the point; null if it is not finite.
 void AppendNumber(std::string& text, double value, int decimals);

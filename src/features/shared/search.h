@@ -20,6 +20,12 @@ struct SearchWords {
   const char* updated_normal = "Updated _input_normal: ";
 };
 
+/// How the openings with an outline of crossing lines name their nominal.
+inline constexpr SearchWords kOpeningSearchWords{.original_center = "Original _input_center: ",
+                                                 .original_normal = "Original _input_normal: ",
+                                                 .updated_center = "Updated _input_center: ",
+                                                 .updated_normal = "Updated _input_normal: "};
+
 /// What tells one feature's search from another's.
 struct SearchRules {
   double boundary_limit;     ///< an edge of the mesh strictly longer than this spans the opening

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <type_traits>
-#include <utility>
+#include <vector>
 
+#include "features/shared/member.h"
 #include "libmfx/features/feature.h"
 #include "libmfx/win32_support/feature_descriptor.h"
 
@@ -13,82 +12,59 @@
 /// The one mechanism behind every settings table. A class states its table once, as rows; offsets,
 /// defaults, resets and typed access follow from it.
 
-namespace libmfx::features {
-
-/// Reaches the virtual operations of the settings mechanism from outside a Feature.
-struct SettingAccess {
-  static void* Address(const Feature& feature, const std::wstring& name) {
-    return feature.AddressOfSetting(name);
-  }
-};
-
-}  // namespace libmfx::features
-
 namespace libmfx::features::shared {
 
-/// The label that the setting "IDCMethod" carries in every table.
-inline constexpr const wchar_t* kIdcMethodLabel =
-    L"Enhanced Measurement Mode (0=off,1=Speed,2=Optimized)";
-
-/// The type tag of a member of type T.
-template <typename T>
-constexpr int TagOf() {
-  if constexpr (std::is_same_v<T, double>) {
-    return win32_support::SETTING_DOUBLE;
-  } else if constexpr (std::is_same_v<T, bool>) {
-    return win32_support::SETTING_BOOL;
-  } else if constexpr (std::is_enum_v<T>) {
-    static_assert(sizeof(T) == sizeof(int));
-    return win32_support::SETTING_ENUM;
-  } else if constexpr (std::is_same_v<T, int> || std::is_same_v<T, unsigned int>) {
-    return win32_support::SETTING_INT;
-  } else if constexpr (std::is_same_v<T, PointXYZW>) {
-    return win32_support::SETTING_POINT_XYZ;
-  } else if constexpr (std::is_same_v<T, AzElRange>) {
-    return win32_support::SETTING_POINT_AER;
-  } else {
-    static_assert(std::is_same_v<T, VectorXYZW>, "no setting can have this type");
-    return win32_support::SETTING_VECTOR_XYZ;
+/// The settings of a class, in order.
+///
+/// A row has a name and a label. Names that several classes have mostly carry the same label:
+/// that one stands in the source of this class, and a row names its own only where it differs.
+class Settings {
+ public:
+  Settings& Nominal(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
+    return Add(name, label, win32_support::KIND_NOMINAL, std::move(member));
   }
-}
+  Settings& Parameter(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
+    return Add(name, label, win32_support::KIND_PARAMETER, std::move(member));
+  }
+  Settings& Result(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
+    return Add(name, label, win32_support::KIND_RESULT, std::move(member));
+  }
+  /// "SearchEnabled" and "RescanThreshold".
+  Settings& SearchAndRescan();
+  /// Gives the row just added another type tag than its member's.
+  Settings& Tagged(int tag);
 
-/// One row of a table: `access` is a pointer to member, or a callable from T& to the member.
-template <typename Access>
-struct Row {
-  const wchar_t* name;
-  const wchar_t* label;
-  int kind;
-  Access access;
-  int tag = -1;  ///< -1: the tag of the member's type
+  /// Writes the rows into a descriptor.
+  /// \param probe an instance of the class, to find the offsets with
+  void WriteTo(win32_support::FeatureDescriptor& descriptor, Feature& probe) const;
 
-  Row(const wchar_t* row_name, const wchar_t* row_label, int row_kind, Access row_access,
-      int row_tag = -1)
-      : name(row_name), label(row_label), kind(row_kind), access(row_access), tag(row_tag) {}
+ private:
+  struct Row {
+    const wchar_t* name;
+    const wchar_t* label;
+    int kind;
+    Member member;
+    int tag;
+  };
+
+  Settings& Add(const wchar_t* name, const wchar_t* label, int kind, Member member);
+
+  std::vector<Row> _rows;
 };
+
+/// A descriptor of class T.
+template <typename T>
+std::shared_ptr<win32_support::FeatureDescriptor> MakeDescriptor(const wchar_t* name,
+                                                                 const wchar_t* label,
+                                                                 const Settings& settings) {
+  auto descriptor = std::make_shared<win32_support::FeatureDescriptorT<T>>(name, label);
+  T probe;
+  settings.WriteTo(*descriptor, probe);
+  return descriptor;
+}
 
 /// Reads every default from a default-constructed instance, once.
 void CaptureDefaults(win32_support::FeatureDescriptor& descriptor);
-
-/// A descriptor of class T with a row for each of `rows`, in order.
-template <typename T, typename... Access>
-std::shared_ptr<win32_support::FeatureDescriptor> MakeDescriptor(const wchar_t* name,
-                                                                 const wchar_t* label,
-                                                                 const Row<Access>&... rows) {
-  auto descriptor = std::make_shared<win32_support::FeatureDescriptorT<T>>(name, label);
-  T probe;
-  [[maybe_unused]] const char* start =
-      reinterpret_cast<const char*>(static_cast<const Feature*>(&probe));
-  [[maybe_unused]] const auto append = [&](const auto& row) {
-    auto& member = std::invoke(row.access, probe);
-    using Member = std::remove_cvref_t<decltype(member)>;
-    const int tag = row.tag >= 0 ? row.tag : TagOf<Member>();
-    const auto offset =
-        static_cast<std::size_t>(reinterpret_cast<const char*>(std::addressof(member)) - start);
-    descriptor->_settings.emplace_back(tag, row.name, row.label, row.kind, offset);
-  };
-  (append(rows), ...);
-  return descriptor;
-}
 
 /// What a class's FeatureDescriptor() returns: the descriptor with its defaults captured.
 inline std::shared_ptr<win32_support::FeatureDescriptor> Captured(

@@ -1,8 +1,8 @@
 #include "libmfx/features/unknown_feature.h"
 
+#include "features/shared/feature_class.h"
 #include "features/shared/request.h"
 #include "features/shared/result_message.h"
-#include "features/shared/settings.h"
 
 namespace libmfx::features {
 
@@ -16,29 +16,19 @@ UnknownFeature::UnknownFeature(std::string json) {
   request.root().Read("$type", _type);
 }
 
-const std::string& UnknownFeature::FeatureName() {
-  static const std::string name = "UnknownFeature";
-  return name;
+const shared::FeatureClass& UnknownFeature::Class() const {
+  static const auto unknown = shared::MakeClass<UnknownFeature>(
+      "UnknownFeature", L"A feature that is not recognized by this library", {});
+  return unknown;
 }
 
 std::shared_ptr<win32_support::FeatureDescriptor> UnknownFeature::FeatureDescriptor() {
-  static const auto descriptor = shared::MakeDescriptor<UnknownFeature>(
-      L"UnknownFeature", L"A feature that is not recognized by this library");
-  return shared::Captured(descriptor);
+  return shared::DescriptorOf<UnknownFeature>();
 }
-
-std::size_t UnknownFeature::OffsetOfSetting(const std::wstring& name) const {
-  return shared::OffsetIn(*FeatureDescriptor(), name);
-}
-
-void UnknownFeature::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor()); }
 
 std::queue<Position> UnknownFeature::GenerateDrivePoints() { return {}; }
 
-bool UnknownFeature::Analyze() {
-  SetError("Unknown feature");
-  return false;
-}
+bool UnknownFeature::Analyze() { return Fail("Unknown feature"); }
 
 std::string UnknownFeature::GenerateResult() const {
   shared::ResultMessage message;
@@ -46,7 +36,7 @@ std::string UnknownFeature::GenerateResult() const {
   message.Add("$type", _type).Add("$id", _id).Add("Success", "false");
   if (!_name.empty()) message.Add("Name", _name);
   message.Add("ErrorMessage", "The feature type requested is not supported!");
-  return message.Finish();
+  return message.AddEnd(*this).Finish();
 }
 
 }  // namespace libmfx::features

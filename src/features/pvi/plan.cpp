@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "features/shared/directions.h"
-#include "features/shared/plan_limits.h"
+#include "features/shared/plan_checks.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/pvi.h"
 
@@ -39,14 +39,13 @@ BoxAxes AxesOfBox(const PointXYZW& nominal, const VectorXYZW& normal, const Vect
 
 }  // namespace
 
-std::string PVI::RefuseNominal() const {
-  return shared::PlanCheck()
-      .Finite("NominalPoint", _nominal_point)
-      .Finite("NominalNormal", _nominal_normal)
-      .Finite("ScanOrigin", _scan_origin)
-      .Finite("BoxDimension", _box_dimension)
-      .Positive("NumberOfPoints", _number_of_points)
-      .refusal();
+shared::PlanChecks PVI::PlanTable() {
+  return shared::PlanChecks()
+      .Finite("NominalPoint", &PVI::_nominal_point)
+      .Finite("NominalNormal", &PVI::_nominal_normal)
+      .Finite("ScanOrigin", &PVI::_scan_origin)
+      .Finite("BoxDimension", &PVI::_box_dimension)
+      .Positive("NumberOfPoints", &PVI::_number_of_points);
 }
 
 std::queue<Position> PVI::GenerateDrivePoints() {
@@ -60,7 +59,7 @@ std::queue<Position> PVI::GenerateDrivePoints() {
     SetError(why);
     return std::queue<Position>();
   };
-  const std::string refusal = RefuseNominal();
+  const std::string refusal = RefusePlan();
   if (!refusal.empty()) return refuse(refusal);
 
   const VectorXYZW los = shared::UnitFromTo(_nominal_point, _scan_origin);

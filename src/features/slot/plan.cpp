@@ -6,22 +6,27 @@
 
 #include "features/shared/crossing_lines.h"
 #include "features/shared/directions.h"
-#include "features/shared/plan_limits.h"
+#include "features/shared/plan_checks.h"
+#include "features/shared/trace.h"
 #include "libmfx/features/slot.h"
 
 namespace libmfx::features {
 
-std::string Slot::RefusePlan() const {
-  const double passes = std::max(0, ScanPassesPerSide);
-  return shared::PlanCheck()
-      .Also(shared::RefuseCrossingPlan("ScanPassesPerArc", 2.0 * (ScanPassesPerArc + passes),
-                                       ClearanceZone, PointSpacing))
-      .Finite("NominalPoint", NominalPoint)
-      .Finite("NominalNormal", NominalNormal)
-      .Finite("NominalTangent", NominalTangent)
-      .Finite("Length", Length)
-      .Finite("Width", Width)
-      .refusal();
+shared::PlanChecks Slot::PlanTable() {
+  return shared::PlanChecks()
+      .Count(
+          "ScanPassesPerArc",
+          +[](const Slot& slot) {
+            const double passes = std::max(0, slot.ScanPassesPerSide);
+            return 2.0 * (2.0 * (slot.ScanPassesPerArc + passes));
+          })
+      .Finite("ClearanceZone", &Slot::ClearanceZone)
+      .Finite("PointSpacing", &Slot::PointSpacing)
+      .Finite("NominalPoint", &Slot::NominalPoint)
+      .Finite("NominalNormal", &Slot::NominalNormal)
+      .Finite("NominalTangent", &Slot::NominalTangent)
+      .Finite("Length", &Slot::Length)
+      .Finite("Width", &Slot::Width);
 }
 
 double Slot::ArcOffset() const {
@@ -31,17 +36,11 @@ double Slot::ArcOffset() const {
 }
 
 std::queue<Position> Slot::GenerateDrivePoints() {
-  if (_has_error) {
-    _last_drive_points = {};
-    return {};
-  }
-  if (_search) {
+  if (_search && !_has_error) {
     _logger[log::LOG_LEVEL_1] << "Slot::GenerateDrivePoints(): Returning search scan pattern!"
                               << std::endl;
-    return GenerateSearchPattern(NominalPoint, NominalNormal, _search_radius_multiplier * Length);
   }
-  const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return Refuse(refusal);
+  if (auto path = PlanWithoutPattern()) return *std::move(path);
   const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
   if (b.isZero(shared::kZeroDirection)) {
     return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
@@ -70,6 +69,36 @@ std::queue<Position> Slot::GenerateDrivePoints() {
   }
   _point_signs = lines.signs();
   return HandOut(std::move(lines.queue()), NominalPoint);
+}
+
+namespace {
+
+const char* StepName(DRIVE_STEP step) {
+  switch (step) {
+    case INITIAL:
+      return "INITIAL";
+    case SURFACE_RANGE:
+      return "SURFACE_RANGE";
+    case FEATURE_SCAN_PATTERN:
+      return "FEATURE_SCAN_PATTERN";
+    case SEARCH:
+      return "SEARCH";
+    case RESCAN:
+      return "RESCAN";
+  }
+  return "Unknown Drive Step!!!";
+}
+
+}  // namespace
+
+bool Slot::SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) {
+  if (_has_error || !_raw_data.empty()) return true;
+  shared::Trace() << "Slot::SetRawData()::_search == " << (_search ? "true" : "false") << std::endl
+                  << "Drive Step: " << StepName(_drive_step) << std::endl;
+  if (samples.empty() && _drive_step == INITIAL) {
+    shared::Trace() << "Slot::SetRawData(): Normal search pattern!" << std::endl;
+  }
+  return SetRawDataStaged(samples, next);
 }
 
 }  // namespace libmfx::features

@@ -1,5 +1,3 @@
-#include "features/custom_scan/scan_path_result.h"
-
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -10,6 +8,8 @@
 #include <string_view>
 
 #include "features/custom_scan/base64.h"
+#include "features/shared/result_message.h"
+#include "libmfx/features/custom_scan.h"
 
 namespace libmfx::features {
 namespace {
@@ -55,46 +55,41 @@ void AppendRows(std::string& text, std::span<const RawDataPoint> samples) {
   }
 }
 
+/// Appends the samples as base64 text, in a string of JSON. Of the bytes, all little-endian, 0 to 3
+/// hold the number of records, 4 to 7 the constant 0x010D0030, and record i begins at 8 + 48 i. A
+/// line feed follows every 72 characters, and one more ends the text.
 /// \param tail how many characters the caller is going to append
-void AppendBinary(std::string& text, const std::vector<RawDataPoint>& samples,
-                  std::string_view line_end, std::size_t tail) {
+void AppendBinary(std::string& text, const std::vector<RawDataPoint>& samples, std::size_t tail) {
+  constexpr std::string_view kLineEnd = R"(\n)";  // escaped
   const std::array<std::uint32_t, 2> head{static_cast<std::uint32_t>(samples.size()), kRecordTag};
   const std::size_t size = samples.size() * sizeof(RawDataPoint);
   const auto bytes_of = [](const void* data, std::size_t count) {
     return std::span(static_cast<const unsigned char*>(data), count);
   };
-  text.reserve(text.size() + Base64Size(sizeof head + size, line_end) + tail);
-  AppendBase64(text, bytes_of(head.data(), sizeof head), bytes_of(samples.data(), size), line_end);
+  text.reserve(text.size() + Base64Size(sizeof head + size, kLineEnd) + tail);
+  text += '"';
+  AppendBase64(text, bytes_of(head.data(), sizeof head), bytes_of(samples.data(), size), kLineEnd);
+  text += '"';
 }
 
 }  // namespace
 
-std::string BinaryScanData(const std::vector<RawDataPoint>& samples) {
-  std::string text;
-  AppendBinary(text, samples, "\n", 0);
-  return text;
-}
-
-std::string ScanPathResult(const ScanPathHead& head, const std::vector<RawDataPoint>& samples,
-                           bool binary) {
-  const std::string id = Dump(head.id);
-  const std::string tail =
-      std::string(head.successful ? R"(,"Success":true)" : R"(,"Success":false)") +
-      R"(,"Target":)" + id +
-      (head.warnings.empty() ? std::string() : R"(,"Warnings":)" + Dump(json(head.warnings))) + '}';
-  std::string text = R"({"$id":)" + id + R"(,"$type":"ScanPathTargetResult")";
-  if (!head.name.empty()) text += R"(,"Name":)" + Dump(head.name);
-  if (binary) {
-    text += R"(,"ScanData":")";
-    AppendBinary(text, samples, R"(\n)", 1 + tail.size());  // a line feed, escaped
-    text += '"';
-  } else {
-    text += R"(,"ScanData":{"$type":"ScanData","Count":)" + std::to_string(samples.size());
+std::string CustomScan::GenerateResult() const {
+  const bool binary = _scan_path_return_type == SCANPATH_RETURN_BINARY;
+  // Keys are sorted, but for what every result ends with, and doubles round-trip.
+  shared::ResultMessage message;
+  message.Add("$id", _id).Add("$type", "ScanPathTargetResult");
+  if (!_name.empty()) message.Add("Name", _name);
+  message.AddText("ScanData", [&](std::string& text) {
+    constexpr std::size_t kEnd = 64;  // of the keys behind, beside the id
+    if (binary) return AppendBinary(text, _filtered_data, kEnd + _id.size());
+    text += R"({"$type":"ScanData","Count":)" + std::to_string(_filtered_data.size());
     text += R"(,"Data":[)";
-    AppendRows(text, samples);
+    AppendRows(text, _filtered_data);
     text += R"(],"DataFormat":"LR_AER"})";
-  }
-  return text += tail;
+  });
+  message.Add("Success", _is_successful).Add("Target", _id);
+  return message.AddEnd(*this).Finish();
 }
 
 }  // namespace libmfx::features

@@ -1,13 +1,10 @@
 #include "libmfx/features/custom_scan.h"
 
-#include <cmath>
 #include <optional>
 #include <utility>
 
-#include "features/custom_scan/scan_path_result.h"
-#include "features/shared/plan_limits.h"
+#include "features/shared/feature_class.h"
 #include "features/shared/request.h"
-#include "features/shared/settings.h"
 
 namespace libmfx::features {
 namespace {
@@ -106,76 +103,21 @@ CustomScan::CustomScan(std::queue<Position> path, double quality_threshold)
   AcceptPath(std::move(path), false);
 }
 
-void CustomScan::AcceptPath(std::queue<Position> path, bool allow_flip) {
-  const std::string refusal = shared::RefuseCount("Path", static_cast<double>(path.size()));
-  if (!refusal.empty()) return SetError(refusal);
-  _path = UnwrapDrivePoints(path, 0, allow_flip);
-  std::queue<Position> rest = _path;
-  for (; !rest.empty(); rest.pop()) {
-    const Position& p = rest.front();
-    std::string fault = shared::RefuseNotFinite("PointSpacing", p.point_spacing);
-    if (!std::isfinite(p.azimuth) || !std::isfinite(p.elevation) || !std::isfinite(p.range)) {
-      fault = "Path has a point that is not finite";
-    }
-    if (fault.empty()) continue;
-    _path = {};
-    return SetError(fault);
-  }
-}
-
-const std::string& CustomScan::FeatureName() {
-  static const std::string name = "CustomScan";
-  return name;
+const shared::FeatureClass& CustomScan::Class() const {
+  static const auto custom_scan = shared::MakeClass<CustomScan>(
+      "CustomScan", L"Custom Scan",
+      shared::Settings()
+          .Parameter(L"QualityThreshold", &CustomScan::_quality_threshold)
+          .Parameter(L"IDCMethod", &CustomScan::_idc_method));
+  return custom_scan;
 }
 
 std::shared_ptr<win32_support::FeatureDescriptor> CustomScan::FeatureDescriptor() {
-  using shared::Row;
-  using win32_support::KIND_PARAMETER;
-  static const auto descriptor = shared::MakeDescriptor<CustomScan>(
-      L"CustomScan", L"Custom Scan",
-      Row(L"QualityThreshold", L"Quality threshold", KIND_PARAMETER,
-          &CustomScan::_quality_threshold),
-      Row(L"IDCMethod", shared::kIdcMethodLabel, KIND_PARAMETER, &CustomScan::_idc_method));
-  return shared::Captured(descriptor);
+  return shared::DescriptorOf<CustomScan>();
 }
-
-std::size_t CustomScan::OffsetOfSetting(const std::wstring& name) const {
-  return shared::OffsetIn(*FeatureDescriptor(), name);
-}
-
-void CustomScan::ResetSettings() { shared::ResetToDefaults(*this, *FeatureDescriptor()); }
 
 std::string CustomScan::GetUuid() { return _id; }
 
 double CustomScan::QualityThreshold() { return _quality_threshold; }
-
-std::queue<Position> CustomScan::GenerateDrivePoints() {
-  _last_drive_points = _path;
-  return _path;
-}
-
-bool CustomScan::Analyze() {
-  if (_output_data_by_segment) {
-    _raw_data.clear();
-    _filtered_data.clear();
-    return true;
-  }
-  if (_has_error) return false;
-  _filtered_data.clear();
-  _filtered_data.reserve(_raw_data.size() / 8);
-  for (const RawDataPoint& sample : _raw_data) {
-    if (data_structures::IsUsable(sample, _quality_threshold)) _filtered_data.push_back(sample);
-  }
-  if (_filtered_data.empty()) {
-    SetError("All points filtered out");
-    return false;
-  }
-  return true;
-}
-
-std::string CustomScan::GenerateResult() const {
-  const bool binary = _scan_path_return_type == SCANPATH_RETURN_BINARY;
-  return ScanPathResult({_id, _name, _is_successful, GetWarnings()}, _filtered_data, binary);
-}
 
 }  // namespace libmfx::features

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <ostream>
 #include <utility>
 
 #include "features/shared/directions.h"
-#include "features/shared/plan_limits.h"
+#include "features/shared/plan_checks.h"
+#include "features/shared/trace.h"
 #include "libmfx/features/sphere_fit.h"
 #include "libmfx/geometry/plane.h"
 
@@ -16,6 +18,30 @@ constexpr double kHalfStroke = 0.001;
 /// Turns the line of sight upwards to find which way elevation runs: 2 degrees.
 constexpr double kHelperTilt = 0.03490658503988659;
 
+/// Whether a sample tells a direction and a distance; its quality plays no part. A range of 0 is
+/// what some instruments say of a beam that was lost.
+bool HasPlace(const RawDataPoint& s) {
+  return std::isfinite(s.azimuth) && std::isfinite(s.elevation) && s.range > 0.0 &&
+         std::isfinite(s.range);
+}
+
+/// The sample in the direction nearest to `aim`, the first of equals; null if none has a place.
+const RawDataPoint* NearestInDirection(const std::vector<RawDataPoint>& samples,
+                                       const AzElRange& aim) {
+  const RawDataPoint* chosen = nullptr;
+  double best = 0.0;
+  for (const RawDataPoint& s : samples) {
+    if (!HasPlace(s)) continue;
+    const double az = s.azimuth - aim.azimuth;
+    const double el = s.elevation - aim.elevation;
+    const double distance = std::sqrt(az * az + el * el);
+    if (chosen != nullptr && !(distance < best)) continue;
+    chosen = &s;
+    best = distance;
+  }
+  return chosen;
+}
+
 }  // namespace
 
 /// The directions in which a pattern runs.
@@ -25,6 +51,15 @@ struct SphereFit::PatternFrame {
   VectorXYZW second;  ///< unit, across the first
   int lines = 2;
 };
+
+shared::PlanChecks SphereFit::PlanTable() {
+  return shared::PlanChecks()
+      .Finite("Nominal point", &SphereFit::NominalPoint)
+      .Finite(
+          "Distance of ScanOrigin", +[](const SphereFit& sphere) {
+            return (sphere._scan_origin - sphere.NominalPoint).norm();
+          });
+}
 
 std::queue<Position> SphereFit::GenerateDrivePoints() {
   _search = false;
@@ -41,9 +76,7 @@ std::queue<Position> SphereFit::GenerateDrivePoints() {
 }
 
 std::queue<Position> SphereFit::RangingStroke() {
-  const double distance = (_scan_origin - NominalPoint).norm();
-  std::string refusal = shared::RefuseNotFinite("Nominal point", NominalPoint);
-  if (refusal.empty()) refusal = shared::RefuseNotFinite("Distance of ScanOrigin", distance);
+  std::string refusal = RefusePlan();
   std::queue<Position> stroke;
   if (refusal.empty()) {
     const geometry::Plane across(NominalPoint, shared::UnitFromTo(NominalPoint, _scan_origin));
@@ -129,6 +162,45 @@ std::queue<Position> SphereFit::ScanW(const PointXYZW& center, Eigen::VectorXd n
     previous = p;
   }
   return Drivable(std::move(legs));
+}
+
+bool SphereFit::SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) {
+  if (!_raw_data.empty()) return true;
+  if (_drive_step == SURFACE_RANGE) return TakeSurfaceRange(samples, next);
+  if (samples.empty() || _drive_step == INITIAL) {
+    next = GenerateDrivePoints();
+    // With an error the queue is empty: the host is to go on to the analysis, which reports it,
+    // and not to drive nothing for ever.
+    return _has_error;
+  }
+  _raw_data = samples;
+  return true;
+}
+
+bool SphereFit::TakeSurfaceRange(const std::vector<RawDataPoint>& samples,
+                                 std::queue<Position>& next) {
+  const AzElRange aim(NominalPoint);
+  const RawDataPoint* surface = NearestInDirection(samples, aim);
+  if (surface == nullptr) {
+    shared::Trace() << "Surface Measurement returned 0 points." << std::endl;
+    next = {};
+    _drive_step = FEATURE_SCAN_PATTERN;
+    return false;
+  }
+  NominalPoint = AzElRange(aim.azimuth, aim.elevation, surface->range).ToPoint();
+  const double box = 2.0 * NominalRadius * BoxDimensionRatio;
+  if (!(0.0 < box)) {
+    SetError("Box scan dimension less than or equal to 0");
+    return true;
+  }
+  Eigen::VectorXd normal(4);
+  normal << -NominalPoint.xyz(), 0.0;
+  next = StarScanPattern ? ScanStar(NominalPoint, normal, box, ScanLines)
+                         : ScanW(NominalPoint, normal, box, ScanLines);
+  next = UnwrapDrivePoints(next, shared::SignOf(AzElRange(NominalPoint).azimuth), false);
+  _last_drive_points = next;
+  _drive_step = FEATURE_SCAN_PATTERN;
+  return next.empty();
 }
 
 }  // namespace libmfx::features

@@ -2,9 +2,10 @@
 #include <cmath>
 #include <numbers>
 #include <ostream>
+#include <utility>
 
 #include "features/shared/directions.h"
-#include "features/shared/plan_limits.h"
+#include "features/shared/plan_checks.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
@@ -45,25 +46,24 @@ StarFrame FrameOf(const geometry::Plane& plane, const PointXYZW& scan_origin, do
 
 }  // namespace
 
-std::string Hole::RefusePlan() const {
-  const int points_per_line = _use_fast_star ? 4 : 3;
-  return shared::PlanCheck()
-      .Count("ScanLines", static_cast<double>(_scan_lines) * points_per_line)
-      .Finite("Location", _input_center_pt)
-      .Finite("Normal", _input_normal)
-      .Finite("ScanOrigin", _scan_origin)
-      .Finite("Radius", _radius)
-      .Finite("ClearanceZone", _clearance_zone)
-      .Finite("PointSpacing", _point_spacing)
-      .refusal();
+shared::PlanChecks Hole::PlanTable() {
+  return shared::PlanChecks()
+      .Count(
+          "ScanLines",
+          +[](const Hole& hole) {
+            return static_cast<double>(hole._scan_lines) * (hole._use_fast_star ? 4 : 3);
+          })
+      .Finite("Location", &Hole::_input_center_pt)
+      .Finite("Normal", &Hole::_input_normal)
+      .Finite("ScanOrigin", &Hole::_scan_origin)
+      .Finite("Radius", &Hole::_radius)
+      .Finite("ClearanceZone", &Hole::_clearance_zone)
+      .Finite("PointSpacing", &Hole::_point_spacing);
 }
 
 std::queue<Position> Hole::GenerateDrivePoints() {
   if (_has_error) return _drive_points;
-  if (_search) {
-    return GenerateSearchPattern(_input_center_pt, _input_normal,
-                                 2.0 * _nominal_radius * _search_radius_multiplier);
-  }
+  if (_search) return SearchPattern();
   std::string refusal = RefusePlan();
   if (refusal.empty()) {
     _drive_points = _use_fast_star ? GenerateFastStarPattern() : GenerateStarPattern();
@@ -74,10 +74,7 @@ std::queue<Position> Hole::GenerateDrivePoints() {
     SetError(refusal);
     return {};
   }
-  const int direction = shared::SignOf(AzElRange(_input_center_pt).azimuth);
-  _drive_points = UnwrapDrivePoints(_drive_points, direction, false);
-  _last_drive_points = _drive_points;
-  return _drive_points;
+  return _drive_points = HandOut(std::move(_drive_points), _input_center_pt);
 }
 
 std::queue<Position> Hole::GenerateStarPattern() {

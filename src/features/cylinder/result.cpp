@@ -1,0 +1,12 @@
+#include "features/cylinder/request.h"
+
+namespace libmfx::features {
+
+shared::ResultKeys CylinderFeature::ResultTable(const CylinderKind& kind) {
+  return shared::ResultKeys(kind.result_type)
+      .Add("Location", &Parts::FittedCenter)
+      .Add("Axis", &Parts::FittedAxis)
+      .Add("Radius", &Parts::FittedRadius);
+}
+
+}  // namespace libmfx::features

@@ -1,0 +1,102 @@
+#include <cmath>
+#include <numbers>
+#include <ostream>
+
+#include "features/shared/directions.h"
+#include "features/shared/feature_class.h"
+#include "features/shared/text.h"
+#include "libmfx/features/hole.h"
+
+namespace libmfx::features {
+
+Hole::Hole() = default;
+
+Hole::Hole(std::string json) {
+  if (ReadRequest(json)) DeriveFromRequest();
+}
+
+shared::RequestKeys Hole::RequestTable() {
+  return shared::RequestKeys(&Hole::_scan_origin)
+      .Unreadable("jsonRoot is Nothing")
+      .Root("ClearanceZone", &Hole::_clearance_zone)
+      .Root("ScanLines", &Hole::_scan_lines)
+      .Root("PointSpacing", &Hole::_point_spacing)
+      .Root("ScanQualityThreshold", &Hole::_quality_threshold)
+      .Root("ChamferDepth", &Hole::_chamfer_depth)
+      .Root("ChamferAngle", &Hole::_chamfer_angle)
+      .SearchAndRescan()
+      .Need({"Location", "Radius"}, "Request does not contain nominal location and/or radius!")
+      .Nominal("Radius", &Hole::_radius)
+      .Nominal("Location", &Hole::_input_center_pt)
+      .Nominal("Normal", &Hole::_input_normal);
+}
+
+void Hole::DeriveFromRequest() {
+  _nominal_radius = _radius;
+  if (_input_normal.isZero(shared::kZeroDirection)) {
+    // Without a normal of its own the hole is taken to face the instrument; unlike a fitted normal
+    // this one points away from it.
+    _input_normal = shared::UnitFromTo(_scan_origin, _input_center_pt);
+  } else {
+    _logger[log::LOG_LEVEL_1] << "use nominal _input_normal: " << shared::TextOf(_input_normal)
+                              << std::endl;
+    _input_normal.normalize();
+  }
+  const double angle = std::abs(_chamfer_angle) >= std::numbers::pi / 2 ? 0.0 : _chamfer_angle;
+  _chamfer_offset = std::tan(angle) * _chamfer_depth;
+  _radius += _chamfer_offset;
+  _has_chamfer = _chamfer_offset > 0.0;
+  _use_fast_star = _radius > _clearance_zone;
+  _isolation_radius = 5.0 * _point_spacing;
+}
+
+shared::Settings Hole::SettingsTable() {
+  return shared::Settings()
+      .Nominal(L"NominalPoint", &Hole::_input_center_pt,
+               L"Nominal cartesian point of the hole centroid")
+      .Nominal(L"NominalNormal", &Hole::_input_normal,
+               L"Nominal cartesian normal of the hole surface")
+      // The working radius: a host that sets it leaves the radius of the search alone.
+      .Nominal(L"NominalRadius", &Hole::_radius, L"Nominal radius of the hole")
+      .Parameter(L"NumScanLines", &Hole::_scan_lines, L"Number of scan lines in the user pattern")
+      .Parameter(L"ClearanceZone", &Hole::_clearance_zone,
+                 L"The distance to search for the edge of the hole")
+      .Parameter(L"PointSpacing", &Hole::_point_spacing, L"The pointspacing for the scan")
+      .Parameter(L"QualityThreshold", &Hole::_quality_threshold,
+                 L"Minimum required quality of the scan data")
+      .SearchAndRescan()
+      .Parameter(L"IDCMethod", &Hole::_idc_method)
+      .Parameter(L"ChamferDepth", &Hole::_chamfer_depth, L"The depth of the chamfer cut")
+      .Parameter(L"ChamferAngle", &Hole::_chamfer_angle, L"The angle of the chamfer cut")
+      .Result(L"MeasuredPoint", &Hole::_measured_center)
+      .Result(L"MeasuredNormal", &Hole::_measured_normal)
+      .Result(L"Quality", &Hole::_quality)
+      .Result(L"Radius", &Hole::_measured_radius, L"Measured output radius");
+}
+
+shared::SearchNominal Hole::SearchTable() {
+  const auto reach = shared::NumberOf(+[](const Hole& hole) {
+    return 2.0 * hole._nominal_radius * hole._search_radius_multiplier;
+  });
+  return {
+      .center = &Hole::_input_center_pt,
+      .normal = &Hole::_input_normal,
+      .quality_threshold = &Hole::_quality_threshold,
+      .scan_origin = &Hole::_scan_origin,
+      .spiral = reach,
+      .reach = reach,
+      .opening = shared::NumberOf(+[](const Hole& hole) { return 2.0 * hole._nominal_radius; })};
+}
+
+const shared::FeatureClass& Hole::Class() const {
+  static const auto hole =
+      shared::MakeClass<Hole>("RobustHole", L"Robust Hole", SettingsTable(), RequestTable(),
+                              PlanTable(), ResultTable(), SearchTable());
+  return hole;
+}
+
+std::shared_ptr<win32_support::FeatureDescriptor> Hole::FeatureDescriptor() {
+  return shared::DescriptorOf<Hole>();
+}
+
+}  // namespace libmfx::features

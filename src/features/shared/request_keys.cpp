@@ -1,0 +1,145 @@
+#include "features/shared/request_keys.h"
+
+#include <algorithm>
+#include <type_traits>
+#include <utility>
+
+#include "features/shared/directions.h"
+#include "features/shared/feature_class.h"
+#include "features/shared/request.h"
+
+namespace libmfx::features::shared {
+namespace {
+
+/// Reads one value by its rule.
+/// \returns false if it is refused
+struct ReadValue {
+  const Value& object;
+  std::string_view key;
+  Rule rule;
+
+  template <typename T>
+  bool operator()(T& target) const {
+    if constexpr (std::is_arithmetic_v<T>) return ReadNumber(target);
+    if constexpr (requires { object.Read(key, target); }) {
+      if (!object.Read(key, target) && rule == Rule::kValue) target = T();
+    }
+    return true;
+  }
+
+  template <typename T>
+  bool ReadNumber(T& target) const {
+    if (rule == Rule::kSwitch) {
+      if (object.Has(key)) target = static_cast<T>(object[key].AsInt() != 0);
+      return true;
+    }
+    if (rule == Rule::kIfPositive) {
+      T value = T();
+      if (object.Read(key, value) && value > T()) target = value;
+      return true;
+    }
+    const bool given = object.Read(key, target);
+    if (rule == Rule::kValue && !given) target = T();
+    if (rule == Rule::kGivenPositive && !given) return false;
+    return (rule != Rule::kGivenPositive && rule != Rule::kPositive) || target > T();
+  }
+};
+
+/// Reads a direction and makes it unit. \returns false if it is refused
+struct ReadUnit {
+  const Value& object;
+  std::string_view key;
+  bool refuse_zero;
+
+  template <typename T>
+  bool operator()(T& target) const {
+    if constexpr (std::is_same_v<T, VectorXYZW> || std::is_same_v<T, PointXYZW>) {
+      VectorXYZW direction;
+      object.Read(key, direction);
+      if (refuse_zero && direction.isZero(kZeroDirection)) return false;
+      target = T(direction.normalized().eigen());
+    }
+    return true;
+  }
+};
+
+}  // namespace
+
+RequestKeys::RequestKeys(Member scan_origin) {
+  Root("$id", FeatureAccess::Id()).Nominal("Name", FeatureAccess::Name());
+  Root("ScanOrigin", std::move(scan_origin));
+}
+
+RequestKeys& RequestKeys::Root(std::string_view key, Member member, Rule rule,
+                               std::string_view refusal) {
+  _rows.push_back({false, {key}, {std::move(member)}, false, rule, refusal});
+  return *this;
+}
+
+RequestKeys& RequestKeys::Nominal(std::string_view key, Member member, Rule rule,
+                                  std::string_view refusal) {
+  _rows.push_back({true, {key}, {std::move(member)}, false, rule, refusal});
+  return *this;
+}
+
+RequestKeys& RequestKeys::Unit(std::string_view key, Member member, std::string_view refusal) {
+  _rows.push_back({true, {key}, {std::move(member)}, true, Rule::kAny, refusal});
+  return *this;
+}
+
+RequestKeys& RequestKeys::Need(std::initializer_list<std::string_view> keys,
+                               std::string_view refusal) {
+  _rows.push_back({true, keys, {}, false, Rule::kAny, refusal});
+  return *this;
+}
+
+RequestKeys& RequestKeys::Oblong(Member point, Member normal, Member tangent, Member length,
+                                 Member width) {
+  return Need({"Location", "Normal", "Tangent"},
+              "Request does not contain nominal location, normal, and/or tangent!")
+      .Nominal("Location", std::move(point))
+      .Unit("Normal", std::move(normal))
+      .Unit("Tangent", std::move(tangent))
+      .Nominal("Length", std::move(length), Rule::kPositive,
+               "Request does not contain valid nominal length!")
+      .Nominal("Width", std::move(width), Rule::kPositive,
+               "Request does not contain valid nominal width!");
+}
+
+RequestKeys& RequestKeys::Rescan() {
+  return Root("RescanThreshold", FeatureAccess::RescanThreshold());
+}
+
+RequestKeys& RequestKeys::SearchAndRescan() {
+  return Rescan()
+      .Root("SearchPointSpacing", FeatureAccess::SearchPointSpacing())
+      .Root("SearchRadiusMultiplier", FeatureAccess::SearchRadiusMultiplier())
+      .Root("SearchEnabled", FeatureAccess::SearchEnabled());
+}
+
+RequestKeys& RequestKeys::Unreadable(std::string_view refusal) {
+  _unreadable = refusal;
+  return *this;
+}
+
+std::string RequestKeys::Read(const std::string& json, Feature& feature) const {
+  const Request request(json);
+  if (!request.ok()) return std::string(_unreadable);
+  for (const Row& row : _rows) {
+    const Value object = row.of_feature ? request.feature() : request.root();
+    bool sound = true;
+    if (row.member.empty()) {
+      sound = std::all_of(row.keys.begin(), row.keys.end(),
+                          [&](std::string_view key) { return object.Has(key); });
+    } else if (row.unit) {
+      sound =
+          row.member.front().In(feature, ReadUnit{object, row.keys.front(), !row.refusal.empty()});
+    } else {
+      sound = row.member.front().In(feature, ReadValue{object, row.keys.front(), row.rule});
+    }
+    if (!sound) return std::string(row.refusal);
+  }
+  return {};
+}
+
+}  // namespace libmfx::features::shared

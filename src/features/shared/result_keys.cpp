@@ -1,0 +1,32 @@
+#include "features/shared/result_keys.h"
+
+#include "features/shared/feature_class.h"
+#include "features/shared/result_message.h"
+
+namespace libmfx::features::shared {
+
+std::string ResultKeys::Write(const Feature& feature) const {
+  ResultMessage message;
+  message.Add("$type", _type);
+  if (feature.GetIsSuccessful()) {
+    for (const Row& row : _rows) {
+      row.member.In(const_cast<Feature&>(feature), [&](const auto& value) {
+        if constexpr (requires { message.Add(row.key, value); }) message.Add(row.key, value);
+      });
+    }
+  } else {
+    message.Add("ErrorMessage", feature.GetError());
+  }
+  if (_cloud.empty()) {
+    message.AddScanData(feature.GetRawData());
+  } else {
+    message.AddScanData("LR_XYZ", _cloud.front().As<PointCloud>(feature));
+  }
+  const std::string& name = FeatureAccess::Name().As<std::string>(feature);
+  message.Add("Success", feature.GetIsSuccessful())
+      .Add("Target", FeatureAccess::Id().As<std::string>(feature));
+  if (!name.empty()) message.Add("Name", name);
+  return message.AddEnd(feature).Finish();
+}
+
+}  // namespace libmfx::features::shared

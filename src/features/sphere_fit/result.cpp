@@ -1,0 +1,27 @@
+#include <ostream>
+
+#include "features/shared/result_message.h"
+#include "libmfx/features/sphere_fit.h"
+
+namespace libmfx::features {
+
+std::string SphereFit::GenerateResult() const {
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
+  shared::ResultMessage message;
+  message.Add("$type", "MatteSphereTargetResult");
+  if (GetIsSuccessful()) {
+    message.Add("Location", MeasuredPoint).Add("Radius", MeasuredRadius);
+  } else {
+    message.Add("ErrorMessage", GetError()).Add("Location", PointXYZW(), 1);
+  }
+  message.AddScanData("LR_AER", _scan_data);
+  message.Add("Quality", Quality, 2);
+  message.Add("Success", GetIsSuccessful()).Add("Target", _target_uuid);
+  if (!_name.empty()) message.Add("Name", _name);
+  message.Add("FinalFitcount", _final_fit_count).AddEnd(*this);
+  std::string text = message.Finish();
+  _logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
+  return text;
+}
+
+}  // namespace libmfx::features
