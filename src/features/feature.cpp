@@ -169,6 +169,13 @@ bool Feature::TriggerRescan(double distance) {
   return true;
 }
 
+bool Feature::TakeScan(PointEmbedding embedding, double quality_threshold, PointCloud& scan,
+                       const char* none_left) {
+  if (_has_error) return false;
+  scan = PointCloud(_raw_data, embedding, quality_threshold, true);
+  return scan.cols() > 0 || Fail(none_left);
+}
+
 double Feature::Constrain180(double angle) {
   constexpr double kTurn = 2.0 * std::numbers::pi;
   if (angle <= -std::numbers::pi) return angle + kTurn;

@@ -57,6 +57,17 @@ VectorXYZW DirectionIn(const shared::Member& member, Feature& feature) {
              : VectorXYZW(member.As<PointXYZW>(feature).xyz());
 }
 
+void MoveNominal(const shared::SearchNominal& search, const PointXYZW& center,
+                 const VectorXYZW& normal, Feature& feature) {
+  *static_cast<PointXYZW*>(search.center.AddressIn(feature)) = center;
+  void* place = search.normal.AddressIn(feature);
+  if (search.normal.tag() == win32_support::SETTING_VECTOR_XYZ) {
+    *static_cast<VectorXYZW*>(place) = normal;
+  } else {
+    *static_cast<PointXYZW*>(place) = PointXYZW(normal.eigen());
+  }
+}
+
 }  // namespace
 
 std::queue<Position> Feature::SearchPattern() {
@@ -80,12 +91,14 @@ void Feature::UpdateNominals(const std::vector<RawDataPoint>& samples) {
   VectorXYZW normal = DirectionIn(search.normal, *this);
   const std::string error = shared::MoveNominal(samples, rules, center, normal);
   if (!error.empty()) return SetError(error);
-  *static_cast<PointXYZW*>(search.center.AddressIn(*this)) = center;
-  if (search.normal.tag() == win32_support::SETTING_VECTOR_XYZ) {
-    *static_cast<VectorXYZW*>(search.normal.AddressIn(*this)) = normal;
-  } else {
-    *static_cast<PointXYZW*>(search.normal.AddressIn(*this)) = PointXYZW(normal.eigen());
-  }
+  MoveNominal(search, center, normal, *this);
+}
+
+bool Feature::AsksForRescan(const PointXYZW& center, const VectorXYZW& normal) {
+  const shared::SearchNominal& search = *Class().search;
+  if (!TriggerRescan((center - search.center.As<PointXYZW>(*this)).norm())) return false;
+  MoveNominal(search, center, normal, *this);
+  return true;
 }
 
 std::string Feature::GenerateResult() const {

@@ -61,6 +61,12 @@ std::vector<double> Xs(const PointCloud& line) {
 }
 using Doubles = std::vector<double>;
 
+LineBins BinCrossingLines(const PointCloud& scan, unsigned int sides, unsigned int lines_per_side,
+                          const LineSigns& signs, std::int64_t last_line = 1 << 30) {
+  const auto layout = ScanLayout::Crossing(sides, lines_per_side, signs, last_line);
+  return SamplesOf(scan, SortIntoLines(scan, layout));
+}
+
 TEST(LineBins, LinesGoToTheirSides) {
   const LineBins bins = BinCrossingLines(ScanOf({1, 1, 3, 2, 5, 7, 7, 9, 11, 11}), 2, 2, {});
   ASSERT_EQ(bins.size(), 2U);
@@ -99,7 +105,7 @@ TEST(LineBins, NumbersOutsideThePlanAreLeftOut) {
 }
 
 TEST(LineBins, TheWalkStopsAtTheFirstNumberAboveTheLast) {
-  const LineBins bins = BinCrossingLines(ScanOf({1, 1, 5, 3, 3, 0}), 2, 1, {}, 3);
+  const LineBins bins = BinCrossingLines(ScanOf({1, 1, 5, 3, 3, 0}), 2, 1, {}, 1);
   EXPECT_EQ(bins[0].size(), 1U);
   EXPECT_TRUE(bins[1].empty());
 }

@@ -1,12 +1,15 @@
 #include "features/shared/result_message.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "feature_probe.h"
 #include "features/shared/plan_limits.h"
+#include "features/shared/result_keys.h"
 
 namespace libmfx::features::shared {
 namespace {
@@ -15,6 +18,7 @@ using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::RawDataPoint;
 using data_structures::VectorXYZW;
+using test::FeatureProbe;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -91,22 +95,38 @@ TEST(ResultMessage, ScanDataOfAnEmptyCloudAndOfSamples) {
                               R"([0.50000000,null,2.00000000,10.00000000,-1]],"Count":1}})");
 }
 
+/// A feature with one key of its own.
+class Told : public FeatureProbe {
+ public:
+  Told(bool successful, const std::string& error, const std::string& name) {
+    analysis_succeeds = successful;
+    _uuid = "id";
+    _name = name;
+    if (!error.empty()) SetError(error);
+  }
+  double radius = 0.5;
+
+  std::string Result() {
+    AnalyzeFeature();
+    return ResultKeys("T").Add("Radius", &Told::radius).Write(*this);
+  }
+};
+
 TEST(ResultMessage, FrameOfASuccessAndOfAFailure) {
-  const auto own = [](ResultMessage& m) { m.Add("Radius", 0.5); };
-  const auto scan = [](ResultMessage& m) { m.Add("ScanData", 0); };
-  const std::vector<std::string> none;
-  EXPECT_EQ(FramedResult({"T", true, "", "id", "", none}, own, scan),
-            R"({"$type":"T","Radius":0.50000000,"ScanData":0,"Success":true,"Target":"id"})");
-  EXPECT_EQ(FramedResult({"T", false, "bad", "id", "name", none}, own, scan),
-            R"({"$type":"T","ErrorMessage":"bad","ScanData":0,"Success":false,"Target":"id",)"
+  EXPECT_EQ(Told(true, "", "").Result(),
+            R"({"$type":"T","Radius":0.50000000,"ScanData":{"$type":"ScanData",)"
+            R"("DataFormat":"LR_AER","Data":[],"Count":0},"Success":true,"Target":"id"})");
+  EXPECT_EQ(Told(false, "bad", "name").Result(),
+            R"({"$type":"T","ErrorMessage":"bad","ScanData":{"$type":"ScanData",)"
+            R"("DataFormat":"LR_AER","Data":[],"Count":0},"Success":false,"Target":"id",)"
             R"("Name":"name"})");
 }
 
 TEST(ResultMessage, WarningsAreTheLastKeyWhereThereAreAny) {
-  const auto nothing = [](ResultMessage&) {};
-  EXPECT_EQ(FramedResult({"T", true, "", "id", "name", {"a \"b\"", "c"}}, nothing, nothing),
-            R"({"$type":"T","Success":true,"Target":"id","Name":"name",)"
-            R"("Warnings":["a \"b\"","c"]})");
+  Told told(true, "", "name");
+  told.doubts = {"a \"b\"", "c"};
+  EXPECT_THAT(told.Result(), testing::EndsWith(R"("Success":true,"Target":"id","Name":"name",)"
+                                               R"("Warnings":["a \"b\"","c"]})"));
 }
 
 TEST(ResultMessage, IntegerOfADouble) {

@@ -32,6 +32,7 @@ using data_structures::EMBEDDING_AER;
 using data_structures::EMBEDDING_XY;
 using data_structures::EMBEDDING_XYZ;
 using data_structures::PointCloud;
+using data_structures::PointEmbedding;
 using data_structures::PointXYZW;
 using data_structures::Position;
 using data_structures::RawDataPoint;
@@ -204,6 +205,13 @@ class LIBMFX_EXPORT Feature {
   /// RESCAN and returns true. The caller then moves its nominal and fails without a text, by which
   /// the host sees that a pass is asked for.
   bool TriggerRescan(double distance);
+  /// The re-scan rule for what was measured: where a pass is asked for, the nominal of the search
+  /// moves to it.
+  bool AsksForRescan(const PointXYZW& center, const VectorXYZW& normal);
+  /// What every analysis begins with: the usable samples of the pass as a cloud.
+  /// \return false after an error, and with one if there is no such sample
+  bool TakeScan(PointEmbedding embedding, double quality_threshold, PointCloud& scan,
+                const char* none_left = "All scanned data was filtered!");
 
   mutable log::LibMfxLogger _logger;  ///< writing a line does not change the feature
   std::string _uuid;

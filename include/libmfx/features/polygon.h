@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "libmfx/features/feature.h"
+#include "libmfx/features/opening.h"
 #include "libmfx/geometry/plane.h"
 
 namespace libmfx::features {
@@ -12,7 +12,7 @@ namespace libmfx::features {
 ///
 /// Scanned and fitted as a rectangle is. Lengths are metres, angles radians, coordinates in the
 /// instrument's frame.
-class LIBMFX_EXPORT Polygon : public Feature {
+class LIBMFX_EXPORT Polygon : public Opening {
  public:
   Polygon();
   /// From a request; an error in it stands in GetError().
@@ -35,6 +35,7 @@ class LIBMFX_EXPORT Polygon : public Feature {
   static shared::ResultKeys ResultTable();
   static shared::SearchNominal SearchTable();
   const shared::FeatureClass& Class() const override;
+  shared::OutlineRules Rules() const;
 
  protected:
   unsigned int Sides = 0;

@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "libmfx/features/feature.h"
+#include "libmfx/features/opening.h"
 #include "libmfx/geometry/plane.h"
 
 namespace libmfx::features {
@@ -13,7 +13,7 @@ namespace libmfx::features {
 /// line through each side's edge points is its border, and where two borders meet is a corner.
 /// docs/openings.md tells the stages with pictures. Lengths are metres, angles radians, coordinates
 /// in the instrument's frame. Length is the extent along the tangent, width that across it.
-class LIBMFX_EXPORT Rectangle : public Feature {
+class LIBMFX_EXPORT Rectangle : public Opening {
  public:
   Rectangle();
   /// From a request; an error in it stands in GetError().
@@ -39,11 +39,11 @@ class LIBMFX_EXPORT Rectangle : public Feature {
   static shared::ResultKeys ResultTable();
   static shared::SearchNominal SearchTable();
   const shared::FeatureClass& Class() const override;
+  shared::OutlineRules Rules() const;
   /// Takes centre, frame and extents from the edge points and corners.
-  void MeasureFrom(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners,
-                   const geometry::Plane& plane);
+  void MeasureFrom(const shared::Outline& outline, const std::vector<PointXYZW>& corners);
   /// Whether too much of the surface lies within the opening.
-  bool IsFilled(const std::vector<std::vector<PointCloud>>& selected) const;
+  bool IsFilled(const shared::Outline& outline) const;
 
  protected:
   double QualityThreshold = 50.0;      ///< lowest sample quality kept

@@ -3,7 +3,7 @@
 #include <array>
 #include <unordered_map>
 
-#include "libmfx/features/feature.h"
+#include "libmfx/features/opening.h"
 #include "libmfx/geometry/circle.h"
 #include "libmfx/geometry/plane.h"
 
@@ -15,7 +15,7 @@ namespace libmfx::features {
 /// are fitted and give centre, tangent, length and width. docs/openings.md tells the stages with
 /// pictures. Length is the overall extent along the tangent, width that across it. Lengths are
 /// metres, angles radians, coordinates in the instrument's frame.
-class LIBMFX_EXPORT Slot : public Feature {
+class LIBMFX_EXPORT Slot : public Opening {
  public:
   Slot();
   /// From a request; an error in it stands in GetError().
@@ -33,29 +33,24 @@ class LIBMFX_EXPORT Slot : public Feature {
                                    const PointXYZW& plane_point, const geometry::Plane& plane);
 
  private:
-  using Bins = std::vector<std::vector<PointCloud>>;
-
   static shared::Settings SettingsTable();
   static shared::RequestKeys RequestTable();
   static shared::PlanChecks PlanTable();
   static shared::ResultKeys ResultTable();
   static shared::SearchNominal SearchTable();
   const shared::FeatureClass& Class() const override;
+  shared::OutlineRules Rules() const;
   /// From the nominal centre to the centre of an arc.
   double ArcOffset() const;
   /// Fits each arc to its edge points, in the surface.
-  bool FitArcs(const std::vector<PointCloud>& edges, std::array<geometry::Circle, 2>& arcs);
+  bool FitArcs(const shared::Outline& outline, std::array<geometry::Circle, 2>& arcs);
   /// The tangent that the arcs show, and whether it agrees with the nominal's.
   bool MeasureTangent(const std::array<geometry::Circle, 2>& arcs);
   /// Fits each arc again: without the edge points that lie on a straight side, and with the others
-  /// moved onto the border.
-  bool RefitArcs(const std::vector<PointCloud>& edges, const geometry::Plane& plane,
-                 std::array<geometry::Circle, 2>& arcs);
-  /// The edge points of an arc, each moved from the last sample of the surface to the border,
-  /// where the next sample shows it.
-  PointCloud AtBorder(const PointCloud& edges, const geometry::Plane& plane) const;
+  /// moved from the last sample of the surface to the border, where the next sample shows it.
+  bool RefitArcs(const shared::Outline& outline, std::array<geometry::Circle, 2>& arcs);
   /// Takes centre and extents from the arcs and judges them.
-  bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const Bins& selected);
+  bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const shared::Outline& outline);
 
  protected:
   double QualityThreshold = 50.0;

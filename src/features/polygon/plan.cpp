@@ -27,11 +27,8 @@ shared::PlanChecks Polygon::PlanTable() {
 
 std::queue<Position> Polygon::GenerateDrivePoints() {
   if (auto path = PlanWithoutPattern()) return *std::move(path);
-  const VectorXYZW b = NominalNormal.cross(NominalAxis).normalized();
-  if (b.isZero(shared::kZeroDirection)) {
-    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
-  }
-  const VectorXYZW a = b.cross(NominalNormal).normalized();
+  VectorXYZW a, b;
+  if (!LayPattern(NominalNormal, NominalAxis, a, b)) return {};
 
   const auto corner = [&](unsigned int i) {
     const double angle = (i % Sides) * (2.0 * std::numbers::pi / Sides);

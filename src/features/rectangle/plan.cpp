@@ -26,11 +26,8 @@ shared::PlanChecks Rectangle::PlanTable() {
 
 std::queue<Position> Rectangle::GenerateDrivePoints() {
   if (auto path = PlanWithoutPattern()) return *std::move(path);
-  const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
-  if (b.isZero(shared::kZeroDirection)) {
-    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
-  }
-  const VectorXYZW t = b.cross(NominalNormal).normalized();
+  VectorXYZW t, b;
+  if (!LayPattern(NominalNormal, NominalTangent, t, b)) return {};
 
   shared::CrossingLines lines(ClearanceZone, PointSpacing);
   for (unsigned int i = 0; i < _sides; ++i) {

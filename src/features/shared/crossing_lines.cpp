@@ -23,13 +23,11 @@ constexpr double kJumpSpacing = 0.00035;
 void CrossingLines::Add(const PointXYZW& on_outline, const VectorXYZW& outward, double depth) {
   const PointXYZW outer = on_outline + outward * _clearance;
   const PointXYZW inner = on_outline - outward * std::min(_clearance, depth);
-  const bool inwards = _sign > 0.0;
   const int index = static_cast<int>(_queue.size());
-  _queue.emplace(inwards ? outer : inner, kJumpSpacing);
-  _queue.emplace(inwards ? inner : outer, _point_spacing);
-  _signs[index] = _sign;
-  _signs[index + 1] = _sign;
-  _sign = -_sign;
+  const int sense = ScanLayout::SenseOfCrossing(_queue.size() / 2);
+  _queue.emplace(sense > 0 ? outer : inner, kJumpSpacing);
+  _queue.emplace(sense > 0 ? inner : outer, _point_spacing);
+  _signs[index] = _signs[index + 1] = sense;
 }
 
 void CrossingLines::AddSide(const PointXYZW& start, const VectorXYZW& along, double length,
@@ -38,30 +36,40 @@ void CrossingLines::AddSide(const PointXYZW& start, const VectorXYZW& along, dou
   for (unsigned int j = 1; j <= passes; ++j) Add(start + along * (j * gap), outward, depth);
 }
 
-LineBins BinCrossingLines(const PointCloud& scan, unsigned int sides, unsigned int lines_per_side,
-                          const LineSigns& signs, int last_segment) {
-  LineBins bins(sides);
-  if (lines_per_side == 0) return bins;
-  // The columns of each line, and the lines of each side in the order of their first run.
-  std::unordered_map<int, std::vector<Eigen::Index>> columns;
-  std::vector<std::vector<int>> lines(sides);
+std::vector<std::vector<ScanLine>> SortIntoLines(const PointCloud& scan, const ScanLayout& layout) {
+  struct Place {
+    std::size_t side;
+    std::size_t line;
+  };
+  std::vector<std::vector<ScanLine>> lines(layout.sides());
+  std::unordered_map<int, Place> known;
+  ScanLine* current = nullptr;
   for (Eigen::Index i = 0; i + 1 < scan.cols(); ++i) {
     const int segment = SegmentOf(scan, i);
-    if (segment > last_segment) break;
-    if (segment < 0 || segment % 2 == 0) continue;
-    const std::int64_t side = (segment - 1) / 2 / static_cast<std::int64_t>(lines_per_side);
-    if (side >= static_cast<std::int64_t>(sides)) continue;
-    std::vector<Eigen::Index>& line = columns[segment];
-    if (line.empty()) lines[static_cast<std::size_t>(side)].push_back(segment);
-    line.push_back(i);
-  }
-  for (std::size_t side = 0; side < lines.size(); ++side) {
-    for (const int segment : lines[side]) {
-      std::vector<Eigen::Index>& line = columns[segment];
-      const auto sign = signs.find(segment);
-      if (sign != signs.end() && sign->second < 0.0) std::reverse(line.begin(), line.end());
-      bins[side].push_back(Columns(scan, line));
+    if (current == nullptr || current->segment != segment) {
+      if (layout.EndsBefore(segment)) break;
+      const ScanMove move = layout.At(segment);
+      current = nullptr;
+      if (!move.line) continue;
+      const auto side = static_cast<std::size_t>(move.side);
+      const auto [place, is_new] = known.try_emplace(segment, Place{side, lines[side].size()});
+      if (is_new) lines[side].push_back({segment, move.sense, {}});
+      current = &lines[side][place->second.line];
     }
+    current->columns.push_back(i);
+  }
+  for (std::vector<ScanLine>& side : lines) {
+    for (ScanLine& line : side) {
+      if (line.sense < 0) std::reverse(line.columns.begin(), line.columns.end());
+    }
+  }
+  return lines;
+}
+
+LineBins SamplesOf(const PointCloud& scan, const std::vector<std::vector<ScanLine>>& lines) {
+  LineBins bins(lines.size());
+  for (std::size_t side = 0; side < lines.size(); ++side) {
+    for (const ScanLine& line : lines[side]) bins[side].push_back(Columns(scan, line.columns));
   }
   return bins;
 }

@@ -1,22 +1,17 @@
 #pragma once
 
 #include <queue>
-#include <unordered_map>
 #include <vector>
 
+#include "features/shared/scan_layout.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/data_structures/records.h"
 
 /// \file
 /// Short scan lines that cross the outline of an opening: how they are planned, and how their
-/// samples are sorted. Line k of a plan is the move from drive point 2k to drive point 2k + 1, so
-/// its samples carry the odd segment number 2k + 1. Lengths are metres.
+/// samples are sorted. Lengths are metres.
 
 namespace libmfx::features::shared {
-
-/// For each drive point of a plan the sign of its line: +1 runs from outside the opening to inside,
-/// -1 the other way.
-using LineSigns = std::unordered_map<int, double>;
 
 /// Sorted samples: for each side of the outline its scan lines, one cloud a line.
 using LineBins = std::vector<std::vector<data_structures::PointCloud>>;
@@ -47,19 +42,25 @@ class CrossingLines {
  private:
   double _clearance;
   double _point_spacing;
-  double _sign = 1.0;
   std::queue<data_structures::Position> _queue;
   LineSigns _signs;
 };
 
-/// Sorts the columns of a scan into one group for each side, and there into one cloud for each
-/// line, in the order in which the lines first appear; a line that is interrupted stays one cloud.
-/// Every line of more than one column comes back running from outside to inside. The last column
-/// of the scan ends the last run and belongs to no line.
+/// One scan line of a scan.
+struct ScanLine {
+  int segment;
+  int sense;                          ///< as planned
+  std::vector<Eigen::Index> columns;  ///< of the scan, from outside to inside where that is known
+};
+
+/// The lines of each side, in the order in which they first appear; a line that is interrupted is
+/// one. The last column of the scan ends the last run and belongs to no line.
 /// \param scan rows x, y, z, quality, segment number
-/// \param last_segment columns count only before the first with a number above this
-LineBins BinCrossingLines(const data_structures::PointCloud& scan, unsigned int sides,
-                          unsigned int lines_per_side, const LineSigns& signs,
-                          int last_segment = 0x7FFFFFFF);
+std::vector<std::vector<ScanLine>> SortIntoLines(const data_structures::PointCloud& scan,
+                                                 const ScanLayout& layout);
+
+/// The samples of sorted lines.
+LineBins SamplesOf(const data_structures::PointCloud& scan,
+                   const std::vector<std::vector<ScanLine>>& lines);
 
 }  // namespace libmfx::features::shared

@@ -6,6 +6,7 @@
 
 #include "features/shared/close_neighbours.h"
 #include "features/shared/directions.h"
+#include "features/shared/outline.h"
 #include "features/shared/quality.h"
 #include "features/shared/text.h"
 #include "libmfx/geometry/line.h"
@@ -60,6 +61,14 @@ Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, co
 
 }  // namespace
 
+std::optional<PointXYZW> EdgePointOf(const PointCloud& line, const PointXYZW& plane_point,
+                                     const Plane& plane, const EdgeRules& rules) {
+  const PointXYZW raised = plane_point + plane.Normal() * rules.raise;
+  const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules);
+  if (column < 0) return std::nullopt;
+  return plane.Project(line.point(column));
+}
+
 PointCloud EdgePoints(const std::vector<PointCloud>& lines, const PointXYZW& plane_point,
                       const Plane& plane, const EdgeRules& rules) {
   if (lines.empty()) return {};
@@ -75,6 +84,20 @@ PointCloud EdgePoints(const std::vector<PointCloud>& lines, const PointXYZW& pla
   }
   edges.conservativeResize(Eigen::NoChange, written);
   return PointCloud(std::move(edges), lines.front().embeddings());
+}
+
+PointCloud PlacesOf(const std::vector<EdgePoint>& edges) {
+  Eigen::MatrixXd places(3, static_cast<Eigen::Index>(edges.size()));
+  for (std::size_t i = 0; i < edges.size(); ++i) {
+    places.col(static_cast<Eigen::Index>(i)) = edges[i].place.xyz();
+  }
+  return PointCloud(std::move(places), {{data_structures::EMBEDDING_XYZ, {0}}});
+}
+
+std::vector<PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides) {
+  std::vector<PointCloud> places;
+  for (const std::vector<EdgePoint>& side : sides) places.push_back(PlacesOf(side));
+  return places;
 }
 
 std::optional<std::vector<PointXYZW>> Corners(const std::vector<PointCloud>& edges,

@@ -45,6 +45,11 @@ struct EdgeRules {
 data_structures::PointCloud EdgePoints(const std::vector<data_structures::PointCloud>& lines,
                                        const data_structures::PointXYZW& plane_point,
                                        const geometry::Plane& plane, const EdgeRules& rules);
+/// The edge point of one line, on the plane.
+std::optional<data_structures::PointXYZW> EdgePointOf(const data_structures::PointCloud& line,
+                                                      const data_structures::PointXYZW& plane_point,
+                                                      const geometry::Plane& plane,
+                                                      const EdgeRules& rules);
 
 /// Corner i is where the line fitted to the edge points of side i meets that of the next side.
 /// \return nothing if two neighbours do not meet
@@ -83,20 +88,26 @@ data_structures::PointXYZW CenterShiftedBySpacing(const LineBins& selected,
                                                   const data_structures::PointXYZW& scan_origin,
                                                   double point_spacing);
 
+/// How many samples lie inside of something.
+/// \param is_inside bool(PointXYZW)
+template <typename IsInside>
+int CountInside(const LineBins& selected, IsInside is_inside) {
+  int inside = 0;
+  for (const auto& side : selected) {
+    for (const data_structures::PointCloud& line : side) {
+      for (Eigen::Index i = 0; i < line.cols(); ++i) inside += is_inside(line.point(i)) ? 1 : 0;
+    }
+  }
+  return inside;
+}
+
 /// Whether more than 0.4 of the surface samples, rounded up, lie inside the measured outline: the
 /// opening is then no opening.
 /// \param is_inside bool(PointXYZW)
 template <typename IsInside>
 bool IsMostlyInside(const LineBins& selected, IsInside is_inside) {
-  int inside = 0;
-  int total = 0;
-  for (const auto& side : selected) {
-    for (const data_structures::PointCloud& line : side) {
-      for (Eigen::Index i = 0; i < line.cols(); ++i) inside += is_inside(line.point(i)) ? 1 : 0;
-      total += static_cast<int>(line.cols());
-    }
-  }
-  return inside > static_cast<int>(std::ceil(0.4 * total));
+  const int total = CountInside(selected, [](const data_structures::PointXYZW&) { return true; });
+  return CountInside(selected, is_inside) > static_cast<int>(std::ceil(0.4 * total));
 }
 
 }  // namespace libmfx::features::shared

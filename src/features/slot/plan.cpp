@@ -41,11 +41,8 @@ std::queue<Position> Slot::GenerateDrivePoints() {
                               << std::endl;
   }
   if (auto path = PlanWithoutPattern()) return *std::move(path);
-  const VectorXYZW b = NominalNormal.cross(NominalTangent).normalized();
-  if (b.isZero(shared::kZeroDirection)) {
-    return Refuse("Normal and tangent are (anti-)parallel! Unable to create scan pattern!");
-  }
-  const VectorXYZW t = b.cross(NominalNormal).normalized();
+  VectorXYZW t, b;
+  if (!LayPattern(NominalNormal, NominalTangent, t, b)) return {};
 
   // The arcs come first, that on the tangent's side before the other, then the sides. Each arc runs
   // from one side to the other, the second on from where the first ended. Two arcs make an even

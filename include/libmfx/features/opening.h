@@ -1,0 +1,37 @@
+#pragma once
+
+#include "libmfx/features/feature.h"
+
+namespace libmfx::features {
+
+namespace shared {
+struct Outline;
+struct OutlineRules;
+}  // namespace shared
+
+/// What the openings share whose outline is crossed by short scan lines: rectangle, polygon, slot.
+///
+/// The samples are sorted into lines, the surface is found on them, and the last surface sample of
+/// each line is an edge point. What is fitted to the edge points is up to the class.
+/// docs/openings.md tells the stages with pictures.
+class LIBMFX_EXPORT Opening : public Feature {
+ protected:
+  /// The directions of a pattern along the surface, unit: `along` a nominal direction and `across`.
+  /// \return false with an error if normal and direction are parallel
+  bool LayPattern(const VectorXYZW& normal, const VectorXYZW& direction, VectorXYZW& along,
+                  VectorXYZW& across);
+  /// Finds lines, surface and edge points in the scan, for a fit to rest on.
+  /// \return false, with an error but for a surface that is none
+  bool FindOutline(const shared::OutlineRules& rules, const PointCloud& scan,
+                   shared::Outline& outline);
+  /// What makes the result doubtful, once nothing speaks against it.
+  /// \param straight whether the sides are, and the centre is their mean
+  void TellDoubts(const shared::OutlineRules& rules, const shared::Outline& outline,
+                  const PointXYZW& measured, bool straight);
+
+ private:
+  void NoteLines(const shared::OutlineRules& rules, const PointCloud& scan,
+                 const shared::Outline& outline);
+};
+
+}  // namespace libmfx::features

@@ -1,0 +1,76 @@
+#include "libmfx/features/opening.h"
+
+#include <string>
+
+#include "features/shared/border_doubts.h"
+#include "features/shared/directions.h"
+#include "features/shared/outline.h"
+#include "features/shared/sample_fates.h"
+#include "features/shared/segments.h"
+
+namespace libmfx::features {
+
+bool Opening::FindOutline(const shared::OutlineRules& rules, const PointCloud& scan,
+                          shared::Outline& outline) {
+  outline.lines = shared::SortIntoLines(scan, rules.layout);
+  const shared::SurfaceFit surface = shared::FitSurface(
+      shared::SamplesOf(scan, outline.lines), rules.surface, outline.plane, outline.surface);
+  if (surface == shared::SurfaceFit::kNoPlane) return false;
+  NoteLines(rules, scan, outline);
+  const double angle = shared::AngleOfCosine(outline.plane.Normal().dot(rules.surface.normal));
+  if (!Passed("angle to the nominal normal", angle, rules.surface.reject_angle,
+              surface != shared::SurfaceFit::kTilted)) {
+    return Fail(std::string(rules.type) +
+                "::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
+                "nominal rejection threshold!");
+  }
+  for (std::size_t side = 0; side < outline.lines.size(); ++side) {
+    std::vector<shared::EdgePoint>& edges = outline.edges.emplace_back();
+    for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
+      const PointCloud& line = outline.surface[side][k];
+      const auto edge =
+          shared::EdgePointOf(line, outline.plane.Point(), outline.plane, rules.edges);
+      if (!edge) continue;
+      edges.push_back({&outline.lines[side][k], &line, *edge});
+      Record().edges.push_back({outline.lines[side][k].segment, *edge});
+    }
+    if (edges.size() < rules.fewest_edges) {
+      return Fail("Bad scan lines resulted insufficient edge points being found!");
+    }
+  }
+  return true;
+}
+
+void Opening::NoteLines(const shared::OutlineRules& rules, const PointCloud& scan,
+                        const shared::Outline& outline) {
+  Record().surface = outline.plane;
+  shared::SampleFates fates(GetRawData(), rules.surface.quality_threshold, Record().fates);
+  for (std::size_t side = 0; side < outline.lines.size(); ++side) {
+    for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
+      const shared::ScanLine& line = outline.lines[side][k];
+      Record().lines.push_back({line.segment, static_cast<int>(side), line.sense});
+      fates.Set(line.columns, SampleFate::kDropped);
+      fates.SetKept(line.columns, scan, outline.surface[side][k], SampleFate::kSurface);
+    }
+  }
+}
+
+void Opening::TellDoubts(const shared::OutlineRules& rules, const shared::Outline& outline,
+                         const PointXYZW& measured, bool straight) {
+  const double spacing = rules.surface.point_spacing;
+  if (straight) {
+    Warn(shared::DoubtsOfCenter(measured, rules.surface.center, spacing, _rescan_threshold));
+    Warn(shared::DoubtsOfSides(shared::PlacesOf(outline.edges), spacing, rules.clearance));
+  }
+  std::vector<std::vector<shared::BorderLine>> borders;
+  for (const std::vector<shared::EdgePoint>& side : outline.edges) {
+    std::vector<shared::BorderLine>& border = borders.emplace_back();
+    for (const shared::EdgePoint& edge : side) {
+      border.push_back({edge.line->segment, edge.place, edge.surface});
+    }
+  }
+  Warn(shared::DoubtsOfBorder(borders, {outline.plane, _raw_data, rules.surface.quality_threshold,
+                                        spacing, rules.scan_origin}));
+}
+
+}  // namespace libmfx::features

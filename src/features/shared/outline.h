@@ -1,0 +1,45 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "features/shared/crossing_lines.h"
+#include "features/shared/outline_fit.h"
+
+namespace libmfx::features::shared {
+
+/// What tells one opening from another while its outline is looked for.
+struct OutlineRules {
+  const char* type;  ///< as its error texts name it
+  ScanLayout layout;
+  SurfaceRules surface;
+  EdgeRules edges;
+  std::size_t fewest_edges;  ///< of one side
+  data_structures::PointXYZW scan_origin;
+  double clearance;
+};
+
+/// The point of the outline that a scan line shows.
+struct EdgePoint {
+  const ScanLine* line;
+  const data_structures::PointCloud* surface;  ///< samples of the line on the surface
+  data_structures::PointXYZW place;
+};
+
+/// An outline as scan lines show it: all by side, or by arc.
+struct Outline {
+  std::vector<std::vector<ScanLine>> lines;
+  LineBins surface;  ///< samples of each line that lie on the surface; rows x, y, z, quality first
+  geometry::Plane plane;
+  std::vector<std::vector<EdgePoint>> edges;
+
+  Outline() = default;
+  Outline(const Outline&) = delete;  // edge points know their lines by address
+  Outline& operator=(const Outline&) = delete;
+};
+
+/// The places of edge points, shape (3, n).
+data_structures::PointCloud PlacesOf(const std::vector<EdgePoint>& edges);
+std::vector<data_structures::PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides);
+
+}  // namespace libmfx::features::shared
