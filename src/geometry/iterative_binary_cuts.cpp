@@ -1,11 +1,9 @@
 #include <algorithm>
-#include <cmath>
 #include <utility>
 #include <vector>
 
-#include "column_sums.h"
+#include "halving_cuts.h"
 #include "libmfx/geometry/plane.h"
-#include "line_weights.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -16,8 +14,6 @@ using data_structures::PointXYZW;
 using Eigen::Index;
 using Bins = std::vector<std::vector<PointCloud>>;
 
-constexpr int kMostCuts = 10;
-constexpr double kCutFraction = 0.5;  // of the worst residual; a sample beyond it is cut away
 constexpr Index kQualityRow = 3;
 
 bool HaveQualityRow(const Bins& bins) {
@@ -31,11 +27,13 @@ bool HaveQualityRow(const Bins& bins) {
 
 /// Converts all lines to cartesian coordinates in place, and copies x, y, z of all samples, line by
 /// line, into one cloud. The rows beneath stay where they are: no pass over the samples needs them.
-PointCloud Join(Bins& bins) {
+HalvingCuts Join(Bins& bins) {
+  std::vector<CutLine> lines;
   Index total = 0;
   for (auto& bin : bins) {
     for (PointCloud& line : bin) {
       if (line.cols() > 0) line.Convert(EMBEDDING_XYZ);
+      lines.push_back({line.cols()});
       total += line.cols();
     }
   }
@@ -47,46 +45,19 @@ PointCloud Join(Bins& bins) {
       base += line.cols();
     }
   }
-  return PointCloud(std::move(joined), {{EMBEDDING_XYZ, {0}}});
+  return {PointCloud(std::move(joined), {{EMBEDDING_XYZ, {0}}}), std::move(lines)};
 }
 
-struct WantedSamples {
-  PointXYZW center;
-  double min_quality;
-  double min_distance;
-  double max_distance;
-};
-
-/// First weights: 1 for a candidate, then each line's window. The place only advances past a line
-/// that has a candidate.
-Eigen::VectorXd FirstWeights(const Bins& bins, const Eigen::MatrixXd& joined,
-                             const WantedSamples& wanted, double sigma) {
-  Eigen::VectorXd weights = Eigen::VectorXd::Zero(joined.cols());
-  const Eigen::Vector3d center = wanted.center.xyz();
+Eigen::VectorXd Qualities(const Bins& bins, Index total) {
+  Eigen::VectorXd qualities(total);
   Index base = 0;
   for (const auto& bin : bins) {
     for (const PointCloud& line : bin) {
-      for (Index i = 0; i < line.cols(); ++i) {
-        const double distance = (center - joined.col(base + i)).norm();
-        if (wanted.min_distance <= distance && distance <= wanted.max_distance &&
-            wanted.min_quality < line.data()(kQualityRow, i)) {
-          weights[base + i] = 1.0;
-        }
-      }
-      if (ApplyGaussianWindow(weights.segment(base, line.cols()), sigma) > 0) base += line.cols();
+      if (line.cols() > 0) qualities.segment(base, line.cols()) = line.row(kQualityRow);
+      base += line.cols();
     }
   }
-  return weights;
-}
-
-/// The window of each line over weights that a cut has set to 0 or 1.
-void Reweigh(const Bins& bins, double sigma, Eigen::VectorXd& weights) {
-  Index base = 0;
-  for (const auto& bin : bins) {
-    for (const PointCloud& line : bin) {
-      if (ApplyGaussianWindow(weights.segment(base, line.cols()), sigma) > 0) base += line.cols();
-    }
-  }
+  return qualities;
 }
 
 /// The samples kept of one line, with their weights as one row more.
@@ -133,25 +104,23 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
                                 double first_sigma, double cut_sigma, double tolerance,
                                 bool keep_neighbours) {
   if (!HaveQualityRow(bins)) return false;
-  PointCloud joined = Join(bins);
-  Eigen::VectorXd weights = FirstWeights(
-      bins, joined.data(), {center, min_quality, min_distance, max_distance}, first_sigma);
+  Eigen::VectorXd weights;
   Plane plane;
-  if (!plane.LeastSquares(joined, weights)) return false;
-  Eigen::VectorXd residuals(joined.cols());
-  for (int cut = 0; cut < kMostCuts; ++cut) {
-    // Nothing leads back from a plane that is not valid: no sample has a distance to it.
-    if (!plane.IsValid()) return false;
-    const double worst = FindResiduals(TopRows(joined.data()), plane.Point().xyz(),
-                                       plane.Normal().xyz(), weights, residuals);
-    if (worst < tolerance) break;
-    SetWhereAtMost(residuals, worst * kCutFraction, weights);
-    Reweigh(bins, cut_sigma, weights);
-    if (!plane.LeastSquares(joined, weights)) return false;
+  {
+    HalvingCuts cuts = Join(bins);
+    const Eigen::MatrixXd& points = cuts.points().data();
+    const Eigen::VectorXd qualities = Qualities(bins, points.cols());
+    // The distance is that of the column that gets the weight, the quality the sample's own.
+    cuts.WeighCandidates(
+        [&](Index own, Index place) {
+          const double distance = (center.xyz() - points.col(place).head<3>()).norm();
+          return min_distance <= distance && distance <= max_distance &&
+                 min_quality < qualities[own];
+        },
+        first_sigma);
+    if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;
+    weights = std::move(cuts).TakeWeights();
   }
-  if (!plane.IsValid()) return false;
-  joined = PointCloud();
-  residuals.resize(0);
   selected = Collect(bins, weights, keep_neighbours);
   *this = plane;
   return true;

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "geometry/halving_cuts.h"
 #include "libmfx/geometry/line.h"
 #include "libmfx/math/acc_stats.h"
 
@@ -107,14 +108,12 @@ std::optional<SurfaceLine> FitSurfaceLine(const Section& profile, Index straight
   SurfaceLine line;
   std::vector<Index> columns;
   for (Index i = 0; i < std::min(sure, straight); ++i) columns.push_back(i);
-  if (!FitThrough(profile, columns, line)) return std::nullopt;
-  // A stray sample is cut away by halving the worst residual, as the cuts of a plane do.
-  for (int round = 0; round < kMostRounds; ++round) {
-    const double worst = WorstOf(profile, columns, line);
-    if (worst < tolerance) break;
-    columns = Near(profile, std::min(sure, straight), line, 0.5 * worst);
-    if (!FitThrough(profile, columns, line)) return std::nullopt;
-  }
+  // A stray sample is cut away as from a plane.
+  const bool fitted = geometry::HalveResiduals(
+      tolerance, [&] { return FitThrough(profile, columns, line); },
+      [&] { return WorstOf(profile, columns, line); },
+      [&](double limit) { columns = Near(profile, std::min(sure, straight), line, limit); });
+  if (!fitted) return std::nullopt;
   for (int round = 0; round < kMostRounds; ++round) {
     const double reach = std::min(tolerance, 3.0 * std::max(line.scatter, kLeastScatter));
     std::vector<Index> joined = Near(profile, straight, line, reach);

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <utility>
+#include <vector>
+
+#include "libmfx/data_structures/point_cloud.h"
+#include "libmfx/geometry/plane.h"
+#include "line_windows.h"
+
+/// \file
+/// Robust fits by cuts: fit, drop what lies beyond half of the worst residual, and fit again.
+
+namespace libmfx::geometry {
+
+inline constexpr int kMostCuts = 10;
+/// Of the worst residual in use: a sample beyond it is cut away.
+inline constexpr double kCutFraction = 0.5;
+/// A weight of no more than this counts as none.
+inline constexpr double kLeastWeight = 2.220446049250313e-16;
+
+/// Fits, and as long as the worst residual is not below `tolerance`, cuts and fits again.
+/// \param fit bool(), false if there is nothing to go on from
+/// \param worst double(), the largest residual in use of the last fit
+/// \param cut void(double limit), leaves in use what lies no farther off than the limit
+/// \returns false if a fit did
+template <typename Fit, typename Worst, typename Cut>
+bool HalveResiduals(double tolerance, Fit fit, Worst worst, Cut cut) {
+  if (!fit()) return false;
+  for (int i = 0; i < kMostCuts; ++i) {
+    const double largest = worst();
+    if (largest < tolerance) break;
+    cut(largest * kCutFraction);
+    if (!fit()) return false;
+  }
+  return true;
+}
+
+/// A scan line of a robust plane.
+struct CutLine {
+  Eigen::Index columns;
+  bool reversed = false;  ///< whether its last sample weighs most, and not its first
+};
+
+/// How the cuts of a plane ended.
+enum class CutsEnd {
+  kFound,
+  kNoFirstFit,  ///< fewer than three points
+  kNoLaterFit,  ///< the same, after a cut
+  kNotValid,    ///< the samples in use determine no plane
+};
+
+/// The robust plane of scan lines whose points stand side by side, with a weight for each point.
+/// Along each line the weights fall as a half Gaussian over the samples in use.
+///
+/// A line without a sample in use does not advance the place at which the next line's weights are
+/// written: these land on columns of an earlier line, and the last columns keep what the cut set.
+class HalvingCuts {
+ public:
+  /// \param points all lines one after the other, x, y, z on top
+  /// \param lines their columns add up to those of the points
+  HalvingCuts(data_structures::PointCloud points, std::vector<CutLine> lines);
+
+  const data_structures::PointCloud& points() const { return _points; }
+  /// One for each point: of the last fit, or what WeighCandidates gave.
+  const Eigen::VectorXd& weights() const { return _weights; }
+  /// The weights, for which the rest is given up.
+  Eigen::VectorXd TakeWeights() && { return std::move(_weights); }
+
+  /// The first weights: 1 for a candidate, then each line's window.
+  /// \param is_candidate bool(own, place): `own` is the sample's column, and `place` the one that
+  ///     gets the weight
+  /// \param sigma of the windows, in lengths of the line's samples in use
+  template <typename IsCandidate>
+  void WeighCandidates(IsCandidate is_candidate, double sigma) {
+    LineWindows windows(sigma);
+    Eigen::Index own = 0;
+    Eigen::Index place = 0;
+    for (const CutLine& line : _lines) {
+      for (Eigen::Index i = 0; i < line.columns; ++i, ++own) {
+        _weights[place + i] = is_candidate(own, place + i) ? 1.0 : 0.0;
+      }
+      if (windows.Apply(_weights.data() + place, line.columns, line.reversed) > 0)
+        place += line.columns;
+    }
+  }
+
+  /// Fits and cuts until the worst residual in use, metres, is below `tolerance`.
+  /// \param sigma of the windows after a cut
+  /// \param plane the last fit, unless there was none at all
+  CutsEnd Run(double sigma, double tolerance, Plane& plane);
+
+ private:
+  /// Weighs the points no farther off than `limit`; one that was cut away before can come back.
+  void WeighNear(double limit, LineWindows& windows);
+
+  data_structures::PointCloud _points;
+  std::vector<CutLine> _lines;
+  Eigen::VectorXd _weights;
+  Eigen::VectorXd _residuals;
+};
+
+}  // namespace libmfx::geometry

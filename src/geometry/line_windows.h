@@ -1,0 +1,29 @@
+#pragma once
+
+#include <Eigen/Core>
+#include <vector>
+
+namespace libmfx::geometry {
+
+/// The half Gaussians along scan lines, all of one width. Lines of a scan are much alike, and so
+/// are the cuts of one fit: each window is made once and kept.
+class LineWindows {
+ public:
+  /// \param sigma standard deviation, in lengths of the line's samples in use
+  explicit LineWindows(double sigma) : _sigma(sigma) {}
+
+  /// Gives the k samples in use of one line the elements of GaussianWindow(k, sigma), in column
+  /// order; with `reversed` from its end, so that the last sample weighs most.
+  /// \param weights of the line's `columns` samples: 1 for those in use, 0 for the others
+  /// \returns k
+  Eigen::Index Apply(double* weights, Eigen::Index columns, bool reversed);
+
+ private:
+  const std::vector<double>& Window(Eigen::Index samples);
+
+  double _sigma;
+  std::vector<std::vector<double>> _kept;  ///< by the number of samples; empty until it is needed
+  std::vector<double> _long;               ///< the last one that was too long to keep
+};
+
+}  // namespace libmfx::geometry

@@ -1,0 +1,167 @@
+// The cuts beneath the robust fits: the loop, the windows along scan lines, and the two together.
+
+#include "geometry/halving_cuts.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "libmfx/math/gaussian_window.h"
+
+namespace libmfx::geometry {
+namespace {
+
+using data_structures::PointCloud;
+using Eigen::Index;
+using Eigen::Vector3d;
+using math::GaussianWindow;
+
+/// A loop whose worst residuals are given.
+struct Loop {
+  std::vector<double> worst;
+  std::vector<double> limits;
+  int fits = 0;
+  int failing_fit = 0;
+
+  bool Run(double tolerance) {
+    return HalveResiduals(
+        tolerance, [&] { return ++fits != failing_fit; }, [&] { return worst[limits.size()]; },
+        [&](double limit) { limits.push_back(limit); });
+  }
+};
+
+TEST(HalveResiduals, CutsAtHalfOfTheWorstUntilItIsBelowTheTolerance) {
+  Loop loop{{8.0, 3.0, 1.0, 0.5}, {}};
+  EXPECT_TRUE(loop.Run(1.0));
+  EXPECT_EQ(loop.limits, (std::vector<double>{4.0, 1.5, 0.5}));
+  EXPECT_EQ(loop.fits, 4);
+}
+
+TEST(HalveResiduals, CutsTenTimesAtMost) {
+  Loop loop{std::vector<double>(20, 2.0), {}};
+  EXPECT_TRUE(loop.Run(1.0));
+  EXPECT_EQ(loop.limits.size(), 10u);
+  EXPECT_EQ(loop.fits, 11);
+}
+
+TEST(HalveResiduals, EndsWithTheFirstFitThatFails) {
+  Loop first{{8.0}, {}, 0, 1};
+  EXPECT_FALSE(first.Run(1.0));
+  EXPECT_TRUE(first.limits.empty());
+  Loop third{{8.0, 4.0, 2.0}, {}, 0, 3};
+  EXPECT_FALSE(third.Run(1.0));
+  EXPECT_EQ(third.limits.size(), 2u);
+}
+
+TEST(LineWindows, GivesTheSamplesInUseTheWindowInTheirOrder) {
+  const std::vector<double> w = GaussianWindow(3, 0.7);
+  LineWindows windows(0.7);
+  std::vector<double> run{0, 0, 1, 1, 1, 0};
+  EXPECT_EQ(windows.Apply(run.data(), 6, false), 3);
+  EXPECT_EQ(run, (std::vector<double>{0, 0, w[0], w[1], w[2], 0}));
+  std::vector<double> broken{1, 0, 1, 0, 0, 1, 0};
+  EXPECT_EQ(windows.Apply(broken.data(), 7, false), 3);
+  EXPECT_EQ(broken, (std::vector<double>{w[0], 0, w[1], 0, 0, w[2], 0}));
+  std::vector<double> at_the_end{1, 0, 1, 1};
+  EXPECT_EQ(windows.Apply(at_the_end.data(), 4, false), 3);
+  EXPECT_EQ(at_the_end, (std::vector<double>{w[0], 0, w[1], w[2]}));
+}
+
+TEST(LineWindows, TurnsTheWindowOfAReversedLine) {
+  const std::vector<double> w = GaussianWindow(3, 1.0);
+  LineWindows windows(1.0);
+  std::vector<double> run{1, 1, 1};
+  windows.Apply(run.data(), 3, true);
+  EXPECT_EQ(run, (std::vector<double>{w[2], w[1], w[0]}));
+  std::vector<double> broken{1, 0, 1, 1};
+  windows.Apply(broken.data(), 4, true);
+  EXPECT_EQ(broken, (std::vector<double>{w[2], 0, w[1], w[0]}));
+}
+
+TEST(LineWindows, LeavesALineWithoutSamplesInUse) {
+  LineWindows windows(1.0);
+  std::vector<double> none{0, 0, 0};
+  EXPECT_EQ(windows.Apply(none.data(), 3, false), 0);
+  EXPECT_EQ(none, (std::vector<double>{0, 0, 0}));
+  EXPECT_EQ(windows.Apply(none.data(), 0, true), 0);
+}
+
+TEST(LineWindows, LastsThroughLinesOfAnyLengthInAnyOrder) {
+  LineWindows windows(0.25);
+  for (const unsigned n : {5000u, 7u, 1024u, 1025u, 5000u, 7u, 1u, 1024u}) {
+    std::vector<double> weights(n, 1.0);
+    EXPECT_EQ(windows.Apply(weights.data(), n, false), static_cast<Index>(n));
+    EXPECT_EQ(weights, GaussianWindow(n, 0.25)) << n;
+  }
+}
+
+/// Lines of `columns` samples each along x, side by side in y, at the height that `height` gives a
+/// column.
+template <typename Height>
+HalvingCuts Lines(const std::vector<CutLine>& lines, Height height) {
+  Index columns = 0;
+  for (const CutLine& line : lines) columns += line.columns;
+  Eigen::MatrixXd points(3, columns);
+  Index column = 0;
+  for (std::size_t k = 0; k < lines.size(); ++k) {
+    for (Index i = 0; i < lines[k].columns; ++i, ++column) {
+      points.col(column) << static_cast<double>(i), static_cast<double>(k), height(column);
+    }
+  }
+  return {PointCloud(points), lines};
+}
+
+bool Everything(Index /*own*/, Index /*place*/) { return true; }
+
+TEST(HalvingCuts, DropsWhatLiesOffThePlane) {
+  HalvingCuts cuts =
+      Lines({{6}, {6, true}, {6}}, [](Index column) { return column == 8 ? 3.0 : 0.0; });
+  cuts.WeighCandidates(Everything, 1.0);
+  Plane plane;
+  EXPECT_EQ(cuts.Run(1.0, 1e-6, plane), CutsEnd::kFound);
+  EXPECT_NEAR(plane.Distance(cuts.points().point(0)), 0.0, 1e-12);
+  EXPECT_NEAR(plane.Distance(cuts.points().point(8)), 3.0, 1e-12);
+  // The line that is one sample short has the shorter window, from its end.
+  const std::vector<double> five = GaussianWindow(5, 1.0);
+  const std::vector<double> six = GaussianWindow(6, 1.0);
+  EXPECT_EQ(cuts.weights()[8], 0.0);
+  EXPECT_EQ(cuts.weights()[11], five[0]);
+  EXPECT_EQ(cuts.weights()[6], five[4]);
+  EXPECT_EQ(cuts.weights()[0], six[0]);
+  EXPECT_EQ(cuts.weights()[17], six[5]);
+}
+
+TEST(HalvingCuts, ALineWithoutACandidateDoesNotAdvanceThePlace) {
+  HalvingCuts cuts = Lines({{2}, {3}, {4}}, [](Index) { return 0.0; });
+  std::vector<Index> places;
+  cuts.WeighCandidates(
+      [&](Index own, Index place) {
+        places.push_back(place);
+        return own < 2 || own >= 5;
+      },
+      1.0);
+  EXPECT_EQ(places, (std::vector<Index>{0, 1, 2, 3, 4, 2, 3, 4, 5}));
+  const std::vector<double> two = GaussianWindow(2, 1.0);
+  const std::vector<double> four = GaussianWindow(4, 1.0);
+  Eigen::VectorXd expected(9);
+  expected << two[0], two[1], four[0], four[1], four[2], four[3], 0.0, 0.0, 0.0;
+  EXPECT_EQ(cuts.weights(), expected);
+}
+
+TEST(HalvingCuts, TellWhyThereIsNoPlane) {
+  Plane plane;
+  HalvingCuts two = Lines({{2}}, [](Index) { return 0.0; });
+  two.WeighCandidates(Everything, 1.0);
+  EXPECT_EQ(two.Run(1.0, 1e-6, plane), CutsEnd::kNoFirstFit);
+  HalvingCuts none = Lines({{5}, {5}}, [](Index) { return 0.0; });
+  none.WeighCandidates([](Index, Index) { return false; }, 1.0);
+  EXPECT_EQ(none.Run(1.0, 1e-6, plane), CutsEnd::kNotValid);
+  // Corners of a saddle are all equally far from their plane, and all are cut.
+  HalvingCuts saddle = Lines({{2}, {2}}, [](Index i) { return i == 0 || i == 3 ? 0.1 : -0.1; });
+  saddle.WeighCandidates(Everything, 1e9);
+  EXPECT_EQ(saddle.Run(1.0, 1e-6, plane), CutsEnd::kNotValid);
+}
+
+}  // namespace
+}  // namespace libmfx::geometry
