@@ -8,11 +8,7 @@
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kInitialDamping = 0.001;  // of the largest diagonal element of J^T J
-constexpr double kInitialGrowth = 2.0;
-constexpr double kLeastShrink = 1.0 / 3.0;
-constexpr double kRelativeFall = 1e-08;
-constexpr int kMaxRounds = 1024;
+constexpr DescentLimits kDescent = {.most_rounds = 1024, .settled_fall = 1e-08};
 constexpr int kMaxPolishRounds = 32;
 // Least ratio of the singular values of J^T J at which all parameters count as determined.
 constexpr double kRankRatio = 1e-12;
@@ -39,35 +35,41 @@ void Move(const FreeParameters& free, const Vector& step) {
     *free.values[i] += step[static_cast<Eigen::Index>(i)];
 }
 
-bool DampedRounds(const Points& points, Model& model, const FreeParameters& free,
-                  Outcome& outcome) {
-  Damping damping(Reduce(outcome.sums.matrix, free.columns, model, false).diagonal().maxCoeff());
-  for (outcome.rounds = 1; outcome.rounds <= kMaxRounds; ++outcome.rounds) {
-    const double cost = outcome.sums.cost;
-    if (!std::isfinite(cost) || !std::isfinite(damping.mu())) return false;
-    if (cost == 0.0) return true;
-    Matrix matrix = Reduce(outcome.sums.matrix, free.columns, model, false);
-    matrix.diagonal().array() += damping.mu();
-    const Vector gradient = FreeGradient(outcome.sums, free);
-    const Vector step = Solve(matrix, -gradient);
-    const double predicted = 0.5 * step.dot(damping.mu() * step - gradient);
-    const Model before = model;
-    Move(free, step);
-    const NormalEquations next = Evaluate(points, model);
-    const double fall = cost - next.cost;
-    const double rho = fall / predicted;
-    if (predicted > 0.0 && rho > 0.0 && std::isfinite(rho)) {
-      outcome.sums = next;
-      damping.Kept(rho);
-      if (fall / cost < kRelativeFall) return true;
-    } else {
-      model = before;
-      damping.TakenBack();
-      if (!(predicted / cost >= kRelativeFall)) return std::isfinite(predicted);
-    }
+// The descent of a wall.
+class WallProblem {
+ public:
+  WallProblem(const Points& points, Model& model, bool fix_axis, bool fix_radius,
+              NormalEquations& sums)
+      : _points(points),
+        _model(model),
+        _free(ListFreeParameters(_tried, fix_axis, fix_radius)),
+        _sums(sums) {}
+  WallProblem(const WallProblem&) = delete;
+  WallProblem& operator=(const WallProblem&) = delete;
+
+  double cost() const { return _sums.cost; }
+  StepEquations Linearise() const {
+    return {Reduce(_sums.matrix, _free.columns, _model, false), -FreeGradient(_sums, _free)};
   }
-  return false;
-}
+  double Try(const Vector& step) {
+    _tried = _model;
+    Move(_free, step);
+    _next = Evaluate(_points, _tried);
+    return _next.cost;
+  }
+  void Keep() {
+    _model = _tried;
+    _sums = _next;
+  }
+
+ private:
+  const Points& _points;
+  Model& _model;
+  Model _tried;
+  FreeParameters _free;  // of the model tried
+  NormalEquations& _sums;
+  NormalEquations _next;
+};
 
 void PolishRounds(const Points& points, Model& model, const FreeParameters& free, bool fix_axis,
                   Outcome& outcome) {
@@ -98,7 +100,11 @@ Outcome Minimize(const Points& points, Model& model, bool fix_axis, bool fix_rad
   Outcome outcome;
   outcome.sums = Evaluate(points, model);
   const FreeParameters free = ListFreeParameters(model, fix_axis, fix_radius);
-  outcome.converged = DampedRounds(points, model, free, outcome);
+  WallProblem problem(points, model, fix_axis, fix_radius, outcome.sums);
+  const Damping damping(problem.Linearise().matrix.diagonal().maxCoeff());
+  const Descent descent = DampedDescent(problem, damping, kDescent);
+  outcome.converged = descent.settled;
+  outcome.rounds = descent.rounds;
   if (!outcome.converged) return outcome;
   PolishRounds(points, model, free, fix_axis, outcome);
   return outcome;
@@ -115,29 +121,12 @@ Matrix Reduce(const Matrix& matrix, const std::vector<int>& columns, const Model
   return full(columns, columns);
 }
 
-Vector Solve(const Matrix& matrix, const Vector& right) {
-  return Eigen::JacobiSVD<Matrix>(matrix, Eigen::ComputeThinU | Eigen::ComputeThinV).solve(right);
-}
-
 double RobustBound(std::vector<double>& sizes, double deviations) {
   constexpr double kNormal = 1.4826;  // deviation of a normal law over its median deviation
   constexpr double kLeastBound = 1e-6;
   const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
   std::nth_element(sizes.begin(), middle, sizes.end());
   return std::max(deviations * kNormal * *middle, kLeastBound);
-}
-
-Damping::Damping(double largest_diagonal)
-    : _mu(kInitialDamping * largest_diagonal), _nu(kInitialGrowth) {}
-
-void Damping::Kept(double gain_ratio) {
-  _mu *= std::max(kLeastShrink, 1.0 - std::pow(2.0 * gain_ratio - 1.0, 3));
-  _nu = kInitialGrowth;
-}
-
-void Damping::TakenBack() {
-  _mu *= _nu;
-  _nu *= 2.0;
 }
 
 Uncertainty Judge(const Matrix& matrix, double cost, Eigen::Index points, const Model& model,

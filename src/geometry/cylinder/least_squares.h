@@ -3,6 +3,7 @@
 #include <Eigen/Core>
 #include <vector>
 
+#include "geometry/cylinder/damped_descent.h"
 #include "geometry/cylinder/model.h"
 
 namespace libmfx::geometry::cylinder {
@@ -25,11 +26,7 @@ struct Uncertainty {
 
 /// Damped least squares from `model`, which is left at the minimum.
 ///
-/// Levenberg-Marquardt with the damping rule of H. B. Nielsen (Damping parameter in Marquardt's
-/// method, 1999). The gain ratio is the actual fall of the cost over the fall that the linearised
-/// residuals predict for the damped step. The relative fall that ends the fit is taken over a step
-/// that was kept; a step taken back ends it only when even its prediction is below that bound,
-/// which is where rounding hides every further fall. Reaching the limit of rounds is a failure.
+/// A descent that runs out of its 1024 rounds is a failure.
 ///
 /// The bound of 1e-8 on the cost leaves the parameters at about 1e-4 of the noise. The rounds
 /// after it are undamped and run until the step no longer shrinks, so that the result is the
@@ -54,21 +51,5 @@ Uncertainty Judge(const Eigen::MatrixXd& matrix, double cost, Eigen::Index point
 /// at least a millionth of the nominal radius, for points without noise.
 /// \param sizes absolute values, at least one; left in another order
 double RobustBound(std::vector<double>& sizes, double deviations);
-
-/// The one decomposition of the fits.
-Eigen::VectorXd Solve(const Eigen::MatrixXd& matrix, const Eigen::VectorXd& right);
-
-/// The damping of Levenberg-Marquardt by Nielsen's rule.
-class Damping {
- public:
-  explicit Damping(double largest_diagonal);
-  double mu() const { return _mu; }
-  void Kept(double gain_ratio);
-  void TakenBack();
-
- private:
-  double _mu;
-  double _nu;
-};
 
 }  // namespace libmfx::geometry::cylinder

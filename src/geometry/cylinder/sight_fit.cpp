@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "geometry/cylinder/least_squares.h"
 #include "geometry/cylinder/seen_profile.h"
@@ -92,12 +93,8 @@ double Biweighted(const Eigen::VectorXd& residuals, double bound) {
 }
 
 void MoveSight(SightModel& model, int column, double step) {
-  Model& c = model.thread.cylinder;
-  double* const targets[kThreadColumns] = {
-      &c.offset.x(),    &c.offset.y(), &c.direction.x(),    &c.direction.y(),
-      &c.direction.z(), &c.radius,     &model.thread.phase, &model.thread.pitch};
   if (column < kThreadColumns) {
-    *targets[column] += step;
+    Parameter(model.thread, column) += step;
   } else {
     model.width = std::clamp(model.width * std::exp(std::clamp(step, -0.5, 0.5)),
                              SeenProfile::kNarrowest, SeenProfile::kWidest);
@@ -122,51 +119,57 @@ Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model,
   return jacobian;
 }
 
-// Damped least squares of the biweighted cost, the columns scaled alike. \return the last residuals
+// The descent of the biweighted cost of sight lines, the columns scaled alike.
+class SightProblem {
+ public:
+  SightProblem(const SightTask& task, SightModel& model)
+      : _task(task),
+        _model(model),
+        _residuals(SightResiduals(task, model)),
+        _cost(Biweighted(_residuals, task.bound)) {}
+
+  double cost() const { return _cost; }
+  Eigen::VectorXd& residuals() { return _residuals; }
+
+  StepEquations Linearise() {
+    const Eigen::MatrixXd jacobian = SightJacobian(_task, _model, _residuals);
+    const Eigen::VectorXd weights =
+        (1.0 - (_residuals.array() / _task.bound).square()).max(0.0).square();
+    Eigen::MatrixXd matrix = jacobian.transpose() * weights.asDiagonal() * jacobian;
+    const Eigen::VectorXd right = -jacobian.transpose() * weights.cwiseProduct(_residuals);
+    _unit = matrix.diagonal().cwiseMax(std::numeric_limits<double>::min()).cwiseSqrt();
+    _unit = _unit.cwiseInverse();
+    matrix = _unit.asDiagonal() * matrix * _unit.asDiagonal();
+    return {std::move(matrix), _unit.cwiseProduct(right)};
+  }
+  double Try(const Eigen::VectorXd& step) {
+    _tried = _model;
+    for (Eigen::Index i = 0; i < step.size(); ++i)
+      MoveSight(_tried, _task.columns[static_cast<std::size_t>(i)], _unit[i] * step[i]);
+    _next = SightResiduals(_task, _tried);
+    _next_cost = Biweighted(_next, _task.bound);
+    return _next_cost;
+  }
+  void Keep() {
+    _model = _tried;
+    _residuals = std::move(_next);
+    _cost = _next_cost;
+  }
+
+ private:
+  const SightTask& _task;
+  SightModel& _model;
+  SightModel _tried;
+  Eigen::VectorXd _residuals, _next, _unit;
+  double _cost, _next_cost = 0.0;
+};
+
+// \return the last residuals
 Eigen::VectorXd DescendSight(const SightTask& task, int most_rounds, SightModel& model) {
   constexpr double kSettledFall = 1e-7;
-  Eigen::VectorXd residuals = SightResiduals(task, model);
-  double cost = Biweighted(residuals, task.bound);
-  Damping damping(1.0);
-  Eigen::MatrixXd matrix;
-  Eigen::VectorXd right, unit;
-  bool moved_on = true;
-  for (int round = 0; round < most_rounds; ++round) {
-    if (moved_on) {
-      const Eigen::MatrixXd jacobian = SightJacobian(task, model, residuals);
-      const Eigen::VectorXd weights =
-          (1.0 - (residuals.array() / task.bound).square()).max(0.0).square();
-      matrix = jacobian.transpose() * weights.asDiagonal() * jacobian;
-      right = -jacobian.transpose() * weights.cwiseProduct(residuals);
-      unit = matrix.diagonal().cwiseMax(std::numeric_limits<double>::min()).cwiseSqrt();
-      unit = unit.cwiseInverse();
-      matrix = unit.asDiagonal() * matrix * unit.asDiagonal();
-      right = unit.cwiseProduct(right);
-    }
-    if (!matrix.allFinite() || !right.allFinite()) break;
-    Eigen::MatrixXd damped = matrix;
-    damped.diagonal().array() += damping.mu();
-    const Eigen::VectorXd step = Solve(damped, right);
-    SightModel moved = model;
-    for (Eigen::Index i = 0; i < step.size(); ++i)
-      MoveSight(moved, task.columns[static_cast<std::size_t>(i)], unit[i] * step[i]);
-    Eigen::VectorXd next = SightResiduals(task, moved);
-    const double fall = cost - Biweighted(next, task.bound);
-    const double predicted = 0.5 * step.dot(damping.mu() * step + right);
-    moved_on = fall > 0.0 && predicted > 0.0;
-    if (!moved_on) {
-      damping.TakenBack();
-      if (!(predicted >= kSettledFall * cost)) break;
-      continue;
-    }
-    damping.Kept(fall / predicted);
-    model = moved;
-    residuals = std::move(next);
-    const bool settled = fall < kSettledFall * cost;
-    cost -= fall;
-    if (settled) break;
-  }
-  return residuals;
+  SightProblem problem(task, model);
+  DampedDescent(problem, Damping(1.0), {most_rounds, kSettledFall});
+  return std::move(problem.residuals());
 }
 
 double SightBound(const Eigen::VectorXd& residuals) {

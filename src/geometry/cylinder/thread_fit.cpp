@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "geometry/cylinder/sight_fit.h"
 
@@ -58,15 +59,6 @@ double BoundOf(const Points& points, const ThreadModel& model) {
   return RobustBound(sizes, kWeighedDeviations);
 }
 
-void Move(ThreadModel& model, const std::vector<int>& columns, const Eigen::VectorXd& step) {
-  Model& c = model.cylinder;
-  double* const targets[kThreadColumns] = {&c.offset.x(),    &c.offset.y(),    &c.direction.x(),
-                                           &c.direction.y(), &c.direction.z(), &c.radius,
-                                           &model.phase,     &model.pitch};
-  for (Eigen::Index i = 0; i < step.size(); ++i)
-    *targets[columns[static_cast<std::size_t>(i)]] += step[i];
-}
-
 // One fit: some of the points, one bound, what is free.
 struct Task {
   const Points& points;
@@ -75,37 +67,51 @@ struct Task {
   double bound;
 };
 
-// Damped least squares of the biweighted cost. A corner of the profile that passes a point makes
-// the gradient jump, so a step is kept only if it lowers the cost. Adds its rounds to `rounds`.
-// \return whether it settled
-bool Descend(const Task& task, int most_rounds, ThreadModel& model, double& cost, int& rounds) {
-  Sums sums = Accumulate(task.points, model, task.stride, task.bound);
-  Damping damping(sums.matrix.diagonal().maxCoeff());
-  const bool free_axis = std::count(task.columns.begin(), task.columns.end(), kDirectionX) > 0;
-  bool settled = false;
-  for (int round = 0; round < most_rounds && !settled; ++round, ++rounds) {
-    Eigen::MatrixXd matrix = Reduce(sums.matrix, task.columns, model.cylinder, free_axis);
-    matrix.diagonal().array() += damping.mu();
-    const Eigen::VectorXd right = -sums.gradient(task.columns);
-    if (!matrix.allFinite() || !right.allFinite()) break;
-    const Eigen::VectorXd step = Solve(matrix, right);
-    const double predicted = 0.5 * step.dot(damping.mu() * step + right);
-    ThreadModel moved = model;
-    Move(moved, task.columns, step);
-    Sums next = Accumulate(task.points, moved, task.stride, task.bound);
-    const double fall = sums.cost - next.cost;
-    if (fall > 0.0 && predicted > 0.0) {
-      damping.Kept(fall / predicted);
-      settled = fall < kSettled * sums.cost;
-      model = moved;
-      sums = std::move(next);
-    } else {
-      damping.TakenBack();
-      settled = !(predicted >= kSettled * sums.cost);
-    }
+// The descent of a thread's biweighted cost. A corner of the profile that passes a point makes the
+// gradient jump, so that a step can raise the cost however short it is.
+class ThreadProblem {
+ public:
+  ThreadProblem(const Task& task, ThreadModel& model)
+      : _task(task), _model(model), _sums(SumsOf(model)) {}
+
+  double cost() const { return _sums.cost; }
+  double LargestDiagonal() const { return _sums.matrix.diagonal().maxCoeff(); }
+  StepEquations Linearise() const {
+    const auto& columns = _task.columns;
+    const bool free_axis = std::count(columns.begin(), columns.end(), kDirectionX) > 0;
+    return {Reduce(_sums.matrix, columns, _model.cylinder, free_axis), -_sums.gradient(columns)};
   }
-  cost = sums.cost;
-  return settled;
+  double Try(const Eigen::VectorXd& step) {
+    _tried = _model;
+    for (Eigen::Index i = 0; i < step.size(); ++i)
+      Parameter(_tried, _task.columns[static_cast<std::size_t>(i)]) += step[i];
+    _next = SumsOf(_tried);
+    return _next.cost;
+  }
+  void Keep() {
+    _model = _tried;
+    _sums = std::move(_next);
+  }
+
+ private:
+  Sums SumsOf(const ThreadModel& model) const {
+    return Accumulate(_task.points, model, _task.stride, _task.bound);
+  }
+
+  const Task& _task;
+  ThreadModel& _model;
+  ThreadModel _tried;
+  Sums _sums, _next;
+};
+
+// Adds its rounds to `rounds`. \return whether it settled
+bool Descend(const Task& task, int most_rounds, ThreadModel& model, double& cost, int& rounds) {
+  ThreadProblem problem(task, model);
+  const Descent descent =
+      DampedDescent(problem, Damping(problem.LargestDiagonal()), {most_rounds, kSettled});
+  cost = problem.cost();
+  rounds += descent.rounds;
+  return descent.settled;
 }
 
 // The smooth fit runs through the middle of what is seen, and that lies the deeper the more steeply

@@ -25,6 +25,14 @@ double MeanDepthSeen(double tangent, bool bore) {
   return kRootDepth * (groove - 0.5 * (beyond + below));
 }
 
+double& Parameter(ThreadModel& model, int column) {
+  Model& c = model.cylinder;
+  double* const parameters[kThreadColumns] = {&c.offset.x(),    &c.offset.y(),    &c.direction.x(),
+                                              &c.direction.y(), &c.direction.z(), &c.radius,
+                                              &model.phase,     &model.pitch};
+  return *parameters[column];
+}
+
 ThreadEvaluator::ThreadEvaluator(const ThreadModel& model)
     : _model(model),
       _hand(std::copysign(1.0, model.pitch)),

@@ -41,6 +41,9 @@ struct ThreadModel {
 /// Columns of the Jacobian of a thread: those of the cylinder, then phase and pitch.
 enum ThreadColumn { kPhase = kColumns, kPitch, kThreadColumns };
 
+/// The parameter of a column.
+double& Parameter(ThreadModel& model, int column);
+
 struct ThreadRow {
   double residual = 0.0;
   Eigen::Matrix<double, kThreadColumns, 1> jacobian;
