@@ -5,7 +5,6 @@
 
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
-#include "features/hole/scan_line.h"
 #include "features/shared/beam.h"
 #include "hole_probe.h"
 
@@ -183,6 +182,8 @@ TEST(HoleWall, TheSpanOfFeetIsMeasuredAcrossTheFarSide) {
               1e-12);
 }
 
+const auto kHalfLines = shared::ScanLayout::HalfLines();
+
 TEST(HoleGraze, TheBeamLeavesTheSurfaceHalfwayToTheNextSample) {
   const View view(0.7);
   // The near side: the last surface sample, then one from deep below.
@@ -191,19 +192,19 @@ TEST(HoleGraze, TheBeamLeavesTheSurfaceHalfwayToTheNextSample) {
   const auto scan = [&](const PointXYZW& next) {
     return LineOf({{-0.00614, 0, 0}, {-0.00604, 0, 0}, next}, 1);
   };
-  PointCloud rim = GrazedRim(edges, scan(deep), true, view.bore);
+  PointCloud rim = GrazedRim(edges, scan(deep), kHalfLines, view.bore);
   EXPECT_NEAR(rim.data()(0, 0), -0.00599, 1e-12);
   EXPECT_EQ(rim.data()(0, 1), 0.00604) << "the far side stays";
   // What lies hardly below the surface has not left it.
-  rim = GrazedRim(edges, scan(view.Below(-0.00594, 0, 0.00029)), true, view.bore);
+  rim = GrazedRim(edges, scan(view.Below(-0.00594, 0, 0.00029)), kHalfLines, view.bore);
   EXPECT_EQ(rim.data()(0, 0), -0.00604);
   // Across a wide gap the place is not known.
-  rim = GrazedRim(edges, scan(view.Below(-0.00578, 0, 0.02)), true, view.bore);
+  rim = GrazedRim(edges, scan(view.Below(-0.00578, 0, 0.02)), kHalfLines, view.bore);
   EXPECT_EQ(rim.data()(0, 0), -0.00604);
   // Nor where nothing follows.
-  rim = GrazedRim(edges, LineOf({{-0.00614, 0, 0}, {-0.00604, 0, 0}}, 1), true, view.bore);
+  rim = GrazedRim(edges, LineOf({{-0.00614, 0, 0}, {-0.00604, 0, 0}}, 1), kHalfLines, view.bore);
   EXPECT_EQ(rim.data()(0, 0), -0.00604);
-  rim = GrazedRim(edges, LineOf({}), true, view.bore);
+  rim = GrazedRim(edges, LineOf({}), kHalfLines, view.bore);
   EXPECT_EQ(rim.data()(0, 0), -0.00604);
 }
 
@@ -212,8 +213,8 @@ TEST(HoleGraze, OnALineThatRunsOutwardsTheSampleBeforeCounts) {
   const PointCloud edges((Eigen::MatrixXd(4, 1) << -0.00604, 0, 0, 3).finished());
   const PointCloud scan =
       LineOf({view.Below(-0.00594, 0, 0.02), {-0.00604, 0, 0}, {-0.00614, 0, 0}}, 3);
-  EXPECT_TRUE(RunsOutwards(3, true));
-  EXPECT_NEAR(GrazedRim(edges, scan, true, view.bore).data()(0, 0), -0.00599, 1e-12);
+  EXPECT_EQ(kHalfLines.At(3).sense, -1);
+  EXPECT_NEAR(GrazedRim(edges, scan, kHalfLines, view.bore).data()(0, 0), -0.00599, 1e-12);
 }
 
 TEST(HoleScanLine, ABeamAlongTheSurfaceHasNoPlaceWhereItCrosses) {

@@ -14,6 +14,10 @@
 
 namespace libmfx::features {
 
+namespace shared {
+class ScanLayout;
+}
+
 using math::GaussianWindow;
 struct Bore;
 
@@ -120,6 +124,9 @@ class LIBMFX_EXPORT Hole : public Feature {
   static shared::SearchNominal SearchTable();
   const shared::FeatureClass& Class() const override;
   void DeriveFromRequest();
+  /// What the moves of the pattern are for, as the settings stand.
+  shared::ScanLayout Layout() const;
+  std::queue<Position> Star(const char* name, const shared::ScanLayout& layout);
 
  protected:
   // The stages of Analyze, in order; each false comes with an error text, but that of a re-scan.
@@ -129,6 +136,7 @@ class LIBMFX_EXPORT Hole : public Feature {
   bool FitCenter(const std::vector<PointCloud>& inliers, const std::vector<PointCloud>& outliers);
   bool Judge(const std::vector<PointCloud>& inliers);
   bool Report();
+  int CountInside(const std::vector<PointCloud>& segments, const geometry::Circle& circle) const;
   // What makes the result doubtful, once nothing speaks against it.
   void TellDoubts(const std::vector<PointCloud>& inliers, const std::vector<PointCloud>& outliers);
   void TellRadius();
@@ -173,6 +181,11 @@ class LIBMFX_EXPORT Hole : public Feature {
   VectorXYZW _measured_normal;
   double _measured_radius = 0.0;
   double _quality = 0.0;  ///< 0 to 100
+
+ private:
+  void NoteSamples(const std::vector<PointCloud>& inliers);
+
+  std::vector<std::vector<Eigen::Index>> _columns;  ///< of the scan, for each of `_segments`
 };
 
 }  // namespace libmfx::features

@@ -84,15 +84,17 @@ bool Edge::SelectLine() {
   // Samples of the move to the start of the line carry its number, 0. They are no part of it,
   // unless nothing else is there.
   const bool has_line = (_scan_cloud.row(4).array() > 0.0).any();
-  std::vector<PointCloud> segments =
-      shared::CutIntoLines(_scan_cloud, [&](Index column, int segment) {
-        return (segment > 0 || !has_line) &&
-               Distance(_edge_point, upright.Project(_scan_cloud.point(column))) <= _clearance_zone;
-      });
-  const auto total = static_cast<double>(shared::ColumnsOf(segments));
+  const auto lines = shared::CutIntoLines(_scan_cloud, [&](Index column, int segment) {
+    return (segment > 0 || !has_line) &&
+           Distance(_edge_point, upright.Project(_scan_cloud.point(column))) <= _clearance_zone;
+  });
   std::vector<std::vector<PointCloud>> bins;
-  bins.reserve(segments.size());
-  for (PointCloud& segment : segments) bins.push_back({std::move(segment)});
+  Index columns = 0;
+  for (const std::vector<Index>& line : lines) {
+    bins.push_back({shared::Columns(_scan_cloud, line)});
+    columns += static_cast<Index>(line.size());
+  }
+  const auto total = static_cast<double>(columns);
   std::vector<std::vector<PointCloud>> selected;
   geometry::Plane plane;
   // All samples of one line lie in the plane in which the beam swept, and the plane found is that

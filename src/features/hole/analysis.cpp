@@ -8,6 +8,7 @@
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/quality.h"
+#include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
 #include "features/shared/text.h"
 #include "libmfx/features/hole.h"
@@ -47,9 +48,10 @@ PointCloud NearCircle(const PointCloud& edges, const geometry::Circle& circle, d
 
 bool Hole::Analyze() {
   _logger[log::LOG_LEVEL_1] << "Analyze called." << std::endl;
-  if (_has_error) return false;
-  _scan_cloud = PointCloud(_raw_data, EMBEDDING_XYZ, _quality_threshold, true);
-  if (_scan_cloud.cols() == 0) return Fail("Hole::Analyze(): All scanned data was filtered!");
+  if (!TakeScan(EMBEDDING_XYZ, _quality_threshold, _scan_cloud,
+                "Hole::Analyze(): All scanned data was filtered!")) {
+    return false;
+  }
   CutIntoSegments();
   std::vector<PointCloud> inliers;
   std::vector<PointCloud> outliers;
@@ -57,6 +59,7 @@ bool Hole::Analyze() {
                       3.0 * _point_spacing, inliers, outliers)) {
     return false;
   }
+  NoteSamples(inliers);
   NoteView();
   if (!FitRim(FlattenedFromAbove(inliers, _plane)) || !FitCenter(inliers, outliers) ||
       !Judge(inliers) || !Report()) {
@@ -68,13 +71,32 @@ bool Hole::Analyze() {
 }
 
 void Hole::CutIntoSegments() {
-  const int jump = _use_fast_star ? 2 : 3;
+  const shared::ScanLayout layout = Layout();
   const double reach = 2.0 * _radius + _clearance_zone;
-  _segments = shared::CutIntoLines(_scan_cloud, [&](Eigen::Index column, int segment) {
-    return segment % jump != 0 && (_scan_cloud.point(column) - _input_center_pt).norm() <= reach;
+  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  _columns = shared::CutIntoLines(_scan_cloud, [&](Eigen::Index column, int segment) {
+    if (!layout.At(segment).line) return false;
+    const bool near = (_scan_cloud.point(column) - _input_center_pt).norm() <= reach;
+    fates.Set(column, near ? SampleFate::kDropped : SampleFate::kFar);
+    return near;
   });
+  _segments.clear();
+  for (const std::vector<Eigen::Index>& line : _columns) {
+    _segments.push_back(shared::Columns(_scan_cloud, line));
+    if (line.empty()) continue;
+    const int segment = shared::SegmentOf(_scan_cloud, line.front());
+    Record().lines.push_back({segment, 0, layout.At(segment).sense});
+  }
   const Eigen::Index held = std::numeric_limits<int>::max() - _segment_point_count;
   _segment_point_count += static_cast<int>(std::min(shared::ColumnsOf(_segments), held));
+}
+
+void Hole::NoteSamples(const std::vector<PointCloud>& inliers) {
+  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  for (std::size_t s = 0; s < inliers.size(); ++s) {
+    fates.SetKept(_columns[s], _scan_cloud, inliers[s], SampleFate::kSurface);
+  }
+  Record().surface = _plane;
 }
 
 void Hole::NoteView() {
@@ -114,6 +136,9 @@ bool Hole::FitRim(const std::vector<PointCloud>& planar) {
         "Hole::Analyze(): Circle::LeastSquares() failed to fit second outer circle to plane data.");
   }
   _edge_points = NearCircle(second, _circle, 5.0 * _point_spacing);
+  for (Eigen::Index j = 0; j < _edge_points.cols(); ++j) {
+    Record().edges.push_back({static_cast<int>(_edge_points.data()(3, j)), _edge_points.point(j)});
+  }
   if (_edge_points.cols() < kFewestEdges) {
     return Fail("Hole::Analyze(): Insufficient number of edge points after filter noise points.");
   }
@@ -154,7 +179,8 @@ bool Hole::Judge(const std::vector<PointCloud>& inliers) {
   if (!_circle.IsValid()) {
     return Fail("Hole::Analyze(): Final validation: Fit circle is degenerate.");
   }
-  if (std::abs(_radius - _circle.Radius()) > 0.125 * _radius) {
+  const double off = std::abs(_radius - _circle.Radius());
+  if (!Passed("radius off its nominal", off, 0.125 * _radius, !(off > 0.125 * _radius))) {
     return Fail(
         "Hole::Analyze(): Final validation: Fit circle size does not match input specifications. "
         "Check the nominal radius!");
@@ -170,12 +196,7 @@ bool Hole::Report() {
   _measured_normal = _circle.Normal();
   // The nominal is repeated: the fitted radius serves to judge the fit and no more.
   _measured_radius = _has_chamfer ? _nominal_radius : _radius;
-  if (TriggerRescan((_measured_center - _input_center_pt).norm())) {
-    _input_center_pt = _measured_center;
-    _input_normal = _measured_normal;
-    return false;
-  }
-  return true;
+  return !AsksForRescan(_measured_center, _measured_normal);
 }
 
 void Hole::TellDoubts(const std::vector<PointCloud>& inliers,
@@ -189,7 +210,7 @@ void Hole::TellDoubts(const std::vector<PointCloud>& inliers,
 
 void Hole::TellRadius() {
   constexpr double kMostOff = 0.02;
-  const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, _use_fast_star, BoreBelow(_circle));
+  const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, Layout(), BoreBelow(_circle));
   geometry::Circle fitted;
   if (!fitted.LeastSquares(rim) || !fitted.IsValid()) return;
   // A rim that stands halfway between two samples is known to half a spacing; that of a chamfer,

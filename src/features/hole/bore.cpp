@@ -99,10 +99,12 @@ std::optional<WallRun> FindWall(const PointCloud& line, const Bore& bore) {
   Eigen::MatrixXd feet = Eigen::MatrixXd::Zero(5, bins);
   Eigen::VectorXd counts = Eigen::VectorXd::Zero(bins);
   WallRun wall{{}, std::numeric_limits<double>::max(), 0.0};
+  wall.columns.reserve(run.size());
   for (Eigen::Index k = 0; k < samples; ++k) {
     const Sample& sample = run[static_cast<std::size_t>(k)];
     feet.col(k * bins / samples) += FootOf(line, sample.column, bore);
     counts[k * bins / samples] += 1.0;
+    wall.columns.push_back(sample.column);
     wall.shallowest = std::min(wall.shallowest, sample.depth);
     wall.deepest = std::max(wall.deepest, sample.depth);
   }

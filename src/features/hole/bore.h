@@ -31,6 +31,7 @@ struct WallRun {
   data_structures::PointCloud feet;
   double shallowest = 0.0;
   double deepest = 0.0;
+  std::vector<Eigen::Index> columns = {};  ///< of the line, whose samples these are
 };
 
 /// A line counts with at most this many feet, so that the many samples of a deep wall do not drown

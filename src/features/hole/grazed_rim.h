@@ -1,6 +1,7 @@
 #pragma once
 
 #include "features/hole/bore.h"
+#include "features/shared/scan_layout.h"
 
 namespace libmfx::features {
 
@@ -12,10 +13,9 @@ namespace libmfx::features {
 /// as the beam comes onto the wall; and where no sample follows nothing tells how far the rim is.
 /// \param edges shape (4, points): x, y, z, segment number
 /// \param scan all samples of the scan, shape (5, samples), in scan order
-/// \param fast_star the convention of the segment numbers
 /// \return shape (4, points)
 data_structures::PointCloud GrazedRim(const data_structures::PointCloud& edges,
-                                      const data_structures::PointCloud& scan, bool fast_star,
-                                      const Bore& bore);
+                                      const data_structures::PointCloud& scan,
+                                      const shared::ScanLayout& layout, const Bore& bore);
 
 }  // namespace libmfx::features

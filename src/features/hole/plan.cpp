@@ -6,6 +6,7 @@
 
 #include "features/shared/directions.h"
 #include "features/shared/plan_checks.h"
+#include "features/shared/scan_layout.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
@@ -77,56 +78,46 @@ std::queue<Position> Hole::GenerateDrivePoints() {
   return _drive_points = HandOut(std::move(_drive_points), _input_center_pt);
 }
 
+shared::ScanLayout Hole::Layout() const {
+  return _use_fast_star ? shared::ScanLayout::HalfLines() : shared::ScanLayout::Star();
+}
+
 std::queue<Position> Hole::GenerateStarPattern() {
-  _logger[log::LOG_LEVEL_1] << "GenerateStarPattern called." << std::endl;
-  const geometry::Plane plane(_input_center_pt, _input_normal);
-  const StarFrame frame = FrameOf(plane, _scan_origin, _radius, _clearance_zone);
-  _scan_lines = std::max(_scan_lines, 2);
-  const double step = std::numbers::pi / _scan_lines;
-  std::queue<Position> path;
-  double t = 0.0;
-  double s = 1.0;
-  for (int i = 0; i < _scan_lines; ++i) {
-    const auto append = [&](const VectorXYZW& offset, double spacing) {
-      path.emplace(_input_center_pt + s * shared::Turned(offset, frame.normal, t), spacing);
-    };
-    append(frame.out, kJumpSpacing);
-    append(frame.in, _point_spacing);
-    append(-frame.out, _point_spacing);
-    s = -s;
-    t += step;
-  }
-  _logger[log::LOG_LEVEL_1] << "GenerateStarPattern ended." << std::endl;
-  return path;
+  return Star("GenerateStarPattern", shared::ScanLayout::Star());
 }
 
 std::queue<Position> Hole::GenerateFastStarPattern() {
-  _logger[log::LOG_LEVEL_1] << "GenerateFastStarPattern called." << std::endl;
+  return Star("GenerateFastStarPattern", shared::ScanLayout::HalfLines());
+}
+
+std::queue<Position> Hole::Star(const char* name, const shared::ScanLayout& layout) {
+  _logger[log::LOG_LEVEL_1] << name << " called." << std::endl;
   const geometry::Plane plane(_input_center_pt, _input_normal);
   const StarFrame frame = FrameOf(plane, _scan_origin, _radius, _clearance_zone);
   _scan_lines = std::max(_scan_lines, 2);
   const double step = std::numbers::pi / _scan_lines;
+  const bool through = layout.At(2).line;
   std::queue<Position> path;
   double t = 0.0;
   double s = 1.0;
-  for (int round = 0; round < 2 * _scan_lines; ++round) {
-    const auto at = [&](const VectorXYZW& offset) {
-      return _input_center_pt + s * shared::Turned(offset, frame.normal, t);
-    };
-    const PointXYZW outer = at(frame.out);
-    const PointXYZW inner = at(frame.in);
-    // Inwards on one side, then outwards on the opposite one, then the next angle from there.
-    if (round % 2 == 0) {
-      s = -s;
-      path.emplace(outer, kJumpSpacing);
-      path.emplace(inner, _point_spacing);
-    } else {
-      t += step;
-      path.emplace(inner, kJumpSpacing);
-      path.emplace(outer, _point_spacing);
+  const auto append = [&](const VectorXYZW& offset) {
+    const bool line = layout.At(static_cast<int>(path.size())).line;
+    path.emplace(_input_center_pt + s * shared::Turned(offset, frame.normal, t),
+                 line ? _point_spacing : kJumpSpacing);
+  };
+  for (int i = 0; i < _scan_lines; ++i) {
+    append(frame.out);
+    append(frame.in);
+    if (through) append(-frame.out);
+    s = -s;
+    if (!through) {
+      // Outwards on the opposite side; the next line begins there.
+      append(frame.in);
+      append(frame.out);
     }
+    t += step;
   }
-  _logger[log::LOG_LEVEL_1] << "GenerateFastStarPattern ended." << std::endl;
+  _logger[log::LOG_LEVEL_1] << name << " ended." << std::endl;
   return path;
 }
 

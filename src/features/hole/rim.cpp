@@ -75,7 +75,8 @@ PointCloud Hole::FindEdges(std::vector<PointCloud>& segments, PointXYZW& referen
   });
 }
 
-bool Hole::HoleValid(const std::vector<PointCloud>& segments, const geometry::Circle& circle) {
+int Hole::CountInside(const std::vector<PointCloud>& segments,
+                      const geometry::Circle& circle) const {
   const double reach = _radius * _inside_radius_fraction;
   int inside = 0;
   for (const PointCloud& segment : segments) {
@@ -83,7 +84,13 @@ bool Hole::HoleValid(const std::vector<PointCloud>& segments, const geometry::Ci
       inside += (segment.point(j) - circle.Center()).norm() < reach;
     }
   }
-  return inside <= _max_points_inside;
+  return inside;
+}
+
+bool Hole::HoleValid(const std::vector<PointCloud>& segments, const geometry::Circle& circle) {
+  const int inside = CountInside(segments, circle);
+  return Passed("samples well inside the hole", inside, _max_points_inside,
+                inside <= _max_points_inside);
 }
 
 }  // namespace libmfx::features

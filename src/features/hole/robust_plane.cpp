@@ -1,8 +1,8 @@
 #include <cmath>
 #include <utility>
 
-#include "features/hole/scan_line.h"
 #include "features/shared/directions.h"
+#include "features/shared/scan_layout.h"
 #include "features/shared/segments.h"
 #include "geometry/halving_cuts.h"
 #include "libmfx/features/hole.h"
@@ -14,12 +14,12 @@ using geometry::CutsEnd;
 using geometry::HalvingCuts;
 
 /// The points of all lines side by side, with weights that fall towards the rim.
-HalvingCuts Join(const std::vector<PointCloud>& lines, bool fast_star) {
+HalvingCuts Join(const std::vector<PointCloud>& lines, const shared::ScanLayout& layout) {
   Eigen::MatrixXd points(3, shared::ColumnsOf(lines));
   std::vector<geometry::CutLine> cut_lines;
   Eigen::Index column = 0;
   for (const PointCloud& line : lines) {
-    const bool outwards = line.cols() > 0 && RunsOutwards(shared::SegmentOf(line, 0), fast_star);
+    const bool outwards = line.cols() > 0 && layout.At(shared::SegmentOf(line, 0)).sense < 0;
     cut_lines.push_back({line.cols(), outwards});
     if (line.cols() == 0) continue;
     points.middleCols(column, line.cols()) = line.data().topRows<3>();
@@ -58,7 +58,7 @@ void Sort(const std::vector<PointCloud>& lines, const Eigen::VectorXd& weights,
 bool Hole::FitRobustPlane(const PointXYZW& center, double min_distance, double max_distance,
                           double first_sigma, double cut_sigma, double tolerance,
                           std::vector<PointCloud>& inliers, std::vector<PointCloud>& outliers) {
-  HalvingCuts cuts = Join(_segments, _use_fast_star);
+  HalvingCuts cuts = Join(_segments, Layout());
   const Eigen::MatrixXd& points = cuts.points().data();
   cuts.WeighCandidates(
       [&](Eigen::Index own, Eigen::Index /*place*/) {
@@ -83,7 +83,9 @@ bool Hole::FitRobustPlane(const PointXYZW& center, double min_distance, double m
   }
   Sort(_segments, cuts.weights(), inliers, outliers);
   // The angle is taken without sign, so the plane that fails is left turned the other way.
-  if (shared::AngleOfCosine(std::abs(_plane.Normal().dot(_input_normal))) > _normal_reject_angle) {
+  const double angle = shared::AngleOfCosine(std::abs(_plane.Normal().dot(_input_normal)));
+  if (!Passed("angle to the nominal normal", angle, _normal_reject_angle,
+              !(angle > _normal_reject_angle))) {
     _plane.Normal(-_plane.Normal());
     return Fail(
         "Hole::FitRobustPlane(): The normal vector of the fit plane exceeds the angle to nominal "

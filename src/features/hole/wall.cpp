@@ -6,6 +6,7 @@
 
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
+#include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
 #include "libmfx/features/hole.h"
 
@@ -98,10 +99,15 @@ bool Hole::CircleHasWall(const std::vector<PointCloud>& outliers,
     return CarriesFit(wall_points, bore);
   }
   double shallowest = std::numeric_limits<double>::max();
+  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
   for (std::size_t s = 0; s < outliers.size(); ++s) {
     const std::optional<WallRun> wall = FindWall(outliers[s], bore);
     if (!wall) continue;
     wall_points[s] = wall->feet;
+    if (s < _columns.size()) {
+      fates.SetKept(_columns[s], _scan_cloud, shared::Columns(outliers[s], wall->columns),
+                    SampleFate::kWall);
+    }
     shallowest = std::min(shallowest, wall->shallowest);
     b = std::max(b, wall->deepest);
   }
@@ -109,7 +115,7 @@ bool Hole::CircleHasWall(const std::vector<PointCloud>& outliers,
   const bool seen = CarriesFit(wall_points, bore);
   // The rim of a chamfer is wider than the bore and has no place among its wall.
   if (!_has_chamfer) {
-    AddRim(GrazedRim(_edge_points, _scan_cloud, _use_fast_star, bore), _segments, wall_points);
+    AddRim(GrazedRim(_edge_points, _scan_cloud, Layout(), bore), _segments, wall_points);
   }
   return seen;
 }
@@ -128,7 +134,7 @@ bool Hole::CircleHasWallX(const std::vector<PointCloud>& inliers,
 bool Hole::PlaneCentroidBiasShift(const std::vector<PointCloud>& inliers,
                                   geometry::Circle& circle) {
   const PointCloud border = InnerBorder(inliers, circle, _plane, 5.0 * _point_spacing);
-  const PointCloud rim = GrazedRim(border, _scan_cloud, _use_fast_star, BoreBelow(circle));
+  const PointCloud rim = GrazedRim(border, _scan_cloud, Layout(), BoreBelow(circle));
   geometry::Circle shown;
   if (!shown.LeastSquares(rim) || !shown.IsValid()) return false;
   circle.Center(shown.Center());

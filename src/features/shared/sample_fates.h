@@ -14,14 +14,16 @@ namespace libmfx::features::shared {
 /// Puts fates of columns down for their samples.
 class SampleFates {
  public:
-  /// Every usable sample begins as one between the lines.
+  /// Every usable sample begins as one between the lines, unless the fates are there already.
   SampleFates(const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold,
               std::vector<SampleFate>& fates)
       : _fates(fates) {
-    _fates.assign(samples.size(), SampleFate::kUnusable);
+    const bool first = _fates.size() != samples.size();
+    if (first) _fates.assign(samples.size(), SampleFate::kUnusable);
+    _samples.reserve(samples.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
       if (!data_structures::IsUsable(samples[i], quality_threshold)) continue;
-      _fates[i] = SampleFate::kBetween;
+      if (first) _fates[i] = SampleFate::kBetween;
       _samples.push_back(i);
     }
   }

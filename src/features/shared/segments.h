@@ -21,28 +21,25 @@ inline data_structures::PointCloud Columns(const data_structures::PointCloud& cl
                                      cloud.embeddings());
 }
 
-/// Cuts a cloud into its scan lines: one cloud a line, in scan order, of the columns that `keep`
-/// lets through. A line begins where the segment number rises above that of the line before, and
-/// above 0; the column that rises is its first. There is always at least one cloud, and only the
-/// last can be without columns.
+/// Cuts a cloud into its scan lines: for each line, in scan order, the columns that `keep` lets
+/// through. A line begins where the segment number rises above that of the line before, and above
+/// 0; the column that rises is its first. There is always at least one line, and only the last can
+/// be without columns.
 /// \param keep bool(column, segment number)
 template <typename Keep>
-std::vector<data_structures::PointCloud> CutIntoLines(const data_structures::PointCloud& cloud,
-                                                      Keep keep) {
-  std::vector<data_structures::PointCloud> lines;
-  std::vector<Eigen::Index> current;
+std::vector<std::vector<Eigen::Index>> CutIntoLines(const data_structures::PointCloud& cloud,
+                                                    Keep keep) {
+  std::vector<std::vector<Eigen::Index>> lines(1);
   int last = 0;
   for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
     const int segment = SegmentOf(cloud, i);
     if (!keep(i, segment)) continue;
     if (segment > last) {
-      if (!current.empty()) lines.push_back(Columns(cloud, current));
-      current.clear();
+      if (!lines.back().empty()) lines.emplace_back();
       last = segment;
     }
-    current.push_back(i);
+    lines.back().push_back(i);
   }
-  lines.push_back(Columns(cloud, current));
   return lines;
 }
 
