@@ -18,7 +18,7 @@ UnknownFeature::UnknownFeature(std::string json) {
 
 const shared::FeatureClass& UnknownFeature::Class() const {
   static const auto unknown = shared::MakeClass<UnknownFeature>(
-      "UnknownFeature", L"A feature that is not recognized by this library", {});
+      shared::Settings("UnknownFeature", L"A feature that is not recognized by this library"));
   return unknown;
 }
 

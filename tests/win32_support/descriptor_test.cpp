@@ -196,18 +196,16 @@ class Kinds : public features::UnknownFeature {
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor() {
     static const auto descriptor = features::shared::MakeDescriptor<Kinds>(
-        L"Kinds", L"",
-        features::shared::Settings()
-            .Nominal(L"number", &Kinds::number, L"")
-            .Nominal(L"count", &Kinds::count, L"")
-            .Nominal(L"lines", &Kinds::lines, L"")
-            .Nominal(L"flag", &Kinds::flag, L"")
-            .Parameter(L"mode", &Kinds::mode, L"")
-            .Result(L"point", &Kinds::point, L"")
-            .Result(L"aer", &Kinds::aer, L"")
-            .Result(L"vector", &Kinds::vector, L"")
-            .Result(L"direction", &Kinds::direction, L"")
-            .Tagged(SETTING_POINT_XYZ));
+        features::shared::Settings("Kinds", L"")
+            .Nominal(L"number", features::shared::Setting(&Kinds::number, L""), L"count",
+                     features::shared::Setting(&Kinds::count, L""), L"lines",
+                     features::shared::Setting(&Kinds::lines, L""), L"flag",
+                     features::shared::Setting(&Kinds::flag, L""))
+            .Parameter(L"mode", features::shared::Setting(&Kinds::mode, L""))
+            .Result(L"point", features::shared::Setting(&Kinds::point, L""), L"aer",
+                    features::shared::Setting(&Kinds::aer, L""), L"vector",
+                    features::shared::Setting(&Kinds::vector, L""), L"direction",
+                    features::shared::Setting(&Kinds::direction, L"", SETTING_POINT_XYZ)));
     return descriptor;
   }
 

@@ -14,11 +14,10 @@ namespace libmfx::features {
 struct CylinderKind {
   const char* name;
   const wchar_t* label;
-  const wchar_t* least_angle;  ///< label of "MinIncidentAngle"
-  const char* quality_key;     ///< of the request
-  const char* result_type;     ///< "$type" of the result
-  double rounding;             ///< added to the number of lines before it is truncated
-  bool axis_points_away;       ///< from the scan origin, as the axis of a bore does
+  const char* quality_key;  ///< of the request
+  const char* result_type;  ///< "$type" of the result
+  double rounding;          ///< added to the number of lines before it is truncated
+  bool axis_points_away;    ///< from the scan origin, as the axis of a bore does
 };
 
 /// What the features with a cylindrical wall share: they drive a raster of lines along the axis,

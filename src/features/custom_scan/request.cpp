@@ -105,10 +105,9 @@ CustomScan::CustomScan(std::queue<Position> path, double quality_threshold)
 
 const shared::FeatureClass& CustomScan::Class() const {
   static const auto custom_scan = shared::MakeClass<CustomScan>(
-      "CustomScan", L"Custom Scan",
-      shared::Settings()
-          .Parameter(L"QualityThreshold", &CustomScan::_quality_threshold)
-          .Parameter(L"IDCMethod", &CustomScan::_idc_method));
+      shared::Settings("CustomScan", L"Custom Scan")
+          .Parameter(L"QualityThreshold", &CustomScan::_quality_threshold, L"IDCMethod",
+                     &CustomScan::_idc_method));
   return custom_scan;
 }
 

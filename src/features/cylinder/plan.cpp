@@ -19,11 +19,8 @@ double CylinderFeature::FacingOfAxis() const {
 shared::PlanChecks CylinderFeature::PlanTable() {
   using C = CylinderFeature;
   return shared::PlanChecks()
-      .Finite("The nominal centre", &Parts::Center)
-      .Finite("The nominal axis", &Parts::Axis)
-      .Finite("Radius", &Parts::Radius)
-      .Finite("Height", &C::_height)
-      .Finite("Offset", &C::_bottom_offset)
+      .Finite("The nominal centre", &Parts::Center, "The nominal axis", &Parts::Axis, "Radius",
+              &Parts::Radius, "Height", &C::_height, "Offset", &C::_bottom_offset)
       .Positive("LineSpacing", &C::_line_spacing)
       .Finite("PointSpacing", &C::_point_spacing)
       .Count(

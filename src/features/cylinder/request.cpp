@@ -8,53 +8,41 @@ shared::RequestKeys CylinderFeature::RequestTable(const CylinderKind& kind) {
   using shared::Rule;
   using C = CylinderFeature;
   return shared::RequestKeys(&C::_scan_origin)
-      .Root("FixAxis", &C::_fix_axis)
-      .Root("FixRadius", &C::_fix_radius)
-      .Root("PointSpacing", &C::_point_spacing)
-      .Root("LineSpacing", &C::_line_spacing)
-      .Root(kind.quality_key, &C::_quality_threshold)
-      .Root("MinIncidentAngle", &C::_min_incident_angle)
+      .Root("FixAxis", &C::_fix_axis, "FixRadius", &C::_fix_radius, "PointSpacing",
+            &C::_point_spacing, "LineSpacing", &C::_line_spacing, kind.quality_key,
+            &C::_quality_threshold, "MinIncidentAngle", &C::_min_incident_angle)
       .SearchAndRescan()
       .Need({"Location", "Axis"}, "Request does not contain nominal location and/or axis!")
-      .Nominal("Radius", &Parts::Radius, Rule::kGivenPositive,
-               "Request does not contain valid nominal radius!")
-      .Nominal("Offset", &C::_bottom_offset, Rule::kGivenPositive,
-               "Request does not contain valid nominal offset!")
-      .Nominal("Height", &C::_height, Rule::kGivenPositive,
-               "Request does not contain valid nominal height!")
-      .Nominal("RadiusTolerance", &C::_radius_tolerance, Rule::kIfPositive)
-      .Nominal("PlaneTolerance", &C::_plane_tolerance, Rule::kIfPositive)
-      .Nominal("Location", &Parts::Center)
+      .Nominal("Radius",
+               shared::RequestKey(&Parts::Radius, Rule::kGivenPositive,
+                                  "Request does not contain valid nominal radius!"),
+               "Offset",
+               shared::RequestKey(&C::_bottom_offset, Rule::kGivenPositive,
+                                  "Request does not contain valid nominal offset!"),
+               "Height",
+               shared::RequestKey(&C::_height, Rule::kGivenPositive,
+                                  "Request does not contain valid nominal height!"),
+               "RadiusTolerance", shared::RequestKey(&C::_radius_tolerance, Rule::kIfPositive),
+               "PlaneTolerance", shared::RequestKey(&C::_plane_tolerance, Rule::kIfPositive),
+               "Location", &Parts::Center)
       .Unit("Axis", &Parts::Axis);
 }
 
 shared::Settings CylinderFeature::SettingsTable(const CylinderKind& kind) {
   using C = CylinderFeature;
-  return shared::Settings()
-      .Parameter(L"FixAxis", &C::_fix_axis, L"Fix the cylinder axis during fitting")
-      .Parameter(L"FixRadius", &C::_fix_radius, L"Fix the cylinder radius during fitting")
-      .Parameter(L"PointSpacing", &C::_point_spacing, L"The point spacing for the scan")
-      .Parameter(L"LineSpacing", &C::_line_spacing, L"The line spacing for the scan")
-      .Parameter(L"QualityThreshold", &C::_quality_threshold,
-                 L"Minimum required quality of the scan data")
+  return shared::Settings(kind.name, kind.label)
+      .Parameter(L"FixAxis", &C::_fix_axis, L"FixRadius", &C::_fix_radius, L"PointSpacing",
+                 &C::_point_spacing, L"LineSpacing", &C::_line_spacing, L"QualityThreshold",
+                 &C::_quality_threshold)
       .SearchAndRescan()
       .Parameter(L"IDCMethod", &C::_idc_method)
-      .Nominal(L"NominalCylinderAxis", &Parts::Axis, L"The axis of the nominal cylinder")
-      .Nominal(L"NominalCylinderCenter", &Parts::Center, L"The center of the nominal cylinder")
-      .Nominal(L"NominalCylinderRadius", &Parts::Radius, L"The radius of the nominal cylinder")
-      .Nominal(L"NominalCylinderBottomOffset", &C::_bottom_offset,
-               L"Any points whose distance to the nominal plane is less than this offset will be "
-               L"rejected before fitting. The nominal plane is defined as the plane passing the "
-               L"nominal cylinder center and perpendicular to the nominal cylinder axis.")
-      .Nominal(L"NominalCylinderHeight", &C::_height, L"The height of the nominal cylinder")
-      .Nominal(L"RadiusTolerance", &C::_radius_tolerance,
-               L"The tolerance of the radius of the cylinder")
-      .Nominal(L"PlaneTolerance", &C::_plane_tolerance,
-               L"The tolerance of the distance from the base plane")
-      .Nominal(L"MinIncidentAngle", &C::_min_incident_angle, kind.least_angle)
-      .Result(L"FittedCylinderAxis", &Parts::FittedAxis, L"The axis of the fitted cylinder")
-      .Result(L"FittedCylinderCenter", &Parts::FittedCenter, L"The center of the fitted cylinder")
-      .Result(L"FittedCylinderRadius", &Parts::FittedRadius, L"The radius of the fitted cylinder");
+      .Nominal(L"NominalCylinderAxis", &Parts::Axis, L"NominalCylinderCenter", &Parts::Center,
+               L"NominalCylinderRadius", &Parts::Radius, L"NominalCylinderBottomOffset",
+               &C::_bottom_offset, L"NominalCylinderHeight", &C::_height, L"RadiusTolerance",
+               &C::_radius_tolerance, L"PlaneTolerance", &C::_plane_tolerance, L"MinIncidentAngle",
+               &C::_min_incident_angle)
+      .Result(L"FittedCylinderAxis", &Parts::FittedAxis, L"FittedCylinderCenter",
+              &Parts::FittedCenter, L"FittedCylinderRadius", &Parts::FittedRadius);
 }
 
 shared::SearchNominal CylinderFeature::SearchTable(const CylinderKind& kind) {

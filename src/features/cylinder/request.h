@@ -17,8 +17,8 @@ struct CylinderFeature::Parts {
 
 template <typename T>
 shared::FeatureClass CylinderFeature::TablesOf(const CylinderKind& kind) {
-  return shared::MakeClass<T>(kind.name, kind.label, SettingsTable(kind), RequestTable(kind),
-                              PlanTable(), ResultTable(kind), SearchTable(kind));
+  return shared::MakeClass<T>(SettingsTable(kind), RequestTable(kind), PlanTable(),
+                              ResultTable(kind), SearchTable(kind));
 }
 
 }  // namespace libmfx::features

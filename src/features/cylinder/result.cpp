@@ -4,9 +4,8 @@ namespace libmfx::features {
 
 shared::ResultKeys CylinderFeature::ResultTable(const CylinderKind& kind) {
   return shared::ResultKeys(kind.result_type)
-      .Add("Location", &Parts::FittedCenter)
-      .Add("Axis", &Parts::FittedAxis)
-      .Add("Radius", &Parts::FittedRadius);
+      .Add("Location", &Parts::FittedCenter, "Axis", &Parts::FittedAxis, "Radius",
+           &Parts::FittedRadius);
 }
 
 }  // namespace libmfx::features

@@ -5,14 +5,12 @@
 namespace libmfx::features {
 namespace {
 
-constexpr CylinderKind kStud{
-    .name = "Stud",
-    .label = L"Performs cylinder fitting for stud scan data",
-    .least_angle = L"The minimum angle to the feature to extract a Stud reliably (rad)",
-    .quality_key = "QualityThreshold",
-    .result_type = "StudTargetResult",
-    .rounding = 0.0,
-    .axis_points_away = false};
+constexpr CylinderKind kStud{.name = "Stud",
+                             .label = L"Performs cylinder fitting for stud scan data",
+                             .quality_key = "QualityThreshold",
+                             .result_type = "StudTargetResult",
+                             .rounding = 0.0,
+                             .axis_points_away = false};
 
 }  // namespace
 

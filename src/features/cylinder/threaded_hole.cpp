@@ -10,14 +10,12 @@
 namespace libmfx::features {
 namespace {
 
-constexpr CylinderKind kThreadedHole{
-    .name = "ThreadedHole",
-    .label = L"Performs threaded hole detection",
-    .least_angle = L"The minimum angle to the feature to extract a Threaded Hole reliably (rad)",
-    .quality_key = "ScanQualityThreshold",
-    .result_type = "ThreadedHoleTargetResult",
-    .rounding = 0.5,
-    .axis_points_away = true};
+constexpr CylinderKind kThreadedHole{.name = "ThreadedHole",
+                                     .label = L"Performs threaded hole detection",
+                                     .quality_key = "ScanQualityThreshold",
+                                     .result_type = "ThreadedHoleTargetResult",
+                                     .rounding = 0.5,
+                                     .axis_points_away = true};
 
 }  // namespace
 

@@ -13,12 +13,10 @@ constexpr double kJumpSpacing = 0.00035;
 }  // namespace
 
 shared::PlanChecks Edge::PlanTable() {
-  return shared::PlanChecks()
-      .Finite("SurfacePoint", &Edge::_surface_point)
-      .Finite("SurfaceNormal", &Edge::_surface_normal)
-      .Finite("EdgePoint", &Edge::_edge_point)
-      .Finite("ClearanceZone", &Edge::_clearance_zone)
-      .Finite("PointSpacing", &Edge::_point_spacing);
+  return shared::PlanChecks().Finite("SurfacePoint", &Edge::_surface_point, "SurfaceNormal",
+                                     &Edge::_surface_normal, "EdgePoint", &Edge::_edge_point,
+                                     "ClearanceZone", &Edge::_clearance_zone, "PointSpacing",
+                                     &Edge::_point_spacing);
 }
 
 std::queue<Position> Edge::GenerateDrivePoints() {

@@ -29,16 +29,13 @@ Edge::Edge(std::string json) { _nominals_valid = ReadRequest(json) && DeriveFrom
 
 shared::RequestKeys Edge::RequestTable() {
   return shared::RequestKeys(&Edge::_scan_origin)
-      .Root("QualityThreshold", &Edge::_quality_threshold)
-      .Root("ClearanceZone", &Edge::_clearance_zone)
-      .Root("ScanLines", &Edge::_scan_lines)
-      .Root("PointSpacing", &Edge::_point_spacing)
-      .Root("UseNominalOffset", &Edge::_use_nominal_offset)
+      .Root("QualityThreshold", &Edge::_quality_threshold, "ClearanceZone", &Edge::_clearance_zone,
+            "ScanLines", &Edge::_scan_lines, "PointSpacing", &Edge::_point_spacing,
+            "UseNominalOffset", &Edge::_use_nominal_offset)
       .Need({"SurfacePoint", "SurfaceNormal", "EdgePoint"},
             "Request does not contain nominal point, nominal surface vector, or nominal edge "
             "point!")
-      .Nominal("SurfacePoint", &Edge::_surface_point)
-      .Nominal("EdgePoint", &Edge::_edge_point)
+      .Nominal("SurfacePoint", &Edge::_surface_point, "EdgePoint", &Edge::_edge_point)
       .Unit("SurfaceNormal", &Edge::_surface_normal, "Axis is zero!");
 }
 
@@ -55,28 +52,20 @@ bool Edge::DeriveFromRequest() {
 }
 
 shared::Settings Edge::SettingsTable() {
-  return shared::Settings()
-      .Nominal(L"NominalSurfacePoint", &Edge::_surface_point,
-               L"Nominal surface point in cartesian coordinates")
-      .Nominal(L"NominalSurfaceNormal", &Edge::_surface_normal, L"Nominal surface normal")
-      .Nominal(L"NominalEdgePoint", &Edge::_edge_point,
-               L"Nominal edge point in cartesian coordinates")
-      .Parameter(L"PointSpacing", &Edge::_point_spacing)
-      .Parameter(L"QualityThreshold", &Edge::_quality_threshold)
-      .Parameter(L"ClearanceZone", &Edge::_clearance_zone)
-      .Parameter(L"UseNominalOffset", &Edge::_use_nominal_offset,
-                 L"If true, calcuated edge point will be the same distance below the measured "
-                 L"surface as the nominal edge point is below the nominal surface")
+  return shared::Settings("Edge", L"Edge")
+      .Nominal(L"NominalSurfacePoint", &Edge::_surface_point, L"NominalSurfaceNormal",
+               &Edge::_surface_normal, L"NominalEdgePoint", &Edge::_edge_point)
+      .Parameter(L"PointSpacing", &Edge::_point_spacing, L"QualityThreshold",
+                 &Edge::_quality_threshold, L"ClearanceZone", &Edge::_clearance_zone,
+                 L"UseNominalOffset", &Edge::_use_nominal_offset)
       .SearchAndRescan()
       .Parameter(L"IDCMethod", &Edge::_idc_method)
-      .Result(L"MeasuredPoint", &Edge::_measured_point,
-              L"Measured edge point in cartesian coordinates")
-      .Result(L"Quality", &Edge::_quality);
+      .Result(L"MeasuredPoint", &Edge::_measured_point, L"Quality", &Edge::_quality);
 }
 
 const shared::FeatureClass& Edge::Class() const {
-  static const auto edge = shared::MakeClass<Edge>("Edge", L"Edge", SettingsTable(), RequestTable(),
-                                                   PlanTable(), ResultTable());
+  static const auto edge =
+      shared::MakeClass<Edge>(SettingsTable(), RequestTable(), PlanTable(), ResultTable());
   return edge;
 }
 

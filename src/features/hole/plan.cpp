@@ -54,12 +54,9 @@ shared::PlanChecks Hole::PlanTable() {
           +[](const Hole& hole) {
             return static_cast<double>(hole._scan_lines) * (hole._use_fast_star ? 4 : 3);
           })
-      .Finite("Location", &Hole::_input_center_pt)
-      .Finite("Normal", &Hole::_input_normal)
-      .Finite("ScanOrigin", &Hole::_scan_origin)
-      .Finite("Radius", &Hole::_radius)
-      .Finite("ClearanceZone", &Hole::_clearance_zone)
-      .Finite("PointSpacing", &Hole::_point_spacing);
+      .Finite("Location", &Hole::_input_center_pt, "Normal", &Hole::_input_normal, "ScanOrigin",
+              &Hole::_scan_origin, "Radius", &Hole::_radius, "ClearanceZone",
+              &Hole::_clearance_zone, "PointSpacing", &Hole::_point_spacing);
 }
 
 std::queue<Position> Hole::GenerateDrivePoints() {

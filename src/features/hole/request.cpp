@@ -18,17 +18,14 @@ Hole::Hole(std::string json) {
 shared::RequestKeys Hole::RequestTable() {
   return shared::RequestKeys(&Hole::_scan_origin)
       .Unreadable("jsonRoot is Nothing")
-      .Root("ClearanceZone", &Hole::_clearance_zone)
-      .Root("ScanLines", &Hole::_scan_lines)
-      .Root("PointSpacing", &Hole::_point_spacing)
-      .Root("ScanQualityThreshold", &Hole::_quality_threshold)
-      .Root("ChamferDepth", &Hole::_chamfer_depth)
-      .Root("ChamferAngle", &Hole::_chamfer_angle)
+      .Root("ClearanceZone", &Hole::_clearance_zone, "ScanLines", &Hole::_scan_lines,
+            "PointSpacing", &Hole::_point_spacing, "ScanQualityThreshold",
+            &Hole::_quality_threshold, "ChamferDepth", &Hole::_chamfer_depth, "ChamferAngle",
+            &Hole::_chamfer_angle)
       .SearchAndRescan()
       .Need({"Location", "Radius"}, "Request does not contain nominal location and/or radius!")
-      .Nominal("Radius", &Hole::_radius)
-      .Nominal("Location", &Hole::_input_center_pt)
-      .Nominal("Normal", &Hole::_input_normal);
+      .Nominal("Radius", &Hole::_radius, "Location", &Hole::_input_center_pt, "Normal",
+               &Hole::_input_normal);
 }
 
 void Hole::DeriveFromRequest() {
@@ -51,27 +48,19 @@ void Hole::DeriveFromRequest() {
 }
 
 shared::Settings Hole::SettingsTable() {
-  return shared::Settings()
-      .Nominal(L"NominalPoint", &Hole::_input_center_pt,
-               L"Nominal cartesian point of the hole centroid")
-      .Nominal(L"NominalNormal", &Hole::_input_normal,
-               L"Nominal cartesian normal of the hole surface")
-      // The working radius: a host that sets it leaves the radius of the search alone.
-      .Nominal(L"NominalRadius", &Hole::_radius, L"Nominal radius of the hole")
-      .Parameter(L"NumScanLines", &Hole::_scan_lines, L"Number of scan lines in the user pattern")
-      .Parameter(L"ClearanceZone", &Hole::_clearance_zone,
-                 L"The distance to search for the edge of the hole")
-      .Parameter(L"PointSpacing", &Hole::_point_spacing, L"The pointspacing for the scan")
-      .Parameter(L"QualityThreshold", &Hole::_quality_threshold,
-                 L"Minimum required quality of the scan data")
+  // "NominalRadius" is the working radius: a host that sets it leaves the radius of the search
+  // alone.
+  return shared::Settings("RobustHole", L"Robust Hole")
+      .Nominal(L"NominalPoint", &Hole::_input_center_pt, L"NominalNormal", &Hole::_input_normal,
+               L"NominalRadius", &Hole::_radius)
+      .Parameter(L"NumScanLines", &Hole::_scan_lines, L"ClearanceZone", &Hole::_clearance_zone,
+                 L"PointSpacing", &Hole::_point_spacing, L"QualityThreshold",
+                 &Hole::_quality_threshold)
       .SearchAndRescan()
-      .Parameter(L"IDCMethod", &Hole::_idc_method)
-      .Parameter(L"ChamferDepth", &Hole::_chamfer_depth, L"The depth of the chamfer cut")
-      .Parameter(L"ChamferAngle", &Hole::_chamfer_angle, L"The angle of the chamfer cut")
-      .Result(L"MeasuredPoint", &Hole::_measured_center)
-      .Result(L"MeasuredNormal", &Hole::_measured_normal)
-      .Result(L"Quality", &Hole::_quality)
-      .Result(L"Radius", &Hole::_measured_radius, L"Measured output radius");
+      .Parameter(L"IDCMethod", &Hole::_idc_method, L"ChamferDepth", &Hole::_chamfer_depth,
+                 L"ChamferAngle", &Hole::_chamfer_angle)
+      .Result(L"MeasuredPoint", &Hole::_measured_center, L"MeasuredNormal", &Hole::_measured_normal,
+              L"Quality", &Hole::_quality, L"Radius", &Hole::_measured_radius);
 }
 
 shared::SearchNominal Hole::SearchTable() {
@@ -89,9 +78,8 @@ shared::SearchNominal Hole::SearchTable() {
 }
 
 const shared::FeatureClass& Hole::Class() const {
-  static const auto hole =
-      shared::MakeClass<Hole>("RobustHole", L"Robust Hole", SettingsTable(), RequestTable(),
-                              PlanTable(), ResultTable(), SearchTable());
+  static const auto hole = shared::MakeClass<Hole>(SettingsTable(), RequestTable(), PlanTable(),
+                                                   ResultTable(), SearchTable());
   return hole;
 }
 

@@ -7,10 +7,8 @@ namespace libmfx::features {
 
 shared::ResultKeys Hole::ResultTable() {
   return shared::ResultKeys("HoleTargetResult")
-      .Add("Location", &Hole::_measured_center)
-      .Add("Normal", &Hole::_measured_normal)
-      .Add("Radius", &Hole::_measured_radius)
-      .Add("Quality", &Hole::_quality)
+      .Add("Location", &Hole::_measured_center, "Normal", &Hole::_measured_normal, "Radius",
+           &Hole::_measured_radius, "Quality", &Hole::_quality)
       .Cloud(&Hole::_scan_cloud);
 }
 

@@ -4,11 +4,28 @@
 
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
+#include "features/shared/feature_class.h"
 #include "features/shared/outline.h"
 #include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
 
 namespace libmfx::features {
+
+shared::OutlineRules Opening::RulesOf(const char* type, const shared::ScanLayout& layout,
+                                      const OutlineSizes& sizes) const {
+  const shared::SearchNominal& nominal = *shared::FeatureAccess::ClassOf(*this).search;
+  return {.type = type,
+          .layout = layout,
+          .surface = {.center = nominal.center.As<PointXYZW>(*this),
+                      .normal = nominal.normal.As<VectorXYZW>(*this),
+                      .max_distance = sizes.reach,
+                      .quality_threshold = nominal.quality_threshold.As<double>(*this),
+                      .point_spacing = sizes.point_spacing,
+                      .reject_angle = sizes.reject_angle},
+          .edges = {sizes.raise, sizes.limit, sizes.point_spacing},
+          .scan_origin = nominal.scan_origin.As<PointXYZW>(*this),
+          .clearance = sizes.clearance};
+}
 
 bool Opening::FindOutline(const shared::OutlineRules& rules, const PointCloud& scan,
                           shared::Outline& outline) {

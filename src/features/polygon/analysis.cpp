@@ -9,20 +9,10 @@ namespace libmfx::features {
 using data_structures::Distance;
 
 shared::OutlineRules Polygon::Rules() const {
-  return {.type = "Polygon",
-          .layout = shared::ScanLayout::Crossing(Sides, ScansPerSide, _point_signs),
-          .surface = {.center = NominalPoint,
-                      .normal = NominalNormal,
-                      .max_distance = ClearanceZone + _input_radius,
-                      .quality_threshold = QualityThreshold,
-                      .point_spacing = PointSpacing,
-                      .reject_angle = _normal_reject_angle},
-          .edges = {.raise = _input_radius,
-                    .limit = 2.0 * (ClearanceZone + _input_radius),
-                    .point_spacing = PointSpacing},
-          .fewest_edges = 2,
-          .scan_origin = _scan_origin,
-          .clearance = ClearanceZone};
+  const double reach = ClearanceZone + _input_radius;
+  return RulesOf(
+      "Polygon", shared::ScanLayout::Crossing(Sides, ScansPerSide, _point_signs),
+      {reach, _input_radius, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
 }
 
 PointCloud Polygon::edge_points_from_bins(const std::vector<PointCloud>& bins,

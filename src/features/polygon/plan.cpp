@@ -17,12 +17,9 @@ shared::PlanChecks Polygon::PlanTable() {
       .Count(
           "ScansPerSide",
           +[](const Polygon& p) { return 2.0 * (static_cast<double>(p.Sides) * p.ScansPerSide); })
-      .Finite("ClearanceZone", &Polygon::ClearanceZone)
-      .Finite("PointSpacing", &Polygon::PointSpacing)
-      .Finite("NominalPoint", &Polygon::NominalPoint)
-      .Finite("NominalNormal", &Polygon::NominalNormal)
-      .Finite("NominalAxis", &Polygon::NominalAxis)
-      .Finite("NominalRadius", &Polygon::_input_radius);
+      .Finite("ClearanceZone", &Polygon::ClearanceZone, "PointSpacing", &Polygon::PointSpacing,
+              "NominalPoint", &Polygon::NominalPoint, "NominalNormal", &Polygon::NominalNormal,
+              "NominalAxis", &Polygon::NominalAxis, "NominalRadius", &Polygon::_input_radius);
 }
 
 std::queue<Position> Polygon::GenerateDrivePoints() {

@@ -5,12 +5,9 @@ namespace libmfx::features {
 
 shared::ResultKeys Polygon::ResultTable() {
   return shared::ResultKeys("PolygonTargetResult")
-      .Add("Location", &Polygon::MeasuredPoint)
-      .Add("Normal", &Polygon::MeasuredNormal)
-      .Add("Axis", &Polygon::MeasuredAxis)
-      .Add("Radius", &Polygon::_measured_radius)
-      .Add("Sides", &Polygon::Sides)
-      .Add("Quality", &Polygon::_quality)
+      .Add("Location", &Polygon::MeasuredPoint, "Normal", &Polygon::MeasuredNormal, "Axis",
+           &Polygon::MeasuredAxis, "Radius", &Polygon::_measured_radius, "Sides", &Polygon::Sides,
+           "Quality", &Polygon::_quality)
       .Cloud(&Polygon::_scan_cloud);
 }
 

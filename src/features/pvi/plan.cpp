@@ -41,10 +41,8 @@ BoxAxes AxesOfBox(const PointXYZW& nominal, const VectorXYZW& normal, const Vect
 
 shared::PlanChecks PVI::PlanTable() {
   return shared::PlanChecks()
-      .Finite("NominalPoint", &PVI::_nominal_point)
-      .Finite("NominalNormal", &PVI::_nominal_normal)
-      .Finite("ScanOrigin", &PVI::_scan_origin)
-      .Finite("BoxDimension", &PVI::_box_dimension)
+      .Finite("NominalPoint", &PVI::_nominal_point, "NominalNormal", &PVI::_nominal_normal,
+              "ScanOrigin", &PVI::_scan_origin, "BoxDimension", &PVI::_box_dimension)
       .Positive("NumberOfPoints", &PVI::_number_of_points);
 }
 

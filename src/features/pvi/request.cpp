@@ -15,13 +15,11 @@ PVI::PVI(std::string json) : PVI() {
 
 shared::RequestKeys PVI::RequestTable() {
   return shared::RequestKeys(&PVI::_scan_origin)
-      .Root("BoxDimension", &PVI::_box_dimension, shared::Rule::kIfPositive)
-      .Root("NumberOfScanLines", &PVI::_number_of_scan_lines)
-      .Root("NumberOfPoints", &PVI::_number_of_points)
-      .Root("QualityThreshold", &PVI::_quality_threshold)
-      .Root("AngleThresh", &PVI::_angle_thresh)
-      .Root("Nom2MeasAngCheck", &PVI::_nominal_to_measured_angle)
-      .Root("DistanceThreshold", &PVI::_distance_threshold)
+      .Root("BoxDimension", shared::RequestKey(&PVI::_box_dimension, shared::Rule::kIfPositive),
+            "NumberOfScanLines", &PVI::_number_of_scan_lines, "NumberOfPoints",
+            &PVI::_number_of_points, "QualityThreshold", &PVI::_quality_threshold, "AngleThresh",
+            &PVI::_angle_thresh, "Nom2MeasAngCheck", &PVI::_nominal_to_measured_angle,
+            "DistanceThreshold", &PVI::_distance_threshold)
       .Rescan()
       .Need({"Location", "Normal"}, "Request does not contain nominal location and/or normal!")
       .Nominal("Location", &PVI::_nominal_point)
@@ -30,38 +28,26 @@ shared::RequestKeys PVI::RequestTable() {
 
 shared::Settings PVI::SettingsTable() {
   constexpr int kPoint = win32_support::SETTING_POINT_XYZ;
-  return shared::Settings()
-      .Nominal(L"NominalPoint", &PVI::_nominal_point)
-      .Nominal(L"NominalNormal", &PVI::_nominal_normal)
-      .Tagged(kPoint)
-      .Parameter(L"BoxDimension", &PVI::_box_dimension, L"Box dimension")
-      .Parameter(L"NumberOfScanLines", &PVI::_number_of_scan_lines, L"Number of scan lines")
-      .Parameter(L"NumberOfPoints", &PVI::_number_of_points, L"Number of points")
-      .Parameter(L"QualityThreshold", &PVI::_quality_threshold)
-      .Parameter(L"MaxIterations", &PVI::_max_iterations, L"Maximum iterations")
-      .Parameter(L"AngleThresh", &PVI::_angle_thresh, L"Angle Threshold (degrees)")
-      .Parameter(L"MinScanTimeOut", &PVI::_min_scan_timeout, L"Minimum scan timeout")
-      .Parameter(L"MaxFiltertPrct", &PVI::_max_filter_percentage, L"Maximum filter percentage")
-      .Parameter(L"RangeFilterMultiplier", &PVI::_range_filter_multiplier,
-                 L"Range filter multiplier")
-      .Parameter(L"Nom2MeasAngCheck", &PVI::_nominal_to_measured_angle,
-                 L"Nominal to measured angle check (degrees)")
-      .Parameter(L"FilterCutRatio", &PVI::_filter_cut_ratio, L"Filter cut ratio")
-      .Parameter(L"ScanElevation", &PVI::_scan_elevation, L"Scan elevation direction?")
+  return shared::Settings("PVI", L"Plane-Vector Intersect")
+      .Nominal(L"NominalPoint", &PVI::_nominal_point, L"NominalNormal",
+               shared::Setting(&PVI::_nominal_normal, kPoint))
+      .Parameter(L"BoxDimension", &PVI::_box_dimension, L"NumberOfScanLines",
+                 &PVI::_number_of_scan_lines, L"NumberOfPoints", &PVI::_number_of_points,
+                 L"QualityThreshold", &PVI::_quality_threshold, L"MaxIterations",
+                 &PVI::_max_iterations, L"AngleThresh", &PVI::_angle_thresh, L"MinScanTimeOut",
+                 &PVI::_min_scan_timeout, L"MaxFiltertPrct", &PVI::_max_filter_percentage,
+                 L"RangeFilterMultiplier", &PVI::_range_filter_multiplier, L"Nom2MeasAngCheck",
+                 &PVI::_nominal_to_measured_angle, L"FilterCutRatio", &PVI::_filter_cut_ratio,
+                 L"ScanElevation", &PVI::_scan_elevation)
       .SearchAndRescan()
-      .Parameter(L"DistanceThreshold", &PVI::_distance_threshold,
-                 L"Threshold for the distance between measured point and intercept of nominal line "
-                 L"and plane")
-      .Parameter(L"IDCMethod", &PVI::_idc_method)
-      .Result(L"MeasuredPoint", &PVI::_measured_point)
-      .Result(L"MeasuredNormal", &PVI::_measured_normal)
-      .Tagged(kPoint)
-      .Result(L"Quality", &PVI::_quality);
+      .Parameter(L"DistanceThreshold", &PVI::_distance_threshold, L"IDCMethod", &PVI::_idc_method)
+      .Result(L"MeasuredPoint", &PVI::_measured_point, L"MeasuredNormal",
+              shared::Setting(&PVI::_measured_normal, kPoint), L"Quality", &PVI::_quality);
 }
 
 const shared::FeatureClass& PVI::Class() const {
-  static const auto pvi = shared::MakeClass<PVI>("PVI", L"Plane-Vector Intersect", SettingsTable(),
-                                                 RequestTable(), PlanTable(), ResultTable());
+  static const auto pvi =
+      shared::MakeClass<PVI>(SettingsTable(), RequestTable(), PlanTable(), ResultTable());
   return pvi;
 }
 

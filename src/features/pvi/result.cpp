@@ -5,9 +5,8 @@ namespace libmfx::features {
 
 shared::ResultKeys PVI::ResultTable() {
   return shared::ResultKeys("PVITargetResult")
-      .Add("Location", &PVI::_measured_point)
-      .Add("Normal", &PVI::_measured_normal)
-      .Add("Quality", &PVI::_quality)
+      .Add("Location", &PVI::_measured_point, "Normal", &PVI::_measured_normal, "Quality",
+           &PVI::_quality)
       .Cloud(&PVI::_scan_data);
 }
 

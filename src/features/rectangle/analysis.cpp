@@ -6,20 +6,10 @@
 namespace libmfx::features {
 
 shared::OutlineRules Rectangle::Rules() const {
-  return {.type = "Rectangle",
-          .layout = shared::ScanLayout::Crossing(_sides, ScanPassesPerSide, _point_signs),
-          .surface = {.center = NominalPoint,
-                      .normal = NominalNormal,
-                      .max_distance = ClearanceZone + NominalLength,
-                      .quality_threshold = QualityThreshold,
-                      .point_spacing = PointSpacing,
-                      .reject_angle = _normal_reject_angle},
-          .edges = {.raise = NominalWidth,
-                    .limit = 2.0 * (ClearanceZone + NominalLength),
-                    .point_spacing = PointSpacing},
-          .fewest_edges = 2,
-          .scan_origin = _scan_origin,
-          .clearance = ClearanceZone};
+  const double reach = ClearanceZone + NominalLength;
+  return RulesOf(
+      "Rectangle", shared::ScanLayout::Crossing(_sides, ScanPassesPerSide, _point_signs),
+      {reach, NominalWidth, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
 }
 
 PointCloud Rectangle::edge_points_from_bins(const std::vector<PointCloud>& bins,

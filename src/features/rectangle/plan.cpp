@@ -15,13 +15,10 @@ shared::PlanChecks Rectangle::PlanTable() {
           +[](const Rectangle& r) {
             return 2.0 * (static_cast<double>(r._sides) * r.ScanPassesPerSide);
           })
-      .Finite("ClearanceZone", &Rectangle::ClearanceZone)
-      .Finite("PointSpacing", &Rectangle::PointSpacing)
-      .Finite("NominalPoint", &Rectangle::NominalPoint)
-      .Finite("NominalNormal", &Rectangle::NominalNormal)
-      .Finite("NominalTangent", &Rectangle::NominalTangent)
-      .Finite("NominalLength", &Rectangle::NominalLength)
-      .Finite("NominalWidth", &Rectangle::NominalWidth);
+      .Finite("ClearanceZone", &Rectangle::ClearanceZone, "PointSpacing", &Rectangle::PointSpacing,
+              "NominalPoint", &Rectangle::NominalPoint, "NominalNormal", &Rectangle::NominalNormal,
+              "NominalTangent", &Rectangle::NominalTangent, "NominalLength",
+              &Rectangle::NominalLength, "NominalWidth", &Rectangle::NominalWidth);
 }
 
 std::queue<Position> Rectangle::GenerateDrivePoints() {

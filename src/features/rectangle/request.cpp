@@ -10,33 +10,29 @@ Rectangle::Rectangle(std::string json) { ReadRequest(json); }
 
 shared::RequestKeys Rectangle::RequestTable() {
   return shared::RequestKeys(&Rectangle::_scan_origin)
-      .Root("ScanQualityThreshold", &Rectangle::QualityThreshold)
-      .Root("ClearanceZone", &Rectangle::ClearanceZone)
-      .Root("ScansPerSide", &Rectangle::ScanPassesPerSide)
-      .Root("PointSpacing", &Rectangle::PointSpacing)
-      .SearchAndRescan()
+      .Root("ScanQualityThreshold", &Rectangle::QualityThreshold, "ClearanceZone",
+            &Rectangle::ClearanceZone, "ScansPerSide", &Rectangle::ScanPassesPerSide,
+            "PointSpacing", &Rectangle::PointSpacing)
+      .With(SharedKeys)
       .Oblong(&Rectangle::NominalPoint, &Rectangle::NominalNormal, &Rectangle::NominalTangent,
               &Rectangle::NominalLength, &Rectangle::NominalWidth);
 }
 
 shared::Settings Rectangle::SettingsTable() {
-  return shared::Settings()
-      .Nominal(L"NominalLength", &Rectangle::NominalLength, L"Rectangle Length")
-      .Nominal(L"NominalWidth", &Rectangle::NominalWidth, L"Rectangle Width")
-      .Nominal(L"NominalPoint", &Rectangle::NominalPoint)
-      .Nominal(L"NominalNormal", &Rectangle::NominalNormal)
-      .Nominal(L"NominalTangent", &Rectangle::NominalTangent)
-      .Parameter(L"QualityThreshold", &Rectangle::QualityThreshold)
-      .Parameter(L"ClearanceZone", &Rectangle::ClearanceZone)
-      .Parameter(L"ScanPassesPerSide", &Rectangle::ScanPassesPerSide)
-      .Parameter(L"PointSpacing", &Rectangle::PointSpacing, L"Scan point spacing")
-      .SearchAndRescan()
+  return shared::Settings("Rectangle", L"Rectangle")
+      .Nominal(L"NominalLength", &Rectangle::NominalLength, L"NominalWidth",
+               &Rectangle::NominalWidth, L"NominalPoint", &Rectangle::NominalPoint,
+               L"NominalNormal", &Rectangle::NominalNormal, L"NominalTangent",
+               &Rectangle::NominalTangent)
+      .Parameter(L"QualityThreshold", &Rectangle::QualityThreshold, L"ClearanceZone",
+                 &Rectangle::ClearanceZone, L"ScanPassesPerSide", &Rectangle::ScanPassesPerSide,
+                 L"PointSpacing", &Rectangle::PointSpacing)
+      .With(SharedSettings)
       .Parameter(L"IDCMethod", &Rectangle::IDCMethod)
-      .Result(L"MeasuredPoint", &Rectangle::MeasuredPoint)
-      .Result(L"MeasuredNormal", &Rectangle::MeasuredNormal)
-      .Result(L"MeasuredTangent", &Rectangle::MeasuredTangent)
-      .Result(L"MeasuredLength", &Rectangle::MeasuredLength, L"Rectangle Length")
-      .Result(L"MeasuredWidth", &Rectangle::MeasuredWidth, L"Rectangle Width");
+      .Result(L"MeasuredPoint", &Rectangle::MeasuredPoint, L"MeasuredNormal",
+              &Rectangle::MeasuredNormal, L"MeasuredTangent", &Rectangle::MeasuredTangent,
+              L"MeasuredLength", &Rectangle::MeasuredLength, L"MeasuredWidth",
+              &Rectangle::MeasuredWidth);
 }
 
 shared::SearchNominal Rectangle::SearchTable() {
@@ -54,9 +50,8 @@ shared::SearchNominal Rectangle::SearchTable() {
 }
 
 const shared::FeatureClass& Rectangle::Class() const {
-  static const auto rectangle =
-      shared::MakeClass<Rectangle>("Rectangle", L"Rectangle", SettingsTable(), RequestTable(),
-                                   PlanTable(), ResultTable(), SearchTable());
+  static const auto rectangle = shared::MakeClass<Rectangle>(
+      SettingsTable(), RequestTable(), PlanTable(), ResultTable(), SearchTable());
   return rectangle;
 }
 

@@ -5,11 +5,9 @@ namespace libmfx::features {
 
 shared::ResultKeys Rectangle::ResultTable() {
   return shared::ResultKeys("RectangleTargetResult")
-      .Add("Location", &Rectangle::MeasuredPoint)
-      .Add("Normal", &Rectangle::MeasuredNormal)
-      .Add("Tangent", &Rectangle::MeasuredTangent)
-      .Add("Length", &Rectangle::MeasuredLength)
-      .Add("Width", &Rectangle::MeasuredWidth)
+      .Add("Location", &Rectangle::MeasuredPoint, "Normal", &Rectangle::MeasuredNormal, "Tangent",
+           &Rectangle::MeasuredTangent, "Length", &Rectangle::MeasuredLength, "Width",
+           &Rectangle::MeasuredWidth)
       .Cloud(&Rectangle::_scan_cloud);
 }
 

@@ -65,17 +65,10 @@ struct FeatureAccess {
 
 /// The class T by its tables.
 template <typename T>
-FeatureClass MakeClass(const char* name, const wchar_t* label, const Settings& settings,
-                       RequestKeys request = {}, PlanChecks plan = {}, ResultKeys result = {},
-                       std::optional<SearchNominal> search = {}) {
-  const std::string narrow(name);
-  const std::wstring wide(narrow.begin(), narrow.end());
-  return {narrow,
-          MakeDescriptor<T>(wide.c_str(), label, settings),
-          std::move(request),
-          std::move(plan),
-          std::move(result),
-          std::move(search)};
+FeatureClass MakeClass(const Settings& settings, RequestKeys request = {}, PlanChecks plan = {},
+                       ResultKeys result = {}, std::optional<SearchNominal> search = {}) {
+  return {settings.name(), MakeDescriptor<T>(settings), std::move(request),
+          std::move(plan), std::move(result),           std::move(search)};
 }
 
 /// The descriptor of a live feature's class.

@@ -14,9 +14,9 @@ struct OutlineRules {
   ScanLayout layout;
   SurfaceRules surface;
   EdgeRules edges;
-  std::size_t fewest_edges;  ///< of one side
   data_structures::PointXYZW scan_origin;
   double clearance;
+  std::size_t fewest_edges = 2;  ///< of one side
 };
 
 /// The point of the outline that a scan line shows.

@@ -14,16 +14,20 @@ namespace libmfx::features::shared {
 /// applies is told.
 class PlanChecks {
  public:
-  /// \param what names the value in the words of the refusal
-  PlanChecks& Finite(std::string_view what, Member value) {
-    return Add([what, value](const Feature& feature, PlanCheck& check) {
+  /// Words that name a value in a refusal, and its place, in turn.
+  PlanChecks& Finite() { return *this; }
+  template <typename M, typename... Rest>
+  PlanChecks& Finite(std::string_view what, M member, const Rest&... rest) {
+    const Member value(member);
+    Add([what, value](const Feature& feature, PlanCheck& check) {
       value.In(const_cast<Feature&>(feature), [&](const auto& v) {
         if constexpr (requires { RefuseNotFinite(what, v); }) check.Finite(what, v);
       });
     });
+    return Finite(rest...);
   }
   template <typename T>
-  PlanChecks& Finite(std::string_view what, double (*value)(const T&)) {
+  PlanChecks& FiniteNumber(std::string_view what, double (*value)(const T&)) {
     return Add([what, value](const Feature& feature, PlanCheck& check) {
       check.Finite(what, value(static_cast<const T&>(feature)));
     });

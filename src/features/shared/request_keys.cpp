@@ -66,30 +66,18 @@ struct ReadUnit {
 }  // namespace
 
 RequestKeys::RequestKeys(Member scan_origin) {
-  Root("$id", FeatureAccess::Id()).Nominal("Name", FeatureAccess::Name());
-  Root("ScanOrigin", std::move(scan_origin));
-}
-
-RequestKeys& RequestKeys::Root(std::string_view key, Member member, Rule rule,
-                               std::string_view refusal) {
-  _rows.push_back({false, {key}, {std::move(member)}, false, rule, refusal});
-  return *this;
-}
-
-RequestKeys& RequestKeys::Nominal(std::string_view key, Member member, Rule rule,
-                                  std::string_view refusal) {
-  _rows.push_back({true, {key}, {std::move(member)}, false, rule, refusal});
-  return *this;
+  Root("$id", FeatureAccess::Id(), "ScanOrigin", scan_origin);
+  Nominal("Name", FeatureAccess::Name());
 }
 
 RequestKeys& RequestKeys::Unit(std::string_view key, Member member, std::string_view refusal) {
-  _rows.push_back({true, {key}, {std::move(member)}, true, Rule::kAny, refusal});
+  _rows.push_back({true, {}, {std::move(member)}, key, true, refusal});
   return *this;
 }
 
 RequestKeys& RequestKeys::Need(std::initializer_list<std::string_view> keys,
                                std::string_view refusal) {
-  _rows.push_back({true, keys, {}, false, Rule::kAny, refusal});
+  _rows.push_back({true, keys, {}, {}, false, refusal});
   return *this;
 }
 
@@ -97,13 +85,14 @@ RequestKeys& RequestKeys::Oblong(Member point, Member normal, Member tangent, Me
                                  Member width) {
   return Need({"Location", "Normal", "Tangent"},
               "Request does not contain nominal location, normal, and/or tangent!")
-      .Nominal("Location", std::move(point))
+      .Nominal("Location", point)
       .Unit("Normal", std::move(normal))
       .Unit("Tangent", std::move(tangent))
-      .Nominal("Length", std::move(length), Rule::kPositive,
-               "Request does not contain valid nominal length!")
-      .Nominal("Width", std::move(width), Rule::kPositive,
-               "Request does not contain valid nominal width!");
+      .Nominal(
+          "Length",
+          RequestKey(length, Rule::kPositive, "Request does not contain valid nominal length!"),
+          "Width",
+          RequestKey(width, Rule::kPositive, "Request does not contain valid nominal width!"));
 }
 
 RequestKeys& RequestKeys::Rescan() {
@@ -111,10 +100,9 @@ RequestKeys& RequestKeys::Rescan() {
 }
 
 RequestKeys& RequestKeys::SearchAndRescan() {
-  return Rescan()
-      .Root("SearchPointSpacing", FeatureAccess::SearchPointSpacing())
-      .Root("SearchRadiusMultiplier", FeatureAccess::SearchRadiusMultiplier())
-      .Root("SearchEnabled", FeatureAccess::SearchEnabled());
+  return Rescan().Root("SearchPointSpacing", FeatureAccess::SearchPointSpacing(),
+                       "SearchRadiusMultiplier", FeatureAccess::SearchRadiusMultiplier(),
+                       "SearchEnabled", FeatureAccess::SearchEnabled());
 }
 
 RequestKeys& RequestKeys::Unreadable(std::string_view refusal) {
@@ -127,15 +115,11 @@ std::string RequestKeys::Read(const std::string& json, Feature& feature) const {
   if (!request.ok()) return std::string(_unreadable);
   for (const Row& row : _rows) {
     const Value object = row.of_feature ? request.feature() : request.root();
-    bool sound = true;
-    if (row.member.empty()) {
-      sound = std::all_of(row.keys.begin(), row.keys.end(),
-                          [&](std::string_view key) { return object.Has(key); });
-    } else if (row.unit) {
-      sound =
-          row.member.front().In(feature, ReadUnit{object, row.keys.front(), !row.refusal.empty()});
-    } else {
-      sound = row.member.front().In(feature, ReadValue{object, row.keys.front(), row.rule});
+    bool sound = std::all_of(row.needed.begin(), row.needed.end(),
+                             [&](std::string_view key) { return object.Has(key); });
+    for (const RequestKey& read : row.read) {
+      sound = row.unit ? read.member.In(feature, ReadUnit{object, row.key, !row.refusal.empty()})
+                       : read.member.In(feature, ReadValue{object, row.key, read.rule});
     }
     if (!sound) return std::string(row.refusal);
   }

@@ -9,7 +9,7 @@ std::string ResultKeys::Write(const Feature& feature) const {
   ResultMessage message;
   message.Add("$type", _type);
   if (feature.GetIsSuccessful()) {
-    for (const Row& row : _rows) {
+    for (const Key& row : _keys) {
       row.member.In(const_cast<Feature&>(feature), [&](const auto& value) {
         if constexpr (requires { message.Add(row.key, value); }) message.Add(row.key, value);
       });

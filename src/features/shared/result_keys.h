@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "features/shared/member.h"
@@ -16,9 +17,12 @@ class ResultKeys {
   /// \param type "$type" of the message
   explicit ResultKeys(std::string_view type) : _type(type) {}
 
-  ResultKeys& Add(std::string_view key, Member member) {
-    _rows.push_back({key, std::move(member)});
-    return *this;
+  /// Keys of a success, each with its member.
+  ResultKeys& Add() { return *this; }
+  template <typename M, typename... Rest>
+  ResultKeys& Add(std::string_view key, M member, const Rest&... rest) {
+    _keys.push_back({key, member});
+    return Add(rest...);
   }
   /// "ScanData" has the columns of this cloud, in "LR_XYZ"; without it the samples as they were
   /// taken, in "LR_AER".
@@ -31,14 +35,14 @@ class ResultKeys {
   std::string Write(const Feature& feature) const;
 
  private:
-  struct Row {
+  struct Key {
     std::string_view key;
     Member member;
   };
 
   std::string_view _type;
-  std::vector<Row> _rows;
-  std::vector<Member> _cloud;  ///< none or one
+  std::vector<Key> _keys;
+  std::vector<Member> _cloud = {};  ///< none or one
 };
 
 }  // namespace libmfx::features::shared

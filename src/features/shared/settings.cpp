@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string_view>
-#include <utility>
 
 #include "features/shared/feature_class.h"
 
@@ -63,59 +61,19 @@ FeatureSetting RowOf(const Feature& feature, const std::wstring& name) {
 
 namespace shared {
 
-namespace {
-
-/// Labels that the settings of one name carry in most classes.
-constexpr std::pair<std::wstring_view, const wchar_t*> kLabels[] = {
-    {L"NominalPoint", L"Nominal cartesian point on the surface"},
-    {L"NominalNormal", L"Nominal cartesian normal of the surface"},
-    {L"NominalTangent", L"Nominal cartesian tangent"},
-    {L"NominalRadius", L"Nominal radius"},
-    {L"PointSpacing", L"Point spacing"},
-    {L"QualityThreshold", L"Quality threshold"},
-    {L"ClearanceZone", L"Clearance zone"},
-    {L"ScanPassesPerSide", L"Scan passes per side"},
-    {L"SearchEnabled", L"The search functionality to be enabled"},
-    {L"RescanThreshold", L"The threshold distance for the re-scan"},
-    {L"IDCMethod", L"Enhanced Measurement Mode (0=off,1=Speed,2=Optimized)"},
-    {L"MeasuredPoint", L"Measured point in cartesian coordinates"},
-    {L"MeasuredNormal", L"Measured normal in cartesian coordinates"},
-    {L"MeasuredTangent", L"Measured tangent in cartesian coordinates"},
-    {L"Quality", L"Quality metric"},
-};
-
-const wchar_t* CommonLabel(std::wstring_view name) {
-  for (const auto& [known, label] : kLabels) {
-    if (known == name) return label;
-  }
-  throw std::logic_error("A setting without a label");
-}
-
-}  // namespace
-
-Settings& Settings::Add(const wchar_t* name, const wchar_t* label, int kind, Member member) {
-  const int tag = member.tag();
-  _rows.push_back(
-      {name, label == nullptr ? CommonLabel(name) : label, kind, std::move(member), tag});
-  return *this;
-}
-
 Settings& Settings::SearchAndRescan() {
-  return Parameter(L"SearchEnabled", FeatureAccess::SearchEnabled())
-      .Parameter(L"RescanThreshold", FeatureAccess::RescanThreshold());
-}
-
-Settings& Settings::Tagged(int tag) {
-  _rows.back().tag = tag;
-  return *this;
+  return Parameter(L"SearchEnabled", FeatureAccess::SearchEnabled(), L"RescanThreshold",
+                   FeatureAccess::RescanThreshold());
 }
 
 void Settings::WriteTo(win32_support::FeatureDescriptor& descriptor, Feature& probe) const {
   const char* start = reinterpret_cast<const char*>(&probe);
-  for (const Row& row : _rows) {
-    const char* place = static_cast<const char*>(row.member.AddressIn(probe));
-    descriptor._settings.emplace_back(row.tag, row.name, row.label, row.kind,
-                                      static_cast<std::size_t>(place - start));
+  for (const auto& [kind, name, setting] : _rows) {
+    const char* place = static_cast<const char*>(setting.member.AddressIn(probe));
+    descriptor._settings.emplace_back(
+        setting.tag < 0 ? setting.member.tag() : setting.tag, name,
+        setting.label == nullptr ? LabelOf(_name, name) : setting.label, kind,
+        static_cast<std::size_t>(place - start));
   }
 }
 

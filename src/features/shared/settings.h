@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "features/shared/member.h"
@@ -14,50 +15,82 @@
 
 namespace libmfx::features::shared {
 
+/// What a row of a settings table says beside its name.
+struct Setting {
+  Member member;
+  const wchar_t* label = nullptr;  ///< null: LabelOf
+  int tag = -1;                    ///< -1: that of the member's type
+
+  template <typename M>
+  Setting(M place) : member(place) {}
+  template <typename M>
+  Setting(M place, const wchar_t* own_label) : member(place), label(own_label) {}
+  template <typename M>
+  Setting(M place, int own_tag) : member(place), tag(own_tag) {}
+};
+
+/// The text for people of a setting: one source has them all.
+/// \param feature key of the class \param name of the setting
+/// \throws std::logic_error if there is none
+const wchar_t* LabelOf(std::string_view feature, std::wstring_view name);
+
 /// The settings of a class, in order.
-///
-/// A row has a name and a label. Names that several classes have mostly carry the same label:
-/// that one stands in the source of this class, and a row names its own only where it differs.
 class Settings {
  public:
-  Settings& Nominal(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
-    return Add(name, label, win32_support::KIND_NOMINAL, std::move(member));
+  /// \param name key of the class \param label text for people
+  Settings(const char* name, const wchar_t* label) : _name(name), _label(label) {}
+
+  /// Rows of one kind: name and setting in turn.
+  template <typename... Rows>
+  Settings& Nominal(const Rows&... rows) {
+    return Add(win32_support::KIND_NOMINAL, rows...);
   }
-  Settings& Parameter(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
-    return Add(name, label, win32_support::KIND_PARAMETER, std::move(member));
+  template <typename... Rows>
+  Settings& Parameter(const Rows&... rows) {
+    return Add(win32_support::KIND_PARAMETER, rows...);
   }
-  Settings& Result(const wchar_t* name, Member member, const wchar_t* label = nullptr) {
-    return Add(name, label, win32_support::KIND_RESULT, std::move(member));
+  template <typename... Rows>
+  Settings& Result(const Rows&... rows) {
+    return Add(win32_support::KIND_RESULT, rows...);
+  }
+  /// Rows that several classes have, as one function adds them.
+  Settings& With(void (*add)(Settings&)) {
+    add(*this);
+    return *this;
   }
   /// "SearchEnabled" and "RescanThreshold".
   Settings& SearchAndRescan();
-  /// Gives the row just added another type tag than its member's.
-  Settings& Tagged(int tag);
 
+  const std::string& name() const { return _name; }
+  const wchar_t* label() const { return _label; }
   /// Writes the rows into a descriptor.
   /// \param probe an instance of the class, to find the offsets with
   void WriteTo(win32_support::FeatureDescriptor& descriptor, Feature& probe) const;
 
  private:
   struct Row {
-    const wchar_t* name;
-    const wchar_t* label;
     int kind;
-    Member member;
-    int tag;
+    const wchar_t* name;
+    Setting setting;
   };
 
-  Settings& Add(const wchar_t* name, const wchar_t* label, int kind, Member member);
+  Settings& Add(int) { return *this; }
+  template <typename... Rest>
+  Settings& Add(int kind, const wchar_t* name, const Setting& setting, const Rest&... rest) {
+    _rows.push_back({kind, name, setting});
+    return Add(kind, rest...);
+  }
 
+  std::string _name;
+  const wchar_t* _label;
   std::vector<Row> _rows;
 };
 
 /// A descriptor of class T.
 template <typename T>
-std::shared_ptr<win32_support::FeatureDescriptor> MakeDescriptor(const wchar_t* name,
-                                                                 const wchar_t* label,
-                                                                 const Settings& settings) {
-  auto descriptor = std::make_shared<win32_support::FeatureDescriptorT<T>>(name, label);
+std::shared_ptr<win32_support::FeatureDescriptor> MakeDescriptor(const Settings& settings) {
+  auto descriptor = std::make_shared<win32_support::FeatureDescriptorT<T>>(
+      std::wstring(settings.name().begin(), settings.name().end()), settings.label());
   T probe;
   settings.WriteTo(*descriptor, probe);
   return descriptor;

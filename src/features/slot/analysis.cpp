@@ -31,22 +31,15 @@ bool FitCircle(const std::vector<shared::EdgePoint>& points, Circle& circle) {
 shared::OutlineRules Slot::Rules() const {
   // The lines across the straight sides come after those across the arcs; they show the operator
   // the sides and take no part in the fit.
-  const auto lines = static_cast<unsigned int>(ScanPassesPerArc);
-  return {.type = "Slot",
-          .layout = shared::ScanLayout::Crossing(2, lines, _point_signs,
-                                                 2 * std::int64_t{ScanPassesPerArc} - 1),
-          .surface = {.center = NominalPoint,
-                      .normal = NominalNormal,
-                      .max_distance = (ClearanceZone + Length) * 0.5,
-                      .quality_threshold = QualityThreshold,
-                      .point_spacing = PointSpacing,
-                      .reject_angle = _normal_reject_angle},
-          .edges = {.raise = Width,
-                    .limit = 2.0 * (ClearanceZone + Length),
-                    .point_spacing = PointSpacing},
-          .fewest_edges = 1,
-          .scan_origin = _scan_origin,
-          .clearance = ClearanceZone};
+  const auto layout =
+      shared::ScanLayout::Crossing(2, static_cast<unsigned int>(ScanPassesPerArc), _point_signs,
+                                   2 * std::int64_t{ScanPassesPerArc} - 1);
+  const double reach = ClearanceZone + Length;
+  shared::OutlineRules rules =
+      RulesOf("Slot", layout,
+              {reach * 0.5, Width, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
+  rules.fewest_edges = 1;
+  return rules;
 }
 
 PointCloud Slot::edge_points_from_bins(const std::vector<PointCloud>& bins,

@@ -20,13 +20,10 @@ shared::PlanChecks Slot::PlanTable() {
             const double passes = std::max(0, slot.ScanPassesPerSide);
             return 2.0 * (2.0 * (slot.ScanPassesPerArc + passes));
           })
-      .Finite("ClearanceZone", &Slot::ClearanceZone)
-      .Finite("PointSpacing", &Slot::PointSpacing)
-      .Finite("NominalPoint", &Slot::NominalPoint)
-      .Finite("NominalNormal", &Slot::NominalNormal)
-      .Finite("NominalTangent", &Slot::NominalTangent)
-      .Finite("Length", &Slot::Length)
-      .Finite("Width", &Slot::Width);
+      .Finite("ClearanceZone", &Slot::ClearanceZone, "PointSpacing", &Slot::PointSpacing,
+              "NominalPoint", &Slot::NominalPoint, "NominalNormal", &Slot::NominalNormal,
+              "NominalTangent", &Slot::NominalTangent, "Length", &Slot::Length, "Width",
+              &Slot::Width);
 }
 
 double Slot::ArcOffset() const {

@@ -9,37 +9,31 @@ Slot::Slot(std::string json) { ReadRequest(json); }
 
 shared::RequestKeys Slot::RequestTable() {
   return shared::RequestKeys(&Slot::_scan_origin)
-      .Root("ScanQualityThreshold", &Slot::QualityThreshold)
-      .Root("PointSpacing", &Slot::PointSpacing)
-      .Root("ClearanceZone", &Slot::ClearanceZone)
-      .Root("ScanPassesPerSide", &Slot::ScanPassesPerSide)
-      .SearchAndRescan()
-      .Root("ScanPassesPerArc", &Slot::ScanPassesPerArc, shared::Rule::kPositive,
-            "Request does not contain valid scan passes number for slot arcs!")
+      .Root("ScanQualityThreshold", &Slot::QualityThreshold, "PointSpacing", &Slot::PointSpacing,
+            "ClearanceZone", &Slot::ClearanceZone, "ScanPassesPerSide", &Slot::ScanPassesPerSide)
+      .With(SharedKeys)
+      .Root("ScanPassesPerArc",
+            shared::RequestKey(&Slot::ScanPassesPerArc, shared::Rule::kPositive,
+                               "Request does not contain valid scan passes number for slot arcs!"))
       .Oblong(&Slot::NominalPoint, &Slot::NominalNormal, &Slot::NominalTangent, &Slot::Length,
               &Slot::Width);
 }
 
 shared::Settings Slot::SettingsTable() {
   // "Length" and "Width" stand twice: by name a host reaches the nominal.
-  return shared::Settings()
-      .Nominal(L"Length", &Slot::Length, L"Slot Length")
-      .Nominal(L"Width", &Slot::Width, L"Slot Width")
-      .Nominal(L"NominalPoint", &Slot::NominalPoint)
-      .Nominal(L"NominalNormal", &Slot::NominalNormal)
-      .Nominal(L"NominalTangent", &Slot::NominalTangent)
-      .Parameter(L"QualityThreshold", &Slot::QualityThreshold)
-      .Parameter(L"ClearanceZone", &Slot::ClearanceZone)
-      .Parameter(L"ScanPassesPerArc", &Slot::ScanPassesPerArc, L"Scan passes per arc")
-      .Parameter(L"ScanPassesPerSide", &Slot::ScanPassesPerSide)
-      .Parameter(L"PointSpacing", &Slot::PointSpacing, L"Scan point spacing")
-      .SearchAndRescan()
+  return shared::Settings("Slot", L"Slot")
+      .Nominal(L"Length", &Slot::Length, L"Width", &Slot::Width, L"NominalPoint",
+               &Slot::NominalPoint, L"NominalNormal", &Slot::NominalNormal, L"NominalTangent",
+               &Slot::NominalTangent)
+      .Parameter(L"QualityThreshold", &Slot::QualityThreshold, L"ClearanceZone",
+                 &Slot::ClearanceZone, L"ScanPassesPerArc", &Slot::ScanPassesPerArc,
+                 L"ScanPassesPerSide", &Slot::ScanPassesPerSide, L"PointSpacing",
+                 &Slot::PointSpacing)
+      .With(SharedSettings)
       .Parameter(L"IDCMethod", &Slot::IDCMethod)
-      .Result(L"MeasuredPoint", &Slot::MeasuredPoint)
-      .Result(L"MeasuredNormal", &Slot::MeasuredNormal)
-      .Result(L"MeasuredTangent", &Slot::MeasuredTangent)
-      .Result(L"Length", &Slot::MeasuredLength, L"Slot Length")
-      .Result(L"Width", &Slot::MeasuredWidth, L"Slot Width");
+      .Result(L"MeasuredPoint", &Slot::MeasuredPoint, L"MeasuredNormal", &Slot::MeasuredNormal,
+              L"MeasuredTangent", &Slot::MeasuredTangent, L"Length", &Slot::MeasuredLength,
+              L"Width", &Slot::MeasuredWidth);
 }
 
 shared::SearchNominal Slot::SearchTable() {
@@ -56,8 +50,8 @@ shared::SearchNominal Slot::SearchTable() {
 }
 
 const shared::FeatureClass& Slot::Class() const {
-  static const auto slot = shared::MakeClass<Slot>("Slot", L"Slot", SettingsTable(), RequestTable(),
-                                                   PlanTable(), ResultTable(), SearchTable());
+  static const auto slot = shared::MakeClass<Slot>(SettingsTable(), RequestTable(), PlanTable(),
+                                                   ResultTable(), SearchTable());
   return slot;
 }
 

@@ -5,11 +5,8 @@ namespace libmfx::features {
 
 shared::ResultKeys Slot::ResultTable() {
   return shared::ResultKeys("SlotTargetResult")
-      .Add("Location", &Slot::MeasuredPoint)
-      .Add("Normal", &Slot::MeasuredNormal)
-      .Add("Tangent", &Slot::MeasuredTangent)
-      .Add("Length", &Slot::MeasuredLength)
-      .Add("Width", &Slot::MeasuredWidth)
+      .Add("Location", &Slot::MeasuredPoint, "Normal", &Slot::MeasuredNormal, "Tangent",
+           &Slot::MeasuredTangent, "Length", &Slot::MeasuredLength, "Width", &Slot::MeasuredWidth)
       .Cloud(&Slot::_scan_cloud);
 }
 

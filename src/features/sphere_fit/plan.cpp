@@ -55,7 +55,7 @@ struct SphereFit::PatternFrame {
 shared::PlanChecks SphereFit::PlanTable() {
   return shared::PlanChecks()
       .Finite("Nominal point", &SphereFit::NominalPoint)
-      .Finite(
+      .FiniteNumber(
           "Distance of ScanOrigin", +[](const SphereFit& sphere) {
             return (sphere._scan_origin - sphere.NominalPoint).norm();
           });
