@@ -1,16 +1,16 @@
 // Whole measurements of studs and threaded holes with the virtual instrument, against known truth:
 // on the nominal, off it, found by search, and the failures.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "converse.h"
-#include "draws.h"
-#include "libmfx/features/stud.h"
-#include "libmfx/features/threaded_hole.h"
+#include "kept_settings.h"
+#include "measuring.h"
+#include "random_cases.h"
 #include "sim/scenario.h"
 
 namespace libmfx::features {
@@ -19,8 +19,8 @@ namespace {
 using nlohmann::json;
 using sim::Thread;
 using sim::Vec3;
-
-json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+using test::Triple;
+using test::VectorIn;
 
 /// A cylinder and how it is asked for. Lengths are metres, angles radians.
 struct Case {
@@ -59,7 +59,7 @@ struct Case {
     return request;
   }
 
-  sim::Instrument Look() const {
+  sim::Scene Scene() const {
     sim::parts::PartPtr part;
     if (bore) {
       sim::parts::BoreSpec spec;
@@ -74,14 +74,9 @@ struct Case {
       spec.height = size;
       part = sim::parts::MakeStud(spec);
     }
-    return sim::Instrument(sim::MakeScene(part, pose(), std::nullopt, noise), seed);
+    return sim::MakeScene(part, pose(), std::nullopt, noise);
   }
 };
-
-Vec3 VectorIn(const json& result, const char* key) {
-  const json& v = result[key];
-  return Vec3(v[0], v[1], v[2]);
-}
 
 void ExpectTruth(const Case& c, const json& result, double length, double angle) {
   ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
@@ -92,12 +87,7 @@ void ExpectTruth(const Case& c, const json& result, double length, double angle)
   EXPECT_NEAR(result["Radius"].get<double>(), c.TrueRadius(), length);
 }
 
-json Measure(const Case& c) {
-  const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
-  sim::Instrument instrument = c.Look();
-  EXPECT_TRUE(test::Converse(*feature, instrument)) << feature->GetError();
-  return json::parse(feature->GetResult());
-}
+json Measure(const Case& c) { return test::ResultOf(c.Request().dump(), c.Scene(), c.seed); }
 
 TEST(StudMeasurement, SmoothWithoutNoiseIsExact) {
   Case c;
@@ -190,8 +180,8 @@ TEST(StudMeasurement, AMovedCentreAsksForAnotherPass) {
   // The measured centre lies 2 mm up the axis from the nominal one, and 0.6 mm beside it.
   c.keys["RescanThreshold"] = 0.00205;
   const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
-  sim::Instrument instrument = c.Look();
-  ASSERT_TRUE(test::Converse(*feature, instrument));
+  host::SceneDriver driver(c.Scene(), c.seed);
+  test::Converse(*feature, driver);
   EXPECT_FALSE(feature->GetIsSuccessful());
   EXPECT_EQ(feature->GetDriveStep(), RESCAN);
   const auto nominal = feature->GetSetting<PointXYZW>(L"NominalCylinderCenter");
@@ -199,10 +189,11 @@ TEST(StudMeasurement, AMovedCentreAsksForAnotherPass) {
   EXPECT_EQ(feature->GetSetting<PointXYZW>(L"NominalCylinderAxis"),
             feature->GetSetting<PointXYZW>(L"FittedCylinderAxis"));
   EXPECT_LT((nominal.xyz() - c.at).cross(c.axis()).norm(), 20e-6);
-  // From there the next pass succeeds.
-  feature->UpdateRawData(instrument.Drive(feature->GetDrivePoints(true)));
-  feature->AnalyzeFeature();
-  EXPECT_TRUE(feature->GetIsSuccessful());
+  // The next pass, from there, succeeds.
+  const std::unique_ptr<Feature> again(Feature::Create(c.Request().dump()));
+  const host::Conversation outcome = test::Converse(*again, driver, 3);
+  EXPECT_TRUE(outcome.successful) << outcome.error;
+  EXPECT_EQ(outcome.rescans, 1);
 }
 
 TEST(StudMeasurement, SamplesBelowTheThresholdAreAllFiltered) {
@@ -224,9 +215,8 @@ TEST(StudMeasurement, AMissedStudIsAnErrorText) {
 TEST(StudMeasurement, TheFittersValidationIsAnErrorText) {
   Case c;
   const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
-  sim::Instrument instrument = c.Look();
-  std::queue<Position> none;
-  EXPECT_TRUE(feature->SetRawData(instrument.Drive(feature->GetDrivePoints(false)), none));
+  host::SceneDriver driver(c.Scene(), c.seed);
+  EXPECT_TRUE(test::Converse(*feature, driver).successful);
   feature->SetSetting<double>(L"NominalCylinderBottomOffset", 1.0);
   feature->AnalyzeFeature();
   EXPECT_EQ(feature->GetError(),
@@ -266,19 +256,14 @@ TEST(StudMeasurement, ACrestBesideTheTrueOneIsRefused) {
   EXPECT_GT(refused, 0);
 }
 
-/// A measurement that begins with the wish to search.
-template <typename T>
-class Searching : public T {
- public:
-  explicit Searching(const std::string& request) : T(request) { this->_search = true; }
-};
-
-template <typename T>
+/// A measurement that begins with a search.
 json SearchAndMeasure(const Case& c) {
-  Searching<T> feature(c.Request().dump());
-  sim::Instrument instrument = c.Look();
-  EXPECT_TRUE(test::Converse(feature, instrument)) << feature.GetError();
-  return json::parse(feature.GetResult());
+  const std::unique_ptr<Feature> feature(Feature::Create(c.Request().dump()));
+  test::WatchedDriver driver(c.Scene(), c.seed);
+  EXPECT_TRUE(host::ResetKeepingSettings(*feature, true));
+  const host::Conversation outcome = test::Converse(*feature, driver);
+  EXPECT_THAT(driver.steps, testing::ElementsAre("SEARCH", "FEATURE_SCAN_PATTERN"));
+  return json::parse(outcome.result);
 }
 
 TEST(ThreadedHoleMeasurement, OffBySixMillimetresFoundBySearch) {
@@ -287,7 +272,7 @@ TEST(ThreadedHoleMeasurement, OffBySixMillimetresFoundBySearch) {
   c.radius = 0.008;
   c.nominal_off = Vec3(0.005, -0.003, 0.0);
   c.keys["SearchEnabled"] = true;
-  const json result = SearchAndMeasure<ThreadedHole>(c);
+  const json result = SearchAndMeasure(c);
   ExpectTruth(c, result, 40e-6, 4e-3);
 }
 
@@ -302,7 +287,7 @@ TEST(StudMeasurement, OffBySixMillimetresFoundBySearch) {
   c.tolerance = 0.006;
   c.nominal_off = Vec3(0.005, -0.003, 0.0);
   c.keys["SearchEnabled"] = true;
-  const json result = SearchAndMeasure<Stud>(c);
+  const json result = SearchAndMeasure(c);
   ExpectTruth(c, result, 40e-6, 4e-3);
 }
 

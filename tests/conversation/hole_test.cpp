@@ -1,6 +1,7 @@
 // Whole measurements of round holes with the virtual instrument, against known truth: on the
 // nominal, off it, found by search, and the failures.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,9 +12,9 @@
 #include <optional>
 #include <vector>
 
-#include "converse.h"
-#include "draws.h"
-#include "libmfx/features/hole.h"
+#include "kept_settings.h"
+#include "measuring.h"
+#include "random_cases.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
 
@@ -22,8 +23,8 @@ namespace {
 
 using nlohmann::json;
 using sim::Vec3;
-
-json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+using test::Triple;
+using test::VectorIn;
 
 /// Where a hole stands and how it is asked for.
 struct Case {
@@ -70,23 +71,12 @@ sim::Scene SceneOf(const Case& c) {
 }
 
 /// One measurement, re-scans included.
-json Measure(const Case& c, int max_passes = 3) {
-  const std::unique_ptr<Feature> hole(Feature::Create(RequestOf(c)));
-  sim::Instrument instrument(SceneOf(c), c.seed);
-  test::Converse(*hole, instrument);
-  for (int pass = 0; pass < max_passes && hole->GetDriveStep() == RESCAN; ++pass) {
-    hole->UpdateRawData(instrument.Drive(hole->GetDrivePoints(true)));
-    hole->AnalyzeFeature();
-    if (hole->GetIsSuccessful() || !hole->GetError().empty()) break;
-  }
-  return json::parse(hole->GetResult());
-}
+json Measure(const Case& c) { return test::ResultOf(RequestOf(c), SceneOf(c), c.seed, 3); }
 
 /// Distance of the measured centre from the true one, metres; huge for a failure.
 double OffBy(const json& result, const Case& c) {
   if (!result["Success"].get<bool>()) return 1e9;
-  const json& p = result["Location"];
-  return (Vec3(p[0], p[1], p[2]) - c.at).norm();
+  return test::DistanceFrom(c.at, result);
 }
 
 /// Radii of 2.5 to 10 mm, ranges of 1 to 5 m, a nominal off by up to 1 mm; something behind the
@@ -123,8 +113,7 @@ TEST(HoleConversation, CentresLieWithin60MicrometresAndNormalsWithin5Milliradian
     const json result = Measure(c);
     if (!result["Success"].get<bool>()) continue;
     centers.push_back(OffBy(result, c));
-    const json& n = result["Normal"];
-    const double cosine = Vec3(n[0], n[1], n[2]).dot(c.pose().rotation.col(2));
+    const double cosine = VectorIn(result, "Normal").dot(c.pose().rotation.col(2));
     normals.push_back(std::acos(std::min(1.0, cosine)));
   }
   ASSERT_GE(centers.size(), kRuns * 98 / 100);
@@ -212,30 +201,19 @@ TEST(HoleConversation, OffBy2MillimetresWithRescan) {
   }
 }
 
-/// The conversation with a search: the spiral, then the star around what it found.
-class SearchingHole : public Hole {
- public:
-  using Hole::_input_center_pt;
-  using Hole::Hole;
-  void WishToSearch() { _search = true; }
-};
-
-json SearchAndMeasure(const Case& c, double* found_off = nullptr) {
-  SearchingHole hole(RequestOf(c));
-  hole.WishToSearch();
-  sim::Instrument instrument(SceneOf(c), c.seed);
-  std::queue<Position> next;
-  EXPECT_FALSE(hole.SetRawData(instrument.Drive(hole.GetDrivePoints(true)), next));
-  EXPECT_EQ(hole.GetDriveStep(), FEATURE_SCAN_PATTERN);
-  if (found_off != nullptr) *found_off = (hole._input_center_pt.xyz() - c.at).norm();
-  hole.SetRawData(instrument.Drive(next), next);
-  hole.AnalyzeFeature();
-  for (int pass = 0; pass < 3 && hole.GetDriveStep() == RESCAN; ++pass) {
-    hole.UpdateRawData(instrument.Drive(hole.GetDrivePoints(true)));
-    hole.AnalyzeFeature();
-    if (hole.GetIsSuccessful() || !hole.GetError().empty()) break;
-  }
-  return json::parse(hole.GetResult());
+/// The conversation with a search: the spiral, then the star around what it found, and its
+/// re-scans.
+json SearchAndMeasure(const Case& c) {
+  json request = json::parse(RequestOf(c));
+  request["SearchEnabled"] = true;
+  const std::unique_ptr<Feature> hole(Feature::Create(request.dump()));
+  test::WatchedDriver driver(SceneOf(c), c.seed);
+  EXPECT_TRUE(host::ResetKeepingSettings(*hole, true));
+  const host::Conversation outcome = test::Converse(*hole, driver, 3);
+  EXPECT_GE(driver.steps.size(), 2U);
+  driver.steps.resize(2);
+  EXPECT_THAT(driver.steps, testing::ElementsAre("SEARCH", "FEATURE_SCAN_PATTERN"));
+  return json::parse(outcome.result);
 }
 
 TEST(HoleConversation, OffBy8MillimetresFoundBySearch) {
@@ -294,17 +272,12 @@ TEST(HoleConversation, AHoleOfTheWrongSize) {
 TEST(HoleConversation, HalfOfTheHoleMissing) {
   // The hole is open to the border: the plate ends across it, and half of the lines see nothing.
   Case whole;
-  const json request = json::parse(RequestOf(whole));
-  const std::unique_ptr<Feature> hole(Feature::Create(request.dump()));
-  sim::Instrument instrument(SceneOf(whole), 1);
-  std::vector<RawDataPoint> half;
-  for (const RawDataPoint& sample : instrument.Drive(hole->GetDrivePoints(false))) {
-    const Vec3 p = whole.pose().Inverse(sim::SamplePoint(sample));
-    if (p.x() < 0.0) half.push_back(sample);
-  }
-  hole->UpdateRawData(half);
-  hole->AnalyzeFeature();
-  const json result = json::parse(hole->GetResult());
+  const std::unique_ptr<Feature> hole(Feature::Create(RequestOf(whole)));
+  test::WatchedDriver driver(SceneOf(whole), 1);
+  driver.hides = [&](const RawDataPoint& sample) {
+    return !(whole.pose().Inverse(sim::SamplePoint(sample)).x() < 0.0);
+  };
+  const json result = json::parse(test::Converse(*hole, driver).result);
   // Half of a rim still determines its circle, so the answer is there, and right.
   ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
   EXPECT_LT(OffBy(result, whole), 100e-6);
@@ -318,8 +291,8 @@ TEST(HoleConversation, ASurfaceTurnedFromItsNominalIsRefused) {
     request["Feature"]["Normal"] = Triple(n);
     return Feature::Create(request.dump());
   }());
-  sim::Instrument instrument(SceneOf(c), 1);
-  test::Converse(*hole, instrument);
+  host::SceneDriver driver(SceneOf(c), 1);
+  test::Converse(*hole, driver);
   EXPECT_EQ(hole->GetError(),
             "Hole::FitRobustPlane(): The normal vector of the fit plane exceeds the angle to "
             "nominal rejection threshold.");

@@ -11,9 +11,8 @@
 #include <numbers>
 #include <vector>
 
-#include "converse.h"
-#include "draws.h"
-#include "libmfx/win32_support/exports.h"
+#include "measuring.h"
+#include "random_cases.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
 
@@ -23,8 +22,8 @@ namespace {
 using nlohmann::json;
 using sim::Vec3;
 using sim::parts::OpeningPlateSpec;
-
-json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+using test::Triple;
+using test::VectorIn;
 
 /// Where an opening stands and how it is asked for.
 struct Case {
@@ -46,7 +45,7 @@ struct Case {
   }
 };
 
-std::unique_ptr<Feature> Make(const Case& c, const char* direction_key) {
+std::string RequestOf(const Case& c, const char* direction_key) {
   json request = c.request;
   const sim::Pose pose = c.pose();
   const Vec3 tangent = std::cos(c.nominal_turn) * pose.rotation.col(0) +
@@ -55,34 +54,18 @@ std::unique_ptr<Feature> Make(const Case& c, const char* direction_key) {
   feature["Location"] = Triple(c.at + pose.rotation * c.nominal_off);
   feature["Normal"] = Triple(pose.rotation.col(2));
   feature[direction_key] = Triple(tangent);
-  return std::unique_ptr<Feature>(Feature::Create(request.dump()));
+  return request.dump();
 }
 
-sim::Instrument Look(const Case& c) {
-  return sim::Instrument(sim::MakeScene(sim::parts::MakeOpeningPlate(c.part), c.pose(), c.behind),
-                         c.seed);
+sim::Scene SceneOf(const Case& c) {
+  return sim::MakeScene(sim::parts::MakeOpeningPlate(c.part), c.pose(), c.behind);
 }
 
-/// Drives the passes that a feature asks for around its moved nominal, at most ten.
-json MeasureWithRescans(Feature& feature, sim::Instrument& instrument) {
-  test::Converse(feature, instrument);
-  for (int pass = 0; pass < 10 && feature.GetDriveStep() == RESCAN; ++pass) {
-    feature.UpdateRawData(instrument.Drive(feature.GetDrivePoints(true)));
-    feature.AnalyzeFeature();
-    if (feature.GetIsSuccessful()) break;
-  }
-  return json::parse(feature.GetResult());
-}
+/// Most passes around a moved nominal.
+constexpr int kPasses = 10;
 
 json Measure(const Case& c, const char* direction_key) {
-  const auto feature = Make(c, direction_key);
-  sim::Instrument instrument = Look(c);
-  return MeasureWithRescans(*feature, instrument);
-}
-
-Vec3 VectorIn(const json& result, const char* key) {
-  const json& v = result[key];
-  return Vec3(v[0], v[1], v[2]);
+  return test::ResultOf(RequestOf(c, direction_key), SceneOf(c), c.seed, kPasses);
 }
 
 double Angle(const Vec3& a, const Vec3& b) { return std::acos(std::min(1.0, a.dot(b))); }
@@ -239,41 +222,7 @@ TEST(OpeningConversation, FailuresComeInWords) {
   }
 }
 
-/// What a host does so that the nominal outlives the reset that a search needs.
-bool AskForSearch(Feature& feature,
-                  const std::shared_ptr<win32_support::FeatureDescriptor>& descriptor) {
-  const auto defaults = descriptor->_settings;
-  for (win32_support::FeatureSetting& row : descriptor->_settings) {
-    switch (row.type) {
-      case win32_support::SETTING_DOUBLE:
-        row.SetDefault(feature.GetSetting<double>(row.name));
-        break;
-      case win32_support::SETTING_INT:
-        row.SetDefault(feature.GetSetting<int>(row.name));
-        break;
-      case win32_support::SETTING_BOOL:
-        row.SetDefault(feature.GetSetting<bool>(row.name));
-        break;
-      case win32_support::SETTING_POINT_XYZ:
-        row.SetDefault(feature.GetSetting<PointXYZW>(row.name));
-        break;
-      default:
-        row.SetDefault(feature.GetSetting<VectorXYZW>(row.name));
-    }
-  }
-  const bool searches = feature.Reset(false, true);
-  descriptor->_settings = defaults;
-  return searches;
-}
-
 TEST(OpeningConversation, FoundBySearch) {
-  const auto descriptor_of = [](Feature& feature) {
-    for (const auto& descriptor : *GetFeatureDescriptors()) {
-      const std::string& name = feature.FeatureName();
-      if (descriptor->_name == std::wstring(name.begin(), name.end())) return descriptor;
-    }
-    return std::shared_ptr<win32_support::FeatureDescriptor>();
-  };
   for (const auto& [c, key] :
        {std::pair{RectangleCase(), "Tangent"}, {PolygonCase(), "Axis"}, {SlotCase(), "Tangent"}}) {
     Case off = c;
@@ -283,22 +232,14 @@ TEST(OpeningConversation, FoundBySearch) {
     // The gap has to span more than the size less twice the spacing: across its flats a hexagon of
     // radius 12 mm spans 20.8 mm.
     off.request["SearchPointSpacing"] = 0.002;
-    const auto feature = Make(off, key);
-    sim::Instrument instrument = Look(off);
-    test::Converse(*feature, instrument);
-    ASSERT_FALSE(feature->GetIsSuccessful());
-    ASSERT_TRUE(AskForSearch(*feature, descriptor_of(*feature)));
-    std::queue<Position> next = feature->GetDrivePoints(true);
-    ASSERT_EQ(feature->GetDriveStep(), SEARCH);
-    ASSERT_FALSE(feature->SetRawData(instrument.Drive(next), next));
-    ASSERT_TRUE(feature->SetRawData(instrument.Drive(next), next));
-    feature->AnalyzeFeature();
-    for (int pass = 0; pass < 10 && feature->GetDriveStep() == RESCAN; ++pass) {
-      feature->UpdateRawData(instrument.Drive(feature->GetDrivePoints(true)));
-      feature->AnalyzeFeature();
-      if (feature->GetIsSuccessful()) break;
-    }
-    const json result = json::parse(feature->GetResult());
+    test::WatchedDriver driver(SceneOf(off), off.seed);
+    const host::Conversation outcome =
+        host::Measure(RequestOf(off, key), driver, {.search = true, .max_passes = kPasses});
+    EXPECT_TRUE(outcome.searched);
+    ASSERT_GE(driver.steps.size(), 3U);
+    EXPECT_EQ(driver.steps[1], "SEARCH");
+    EXPECT_EQ(driver.steps[2], "FEATURE_SCAN_PATTERN");
+    const json result = json::parse(outcome.result);
     ASSERT_TRUE(result["Success"].get<bool>()) << result["$type"] << result["ErrorMessage"];
     EXPECT_LT((VectorIn(result, "Location") - off.at).norm(), 3e-4) << result["$type"];
   }

@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <numbers>
 
-#include "converse.h"
-#include "draws.h"
+#include "measuring.h"
+#include "random_cases.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
 
@@ -18,8 +18,9 @@ namespace {
 
 using nlohmann::json;
 using sim::Vec3;
-
-json Triple(const Vec3& v) { return {v.x(), v.y(), v.z()}; }
+using test::DistanceFrom;
+using test::Triple;
+using test::VectorIn;
 
 /// A surface seen under `incidence`, whose nominal stands `depth` in front of it along the beam.
 struct Case {
@@ -42,15 +43,8 @@ json Measure(const Case& c) {
   feature["$type"] = "SurfaceNormalFeature";
   feature["Location"] = Triple(nominal);
   if (!feature.contains("Normal")) feature["Normal"] = Triple(pose.rotation.col(2));
-  const std::unique_ptr<Feature> pvi(Feature::Create(request.dump()));
-  sim::Instrument instrument(sim::MakeScene(sim::parts::MakePlane(c.plane), pose, 0.05), c.seed);
-  if (!test::Converse(*pvi, instrument)) return {{"Success", false}, {"ErrorMessage", "no scan"}};
-  return json::parse(pvi->GetResult());
-}
-
-double OffBy(const json& result, const Vec3& truth) {
-  const json& p = result["Location"];
-  return (Vec3(p[0], p[1], p[2]) - truth).norm();
+  const sim::Scene scene = sim::MakeScene(sim::parts::MakePlane(c.plane), pose, 0.05);
+  return test::ResultOf(request.dump(), scene, c.seed);
 }
 
 TEST(PviConversation, PointsAndNormalsOverRangesAndIncidences) {
@@ -68,9 +62,8 @@ TEST(PviConversation, PointsAndNormalsOverRangesAndIncidences) {
     c.request = {{"BoxDimension", 0.004}, {"NumberOfPoints", 36}};
     const json result = Measure(c);
     ASSERT_TRUE(result["Success"].get<bool>()) << run << " " << result["ErrorMessage"];
-    const double off = OffBy(result, c.at);
-    const json& n = result["Normal"];
-    const double cosine = Vec3(n[0], n[1], n[2]).dot(c.pose().rotation.col(2));
+    const double off = DistanceFrom(c.at, result);
+    const double cosine = VectorIn(result, "Normal").dot(c.pose().rotation.col(2));
     point_good += off <= 15e-6 ? 1 : 0;
     normal_good += std::acos(std::min(1.0, cosine)) <= 0.010 ? 1 : 0;
     worst = std::max(worst, off);
@@ -86,7 +79,7 @@ TEST(PviConversation, LineOfSightAlongTheNormal) {
   c.incidence = 0.0;
   const json result = Measure(c);
   ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
-  EXPECT_LT(OffBy(result, c.at), 3e-5);
+  EXPECT_LT(DistanceFrom(c.at, result), 3e-5);
 }
 
 TEST(PviConversation, ASurfaceBehindItsNominalIsFoundOnTheLineOfSight) {
@@ -94,7 +87,7 @@ TEST(PviConversation, ASurfaceBehindItsNominalIsFoundOnTheLineOfSight) {
   c.depth = 0.004;
   const json result = Measure(c);
   ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
-  EXPECT_LT(OffBy(result, c.at), 3e-5);
+  EXPECT_LT(DistanceFrom(c.at, result), 3e-5);
 }
 
 TEST(PviConversation, NormalThatFacesAway) {
@@ -118,8 +111,7 @@ TEST(PviConversation, ABoxOverTheEdgeOfAPlateEndsInAnErrorOrNearTheTruth) {
     }
     // A success stands on one of the two surfaces, never between them.
     const Vec3 normal = c.pose().rotation.col(2);
-    const json& p = result["Location"];
-    const double height = (Vec3(p[0], p[1], p[2]) - c.at).dot(normal);
+    const double height = (VectorIn(result, "Location") - c.at).dot(normal);
     EXPECT_LT(std::min(std::abs(height), std::abs(height + 0.05)), 1e-4) << i;
   }
   EXPECT_GT(failures, 0);

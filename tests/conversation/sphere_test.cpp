@@ -11,8 +11,9 @@
 #include <optional>
 #include <string>
 
-#include "converse.h"
-#include "draws.h"
+#include "errors.h"
+#include "measuring.h"
+#include "random_cases.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 using sim::Vec3;
-using test::Converse;
+using test::DistanceFrom;
 
 /// One measurement: where the ball is, how it is asked for, what the instrument is like.
 struct Case {
@@ -52,20 +53,16 @@ sim::Scene SceneOf(const Case& c) {
                         c.noise);
 }
 
-/// The result message of a case; null where the analysis was not reached.
+/// The result message of a case; null where nothing came back.
 json Measure(const Case& c, const std::string& request) {
-  const std::unique_ptr<Feature> feature(Feature::Create(request));
-  sim::Instrument instrument(SceneOf(c), c.seed);
-  return Converse(*feature, instrument) ? json::parse(feature->GetResult()) : json();
+  try {
+    return test::ResultOf(request, SceneOf(c), c.seed);
+  } catch (const host::CallError&) {
+    return {};
+  }
 }
 
 json Measure(const Case& c) { return Measure(c, Request(c, c.radius)); }
-
-/// Distance of the measured centre from the true one, metres.
-double OffBy(const json& result, const Case& c) {
-  const json& p = result["Location"];
-  return (Vec3(p[0], p[1], p[2]) - c.center).norm();
-}
 
 /// A case of the campaign: ranges of 1 to 8 m, directions all over the front, radii of 6 to 25 mm,
 /// a nominal off by up to 2 mm, star and W by turns.
@@ -95,7 +92,7 @@ void Add(Tally& tally, const Case& c, const json& result) {
     tally.errors += (result.is_null() ? "no samples" : result["ErrorMessage"].dump()) + "\n";
     return;
   }
-  const double off = OffBy(result, c);
+  const double off = DistanceFrom(c.center, result);
   ++tally.successes;
   tally.within_20_um += off <= 20e-6;
   tally.worst = std::max(tally.worst, off);
@@ -122,7 +119,7 @@ TEST(SphereConversation, WithoutNoiseTheCentreIsExact) {
     c.star = star;
     const json result = Measure(c);
     ASSERT_EQ(result["Success"], true) << result["ErrorMessage"];
-    EXPECT_LT(OffBy(result, c), 1e-8);
+    EXPECT_LT(DistanceFrom(c.center, result), 1e-8);
   }
 }
 
@@ -144,8 +141,8 @@ TEST(SphereConversation, ASceneWithoutTheBallHasNoSamples) {
   c.behind.reset();
   c.nominal_off = Vec3(0.1, 0.0, 0.0);
   const std::unique_ptr<Feature> feature(Feature::Create(Request(c, c.radius)));
-  sim::Instrument instrument(SceneOf(c), 1);
-  EXPECT_FALSE(Converse(*feature, instrument));
+  host::SceneDriver driver(SceneOf(c), 1);
+  EXPECT_THROW(test::Converse(*feature, driver), host::CallError);
   EXPECT_EQ(feature->GetError(), "") << "an empty stroke is no error of the measurement's own";
   EXPECT_FALSE(feature->GetIsSuccessful());
 }
@@ -217,7 +214,7 @@ TEST(SphereConversation, LostReturnsOfEveryKindDoNoHarm) {
     c.noise.lost = lost;
     const json result = Measure(c);
     ASSERT_EQ(result["Success"], true) << result["ErrorMessage"];
-    EXPECT_LT(OffBy(result, c), 20e-6);
+    EXPECT_LT(DistanceFrom(c.center, result), 20e-6);
   }
 }
 
@@ -226,14 +223,9 @@ TEST(SphereConversation, TheExampleRequestMeasuresItsScene) {
   std::ifstream file(examples + "requests/matte-sphere.json");
   const std::string request((std::istreambuf_iterator<char>(file)), {});
   const sim::Scene scene = sim::Scene::FromFile(examples + "scenes/matte-sphere.json");
-  const std::unique_ptr<Feature> feature(Feature::Create(request));
-  sim::Instrument instrument(scene);
-  ASSERT_TRUE(Converse(*feature, instrument)) << feature->GetError();
-  const json result = json::parse(feature->GetResult());
+  const json result = test::ResultOf(request, scene, scene.seed);
   ASSERT_EQ(result["Success"], true) << result["ErrorMessage"];
-  const json& p = result["Location"];
-  const Vec3 truth = scene.TruthInInstrument().points.at("center");
-  EXPECT_LT((Vec3(p[0], p[1], p[2]) - truth).norm(), 20e-6);
+  EXPECT_LT(DistanceFrom(scene.TruthInInstrument().points.at("center"), result), 20e-6);
 }
 
 }  // namespace

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "draws.h"
 #include "features/pvi/peeler.h"
 #include "libmfx/features/pvi.h"
+#include "random_cases.h"
 
 namespace libmfx::features {
 namespace {

@@ -4,7 +4,7 @@
 #include <limits>
 #include <numbers>
 
-#include "draws.h"
+#include "random_cases.h"
 #include "sphere_probe.h"
 
 namespace libmfx::features {

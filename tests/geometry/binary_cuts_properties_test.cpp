@@ -8,10 +8,10 @@
 #include <cmath>
 #include <limits>
 
-#include "draws.h"
 #include "libmfx/geometry/plane.h"
 #include "libmfx/math/gaussian_window.h"
 #include "outlier_scene.h"
+#include "random_cases.h"
 
 namespace libmfx::geometry {
 namespace {

@@ -7,8 +7,8 @@
 #include <cmath>
 
 #include "data_structures/halfedge_arena.h"
-#include "draws.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "random_cases.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "delaunay_check.h"
-#include "draws.h"
+#include "random_cases.h"
 
 namespace {
 

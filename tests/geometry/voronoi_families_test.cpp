@@ -7,9 +7,9 @@
 #include <sstream>
 
 #include "delaunay_check.h"
-#include "draws.h"
 #include "geometry/sweep/predicates.h"
 #include "point_families.h"
+#include "random_cases.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "draws.h"
+#include "random_cases.h"
 #include "sim/scenario.h"
 
 namespace libmfx::sim {

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "draws.h"
+#include "random_cases.h"
 #include "sim/mesh/mesh_shapes.h"
 #include "sim/rng.h"
 #include "sim/scenario.h"

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "draws.h"
+#include "random_cases.h"
 #include "sim/scenario.h"
 
 namespace libmfx::sim {

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "draws.h"
+#include "random_cases.h"
 #include "sim/faces/thread_face.h"
 #include "sim/scenario.h"
 

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "program.h"
-#include "tests/support/draws.h"
+#include "tests/support/random_cases.h"
 #include "tools/accuracy/campaign.h"
 #include "tools/accuracy/evaluation.h"
 
