@@ -6,13 +6,14 @@
 #include "features/shared/close_neighbours.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/quality.h"
+#include "paths.h"
 
 namespace libmfx::features::shared {
 namespace {
 
 using test::PointsOf;
 
-PointXYZW At(const Position& p) { return AzElRange(p.azimuth, p.elevation, p.range).ToPoint(); }
+PointXYZW At(const Position& p) { return test::PlaceOf(p); }
 
 void ExpectPoint(const PointXYZW& actual, double x, double y, double z) {
   EXPECT_NEAR(actual.x(), x, 1e-12);

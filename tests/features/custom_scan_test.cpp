@@ -10,6 +10,7 @@
 
 #include "feature_probe.h"
 #include "libmfx/features/unknown_feature.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -144,7 +145,7 @@ TEST(CustomScan, APathInBothRearBandsIsFlippedInTheJsonFormOnly) {
   const auto points = AcrossTheSeam(3.0, -3.0);
   json segment = json::array();
   for (const Position& p : points) {
-    const PointXYZW c = AzElRange(p.azimuth, p.elevation, p.range).ToPoint();
+    const PointXYZW c = test::PlaceOf(p);
     segment.push_back({c.x(), c.y(), c.z()});
   }
   const json request = {

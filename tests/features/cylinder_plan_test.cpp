@@ -9,6 +9,7 @@
 #include "feature_probe.h"
 #include "libmfx/features/stud.h"
 #include "libmfx/features/threaded_hole.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -263,8 +264,7 @@ TEST(Stud, LinesRunAlongTheAxis) {
   ASSERT_EQ(plan.size(), 40U);
   const Eigen::Vector3d center(0.0, 0.0, 2.0), axis(0.0, std::sqrt(0.5), -std::sqrt(0.5));
   for (std::size_t i = 0; i < plan.size(); ++i) {
-    const Eigen::Vector3d p =
-        AzElRange(plan[i].azimuth, plan[i].elevation, plan[i].range).ToPoint().xyz() - center;
+    const Eigen::Vector3d p = test::PlaceOf(plan[i]).xyz() - center;
     EXPECT_EQ(plan[i].point_spacing, i % 2 == 0 ? 0.0 : 0.0001);
     // Up on even lines, down on odd ones: from half a height below to one and a half above.
     const bool low = i % 4 == 0 || i % 4 == 3;
@@ -283,7 +283,7 @@ TEST(Stud, AnAxisAlongTheViewStillHasARaster) {
   double widest = 0.0;
   for (const Position& p : plan) {
     EXPECT_TRUE(std::isfinite(p.azimuth + p.elevation + p.range));
-    const auto at = AzElRange(p.azimuth, p.elevation, p.range).ToPoint();
+    const auto at = test::PlaceOf(p);
     widest = std::max(widest, std::hypot(at.x(), at.y()));
   }
   EXPECT_NEAR(widest, 0.005, 1e-12);
@@ -341,7 +341,7 @@ TEST(Stud, SearchDrivesASpiralAroundTheNominal) {
   EXPECT_EQ(PointsOf(stud.GetLastDrivePoints()), plan) << "a search pattern does not stand there";
   const Eigen::Vector3d center(0.0, 0.0, 2.0), axis(0.0, std::sqrt(0.5), -std::sqrt(0.5));
   for (const Position& p : spiral) {
-    const Eigen::Vector3d at = AzElRange(p.azimuth, p.elevation, p.range).ToPoint().xyz() - center;
+    const Eigen::Vector3d at = test::PlaceOf(p).xyz() - center;
     EXPECT_NEAR(at.dot(axis), 0.0, 1e-12);
     EXPECT_LE(at.norm(), 0.0201);
   }

@@ -7,6 +7,7 @@
 
 #include "edge_profile.h"
 #include "feature_probe.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -161,9 +162,7 @@ TEST(EdgePlan, OneLineRunsFromBeyondTheSurfacePointToPastTheEdge) {
   ASSERT_EQ(points.size(), 2U);
   EXPECT_EQ(points[0].point_spacing, 0.00035);
   EXPECT_EQ(points[1].point_spacing, 0.0001);
-  const auto at = [&](std::size_t i) {
-    return AzElRange(points[i].azimuth, points[i].elevation, points[i].range).ToPoint();
-  };
+  const auto at = [&](std::size_t i) { return test::PlaceOf(points[i]); };
   EXPECT_LT(data_structures::Distance(at(0), PointXYZW(-0.004, 0.0, 2.0)), 1e-12);
   const double step = 0.004 / std::hypot(0.006, 0.001);
   EXPECT_LT(

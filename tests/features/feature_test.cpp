@@ -7,6 +7,7 @@
 
 #include "feature_probe.h"
 #include "libmfx/features/hole.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {

@@ -7,7 +7,7 @@
 
 #include "feature_probe.h"
 #include "features/shared/segments.h"
-#include "hole_probe.h"
+#include "ideal_hole.h"
 
 namespace libmfx::features {
 namespace {
@@ -18,7 +18,6 @@ using test::HoleRequest;
 using test::IdealHole;
 using test::LogCollector;
 using test::Measure;
-using test::Measured;
 
 using Samples = std::vector<RawDataPoint>;
 
@@ -59,13 +58,13 @@ HoleProbe Analysed(const Samples& samples, const json& request = HoleRequest()) 
 
 TEST(HoleAnalysis, FindsAnIdealHoleFacingTheInstrument) {
   for (const double radius : {0.0025, 0.004, 0.005, 0.008, 0.02}) {
-    const Measured m = Measure(HoleRequest(radius), {.radius = radius});
-    ASSERT_TRUE(m.hole.GetIsSuccessful()) << radius << m.hole.GetError();
+    const HoleProbe hole = Measure(HoleRequest(radius), {.radius = radius});
+    ASSERT_TRUE(hole.GetIsSuccessful()) << radius << hole.GetError();
     // Each rim point lies up to a point spacing outside the rim.
-    EXPECT_LT((m.hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5) << radius;
-    EXPECT_LT((m.hole._measured_normal - VectorXYZW(0, 0, -1)).norm(), 1e-9);
-    EXPECT_EQ(m.hole._measured_radius, radius) << "the nominal is repeated";
-    EXPECT_GT(m.hole._quality, 80.0);
+    EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5) << radius;
+    EXPECT_LT((hole._measured_normal - VectorXYZW(0, 0, -1)).norm(), 1e-9);
+    EXPECT_EQ(hole._measured_radius, radius) << "the nominal is repeated";
+    EXPECT_GT(hole._quality, 80.0);
   }
 }
 
@@ -74,28 +73,27 @@ TEST(HoleAnalysis, FindsAnIdealHoleAtEveryIncidence) {
     for (const IdealHole& ideal :
          {IdealHole{}, IdealHole{.wall = 0.002}, IdealHole{.wall = 0.02}, IdealHole{.behind = 0.05},
           IdealHole{.wall = 0.01, .behind = 0.03}}) {
-      const Measured m = Measure(TiltedRequest(incidence), Tilted(incidence, ideal));
-      ASSERT_TRUE(m.hole.GetIsSuccessful()) << incidence << m.hole.GetError();
-      EXPECT_LT((m.hole._measured_center - PointXYZW(0, 0, 2)).norm(), 8e-5)
+      const HoleProbe hole = Measure(TiltedRequest(incidence), Tilted(incidence, ideal));
+      ASSERT_TRUE(hole.GetIsSuccessful()) << incidence << hole.GetError();
+      EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 8e-5)
           << incidence << " wall " << ideal.wall << " behind " << ideal.behind;
-      EXPECT_LT((m.hole._measured_normal.xyz() - Tilted(incidence).normal).norm(), 2e-3);
+      EXPECT_LT((hole._measured_normal.xyz() - Tilted(incidence).normal).norm(), 2e-3);
     }
   }
 }
 
 TEST(HoleAnalysis, SamplesBelowTheThresholdFailAtOnce) {
-  const Measured m = Measure(HoleRequest(), {.quality = 49.9});
-  EXPECT_FALSE(m.hole.GetIsSuccessful());
-  EXPECT_EQ(m.hole.GetError(), "Hole::Analyze(): All scanned data was filtered!");
-  EXPECT_EQ(m.hole._segments.size(), 0u);
-  EXPECT_TRUE(Measure(HoleRequest(), {.quality = 50.0}).hole.GetIsSuccessful());
+  const HoleProbe hole = Measure(HoleRequest(), {.quality = 49.9});
+  EXPECT_FALSE(hole.GetIsSuccessful());
+  EXPECT_EQ(hole.GetError(), "Hole::Analyze(): All scanned data was filtered!");
+  EXPECT_EQ(hole._segments.size(), 0u);
+  EXPECT_TRUE(Measure(HoleRequest(), {.quality = 50.0}).GetIsSuccessful());
   EXPECT_EQ(Analysed({}).GetError(), "Hole::Analyze(): All scanned data was filtered!");
 }
 
 TEST(HoleAnalysis, SamplesThatAreNotFiniteAreFiltered) {
-  Measured m = Measure(HoleRequest(), {});
-  const PointXYZW center = m.hole._measured_center;
-  Samples samples = m.samples;
+  const HoleProbe whole = Measure(HoleRequest(), {});
+  Samples samples = whole.GetRawData();
   const double nan = std::numeric_limits<double>::quiet_NaN();
   for (std::size_t i = 0; i < 60; ++i) {
     RawDataPoint bad = samples[i * 7];
@@ -104,27 +102,26 @@ TEST(HoleAnalysis, SamplesThatAreNotFiniteAreFiltered) {
   }
   const HoleProbe hole = Analysed(samples);
   ASSERT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
-  EXPECT_EQ(hole._measured_center, center);
+  EXPECT_EQ(hole._measured_center, whole._measured_center);
 }
 
 TEST(HoleAnalysis, AnErrorEndsTheAnalysisBeforeItBegins) {
   HoleProbe hole(HoleRequest().dump());
   hole.SetError("stop");
-  hole.UpdateRawData(IdealHole{}.Scan({}));
   EXPECT_FALSE(hole.Analyze());
   EXPECT_EQ(hole.GetError(), "stop");
 }
 
 TEST(HoleAnalysis, JumpsAndFarSamplesAreNoSegments) {
-  Measured m = Measure(HoleRequest(), {});
-  EXPECT_EQ(m.hole._segments.size(), 18u);
-  for (const PointCloud& segment : m.hole._segments) {
+  const HoleProbe hole = Measure(HoleRequest(), {});
+  EXPECT_EQ(hole._segments.size(), 18u);
+  for (const PointCloud& segment : hole._segments) {
     EXPECT_EQ(static_cast<int>(segment.data()(4, 0)) % 2, 1);
   }
-  EXPECT_EQ(m.hole._segment_point_count, shared::ColumnsOf(m.hole._segments));
-  Measured plain = Measure(HoleRequest(0.004), {.radius = 0.004});
-  EXPECT_EQ(plain.hole._segments.size(), 18u);
-  for (const PointCloud& segment : plain.hole._segments) {
+  EXPECT_EQ(hole._segment_point_count, shared::ColumnsOf(hole._segments));
+  const HoleProbe plain = Measure(HoleRequest(0.004), {.radius = 0.004});
+  EXPECT_EQ(plain._segments.size(), 18u);
+  for (const PointCloud& segment : plain._segments) {
     EXPECT_NE(static_cast<int>(segment.data()(4, 0)) % 3, 0);
   }
   // Twice the radius and the clearance: 21 mm from the nominal centre.
@@ -140,24 +137,24 @@ TEST(HoleAnalysis, JumpsAndFarSamplesAreNoSegments) {
 }
 
 TEST(HoleAnalysis, ASecondAnalysisAddsItsPointsToTheCountAndKeepsTheIncidence) {
-  Measured m = Measure(HoleRequest(), {});
-  const int count = m.hole._segment_point_count;
-  EXPECT_TRUE(m.hole._low_incidence);
-  m.hole.AnalyzeFeature();
-  EXPECT_EQ(m.hole._segment_point_count, 2 * count);
-  m.hole.Reset(true, false);
-  EXPECT_TRUE(m.hole._low_incidence);
-  EXPECT_EQ(m.hole._segment_point_count, 2 * count);
+  HoleProbe hole = Measure(HoleRequest(), {});
+  const int count = hole._segment_point_count;
+  EXPECT_TRUE(hole._low_incidence);
+  hole.AnalyzeFeature();
+  EXPECT_EQ(hole._segment_point_count, 2 * count);
+  hole.Reset(true, false);
+  EXPECT_TRUE(hole._low_incidence);
+  EXPECT_EQ(hole._segment_point_count, 2 * count);
 }
 
 TEST(HoleAnalysis, IncidenceAndFarSideFollowTheView) {
-  const Measured m = Measure(TiltedRequest(0.5), Tilted(0.5));
-  EXPECT_NEAR(m.hole._incidence_angle, 0.5, 1e-3);
-  EXPECT_FALSE(m.hole._low_incidence);
+  const HoleProbe hole = Measure(TiltedRequest(0.5), Tilted(0.5));
+  EXPECT_NEAR(hole._incidence_angle, 0.5, 1e-3);
+  EXPECT_FALSE(hole._low_incidence);
   const Eigen::Vector3d away = 0.008 * Eigen::Vector3d(-std::cos(0.5), 0, std::sin(0.5));
-  EXPECT_LT((m.hole._far_side_offset.xyz() - away).norm(), 1e-5);
-  EXPECT_TRUE(Measure(TiltedRequest(0.34), Tilted(0.34)).hole._low_incidence);
-  EXPECT_FALSE(Measure(TiltedRequest(0.36), Tilted(0.36)).hole._low_incidence);
+  EXPECT_LT((hole._far_side_offset.xyz() - away).norm(), 1e-5);
+  EXPECT_TRUE(Measure(TiltedRequest(0.34), Tilted(0.34))._low_incidence);
+  EXPECT_FALSE(Measure(TiltedRequest(0.36), Tilted(0.36))._low_incidence);
 }
 
 TEST(HoleAnalysis, FewerThanFourLinesWithAnEdgeFail) {
@@ -193,21 +190,21 @@ TEST(HoleAnalysis, PointsInsideTheHoleReject) {
 }
 
 TEST(HoleAnalysis, AFlatSurfaceIsNoHole) {
-  const Measured m = Measure(HoleRequest(), {.radius = 0.0});
-  EXPECT_FALSE(m.hole.GetIsSuccessful());
-  EXPECT_NE(m.hole.GetError(), "");
+  const HoleProbe hole = Measure(HoleRequest(), {.radius = 0.0});
+  EXPECT_FALSE(hole.GetIsSuccessful());
+  EXPECT_NE(hole.GetError(), "");
 }
 
 TEST(HoleAnalysis, AHoleOfAnotherSizeFails) {
   for (const double radius : {0.0068, 0.0092}) {
-    const Measured m = Measure(HoleRequest(), {.radius = radius});
-    EXPECT_EQ(m.hole.GetError(),
+    const HoleProbe hole = Measure(HoleRequest(), {.radius = radius});
+    EXPECT_EQ(hole.GetError(),
               "Hole::Analyze(): Final validation: Fit circle size does not match input "
               "specifications. Check the nominal radius!")
         << radius;
   }
   for (const double radius : {0.0072, 0.0088}) {
-    EXPECT_TRUE(Measure(HoleRequest(), {.radius = radius}).hole.GetIsSuccessful()) << radius;
+    EXPECT_TRUE(Measure(HoleRequest(), {.radius = radius}).GetIsSuccessful()) << radius;
   }
 }
 
@@ -337,8 +334,7 @@ TEST(HoleAnalysis, ADistanceEqualToTheThresholdIsNoRescan) {
 }
 
 TEST(HoleAnalysis, TheLogTellsItsBeginningAndItsEnd) {
-  HoleProbe hole(HoleRequest().dump());
-  hole.UpdateRawData(IdealHole{}.Scan(hole.GetDrivePoints(false)));
+  HoleProbe hole = Measure(HoleRequest(), {});
   const LogCollector log;
   hole.AnalyzeFeature();
   const std::vector<std::wstring> expected{L"Analyze called.", L"Analyze done."};
@@ -346,12 +342,12 @@ TEST(HoleAnalysis, TheLogTellsItsBeginningAndItsEnd) {
 }
 
 TEST(HoleAnalysis, AFailureLeavesTheEarlierResultStanding) {
-  Measured m = Measure(HoleRequest(), {});
-  const PointXYZW center = m.hole._measured_center;
-  m.hole.UpdateRawData(HalfLines(3, [](int, double r) { return r > 0.008; }));
-  m.hole.AnalyzeFeature();
-  EXPECT_FALSE(m.hole.GetIsSuccessful());
-  EXPECT_EQ(m.hole._measured_center, center);
+  HoleProbe hole = Measure(HoleRequest(), {});
+  const PointXYZW center = hole._measured_center;
+  hole.UpdateRawData(HalfLines(3, [](int, double r) { return r > 0.008; }));
+  hole.AnalyzeFeature();
+  EXPECT_FALSE(hole.GetIsSuccessful());
+  EXPECT_EQ(hole._measured_center, center);
 }
 
 TEST(HoleAnalysis, StagedDataMakeAWholeConversation) {
@@ -366,9 +362,9 @@ TEST(HoleAnalysis, StagedDataMakeAWholeConversation) {
 }
 
 TEST(HoleAnalysis, TheSameSamplesGiveTheSameBytes) {
-  const Measured m = Measure(TiltedRequest(0.6), Tilted(0.6, {.wall = 0.01}));
-  const HoleProbe again = Analysed(m.samples, TiltedRequest(0.6));
-  EXPECT_EQ(m.hole.GetResult(), again.GetResult());
+  const HoleProbe hole = Measure(TiltedRequest(0.6), Tilted(0.6, {.wall = 0.01}));
+  const HoleProbe again = Analysed(hole.GetRawData(), TiltedRequest(0.6));
+  EXPECT_EQ(hole.GetResult(), again.GetResult());
 }
 
 }  // namespace

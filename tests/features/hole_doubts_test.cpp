@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "hole_probe.h"
+#include "ideal_hole.h"
 
 namespace libmfx::features {
 namespace {
@@ -15,21 +15,17 @@ using test::HoleProbe;
 using test::HoleRequest;
 using test::IdealHole;
 using test::Measure;
-using test::Measured;
 
-/// What a hole of 8 mm shows that has a groove around it, 1 mm deep, of the given radii: the same
-/// samples, those of the groove farther along their beams.
+/// A hole of 8 mm that has a groove around it, 1 mm deep, of the given radii.
 HoleProbe WithGroove(double inner, double outer) {
-  Measured m = Measure(HoleRequest(), {});
-  for (RawDataPoint& sample : m.samples) {
-    const AzElRange beam(sample.azimuth, sample.elevation, sample.range);
-    const PointXYZW p = beam.ToPoint();
-    const double r = std::hypot(p.x(), p.y());
-    if (r >= inner && r <= outer) sample.range *= 2.001 / 2.0;
-  }
+  const test::IdealHole plain;
+  test::IdealDriver driver([&](const sim::Aim& aim) {
+    const Eigen::Vector3d p = plain.Hit(aim.direction);
+    const double r = p.head<2>().norm();
+    return r >= inner && r <= outer ? p.norm() * 2.001 / 2.0 : p.norm();
+  });
   HoleProbe hole(HoleRequest().dump());
-  hole.UpdateRawData(m.samples);
-  hole.AnalyzeFeature();
+  test::Converse(hole, driver);
   return hole;
 }
 
@@ -79,10 +75,10 @@ TEST(HoleDoubts, APlaneWithTheSurfaceAboveItIsDoubted) {
 
 TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
   const auto warnings_at = [](double radius) {
-    const Measured m = Measure(HoleRequest(), {.radius = radius});
-    EXPECT_TRUE(m.hole.GetIsSuccessful()) << m.hole.GetError();
-    EXPECT_EQ(m.hole._measured_radius, 0.008) << "the nominal is repeated";
-    return m.hole.GetWarnings();
+    const HoleProbe hole = Measure(HoleRequest(), {.radius = radius});
+    EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
+    EXPECT_EQ(hole._measured_radius, 0.008) << "the nominal is repeated";
+    return hole.GetWarnings();
   };
   EXPECT_THAT(warnings_at(0.008), testing::IsEmpty());
   EXPECT_THAT(warnings_at(0.0081), testing::IsEmpty());
@@ -97,9 +93,9 @@ TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
 TEST(HoleDoubts, ARescanComesBeforeAnyDoubt) {
   json request = HoleRequest();
   request["RescanThreshold"] = 1e-9;
-  const Measured m = Measure(request, {.radius = 0.0088});
-  EXPECT_EQ(m.hole.GetDriveStep(), RESCAN);
-  EXPECT_THAT(m.hole.GetWarnings(), testing::IsEmpty());
+  const HoleProbe hole = Measure(request, {.radius = 0.0088});
+  EXPECT_EQ(hole.GetDriveStep(), RESCAN);
+  EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
 }
 
 }  // namespace

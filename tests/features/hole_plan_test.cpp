@@ -6,6 +6,7 @@
 
 #include "feature_probe.h"
 #include "hole_probe.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -32,7 +33,7 @@ const Eigen::Vector3d kAway(-0.8, 0.0, 0.6);
 std::vector<Eigen::Vector3d> Offsets(const std::vector<Position>& points) {
   std::vector<Eigen::Vector3d> offsets;
   for (const Position& p : points) {
-    offsets.push_back(AzElRange(p.azimuth, p.elevation, p.range).ToPoint().xyz() - kCenter);
+    offsets.push_back(test::PlaceOf(p).xyz() - kCenter);
   }
   return offsets;
 }
@@ -126,8 +127,7 @@ TEST(HolePlan, AlongXTooTheStarHasItsSize) {
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
   ASSERT_EQ(points.size(), 36u);
   for (std::size_t j = 0; j < points.size(); j += 4) {
-    const PointXYZW p =
-        AzElRange(points[j].azimuth, points[j].elevation, points[j].range).ToPoint();
+    const PointXYZW p = test::PlaceOf(points[j]);
     EXPECT_NEAR((p - PointXYZW(2, 0, 0)).norm(), 0.013, 1e-12);
     EXPECT_NEAR(p.x(), 2.0, 1e-12);
   }

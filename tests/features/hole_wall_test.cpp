@@ -6,7 +6,7 @@
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
 #include "features/shared/beam.h"
-#include "hole_probe.h"
+#include "ideal_hole.h"
 
 namespace libmfx::features {
 namespace {
@@ -228,11 +228,7 @@ HoleProbe RimFound(double incidence, test::IdealHole ideal) {
   const Eigen::Vector3d normal(-std::sin(incidence), 0, -std::cos(incidence));
   ideal.normal = normal;
   request["Feature"]["Normal"] = {normal.x(), normal.y(), normal.z()};
-  HoleProbe hole(request.dump());
-  const auto samples = ideal.Scan(hole.GetDrivePoints(false));
-  hole.UpdateRawData(samples);
-  hole.AnalyzeFeature();
-  return hole;
+  return test::Measure(request, ideal);
 }
 
 TEST(HoleWall, SeenByASlantedBeamInADeepBore) {

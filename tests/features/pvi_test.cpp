@@ -10,6 +10,7 @@
 #include <random>
 
 #include "feature_probe.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -40,7 +41,7 @@ json RequestWithTilt(double tilt) {
 std::vector<PointXYZW> PlanOf(PVI& pvi) {
   std::vector<PointXYZW> points;
   for (const Position& p : PointsOf(pvi.GetDrivePoints(true))) {
-    points.push_back(AzElRange(p.azimuth, p.elevation, p.range).ToPoint());
+    points.push_back(test::PlaceOf(p));
   }
   return points;
 }

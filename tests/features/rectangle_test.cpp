@@ -7,6 +7,7 @@
 
 #include "feature_probe.h"
 #include "opening_scene.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -96,17 +97,14 @@ TEST(Rectangle, PlanCrossesEverySideInAlternation) {
   ASSERT_EQ(points.size(), 32U);
   EXPECT_EQ(points, PointsOf(rectangle.GetLastDrivePoints()));
   for (std::size_t i = 0; i < points.size(); ++i) {
-    const PointXYZW p =
-        AzElRange(points[i].azimuth, points[i].elevation, points[i].range).ToPoint();
+    const PointXYZW p = test::PlaceOf(points[i]);
     const bool outside = !Opening(0.03, 0.02)(p);
     EXPECT_EQ(outside, i % 4 == 0 || i % 4 == 3) << i;
     EXPECT_EQ(points[i].point_spacing, i % 2 == 0 ? 0.00035 : 0.0001);
     EXPECT_NEAR((p - kPlate.center).dot(kPlate.normal), 0.0, 1e-12);
   }
   // Side 0 lies on the tangent's side, side 1 a quarter turn about the normal further.
-  const auto at = [&](std::size_t i) {
-    return AzElRange(points[i].azimuth, points[i].elevation, points[i].range).ToPoint();
-  };
+  const auto at = [&](std::size_t i) { return test::PlaceOf(points[i]); };
   EXPECT_NEAR(kPlate.u(at(0)), 0.020, 1e-12);
   EXPECT_NEAR(kPlate.v(at(0)), -0.006, 1e-12);
   EXPECT_NEAR(kPlate.v(at(8)), 0.015, 1e-12);
@@ -118,8 +116,7 @@ TEST(Rectangle, ASmallOpeningIsCrossedToItsCentreOnly) {
   request["Feature"]["Width"] = 0.004;
   Rectangle rectangle(request.dump());
   const auto points = PointsOf(rectangle.GetDrivePoints(false));
-  const PointXYZW inner =
-      AzElRange(points[1].azimuth, points[1].elevation, points[1].range).ToPoint();
+  const PointXYZW inner = test::PlaceOf(points[1]);
   EXPECT_NEAR(kPlate.u(inner), 0.0, 1e-12);
 }
 
@@ -193,13 +190,13 @@ TEST(Rectangle, PassesAroundTheMovedNominalReachAShiftedAndTurnedOpening) {
   json request = Request();
   request["RescanThreshold"] = 5e-5;
   const auto opening = Opening(0.03, 0.02, 0.001, -0.0015, 0.05);
-  const auto feature = MeasurePlate(request, opening);
-  EXPECT_FALSE(feature->GetIsSuccessful());
-  EXPECT_EQ(feature->GetError(), "");
-  EXPECT_EQ(feature->GetDriveStep(), RESCAN);
-  EXPECT_EQ(feature->GetSetting<PointXYZW>(L"NominalPoint"),
-            feature->GetSetting<PointXYZW>(L"MeasuredPoint"));
-  EXPECT_EQ(test::RescanPlate(*feature, opening), "");
+  const auto first = MeasurePlate(request, opening);
+  EXPECT_FALSE(first->GetIsSuccessful());
+  EXPECT_EQ(first->GetError(), "");
+  EXPECT_EQ(first->GetDriveStep(), RESCAN);
+  EXPECT_EQ(first->GetSetting<PointXYZW>(L"NominalPoint"),
+            first->GetSetting<PointXYZW>(L"MeasuredPoint"));
+  const auto feature = MeasurePlate(request, opening, 10);
   // The step alone asks for nothing: a host looks at the success as well.
   EXPECT_TRUE(feature->GetIsSuccessful());
   EXPECT_EQ(feature->GetDriveStep(), RESCAN);
@@ -225,7 +222,7 @@ TEST(Rectangle, AWrongSizeIsInconsistent) {
 }
 
 TEST(Rectangle, NothingComesBack) {
-  EXPECT_EQ(ErrorOver([](const PointXYZW&) { return true; }), "All scanned data was filtered!");
+  EXPECT_EQ(test::ErrorWithoutSamples(Request()), "All scanned data was filtered!");
 }
 
 TEST(Rectangle, AFilledOpeningIsNone) {
@@ -292,7 +289,8 @@ TEST(Rectangle, ATiltedSurfaceIsRejected) {
   rectangle.GetDrivePoints(false);
   // Samples on the true plate, line by line as planned on it.
   Rectangle straight(Request().dump());
-  rectangle.UpdateRawData(test::SamplePlate(straight.GetDrivePoints(false), Opening(0.03, 0.02)));
+  rectangle.UpdateRawData(
+      test::PlateWith(Opening(0.03, 0.02)).Drive(PointsOf(straight.GetDrivePoints(false))));
   rectangle.AnalyzeFeature();
   EXPECT_EQ(rectangle.GetError(),
             "Rectangle::Analyze(): The normal vector of the scan data fit plane exceeds the angle "
@@ -345,8 +343,7 @@ TEST(Rectangle, SearchSpiralReachesTheMultipleOfTheLength) {
   EXPECT_TRUE(rectangle.Reset(false, true));
   double farthest = 0.0;
   for (const Position& p : PointsOf(rectangle.GetDrivePoints(true))) {
-    farthest = std::max(
-        farthest, Distance(AzElRange(p.azimuth, p.elevation, p.range).ToPoint(), kPlate.center));
+    farthest = std::max(farthest, Distance(test::PlaceOf(p), kPlate.center));
   }
   EXPECT_NEAR(farthest, 0.045, 1e-4);
   EXPECT_EQ(rectangle.GetDriveStep(), SEARCH);

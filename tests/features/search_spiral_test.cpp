@@ -1,4 +1,5 @@
 #include "libmfx/features/search_spiral.h"
+#include "paths.h"
 
 #include <gtest/gtest.h>
 
@@ -26,9 +27,7 @@ std::vector<Position> Spiral(const VectorXYZW& normal, double max_radius, unsign
   return points;
 }
 
-VectorXYZW FromCenter(const Position& p) {
-  return AzElRange(p.azimuth, p.elevation, p.range).ToPoint() - kCenter;
-}
+VectorXYZW FromCenter(const Position& p) { return test::PlaceOf(p) - kCenter; }
 
 TEST(SearchSpiral, BeginsAtTheCentreWithSpacingZero) {
   const auto points = Spiral({0, 0, -1}, 0.01, 20, 0.001, 0.0005);

@@ -4,6 +4,7 @@
 
 #include "libmfx/features/search_spiral.h"
 #include "opening_scene.h"
+#include "paths.h"
 
 namespace libmfx::features::shared {
 namespace {
@@ -29,7 +30,8 @@ auto RoundOpening(double u, double v, double radius = kRadius) {
 
 std::vector<RawDataPoint> Spiral(const std::function<bool(const PointXYZW&)>& is_open) {
   geometry::Plane plane(kPlate.center, kPlate.normal);
-  return test::SamplePlate(GenerateSearchSpiral(plane, 4 * kRadius, 20, 0.001, 0.001), is_open);
+  return test::PlateWith(is_open).Drive(
+      test::PointsOf(GenerateSearchSpiral(plane, 4 * kRadius, 20, 0.001, 0.001)));
 }
 
 TEST(Search, MovesTheNominalToTheGap) {

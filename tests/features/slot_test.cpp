@@ -4,6 +4,7 @@
 
 #include "feature_probe.h"
 #include "opening_scene.h"
+#include "paths.h"
 
 namespace libmfx::features {
 namespace {
@@ -76,7 +77,7 @@ std::vector<PointXYZW> PlanOf(const json& request) {
   Slot slot(request.dump());
   std::vector<PointXYZW> points;
   for (const Position& p : PointsOf(slot.GetDrivePoints(false))) {
-    points.push_back(AzElRange(p.azimuth, p.elevation, p.range).ToPoint());
+    points.push_back(test::PlaceOf(p));
   }
   return points;
 }
@@ -172,23 +173,17 @@ TEST(Slot, OffAlongItsTangentTheStraightSidesDoNotBendTheArcs) {
 }
 
 /// Measures an opening with a floor this far beneath it, or with nothing there for 0.
-std::unique_ptr<Feature> MeasureOverFloor(const json& request,
-                                          const std::function<bool(const PointXYZW&)>& is_open,
-                                          double depth) {
-  auto feature = Feature::Create(request.dump());
-  std::vector<RawDataPoint> samples;
-  for (RawDataPoint sample :
-       test::SamplePlate(feature->GetDrivePoints(false), [](const PointXYZW&) { return false; })) {
-    const PointXYZW p = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
-    if (is_open(p)) {
-      if (depth == 0.0) continue;
-      sample.range *= 1.0 - depth / (p - PointXYZW()).dot(kPlate.normal);
-    }
-    samples.push_back(sample);
-  }
-  feature->UpdateRawData(samples);
-  feature->AnalyzeFeature();
-  return std::unique_ptr<Feature>(feature);
+json MeasureOverFloor(const json& request, const test::IsOpen& is_open, double depth) {
+  test::IdealDriver driver([&](const sim::Aim& aim) {
+    const PointXYZW p = test::PlaceOf(aim);
+    if (!is_open(p)) return aim.range;
+    if (depth == 0.0) return 0.0;
+    return aim.range * (1.0 - depth / (p - PointXYZW()).dot(kPlate.normal));
+  });
+  const std::unique_ptr<Feature> feature(Feature::Create(request.dump()));
+  const host::Conversation outcome = test::Converse(*feature, driver);
+  EXPECT_TRUE(outcome.successful) << outcome.error;
+  return json::parse(outcome.result);
 }
 
 TEST(Slot, TheSampleBeyondTheBorderTellsWhereTheBorderIs) {
@@ -196,16 +191,11 @@ TEST(Slot, TheSampleBeyondTheBorderTellsWhereTheBorderIs) {
   request["ScanPassesPerArc"] = 40;
   // Off its nominal, so that the samples of the lines fall at all distances from the border.
   const auto opening = Opening(0.03, 0.012, 0.0004, 0.0003);
-  const auto measured_over = [&](double depth) {
-    const auto feature = MeasureOverFloor(request, opening, depth);
-    EXPECT_TRUE(feature->GetIsSuccessful()) << feature->GetError();
-    return json::parse(feature->GetResult());
-  };
-  const json floor = measured_over(0.02);
+  const json floor = MeasureOverFloor(request, opening, 0.02);
   EXPECT_NEAR(floor["Width"].get<double>(), 0.012, 3e-5);
   EXPECT_NEAR(floor["Length"].get<double>(), 0.03, 3e-5);
   // Where nothing follows, the last sample of the surface stands, half a spacing outside.
-  const json nothing = measured_over(0.0);
+  const json nothing = MeasureOverFloor(request, opening, 0.0);
   EXPECT_GT(nothing["Width"].get<double>(), 0.012 + 5e-5);
   EXPECT_GT(nothing["Length"].get<double>(), 0.03 + 5e-5);
 }
@@ -218,7 +208,7 @@ std::string ErrorOver(const std::function<bool(const PointXYZW&)>& opening,
 }
 
 TEST(Slot, FailuresInWords) {
-  EXPECT_EQ(ErrorOver([](const PointXYZW&) { return true; }), "All scanned data was filtered!");
+  EXPECT_EQ(test::ErrorWithoutSamples(Request()), "All scanned data was filtered!");
   EXPECT_EQ(ErrorOver(Opening(0.03, 0.0092)),
             "Considerably high interior points! Is this a flat surface?");
   EXPECT_EQ(ErrorOver(Opening(0.03, 0.012, 0.0, 0.0, 0.3)),

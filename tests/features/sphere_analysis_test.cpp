@@ -13,16 +13,19 @@ namespace {
 
 using nlohmann::json;
 using test::Ball;
-using test::DriveToPattern;
 using test::LogCollector;
+using test::MeasureBall;
 using test::SphereProbe;
 using test::SphereRequest;
 
-/// A feature that holds the samples of its pattern on `ball`.
-SphereProbe Scanned(const Ball& ball, std::mt19937_64& random, const std::string& keys = "") {
-  SphereProbe s(SphereRequest(ball.Front(), ball.radius, keys));
-  DriveToPattern(s, ball, random);
-  EXPECT_FALSE(s.GetRawData().empty()) << s.GetError();
+SphereProbe ProbeOf(const Ball& ball, const std::string& keys = "") {
+  return SphereProbe(SphereRequest(ball.Front(), ball.radius, keys));
+}
+
+/// A feature that has measured `ball`.
+SphereProbe Measured(const Ball& ball, std::mt19937_64& random, const std::string& keys = "") {
+  SphereProbe s = ProbeOf(ball, keys);
+  MeasureBall(s, ball, random);
   return s;
 }
 
@@ -37,8 +40,7 @@ TEST(SphereAnalysis, MeasuresABallInManyRuns) {
     ball.center = Eigen::Vector3d(0.3, 0.1, 1.0 + 7.0 * run / 59);
     ball.radius = 0.006 + 0.019 * (run % 7) / 6;
     const bool star = run % 2 == 0;
-    SphereProbe s = Scanned(ball, random, star ? "" : R"("UseStarPattern":0,)");
-    s.AnalyzeFeature();
+    SphereProbe s = Measured(ball, random, star ? "" : R"("UseStarPattern":0,)");
     ASSERT_TRUE(s.GetIsSuccessful()) << run << ": " << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5) << run;
     EXPECT_EQ(s.MeasuredRadius, ball.radius) << "the radius of the result is the nominal one";
@@ -53,8 +55,7 @@ TEST(SphereAnalysis, MeasuresABallWithoutNoise) {
     Ball ball;
     ball.center.z() = 1.0 + run * 0.37;
     ball.range_noise = 0.0;
-    SphereProbe s = Scanned(ball, random);
-    s.AnalyzeFeature();
+    SphereProbe s = Measured(ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << run << ": " << s.GetError();
     EXPECT_LT(OffBy(s, ball), 1e-12) << run;
   }
@@ -65,8 +66,7 @@ TEST(SphereAnalysis, BehindTheInstrumentAcrossTheSeam) {
   for (const double side : {-1.0, 1.0}) {
     Ball ball;
     ball.center = Eigen::Vector3d(-side * 0.002, 0.3, -3.0);
-    SphereProbe s = Scanned(ball, random);
-    s.AnalyzeFeature();
+    SphereProbe s = Measured(ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5);
   }
@@ -78,8 +78,7 @@ TEST(SphereAnalysis, ANominalOffByTwoMillimetresIsFound) {
   for (const Eigen::Vector3d& off : {Eigen::Vector3d(0.002, 0, 0), Eigen::Vector3d(0, -0.002, 0),
                                      Eigen::Vector3d(0, 0, 0.002), Eigen::Vector3d(0, 0, -0.002)}) {
     SphereProbe s(SphereRequest(ball.Front() + off, ball.radius));
-    DriveToPattern(s, ball, random);
-    s.AnalyzeFeature();
+    MeasureBall(s, ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5);
   }
@@ -89,8 +88,7 @@ TEST(SphereAnalysis, AWrongRadiusOfTheRequestIsAnError) {
   std::mt19937_64 random(5);
   const Ball ball;
   SphereProbe s(SphereRequest(ball.Front(), ball.radius + 0.001));
-  DriveToPattern(s, ball, random);
-  s.AnalyzeFeature();
+  MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_NE(s.GetError().find("ERROR_QUALITY"), std::string::npos) << s.GetError();
 }
@@ -102,8 +100,7 @@ TEST(SphereAnalysis, TheErrorOfTheRadiusShiftsTheCentreAlongTheLineOfSight) {
   double along = 0.0;
   for (int run = 0; run < 20; ++run) {
     SphereProbe s(SphereRequest(ball.Front(), ball.radius - 5e-6));
-    DriveToPattern(s, ball, random);
-    s.AnalyzeFeature();
+    MeasureBall(s, ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
     along += (s.MeasuredPoint.xyz() - ball.center).dot(ball.center.normalized()) / 20;
   }
@@ -115,8 +112,7 @@ TEST(SphereAnalysis, ARadiusThatIsOffByManyTimesTheNoiseIsAnError) {
   Ball ball;
   ball.range_noise = 1e-6;
   SphereProbe s(SphereRequest(ball.Front(), ball.radius - 1e-5));
-  DriveToPattern(s, ball, random);
-  s.AnalyzeFeature();
+  MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(), "SphereFit::Analyze(): The fit quality is lower than the threshold!");
 }
@@ -205,9 +201,9 @@ TEST(SphereTolerances, FollowTheRange) {
 TEST(SphereAnalysis, TheSimplePathAlwaysEndsInItsErrorWithItsValuesSet) {
   std::mt19937_64 random(7);
   const Ball ball;
-  SphereProbe s = Scanned(ball, random);
+  SphereProbe s = ProbeOf(ball);
   s.AdvancedFilter = false;
-  s.AnalyzeFeature();
+  MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(),
             "SphereFit::Analyze(): All fit points removed via dilation filtering. Bad fit!");
@@ -219,10 +215,10 @@ TEST(SphereAnalysis, TheSimplePathAlwaysEndsInItsErrorWithItsValuesSet) {
 
 TEST(SphereAnalysis, TheSimplePathNeedsSamplesThatPassItsFilter) {
   std::mt19937_64 random(8);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = ProbeOf(Ball());
   s.AdvancedFilter = false;
   s.QualityThreshold = 80.0;
-  s.AnalyzeFeature();
+  MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "FilterByDistance(): FilterByDistance failed (ERROR_SF_FILTER = -10). Bad filtered "
             "data!");
@@ -230,9 +226,9 @@ TEST(SphereAnalysis, TheSimplePathNeedsSamplesThatPassItsFilter) {
 
 TEST(SphereAnalysis, SamplesAtTheQualityThresholdAreTooManyBadPoints) {
   std::mt19937_64 random(9);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = ProbeOf(Ball());
   s.QualityThreshold = 80.0;
-  s.AnalyzeFeature();
+  MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "SphereFit::FilterByDistanceFromAzElMedianSpur(): Too many bad points. "
             "(ERROR_SF_FILTER = -10)");
@@ -241,7 +237,7 @@ TEST(SphereAnalysis, SamplesAtTheQualityThresholdAreTooManyBadPoints) {
 TEST(SphereAnalysis, AScanThatIsTooSmallIsAHardwareError) {
   std::mt19937_64 random(10);
   const Ball ball;
-  SphereProbe s = Scanned(ball, random);
+  SphereProbe s = Measured(ball, random);
   std::vector<RawDataPoint> few(s.GetRawData().begin(), s.GetRawData().begin() + 150);
   s.UpdateRawData(few);
   s.AnalyzeFeature();
@@ -251,10 +247,10 @@ TEST(SphereAnalysis, AScanThatIsTooSmallIsAHardwareError) {
 
 TEST(SphereAnalysis, AToleranceThatKeepsNothingIsTooFewGoodPoints) {
   std::mt19937_64 random(11);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = ProbeOf(Ball());
   s.UserFilters = true;
   s.FilterTolerance = 1e-12;
-  s.AnalyzeFeature();
+  MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
 }
@@ -262,8 +258,7 @@ TEST(SphereAnalysis, AToleranceThatKeepsNothingIsTooFewGoodPoints) {
 TEST(SphereAnalysis, AMultiplierThatKeepsTooFewLeavesTheFitAndTheCount) {
   std::mt19937_64 random(12);
   const Ball ball;
-  SphereProbe s = Scanned(ball, random, R"("StdMultiplier":0.001,)");
-  s.AnalyzeFeature();
+  SphereProbe s = Measured(ball, random, R"("StdMultiplier":0.001,)");
   EXPECT_TRUE(s.GetIsSuccessful()) << s.GetError();
   EXPECT_EQ(s._final_fit_count, 0u);
   EXPECT_LT(OffBy(s, ball), 2e-5);
@@ -273,10 +268,10 @@ TEST(SphereAnalysis, AMultiplierThatKeepsTooFewLeavesTheFitAndTheCount) {
 TEST(SphereAnalysis, AFinalFitOfFewerThanFourPointsIsAnError) {
   // On the simple path the sample size rules the last filter alone.
   std::mt19937_64 random(13);
-  SphereProbe s = Scanned(Ball(), random, R"("StdMultiplier":0,)");
+  SphereProbe s = ProbeOf(Ball(), R"("StdMultiplier":0,)");
   s.AdvancedFilter = false;
   s.NumSamplePoints = 0;
-  s.AnalyzeFeature();
+  MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
 }
@@ -285,8 +280,7 @@ TEST(SphereAnalysis, AQualityBelowTheThresholdIsAnErrorAndOneAtItPasses) {
   std::mt19937_64 random(14);
   Ball ball;
   ball.quality = 1e6;
-  SphereProbe s = Scanned(ball, random);
-  s.AnalyzeFeature();
+  SphereProbe s = Measured(ball, random);
   ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
   const double reached = s.Quality;
   s.QualityThreshold = reached + 20.0;
@@ -299,7 +293,7 @@ TEST(SphereAnalysis, AQualityBelowTheThresholdIsAnErrorAndOneAtItPasses) {
 
 TEST(SphereAnalysis, AnEarlierErrorStaysAndTheSamplesStandInTheResult) {
   std::mt19937_64 random(15);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = Measured(Ball(), random);
   s.SetError("an earlier failure");
   s.AnalyzeFeature();
   EXPECT_FALSE(s.GetIsSuccessful());
@@ -310,7 +304,7 @@ TEST(SphereAnalysis, AnEarlierErrorStaysAndTheSamplesStandInTheResult) {
 TEST(SphereAnalysis, LostSamplesDoNotHarm) {
   std::mt19937_64 random(16);
   const Ball ball;
-  SphereProbe s = Scanned(ball, random);
+  SphereProbe s = Measured(ball, random);
   std::vector<RawDataPoint> samples = s.GetRawData();
   const double bad[] = {std::nan(""), std::numeric_limits<double>::infinity(),
                         -std::numeric_limits<double>::infinity()};
@@ -330,7 +324,7 @@ TEST(SphereAnalysis, LostSamplesDoNotHarm) {
 
 TEST(SphereAnalysis, NothingButLostSamplesIsAnError) {
   std::mt19937_64 random(17);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = Measured(Ball(), random);
   std::vector<RawDataPoint> samples = s.GetRawData();
   for (RawDataPoint& sample : samples) sample.quality = std::nan("");
   s.UpdateRawData(samples);
@@ -341,7 +335,7 @@ TEST(SphereAnalysis, NothingButLostSamplesIsAnError) {
 
 TEST(SphereAnalysis, LogsItsStations) {
   std::mt19937_64 random(18);
-  SphereProbe s = Scanned(Ball(), random);
+  SphereProbe s = Measured(Ball(), random);
   const LogCollector collector;
   s.AnalyzeFeature();
   std::vector<std::wstring> stations;
@@ -372,8 +366,7 @@ using Keys = std::vector<std::string>;
 TEST(SphereResult, KeysOfASuccess) {
   std::mt19937_64 random(19);
   const Ball ball;
-  SphereProbe s = Scanned(ball, random);
-  s.AnalyzeFeature();
+  SphereProbe s = Measured(ball, random);
   ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
   const std::string text = s.GetResult();
   EXPECT_EQ(KeysOf(text), (Keys{"$type", "Location", "Radius", "ScanData", "Quality", "Success",

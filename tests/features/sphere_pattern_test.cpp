@@ -4,6 +4,7 @@
 #include <limits>
 #include <numbers>
 
+#include "paths.h"
 #include "random_cases.h"
 #include "sphere_probe.h"
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <numbers>
 
+#include "paths.h"
 #include "sphere_probe.h"
 
 namespace libmfx::features {

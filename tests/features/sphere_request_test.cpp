@@ -3,6 +3,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "paths.h"
 #include "sphere_probe.h"
 
 namespace libmfx::features {

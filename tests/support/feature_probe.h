@@ -104,18 +104,4 @@ class LogCollector {
   }
 };
 
-/// The points of a queue, front first.
-inline std::vector<features::Position> PointsOf(std::queue<features::Position> queue) {
-  std::vector<features::Position> points;
-  for (; !queue.empty(); queue.pop()) points.push_back(queue.front());
-  return points;
-}
-
-/// A queue of the points, first in front.
-inline std::queue<features::Position> QueueOf(const std::vector<features::Position>& points) {
-  std::queue<features::Position> queue;
-  for (const features::Position& p : points) queue.push(p);
-  return queue;
-}
-
 }  // namespace libmfx::test

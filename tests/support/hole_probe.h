@@ -1,10 +1,6 @@
 #pragma once
 
-#include <cmath>
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <queue>
-#include <vector>
 
 #include "libmfx/features/hole.h"
 
@@ -92,77 +88,6 @@ inline nlohmann::json HoleRequest(double radius = 0.008) {
             {"Location", {0.0, 0.0, 2.0}},
             {"Normal", {0.0, 0.0, -1.0}},
             {"Radius", radius}}}};
-}
-
-/// A hole without noise, as the points at which rays meet it: a surface, a round opening in it,
-/// the wall below, and what lies behind.
-struct IdealHole {
-  Eigen::Vector3d center{0.0, 0.0, 2.0};
-  Eigen::Vector3d normal{0.0, 0.0, -1.0};  ///< unit, towards the instrument
-  double radius = 0.008;
-  double wall = 0.0;    ///< depth of the wall; 0: a sheet
-  double behind = 0.0;  ///< depth of a plate behind; 0: none
-  double quality = 80.0;
-
-  /// Where the ray from the origin through `aim` comes back from; NaN where it does not.
-  Eigen::Vector3d Hit(const Eigen::Vector3d& aim) const {
-    const Eigen::Vector3d on_surface = aim * (center.dot(normal) / aim.dot(normal));
-    if ((on_surface - center).norm() >= radius) return on_surface;
-    // Down the bore, per metre of depth.
-    const Eigen::Vector3d down = aim / -aim.dot(normal);
-    const Eigen::Vector3d aside = down + normal;
-    const Eigen::Vector3d from = on_surface - center;
-    const double a = aside.squaredNorm();
-    const double b = from.dot(aside);
-    const double c = from.squaredNorm() - radius * radius;
-    const double depth =
-        a > 0.0 ? (-b + std::sqrt(b * b - a * c)) / a : std::numeric_limits<double>::infinity();
-    if (depth < wall) return on_surface + down * depth;
-    if (behind > 0.0) return on_surface + down * behind;
-    return Eigen::Vector3d::Constant(std::numeric_limits<double>::quiet_NaN());
-  }
-
-  /// The samples of a drive along a path: each move is sampled at its spacing.
-  std::vector<features::RawDataPoint> Scan(std::queue<features::Position> path) const {
-    std::vector<features::RawDataPoint> samples;
-    const auto point = [](const features::Position& p) {
-      return features::AzElRange(p.azimuth, p.elevation, p.range).ToPoint().xyz();
-    };
-    for (int status = 1; path.size() > 1; ++status) {
-      const Eigen::Vector3d from = point(path.front());
-      path.pop();
-      const double spacing = path.front().point_spacing;
-      if (spacing <= 0.0) continue;
-      const Eigen::Vector3d move = point(path.front()) - from;
-      const int count = static_cast<int>(move.norm() / spacing);
-      for (int i = 0; i <= count; ++i)
-        Add(from + move.normalized() * (i * spacing), status, samples);
-    }
-    return samples;
-  }
-
-  void Add(const Eigen::Vector3d& aim, int status,
-           std::vector<features::RawDataPoint>& samples) const {
-    const Eigen::Vector3d hit = Hit(aim);
-    if (!hit.allFinite()) return;
-    const features::AzElRange aer(features::PointXYZW{hit.x(), hit.y(), hit.z()});
-    samples.emplace_back(aer.azimuth, aer.elevation, aer.range, quality, status);
-  }
-};
-
-/// A measured hole and what its scan was.
-struct Measured {
-  HoleProbe hole;
-  std::vector<features::RawDataPoint> samples;
-};
-
-/// Scans an ideal hole by the plan of a request and analyses it.
-inline Measured Measure(const nlohmann::json& request, const IdealHole& ideal) {
-  Measured m{HoleProbe(request.dump()), {}};
-  m.samples = ideal.Scan(m.hole.GetDrivePoints(false));
-  m.hole.UpdateRawData(m.samples);
-  m.hole.AnalyzeFeature();
-  return m;
 }
 
 }  // namespace libmfx::test

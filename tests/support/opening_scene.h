@@ -1,13 +1,19 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <numbers>
 #include <string>
+#include <utility>
 
+#include "converse.h"
+#include "ideal_scan.h"
 #include "libmfx/features/feature.h"
-#include "plate_sampler.h"
+#include "paths.h"
 
 namespace libmfx::test {
 
@@ -30,26 +36,33 @@ struct PlateFrame {
 inline nlohmann::json TripleOf(const features::PointXYZW& p) { return {p.x(), p.y(), p.z()}; }
 inline nlohmann::json TripleOf(const features::VectorXYZW& v) { return {v.x(), v.y(), v.z()}; }
 
-/// Drives a feature over an ideal plate and analyses what comes back.
-inline std::unique_ptr<features::Feature> MeasurePlate(
-    const nlohmann::json& request, const std::function<bool(const features::PointXYZW&)>& is_open) {
+/// Whether a point of the plate lies in the opening.
+using IsOpen = std::function<bool(const features::PointXYZW&)>;
+
+/// An ideal flat plate with an opening, in which nothing comes back, seen by a beam that is driven
+/// along the plate.
+inline IdealDriver PlateWith(IsOpen is_open) {
+  return IdealDriver([is_open = std::move(is_open)](const sim::Aim& aim) {
+    return is_open(PlaceOf(aim)) ? 0.0 : aim.range;
+  });
+}
+
+/// A feature that has been measured on an ideal plate.
+/// \param max_passes most re-scans around a moved nominal
+inline std::unique_ptr<features::Feature> MeasurePlate(const nlohmann::json& request,
+                                                       IsOpen is_open, int max_passes = 0) {
   std::unique_ptr<features::Feature> feature(features::Feature::Create(request.dump()));
-  const auto samples = SamplePlate(feature->GetDrivePoints(false), is_open);
-  feature->UpdateRawData(samples);
-  feature->AnalyzeFeature();
+  IdealDriver plate = PlateWith(std::move(is_open));
+  Converse(*feature, plate, max_passes);
   return feature;
 }
 
-/// Drives the passes that a feature asks for around its moved nominal, at most ten.
-/// \return the error text when it is done
-inline std::string RescanPlate(features::Feature& feature,
-                               const std::function<bool(const features::PointXYZW&)>& is_open) {
-  for (int pass = 0; pass < 10 && !feature.GetIsSuccessful(); ++pass) {
-    if (!feature.GetError().empty()) return feature.GetError();
-    feature.UpdateRawData(SamplePlate(feature.GetDrivePoints(true), is_open));
-    feature.AnalyzeFeature();
-  }
-  return feature.GetIsSuccessful() ? "" : "still not done";
+/// What the analysis says of a scan of which nothing came back.
+inline std::string ErrorWithoutSamples(const nlohmann::json& request) {
+  const std::unique_ptr<features::Feature> feature(features::Feature::Create(request.dump()));
+  feature->AnalyzeFeature();
+  EXPECT_FALSE(feature->GetIsSuccessful());
+  return feature->GetError();
 }
 
 }  // namespace libmfx::test

@@ -1,14 +1,14 @@
 #pragma once
 
 #include <cmath>
-#include <numbers>
-#include <queue>
 #include <random>
 #include <string>
-#include <vector>
 
+#include "converse.h"
 #include "feature_probe.h"
+#include "ideal_scan.h"
 #include "libmfx/features/sphere_fit.h"
+#include "paths.h"
 
 namespace libmfx::test {
 
@@ -60,11 +60,6 @@ class SphereProbe : public features::SphereFit {
   using SphereFit::SetError;
 };
 
-/// The cartesian place of a drive point.
-inline features::PointXYZW PlaceOf(const features::Position& p) {
-  return features::AzElRange(p.azimuth, p.elevation, p.range).ToPoint();
-}
-
 /// A ball in front of an instrument, and what the instrument sees of it.
 struct Ball {
   Eigen::Vector3d center{0.3, 0.1, 3.0};
@@ -77,34 +72,19 @@ struct Ball {
   Eigen::Vector3d Front() const { return center * (1.0 - radius / center.norm()); }
 };
 
-/// Walks a drive path in straight lines and samples every spacing, as an instrument does: azimuths
-/// stay in the branch of the drive points, the status is the index of the point that ends the move.
-inline std::vector<features::RawDataPoint> Scan(const Ball& ball,
-                                                std::queue<features::Position> path,
-                                                std::mt19937_64& random) {
+/// The instrument in front of a ball; draws its noise from `random`.
+inline IdealDriver DriverOf(const Ball& ball, std::mt19937_64& random) {
   std::normal_distribution<double> noise(0.0, ball.range_noise > 0.0 ? ball.range_noise : 1.0);
-  std::vector<features::RawDataPoint> samples;
-  const std::vector<features::Position> drive = PointsOf(std::move(path));
-  for (std::size_t i = 1; i < drive.size(); ++i) {
-    if (!(drive[i].point_spacing > 0.0) || !std::isfinite(drive[i].point_spacing)) continue;
-    const features::PointXYZW from = PlaceOf(drive[i - 1]);
-    const features::VectorXYZW way = PlaceOf(drive[i]) - from;
-    const int steps = static_cast<int>(std::floor(way.norm() / drive[i].point_spacing + 1e-9));
-    for (int k = 0; k <= steps; ++k) {
-      const features::PointXYZW target = from + way.normalized() * (k * drive[i].point_spacing);
-      const Eigen::Vector3d beam = target.xyz().normalized();
-      const double along = beam.dot(ball.center);
-      const double square = ball.radius * ball.radius - (ball.center.squaredNorm() - along * along);
-      double range = square >= 0.0 ? along - std::sqrt(square) : ball.background_range;
-      if (range <= 0.0) continue;
-      if (ball.range_noise > 0.0) range += noise(random);
-      const features::AzElRange aer(target);
-      const double turns = std::round((drive[i].azimuth - aer.azimuth) / (2 * std::numbers::pi));
-      samples.emplace_back(aer.azimuth + turns * 2 * std::numbers::pi, aer.elevation, range,
-                           ball.quality, static_cast<int>(i));
-    }
-  }
-  return samples;
+  return IdealDriver(
+      [&random, ball, noise](const sim::Aim& aim) mutable {
+        const double along = aim.direction.dot(ball.center);
+        const double square =
+            ball.radius * ball.radius - (ball.center.squaredNorm() - along * along);
+        double range = square >= 0.0 ? along - std::sqrt(square) : ball.background_range;
+        if (range > 0.0 && ball.range_noise > 0.0) range += noise(random);
+        return range;
+      },
+      ball.quality);
 }
 
 /// A request for a ball whose front is at `front`.
@@ -121,14 +101,10 @@ inline std::string SphereRequest(const Eigen::Vector3d& front, double radius,
          text(radius) + "}}";
 }
 
-/// Drives a feature until it has the samples of its pattern.
-inline void DriveToPattern(features::Feature& feature, const Ball& ball, std::mt19937_64& random) {
-  std::queue<features::Position> next = feature.GetDrivePoints(false);
-  for (int exchange = 0; exchange < 4; ++exchange) {
-    const std::vector<features::RawDataPoint> samples = Scan(ball, next, random);
-    next = {};
-    if (feature.SetRawData(samples, next)) return;
-  }
+/// Measures a ball, ranging scan first.
+inline void MeasureBall(features::Feature& feature, const Ball& ball, std::mt19937_64& random) {
+  IdealDriver driver = DriverOf(ball, random);
+  Converse(feature, driver);
 }
 
 }  // namespace libmfx::test
