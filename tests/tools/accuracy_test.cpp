@@ -11,10 +11,10 @@
 #include "tools/accuracy/campaign.h"
 #include "tools/accuracy/evaluation.h"
 
+namespace mfx_test {
 namespace {
 
 using namespace libmfx::accuracy;
-using mfx_test::Lines;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -212,7 +212,7 @@ TEST(AccuracyTest, EveryCampaignIsMeasuredAndGood) {
   for (Campaign campaign : Campaigns()) {
     if (libmfx::test::kSanitized && campaign.conditions.size() > 1) campaign.conditions.resize(1);
     const std::string jobs = JobsOf(campaign, 1);
-    const mfx_test::Ended batch = mfx_test::RunMfx({"batch", "-"}, {.input = jobs});
+    const Ended batch = RunMfx({"batch", "-"}, {.input = jobs});
     ASSERT_EQ(batch.status, 0);
     const std::string section = SectionOf(campaign, jobs, batch.out);
     // Without noise there is nothing that could make a measurement fail, go wrong or be doubted.
@@ -225,3 +225,4 @@ TEST(AccuracyTest, EveryCampaignIsMeasuredAndGood) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -14,13 +14,9 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -360,3 +356,4 @@ TEST(BatchTest, MemoryDoesNotGrowWithTheNumberOfLines) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -7,11 +7,9 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -106,7 +104,7 @@ TEST(CallTest, PlanOfARefusedRequestIsEmptyAndSaysWhy) {
 }
 
 TEST(CallTest, PlanOfASearchThatIsNotEnabledIsRefused) {
-  mfx_test::Folder folder;
+  Folder folder;
   const std::string request = folder.Write("path.json", kPath);
   ExpectRefused(RunMfx({"-q", "plan", request, "--search"}), "does not enable search");
   EXPECT_EQ(RunMfx({"plan", request, "--search"}).status, 2);
@@ -134,7 +132,7 @@ TEST(CallTest, WrongArgumentsAreRefusedInOneLine) {
 }
 
 TEST(CallTest, FilesThatCannotBeReadAreNamed) {
-  mfx_test::Folder folder;
+  Folder folder;
   ExpectRefused(RunMfx({"plan", "/no/such/file"}), "/no/such/file: No such file");
   ExpectRefused(RunMfx({"plan", folder.Path("")}), "Is a directory");
   ExpectRefused(RunMfx({"measure", "/no/such/file", "--instrument", "cat"}), "/no/such/file");
@@ -198,3 +196,4 @@ TEST(CallTest, APlanIsRefusedInTheLibrarysWords) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -15,6 +15,7 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
 using libmfx::test::Block;
@@ -22,11 +23,6 @@ using libmfx::test::BlocksOf;
 using libmfx::test::QuotedIn;
 using libmfx::test::ReadDocument;
 using libmfx::test::TablesOf;
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 
@@ -242,3 +238,4 @@ TEST(DocumentsTest, TheSearchesThatRefuseTheirSpacingAreTold) {
 }
 
 }  // namespace
+}  // namespace mfx_test

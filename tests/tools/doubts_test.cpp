@@ -3,21 +3,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "program.h"
+#include "examples.h"
 #include "report/report.h"
 
+namespace mfx_test {
 namespace {
 
 using libmfx::host::report::HtmlReport;
 using libmfx::host::report::ReportData;
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -26,18 +21,9 @@ using testing::StartsWith;
 const std::string kCounted =
     "mfx: the measurement is doubtful, and --strict counts that as failed\n";
 
-json ReadJson(const std::string& path) {
-  std::ifstream file(path);
-  return json::parse(file);
-}
+json SceneOf(const std::string& type) { return Example(type).scene; }
 
-json SceneOf(const std::string& type) {
-  return ReadJson(Source("examples/scenes/" + type + ".json"));
-}
-
-json GoodRequest(const std::string& type) {
-  return ReadJson(Source("examples/requests/" + type + ".json"));
-}
+json GoodRequest(const std::string& type) { return Example(type).request; }
 
 /// The nominal 0.6 mm off in the plane of the opening, and no re-scan that would mend it.
 json DoubtfulRequest(const std::string& type) {
@@ -244,3 +230,4 @@ TEST(DoubtsTest, TheProgramsReportHoldsThem) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -7,19 +7,14 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <thread>
 
-#include "program.h"
+#include "examples.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -33,11 +28,6 @@ std::vector<std::string> Examples() {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-json ReadJson(const std::string& path) {
-  std::ifstream file(path);
-  return json::parse(file, nullptr, true, true);
 }
 
 class ExampleTest : public testing::TestWithParam<std::string> {};
@@ -185,3 +175,4 @@ TEST(RescanTest, AMovedNominalIsScannedAgainAtMostAsOftenAsAllowed) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -12,13 +12,9 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -255,3 +251,4 @@ TEST(MeasureTest, CtrlCEndsTheInstrumentAndLeavesNoFile) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -7,31 +7,20 @@
 #include <regex>
 #include <string>
 
-#include "program.h"
+#include "examples.h"
 #include "report/border.h"
 
+namespace mfx_test {
 namespace {
 
 using libmfx::host::report::Border;
 using libmfx::host::report::Point2;
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using testing::HasSubstr;
-
-std::string ReportOf(const std::string& example) {
-  Folder folder;
-  const Ended measured =
-      RunMfx({"measure", Source("examples/requests/" + example + ".json"), "--scene",
-              Source("examples/scenes/" + example + ".json"), "--report", folder.Path("r.html")});
-  EXPECT_EQ(measured.status, 0) << measured.err;
-  return folder.Read("r.html");
-}
 
 TEST(OpeningReportTest, ShowsLinesEdgesAndResiduals) {
   for (const char* example : {"hole", "rectangle", "polygon", "slot"}) {
-    const std::string html = ReportOf(example);
+    const auto [measured, html] = Example(example).Report();
+    EXPECT_EQ(measured.status, 0) << measured.err;
     EXPECT_THAT(html, HasSubstr("<h3>Lines across the opening</h3>")) << example;
     EXPECT_THAT(html, HasSubstr("<h3>Residuals along the border</h3>")) << example;
     // Nearly every line shows an edge, and the edges lie within two spacings of the border.
@@ -57,3 +46,4 @@ TEST(OpeningReportTest, ABorderTellsPlaceAndSide) {
 }
 
 }  // namespace
+}  // namespace mfx_test

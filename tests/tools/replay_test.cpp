@@ -9,13 +9,9 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -217,7 +213,7 @@ std::string GermanLocale(const Folder& folder) {
 
 TEST(CommaLocaleTest, EveryCallGivesTheSameBytes) {
   Folder locales;
-  mfx_test::How german{.program = LIBMFX_MFX_COMMA};
+  How german{.program = LIBMFX_MFX_COMMA};
   const std::string folder_of_locales = GermanLocale(locales);
   if (!folder_of_locales.empty()) {
     german.environment = {"LOCPATH=" + folder_of_locales, "MFX_TEST_LOCALE=de_DE.UTF-8"};
@@ -255,3 +251,4 @@ TEST(CommaLocaleTest, TheEnvironmentAloneChangesNothing) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -16,14 +16,11 @@
 #include "report/type_figures.h"
 #include "report/view.h"
 
+namespace mfx_test {
 namespace {
 
 using namespace libmfx::host;
 using Eigen::Vector3d;
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using report::HtmlReport;
 using report::NumberText;
@@ -426,3 +423,4 @@ TEST(PlotTest, DegenerateAxesMakeAPicture) {
 }
 
 }  // namespace
+}  // namespace mfx_test

@@ -7,13 +7,9 @@
 
 #include "program.h"
 
+namespace mfx_test {
 namespace {
 
-using mfx_test::Ended;
-using mfx_test::Folder;
-using mfx_test::Lines;
-using mfx_test::RunMfx;
-using mfx_test::Source;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -121,3 +117,4 @@ TEST(SceneTest, ASceneThatIsNeverHitEndsTheMeasurement) {
 }
 
 }  // namespace
+}  // namespace mfx_test
