@@ -8,6 +8,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <numbers>
+#include <tuple>
 #include <vector>
 
 #include "measuring.h"
@@ -27,14 +28,14 @@ constexpr double kDegree = std::numbers::pi / 180.0;
 
 /// A border that stands somewhere, and how it is asked for.
 struct Case {
-  EdgeSpec part;
+  EdgeSpec part = {};
   Vec3 at{0.1, 0.05, 2.0};          ///< the theoretical corner
   double incidence = 0.7;           ///< on the surface, seen from the border's outside
   double roll = 0.5;                ///< of the whole about the line of sight
   double lateral = 0.0;             ///< of the nominal edge point from the corner, outwards
   double offset = 0.001;            ///< depth of the nominal edge point
   Vec3 nominal_off = Vec3::Zero();  ///< outwards, along the border, along the normal
-  std::optional<double> behind;
+  std::optional<double> behind = {};
   json keys = json::object();
   std::uint64_t seed = 1;
 
@@ -168,23 +169,18 @@ TEST(EdgeConversations, ASurfaceRightBehindDoesNotDisturb) {
 }
 
 TEST(EdgeConversations, FailuresComeInWords) {
-  Case hidden;
-  hidden.incidence = 0.0;
-  EXPECT_EQ(Measure(hidden)["ErrorMessage"],
-            "Edge::split_curve(): Unable to split segment due to unexpected curve. Check the scan "
-            "data!");
-  Case from_the_plate;
-  from_the_plate.incidence = -0.3;
-  EXPECT_EQ(Measure(from_the_plate)["ErrorMessage"], "The angle of the feature is out of spec!");
-  Case displaced;
-  displaced.nominal_off = Vec3(0.0008, 0.0, 0.0);
-  EXPECT_EQ(Measure(displaced)["ErrorMessage"],
-            "Edge::Analyze(): The residual distance of the estimated edge exceeded the tolerable "
-            "limits.");
-  Case elsewhere;
-  elsewhere.nominal_off = Vec3(0.0, 0.0, 0.03);
-  EXPECT_EQ(Measure(elsewhere)["ErrorMessage"],
-            "Edge::Analyze(): No plane through the samples near the nominal points.");
+  const std::tuple<Case, std::string> failures[] = {
+      {{.incidence = 0.0},  // the wall hides
+       "Edge::split_curve(): Unable to split segment due to unexpected curve. Check the scan "
+       "data!"},
+      {{.incidence = -0.3},  // seen from above the plate
+       "The angle of the feature is out of spec!"},
+      {{.nominal_off = Vec3(0.0008, 0.0, 0.0)},
+       "Edge::Analyze(): The residual distance of the estimated edge exceeded the tolerable "
+       "limits."},
+      {{.nominal_off = Vec3(0.0, 0.0, 0.03)},
+       "Edge::Analyze(): No plane through the samples near the nominal points."}};
+  for (const auto& [c, text] : failures) EXPECT_EQ(Measure(c)["ErrorMessage"], text);
 }
 
 }  // namespace

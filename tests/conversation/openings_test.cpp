@@ -71,28 +71,21 @@ json Measure(const Case& c, const char* direction_key) {
 double Angle(const Vec3& a, const Vec3& b) { return std::acos(std::min(1.0, a.dot(b))); }
 
 Case RectangleCase(double length = 0.03, double width = 0.02) {
-  Case c;
-  c.request["Feature"] = {{"$type", "RectangleFeature"}, {"Length", length}, {"Width", width}};
-  c.request["ScansPerSide"] = 10;
-  c.part = sim::parts::RectangularOpening(length, width);
-  return c;
+  const json keys = {{"$type", "RectangleFeature"}, {"Length", length}, {"Width", width}};
+  return {.request = {{"ScansPerSide", 10}, {"Feature", keys}},
+          .part = sim::parts::RectangularOpening(length, width)};
 }
 
 Case PolygonCase(int sides = 6, double radius = 0.012) {
-  Case c;
-  c.request["Feature"] = {{"$type", "PolygonFeature"}, {"Sides", sides}, {"Radius", radius}};
-  c.request["ScansPerSide"] = 5;
-  c.part = sim::parts::PolygonalOpening(sides, radius);
-  return c;
+  const json keys = {{"$type", "PolygonFeature"}, {"Sides", sides}, {"Radius", radius}};
+  return {.request = {{"ScansPerSide", 5}, {"Feature", keys}},
+          .part = sim::parts::PolygonalOpening(sides, radius)};
 }
 
 Case SlotCase(double length = 0.03, double width = 0.012) {
-  Case c;
-  c.request["Feature"] = {{"$type", "SlotFeature"}, {"Length", length}, {"Width", width}};
-  c.request["ScanPassesPerArc"] = 30;
-  c.request["ScanPassesPerSide"] = 2;
-  c.part = sim::parts::ObroundOpening(length, width);
-  return c;
+  const json keys = {{"$type", "SlotFeature"}, {"Length", length}, {"Width", width}};
+  return {.request = {{"ScanPassesPerArc", 30}, {"ScanPassesPerSide", 2}, {"Feature", keys}},
+          .part = sim::parts::ObroundOpening(length, width)};
 }
 
 void Place(Case& c, sim::Rng& rng, int run) {

@@ -73,21 +73,23 @@ TEST(PviConversation, PointsAndNormalsOverRangesAndIncidences) {
   EXPECT_LT(worst, 1e-4);
 }
 
-TEST(PviConversation, LineOfSightAlongTheNormal) {
-  Case c;
-  c.at = Vec3(0, 0, 2);
-  c.incidence = 0.0;
+void ExpectFound(const Case& c) {
   const json result = Measure(c);
   ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
   EXPECT_LT(DistanceFrom(c.at, result), 3e-5);
 }
 
+TEST(PviConversation, LineOfSightAlongTheNormal) {
+  Case c;
+  c.at = Vec3(0, 0, 2);
+  c.incidence = 0.0;
+  ExpectFound(c);
+}
+
 TEST(PviConversation, ASurfaceBehindItsNominalIsFoundOnTheLineOfSight) {
   Case c;
   c.depth = 0.004;
-  const json result = Measure(c);
-  ASSERT_TRUE(result["Success"].get<bool>()) << result["ErrorMessage"];
-  EXPECT_LT(DistanceFrom(c.at, result), 3e-5);
+  ExpectFound(c);
 }
 
 TEST(PviConversation, NormalThatFacesAway) {

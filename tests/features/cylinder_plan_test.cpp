@@ -10,6 +10,7 @@
 #include "libmfx/features/stud.h"
 #include "libmfx/features/threaded_hole.h"
 #include "paths.h"
+#include "settings.h"
 
 namespace libmfx::features {
 namespace {
@@ -85,19 +86,19 @@ TEST(Stud, ReadsItsRequest) {
   request["Feature"]["RadiusTolerance"] = 0.002;
   request["Feature"]["PlaneTolerance"] = -1.0;  // only a positive one is taken
   const Stud stud(request.dump());
-  EXPECT_TRUE(stud.GetSetting<bool>(L"FixAxis"));
-  EXPECT_TRUE(stud.GetSetting<bool>(L"FixRadius"));
-  EXPECT_EQ(stud.GetSetting<double>(L"PointSpacing"), 0.0002);
-  EXPECT_EQ(stud.GetSetting<double>(L"LineSpacing"), 0.0003);
-  EXPECT_EQ(stud.GetSetting<double>(L"QualityThreshold"), 40.0);
-  EXPECT_EQ(stud.GetSetting<double>(L"RescanThreshold"), 0.003);
-  EXPECT_TRUE(stud.GetSetting<bool>(L"SearchEnabled"));
-  EXPECT_EQ(stud.GetSetting<double>(L"MinIncidentAngle"), 0.2);
-  EXPECT_EQ(stud.GetSetting<double>(L"RadiusTolerance"), 0.002);
-  EXPECT_EQ(stud.GetSetting<double>(L"PlaneTolerance"), 0.001);
-  EXPECT_EQ(stud.GetSetting<double>(L"NominalCylinderRadius"), 0.005);
-  EXPECT_EQ(stud.GetSetting<double>(L"NominalCylinderBottomOffset"), 0.001);
-  EXPECT_EQ(stud.GetSetting<double>(L"NominalCylinderHeight"), 0.02);
+  test::ExpectSettings(stud, {{L"FixAxis", true},
+                              {L"FixRadius", true},
+                              {L"PointSpacing", 0.0002},
+                              {L"LineSpacing", 0.0003},
+                              {L"QualityThreshold", 40.0},
+                              {L"RescanThreshold", 0.003},
+                              {L"SearchEnabled", true},
+                              {L"MinIncidentAngle", 0.2},
+                              {L"RadiusTolerance", 0.002},
+                              {L"PlaneTolerance", 0.001},
+                              {L"NominalCylinderRadius", 0.005},
+                              {L"NominalCylinderBottomOffset", 0.001},
+                              {L"NominalCylinderHeight", 0.02}});
   const auto axis = stud.GetSetting<PointXYZW>(L"NominalCylinderAxis");
   EXPECT_NEAR(axis.y(), std::sqrt(0.5), 1e-15);
   EXPECT_EQ(axis.w(), 0.0);

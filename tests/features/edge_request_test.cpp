@@ -8,6 +8,7 @@
 #include "edge_profile.h"
 #include "feature_probe.h"
 #include "paths.h"
+#include "settings.h"
 
 namespace libmfx::features {
 namespace {
@@ -130,23 +131,19 @@ TEST(EdgeRequest, TheFactoryMakesAnEdge) {
 TEST(EdgeRequest, TheTableOfSettings) {
   const auto descriptor = Edge::FeatureDescriptor();
   EXPECT_EQ(descriptor->_label, L"Edge");
-  struct Expected {
-    const wchar_t* name;
-    int kind;
-    int type;
-  };
-  const Expected expected[] = {
-      {L"NominalSurfacePoint", 0, 4}, {L"NominalSurfaceNormal", 0, 6}, {L"NominalEdgePoint", 0, 4},
-      {L"PointSpacing", 1, 0},        {L"QualityThreshold", 1, 0},     {L"ClearanceZone", 1, 0},
-      {L"UseNominalOffset", 1, 2},    {L"SearchEnabled", 1, 2},        {L"RescanThreshold", 1, 0},
-      {L"IDCMethod", 1, 1},           {L"MeasuredPoint", 2, 4},        {L"Quality", 2, 0}};
   const auto& rows = descriptor->_settings;
-  ASSERT_EQ(rows.size(), std::size(expected));
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    EXPECT_EQ(rows[i].name, expected[i].name);
-    EXPECT_EQ(rows[i].kind, expected[i].kind) << i;
-    EXPECT_EQ(rows[i].type, expected[i].type) << i;
-  }
+  test::ExpectTable(rows, {{L"NominalSurfacePoint", L"", 0, 4},
+                           {L"NominalSurfaceNormal", L"", 0, 6},
+                           {L"NominalEdgePoint", L"", 0, 4},
+                           {L"PointSpacing", L"", 1, 0},
+                           {L"QualityThreshold", L"", 1, 0},
+                           {L"ClearanceZone", L"", 1, 0},
+                           {L"UseNominalOffset", L"", 1, 2},
+                           {L"SearchEnabled", L"", 1, 2},
+                           {L"RescanThreshold", L"", 1, 0},
+                           {L"IDCMethod", L"", 1, 1},
+                           {L"MeasuredPoint", L"", 2, 4},
+                           {L"Quality", L"", 2, 0}});
   EXPECT_EQ(rows[6].label,
             L"If true, calcuated edge point will be the same distance below the measured surface "
             L"as the nominal edge point is below the nominal surface");
@@ -154,11 +151,19 @@ TEST(EdgeRequest, TheTableOfSettings) {
   EXPECT_EQ(rows[9].default_int, -1);
 }
 
+/// The drive points of a request's one line.
+std::vector<Position> LineOf(const json& request) {
+  EdgeProbe edge(request.dump());
+  const std::vector<Position> points = PointsOf(edge.GetDrivePoints(false));
+  EXPECT_EQ(points.size(), 2U) << edge.GetError();
+  EXPECT_EQ(PointsOf(edge.GetLastDrivePoints()), points);
+  return points;
+}
+
 TEST(EdgePlan, OneLineRunsFromBeyondTheSurfacePointToPastTheEdge) {
   json request = EdgeRequest(0.001);
   request["ClearanceZone"] = 0.004;
-  EdgeProbe edge(request.dump());
-  const auto points = PointsOf(edge.GetDrivePoints(false));
+  const auto points = LineOf(request);
   ASSERT_EQ(points.size(), 2U);
   EXPECT_EQ(points[0].point_spacing, 0.00035);
   EXPECT_EQ(points[1].point_spacing, 0.0001);
@@ -168,7 +173,6 @@ TEST(EdgePlan, OneLineRunsFromBeyondTheSurfacePointToPastTheEdge) {
   EXPECT_LT(
       data_structures::Distance(at(1), PointXYZW(0.006 * (1.0 + step), 0.0, 2.001 + 0.001 * step)),
       1e-12);
-  EXPECT_EQ(PointsOf(edge.GetLastDrivePoints()).size(), 2U);
 }
 
 TEST(EdgePlan, ALineAcrossTheSeamDoesNotJump) {
@@ -176,17 +180,15 @@ TEST(EdgePlan, ALineAcrossTheSeamDoesNotJump) {
   request["Feature"]["SurfacePoint"] = {0.001, 0.0, -2.0};
   request["Feature"]["SurfaceNormal"] = {0.0, 0.0, 1.0};
   request["Feature"]["EdgePoint"] = {-0.004, 0.0, -2.001};
-  EdgeProbe edge(request.dump());
-  const auto points = PointsOf(edge.GetDrivePoints(false));
-  ASSERT_EQ(points.size(), 2U) << edge.GetError();
+  const auto points = LineOf(request);
+  ASSERT_EQ(points.size(), 2U);
   EXPECT_LT(std::abs(points[0].azimuth - points[1].azimuth), 0.1);
 }
 
 TEST(EdgePlan, AnEdgePointOverTheSurfacePointGivesALineStraightDown) {
   json request = EdgeRequest();
   request["Feature"]["EdgePoint"] = {0.0, 0.0, 2.001};
-  EdgeProbe edge(request.dump());
-  const auto points = PointsOf(edge.GetDrivePoints(false));
+  const auto points = LineOf(request);
   ASSERT_EQ(points.size(), 2U);
   EXPECT_NEAR(points[0].range, 2.0, 1e-12);
   EXPECT_NEAR(points[1].range, 2.006, 1e-12);

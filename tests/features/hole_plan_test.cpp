@@ -48,24 +48,30 @@ void ExpectNear(const Eigen::Vector3d& a, const Eigen::Vector3d& b, std::size_t 
       << "point " << i << " is " << a.transpose() << ", not " << b.transpose();
 }
 
-TEST(HolePlan, TheStarHasThreePointsALine) {
-  json request = TiltedRequest(0.004);
-  request["ScanLines"] = 4;
+/// A drive point on a line through the centre.
+struct OnLine {
+  double radius;
+  double spacing;
+};
+
+/// Holds the plan of a hole to lines that turn evenly, every second one from the opposite end.
+void ExpectLines(json request, int lines, const std::vector<OnLine>& line) {
+  request["ScanLines"] = lines;
   HoleProbe hole(request.dump());
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
-  ASSERT_EQ(points.size(), 12u);
+  ASSERT_EQ(points.size(), static_cast<std::size_t>(lines) * line.size());
   const auto offsets = Offsets(points);
-  for (std::size_t i = 0; i < 4; ++i) {
-    // Every second line starts from the opposite end; inside it meets the centre, as the clearance
-    // is wider than the radius.
-    const double turn = static_cast<double>(i) * kPi / 4 + (i % 2 == 0 ? 0.0 : kPi);
-    ExpectNear(offsets[3 * i], At(0.009, turn), 3 * i);
-    ExpectNear(offsets[3 * i + 1], Eigen::Vector3d::Zero(), 3 * i + 1);
-    ExpectNear(offsets[3 * i + 2], At(-0.009, turn), 3 * i + 2);
-    EXPECT_EQ(points[3 * i].point_spacing, 0.0007);
-    EXPECT_EQ(points[3 * i + 1].point_spacing, 0.0001);
-    EXPECT_EQ(points[3 * i + 2].point_spacing, 0.0001);
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const std::size_t number = i / line.size();
+    const double turn = static_cast<double>(number) * kPi / lines + (number % 2 == 0 ? 0.0 : kPi);
+    ExpectNear(offsets[i], At(line[i % line.size()].radius, turn), i);
+    EXPECT_EQ(points[i].point_spacing, line[i % line.size()].spacing) << i;
   }
+}
+
+TEST(HolePlan, TheStarHasThreePointsALine) {
+  // Inside a line meets the centre, as the clearance is wider than the radius.
+  ExpectLines(TiltedRequest(0.004), 4, {{0.009, 0.0007}, {0.0, 0.0001}, {-0.009, 0.0001}});
 }
 
 TEST(HolePlan, TheInnerPointOfAStarLiesTheClearanceInside) {
@@ -78,22 +84,8 @@ TEST(HolePlan, TheInnerPointOfAStarLiesTheClearanceInside) {
 }
 
 TEST(HolePlan, TheFastStarHasFourPointsAnAngle) {
-  json request = TiltedRequest(0.008);
-  request["ScanLines"] = 3;
-  HoleProbe hole(request.dump());
-  const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
-  ASSERT_EQ(points.size(), 12u);
-  const auto offsets = Offsets(points);
-  for (std::size_t i = 0; i < 3; ++i) {
-    const double turn = static_cast<double>(i) * kPi / 3 + (i % 2 == 0 ? 0.0 : kPi);
-    ExpectNear(offsets[4 * i], At(0.013, turn), 4 * i);
-    ExpectNear(offsets[4 * i + 1], At(0.003, turn), 4 * i + 1);
-    ExpectNear(offsets[4 * i + 2], At(-0.003, turn), 4 * i + 2);
-    ExpectNear(offsets[4 * i + 3], At(-0.013, turn), 4 * i + 3);
-  }
-  for (std::size_t j = 0; j < points.size(); ++j) {
-    EXPECT_EQ(points[j].point_spacing, j % 2 == 0 ? 0.0007 : 0.0001) << j;
-  }
+  ExpectLines(TiltedRequest(0.008), 3,
+              {{0.013, 0.0007}, {0.003, 0.0001}, {-0.003, 0.0007}, {-0.013, 0.0001}});
 }
 
 TEST(HolePlan, ScanLinesOf0Or1MakeTwo) {

@@ -7,6 +7,7 @@
 
 #include "feature_probe.h"
 #include "hole_probe.h"
+#include "settings.h"
 
 namespace libmfx::features {
 namespace {
@@ -22,14 +23,14 @@ constexpr double kLargest = std::numeric_limits<double>::max();
 TEST(HoleRequest, DefaultsOfTheClass) {
   HoleProbe hole;
   EXPECT_EQ(hole.FeatureName(), "RobustHole");
-  EXPECT_EQ(hole._scan_lines, 9);
-  EXPECT_EQ(hole._radius, 1.0);
+  test::ExpectSettings(hole, {{L"NumScanLines", 9},
+                              {L"NominalRadius", 1.0},
+                              {L"ClearanceZone", 0.005},
+                              {L"PointSpacing", 0.0001},
+                              {L"QualityThreshold", 50.0},
+                              {L"ChamferDepth", 0.0},
+                              {L"ChamferAngle", kPi / 4}});
   EXPECT_EQ(hole._nominal_radius, 0.0);
-  EXPECT_EQ(hole._clearance_zone, 0.005);
-  EXPECT_EQ(hole._point_spacing, 0.0001);
-  EXPECT_EQ(hole._quality_threshold, 50.0);
-  EXPECT_EQ(hole._chamfer_depth, 0.0);
-  EXPECT_EQ(hole._chamfer_angle, kPi / 4);
   EXPECT_EQ(hole._normal_reject_angle, 0.2617993877991494);
   EXPECT_EQ(hole._isolation_radius, 0.0);
   EXPECT_FALSE(hole._has_chamfer);
@@ -38,11 +39,7 @@ TEST(HoleRequest, DefaultsOfTheClass) {
 }
 
 TEST(HoleRequest, TableAndDefaults) {
-  struct Expected {
-    std::wstring name, label;
-    int kind, type;
-  };
-  const std::vector<Expected> expected{
+  const std::vector<test::ExpectedRow> expected{
       {L"NominalPoint", L"Nominal cartesian point of the hole centroid", 0, 4},
       {L"NominalNormal", L"Nominal cartesian normal of the hole surface", 0, 6},
       {L"NominalRadius", L"Nominal radius of the hole", 0, 0},
@@ -63,15 +60,8 @@ TEST(HoleRequest, TableAndDefaults) {
   const auto descriptor = Hole::FeatureDescriptor();
   EXPECT_EQ(descriptor->_name, L"RobustHole");
   EXPECT_EQ(descriptor->_label, L"Robust Hole");
-  ASSERT_EQ(descriptor->_settings.size(), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    const auto& row = descriptor->_settings[i];
-    EXPECT_EQ(row.name, expected[i].name);
-    EXPECT_EQ(row.label, expected[i].label);
-    EXPECT_EQ(row.kind, expected[i].kind) << i;
-    EXPECT_EQ(row.type, expected[i].type) << i;
-  }
   const auto& rows = descriptor->_settings;
+  test::ExpectTable(rows, expected);
   EXPECT_EQ(rows[0].Default<PointXYZW>(), PointXYZW());
   EXPECT_EQ(rows[1].Default<VectorXYZW>(), VectorXYZW());
   EXPECT_EQ(rows[2].Default<double>(), 1.0);
@@ -114,16 +104,16 @@ TEST(HoleRequest, ReadsItsKeys) {
   EXPECT_EQ(hole.GetError(), "");
   EXPECT_EQ(hole._uuid, "h-1");
   EXPECT_EQ(hole._name, "bolt 7");
-  EXPECT_EQ(hole._clearance_zone, 0.003);
-  EXPECT_EQ(hole._scan_lines, 5);
-  EXPECT_EQ(hole._point_spacing, 0.0002);
-  EXPECT_EQ(hole._quality_threshold, 30.0);
+  test::ExpectSettings(hole, {{L"ClearanceZone", 0.003},
+                              {L"NumScanLines", 5},
+                              {L"PointSpacing", 0.0002},
+                              {L"QualityThreshold", 30.0},
+                              {L"RescanThreshold", 0.001},
+                              {L"SearchEnabled", true},
+                              {L"NominalPoint", PointXYZW(0, 0, 2)}});
   EXPECT_EQ(hole._scan_origin, PointXYZW(0.1, 0.2, 0.3));
-  EXPECT_EQ(hole._rescan_threshold, 0.001);
   EXPECT_EQ(hole._search_point_spacing, 0.002);
   EXPECT_EQ(hole._search_radius_multiplier, 3.0);
-  EXPECT_TRUE(hole._search_enabled);
-  EXPECT_EQ(hole._input_center_pt, PointXYZW(0, 0, 2));
   EXPECT_EQ(hole._nominal_radius, 0.004);
   EXPECT_DOUBLE_EQ(hole._chamfer_offset, std::tan(0.5) * 0.0005);
   EXPECT_DOUBLE_EQ(hole._radius, 0.004 + std::tan(0.5) * 0.0005);

@@ -12,36 +12,27 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
+using test::kPlate;
 using test::MeasurePlate;
-using test::PlateFrame;
 using test::PointsOf;
 using test::TripleOf;
 
-const PlateFrame kPlate;
 constexpr double kPi = std::numbers::pi;
 
 json Request(int sides = 6, double radius = 0.012) {
-  return {{"$id", "P1"},
-          {"ScansPerSide", 3},
-          {"Feature",
-           {{"$type", "PolygonFeature"},
-            {"Location", TripleOf(kPlate.center)},
-            {"Normal", TripleOf(kPlate.normal)},
-            {"Axis", TripleOf(kPlate.tangent)},
-            {"Sides", sides},
-            {"Radius", radius}}}};
+  return test::OpeningRequest("PolygonFeature", "Axis", {{"$id", "P1"}, {"ScansPerSide", 3}},
+                              {{"Sides", sides}, {"Radius", radius}});
 }
 
 /// A regular polygon whose first corner lies `angle` off the tangent.
 auto Opening(int sides, double radius, double u = 0.0, double v = 0.0, double angle = 0.0) {
-  return [=](const PointXYZW& p) {
-    const double x = kPlate.u(p) - u;
-    const double y = kPlate.v(p) - v;
-    const double sector = 2.0 * kPi / sides;
-    const double turned = std::atan2(y, x) - angle - sector / 2.0;
+  const double sector = 2.0 * kPi / sides;
+  const auto covers = [=](double x, double y) {
+    const double turned = std::atan2(y, x) - sector / 2.0;
     const double to_middle = turned - sector * std::round(turned / sector);
     return std::hypot(x, y) * std::cos(to_middle) < radius * std::cos(sector / 2.0);
   };
+  return test::OpeningAt(covers, u, v, angle);
 }
 
 TEST(Polygon, TableReachesTheFieldsThatHostsKnow) {

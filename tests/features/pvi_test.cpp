@@ -38,13 +38,7 @@ json RequestWithTilt(double tilt) {
             {"Normal", {std::sin(tilt), 0.0, -std::cos(tilt)}}}}};
 }
 
-std::vector<PointXYZW> PlanOf(PVI& pvi) {
-  std::vector<PointXYZW> points;
-  for (const Position& p : PointsOf(pvi.GetDrivePoints(true))) {
-    points.push_back(test::PlaceOf(p));
-  }
-  return points;
-}
+std::vector<PointXYZW> PlanOf(PVI& pvi) { return test::PlacesOf(pvi.GetDrivePoints(true)); }
 
 /// Samples of a plane through `at` with normal `n`, on a grid of `side` by `side` points around the
 /// direction of (0, 0, 2), each moved along the beam by what `error` tells for its index.
@@ -384,28 +378,30 @@ TEST(Pvi, NominalAndLineOfSightThatMeetThePlaneApartAreRefused) {
   EXPECT_EQ(pvi.GetSetting<PointXYZW>(L"MeasuredPoint"), PointXYZW());
 }
 
-TEST(Pvi, MeasuredNormalTooFarFromTheLineOfSight) {
+/// A surface tilted by 0.5 rad against its nominal and the line of sight, where the request sets a
+/// limit of 0.3 rad under this key.
+std::unique_ptr<PVI> MeasureTilted(const char* limit) {
   json request = RequestWithTilt(0.0);
-  request["AngleThresh"] = 0.3;
-  PVI pvi(request.dump());
+  request[limit] = 0.3;
+  auto pvi = std::make_unique<PVI>(request.dump());
   const VectorXYZW truth(std::sin(0.5), 0, -std::cos(0.5));
-  pvi.UpdateRawData(GridOn(PointXYZW(0, 0, 2), truth, 6, Noise));
-  pvi.AnalyzeFeature();
-  EXPECT_EQ(pvi.GetError(), "Angle between LOS and Measured Normal Exceeds Threshold.");
+  pvi->UpdateRawData(GridOn(PointXYZW(0, 0, 2), truth, 6, Noise));
+  pvi->AnalyzeFeature();
+  return pvi;
+}
+
+TEST(Pvi, MeasuredNormalTooFarFromTheLineOfSight) {
+  const auto pvi = MeasureTilted("AngleThresh");
+  EXPECT_EQ(pvi->GetError(), "Angle between LOS and Measured Normal Exceeds Threshold.");
   // The measured values stand, and the result shows only the error.
-  EXPECT_NEAR(pvi.GetSetting<PointXYZW>(L"MeasuredPoint").z(), 2.0, 1e-4);
-  EXPECT_GT(pvi.GetSetting<double>(L"Quality"), 80.0);
-  EXPECT_FALSE(json::parse(pvi.GetResult()).contains("Location"));
+  EXPECT_NEAR(pvi->GetSetting<PointXYZW>(L"MeasuredPoint").z(), 2.0, 1e-4);
+  EXPECT_GT(pvi->GetSetting<double>(L"Quality"), 80.0);
+  EXPECT_FALSE(json::parse(pvi->GetResult()).contains("Location"));
 }
 
 TEST(Pvi, MeasuredNormalTooFarFromTheNominal) {
-  json request = RequestWithTilt(0.0);
-  request["Nom2MeasAngCheck"] = 0.3;
-  PVI pvi(request.dump());
-  const VectorXYZW truth(std::sin(0.5), 0, -std::cos(0.5));
-  pvi.UpdateRawData(GridOn(PointXYZW(0, 0, 2), truth, 6, Noise));
-  pvi.AnalyzeFeature();
-  EXPECT_EQ(pvi.GetError(), "Angle between Nominal and Measured Normals Exceeds Threshold.");
+  EXPECT_EQ(MeasureTilted("Nom2MeasAngCheck")->GetError(),
+            "Angle between Nominal and Measured Normals Exceeds Threshold.");
 }
 
 TEST(Pvi, ASurfaceAlongTheLineOfSightIsRefused) {

@@ -14,37 +14,24 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
+using test::kPlate;
 using test::MeasurePlate;
-using test::PlateFrame;
 using test::PointsOf;
 using test::TripleOf;
 using testing::Contains;
 using testing::HasSubstr;
 
-const PlateFrame kPlate;
-
 json Request() {
-  return {{"$id", "R1"},
-          {"ScansPerSide", 4},
-          {"Feature",
-           {{"$type", "RectangleFeature"},
-            {"Name", "window"},
-            {"Location", TripleOf(kPlate.center)},
-            {"Normal", TripleOf(kPlate.normal)},
-            {"Tangent", TripleOf(kPlate.tangent)},
-            {"Length", 0.03},
-            {"Width", 0.02}}}};
+  return test::OpeningRequest("RectangleFeature", "Tangent", {{"$id", "R1"}, {"ScansPerSide", 4}},
+                              {{"Name", "window"}, {"Length", 0.03}, {"Width", 0.02}});
 }
 
 /// A rectangle of the given size whose centre is off by (u, v), turned by `angle` in the plate.
 auto Opening(double length, double width, double u = 0.0, double v = 0.0, double angle = 0.0) {
-  return [=](const PointXYZW& p) {
-    const double x = kPlate.u(p) - u;
-    const double y = kPlate.v(p) - v;
-    const double along = x * std::cos(angle) + y * std::sin(angle);
-    const double across = y * std::cos(angle) - x * std::sin(angle);
+  const auto covers = [=](double along, double across) {
     return std::abs(along) < length / 2 && std::abs(across) < width / 2;
   };
+  return test::OpeningAt(covers, u, v, angle);
 }
 
 std::string ErrorOf(const json& request) {

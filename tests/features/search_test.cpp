@@ -10,9 +10,8 @@ namespace libmfx::features::shared {
 namespace {
 
 using data_structures::Distance;
-using test::PlateFrame;
+using test::kPlate;
 
-const PlateFrame kPlate;
 constexpr double kRadius = 0.005;
 
 SearchRules Rules() {

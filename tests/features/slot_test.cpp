@@ -11,35 +11,23 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
+using test::kPlate;
 using test::MeasurePlate;
-using test::PlateFrame;
 using test::PointsOf;
 using test::TripleOf;
 
-const PlateFrame kPlate;
-
 json Request(double length = 0.03, double width = 0.012) {
-  return {{"$id", "S1"},
-          {"ScanPassesPerArc", 6},
-          {"ScanPassesPerSide", 2},
-          {"Feature",
-           {{"$type", "SlotFeature"},
-            {"Location", TripleOf(kPlate.center)},
-            {"Normal", TripleOf(kPlate.normal)},
-            {"Tangent", TripleOf(kPlate.tangent)},
-            {"Length", length},
-            {"Width", width}}}};
+  return test::OpeningRequest("SlotFeature", "Tangent",
+                              {{"$id", "S1"}, {"ScanPassesPerArc", 6}, {"ScanPassesPerSide", 2}},
+                              {{"Length", length}, {"Width", width}});
 }
 
 auto Opening(double length, double width, double u = 0.0, double v = 0.0, double angle = 0.0) {
-  return [=](const PointXYZW& p) {
-    const double x = kPlate.u(p) - u;
-    const double y = kPlate.v(p) - v;
-    const double along = x * std::cos(angle) + y * std::sin(angle);
-    const double across = y * std::cos(angle) - x * std::sin(angle);
+  const auto covers = [=](double along, double across) {
     const double beyond = std::max(0.0, std::abs(along) - (length - width) / 2.0);
     return std::hypot(beyond, across) < width / 2.0;
   };
+  return test::OpeningAt(covers, u, v, angle);
 }
 
 TEST(Slot, TableNamesLengthAndWidthTwice) {
@@ -75,11 +63,7 @@ TEST(Slot, ErrorsOfARequest) {
 
 std::vector<PointXYZW> PlanOf(const json& request) {
   Slot slot(request.dump());
-  std::vector<PointXYZW> points;
-  for (const Position& p : PointsOf(slot.GetDrivePoints(false))) {
-    points.push_back(test::PlaceOf(p));
-  }
-  return points;
+  return test::PlacesOf(slot.GetDrivePoints(false));
 }
 
 TEST(Slot, TheArcsComeBeforeTheSides) {

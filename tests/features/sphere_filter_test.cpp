@@ -102,87 +102,87 @@ std::vector<std::array<double, 4>> AllAround(int n) {
 const AzElRange kCenter(0.1, 0.2, 2.0);
 constexpr double kRadius = 0.01;
 
-SphereProbe AtCenter() {
+/// A feature whose nominal is the centre, and the spurs that it cuts out of samples.
+struct Cut {
+  Cut() { s.NominalPoint = kCenter.ToPoint(); }
+  bool From(const PointCloud& cloud, double radius = kRadius) {
+    return s.FilterByDistanceFromAzElMedianSpur(cloud, kCenter, spurs, radius, 50.0);
+  }
+  bool From(const std::vector<std::array<double, 4>>& samples, double radius = kRadius) {
+    return From(Samples(samples), radius);
+  }
+
   SphereProbe s;
-  s.NominalPoint = kCenter.ToPoint();
-  return s;
-}
+  PointCloud spurs[5];
+};
 
 TEST(SphereSpurs, QuadrantsTakeTheirSamplesInOrder) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   const PointCloud cloud = Samples(AllAround(6));
-  ASSERT_TRUE(s.FilterByDistanceFromAzElMedianSpur(cloud, kCenter, spurs, kRadius, 50.0));
+  ASSERT_TRUE(cut.From(cloud));
   for (int q = 0; q < 4; ++q) {
-    ASSERT_EQ(spurs[q].cols(), 6) << q;
-    ASSERT_EQ(spurs[q].rows(), 3);
-    EXPECT_EQ(spurs[q].embeddings(), kXyz);
+    ASSERT_EQ(cut.spurs[q].cols(), 6) << q;
+    ASSERT_EQ(cut.spurs[q].rows(), 3);
+    EXPECT_EQ(cut.spurs[q].embeddings(), kXyz);
     const double a = 0.004 / 6;
     const double az = q == 0 || q == 3 ? a : -a;
     const double el = q < 2 ? a : -a;
-    EXPECT_LT((spurs[q].data().col(0) - Place(0.1 + az, 0.2 + el, 2.0)).norm(), 1e-15);
+    EXPECT_LT((cut.spurs[q].data().col(0) - Place(0.1 + az, 0.2 + el, 2.0)).norm(), 1e-15);
   }
 }
 
 TEST(SphereSpurs, TheCentreItselfBelongsToTheFirstQuadrant) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(4);
   samples.push_back({0.1, 0.2, 2.0, 80});
   samples.push_back({0.099, 0.2, 2.0, 80});
   samples.push_back({0.1, 0.199, 2.0, 80});
-  ASSERT_TRUE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  EXPECT_EQ(spurs[0].cols(), 5);
-  EXPECT_EQ(spurs[1].cols(), 5);
-  EXPECT_EQ(spurs[2].cols(), 4);
-  EXPECT_EQ(spurs[3].cols(), 5);
+  ASSERT_TRUE(cut.From(samples));
+  EXPECT_EQ(cut.spurs[0].cols(), 5);
+  EXPECT_EQ(cut.spurs[1].cols(), 5);
+  EXPECT_EQ(cut.spurs[2].cols(), 4);
+  EXPECT_EQ(cut.spurs[3].cols(), 5);
 }
 
 TEST(SphereSpurs, ThePatchTakesWhatIsNearTheNominalPointAsWell) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(4);
   // 0.35 of the distance is 3.5 mm; along the line of sight that is exact.
   samples.push_back({0.1, 0.2, 2.0034, 80});
   samples.push_back({0.1, 0.2, 2.0036, 80});
-  ASSERT_TRUE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  EXPECT_EQ(spurs[0].cols(), 6) << "both are in a quadrant";
+  ASSERT_TRUE(cut.From(samples));
+  EXPECT_EQ(cut.spurs[0].cols(), 6) << "both are in a quadrant";
   int near = 0;
-  const Eigen::Vector3d nominal = s.NominalPoint.xyz();
+  const Eigen::Vector3d nominal = cut.s.NominalPoint.xyz();
   for (const auto& a : samples) {
     if ((Place(a[0], a[1], a[2]) - nominal).norm() < 0.0035) ++near;
   }
-  EXPECT_EQ(spurs[4].cols(), near);
+  EXPECT_EQ(cut.spurs[4].cols(), near);
   ASSERT_GT(near, 1);
-  EXPECT_LT((spurs[4].data().rightCols<1>() - Place(0.1, 0.2, 2.0034)).norm(), 1e-15);
+  EXPECT_LT((cut.spurs[4].data().rightCols<1>() - Place(0.1, 0.2, 2.0034)).norm(), 1e-15);
 }
 
 TEST(SphereSpurs, RangeAtTheDistancePassesAndQualityAtTheThresholdDoesNot) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(4);
   samples.push_back({0.101, 0.201, 2.25, 80});
   samples.push_back({0.101, 0.201, 1.75, 80});
   samples.push_back({0.101, 0.201, 2.2501, 80});
   samples.push_back({0.101, 0.201, 2.0, 50});
   samples.push_back({0.101, 0.201, 2.0, 50.001});
-  s.BoxDimensionRatio = 0.001;  // the extents shall not matter here
-  ASSERT_TRUE(s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, 0.25, 50.0));
-  EXPECT_EQ(spurs[0].cols(), 4 + 3);
+  cut.s.BoxDimensionRatio = 0.001;  // the extents shall not matter here
+  ASSERT_TRUE(cut.From(samples, 0.25));
+  EXPECT_EQ(cut.spurs[0].cols(), 4 + 3);
 }
 
 TEST(SphereSpurs, ExtentsBelowTheThresholdAreAnError) {
   // 2 atan2(0.75 * 0.01 * 0.8, 2.0) is 6 mrad; the samples span 8, then 5.
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(8);
   for (auto& sample : samples) sample[1] = 0.2 + (sample[1] - 0.2) * 5.0 / 8.0;
   const LogCollector collector;
-  EXPECT_FALSE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  EXPECT_EQ(s.GetError(),
+  EXPECT_FALSE(cut.From(samples));
+  EXPECT_EQ(cut.s.GetError(),
             "SphereFit::FilterByDistanceFromAzElMedianSpur(): Range extents threshold not met! "
             "(ERROR_SF_HARDWARE = -16)");
   EXPECT_TRUE(Logged(L"FilterByDistanceFromAzElMedianSpur called"));
@@ -192,13 +192,11 @@ TEST(SphereSpurs, ExtentsBelowTheThresholdAreAnError) {
 }
 
 TEST(SphereSpurs, ExtentsAreTakenOverAllSamplesWhateverTheirQuality) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(8);
   for (auto& sample : samples) sample[1] = 0.2 + (sample[1] - 0.2) * 5.0 / 8.0;
   samples.push_back({0.1, 0.3, 50.0, 0.0});
-  EXPECT_TRUE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
+  EXPECT_TRUE(cut.From(samples));
 }
 
 TEST(SphereSpurs, SamplesThatAreNotFiniteStretchNothingAndPassNowhere) {
@@ -209,59 +207,50 @@ TEST(SphereSpurs, SamplesThatAreNotFiniteStretchNothingAndPassNowhere) {
                                                   {-inf, 0.2, 2.0, 80}, {0.1, 0.2, nan, 80},
                                                   {0.1, 0.2, 2.0, nan}, {0.1, 0.2, 2.0, inf}};
   samples.insert(samples.begin(), bad.begin(), bad.end());
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
-  ASSERT_TRUE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  for (int q = 0; q < 4; ++q) EXPECT_EQ(spurs[q].cols(), 6);
-  for (const PointCloud& spur : spurs) EXPECT_TRUE(spur.data().allFinite());
+  Cut cut;
+  ASSERT_TRUE(cut.From(samples));
+  for (int q = 0; q < 4; ++q) EXPECT_EQ(cut.spurs[q].cols(), 6);
+  for (const PointCloud& spur : cut.spurs) EXPECT_TRUE(spur.data().allFinite());
 
-  SphereProbe lost = AtCenter();
-  EXPECT_FALSE(
-      lost.FilterByDistanceFromAzElMedianSpur(Samples(bad), kCenter, spurs, kRadius, 50.0));
-  EXPECT_NE(lost.GetError().find("ERROR_SF_HARDWARE"), std::string::npos);
+  Cut lost;
+  EXPECT_FALSE(lost.From(bad));
+  EXPECT_NE(lost.s.GetError().find("ERROR_SF_HARDWARE"), std::string::npos);
 }
 
 TEST(SphereSpurs, ASpurWithoutSamplesKeepsFiveRows) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples;
   for (const auto& sample : AllAround(5)) {
     if (sample[0] > 0.1) samples.push_back(sample);
   }
   samples.push_back({0.09, 0.2, 2.0, 0.0});
   const LogCollector collector;
-  ASSERT_TRUE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  EXPECT_EQ(spurs[1].rows(), 5);
-  EXPECT_EQ(spurs[1].cols(), 1);
-  EXPECT_TRUE(spurs[1].data().isZero(0.0));
-  EXPECT_EQ(spurs[1].embeddings(), kAer);
+  ASSERT_TRUE(cut.From(samples));
+  EXPECT_EQ(cut.spurs[1].rows(), 5);
+  EXPECT_EQ(cut.spurs[1].cols(), 1);
+  EXPECT_TRUE(cut.spurs[1].data().isZero(0.0));
+  EXPECT_EQ(cut.spurs[1].embeddings(), kAer);
   EXPECT_TRUE(Logged(L"Filtered points quad returned: 3 x 5"));
   EXPECT_TRUE(Logged(L"Filtered points quad returned: 5 x 1"));
   EXPECT_TRUE(Logged(L"FilterByDistanceFromAzElMedianSpur ended"));
 }
 
 TEST(SphereSpurs, FiveBadSpursAreAnError) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   std::vector<std::array<double, 4>> samples = AllAround(3);
   for (auto& sample : samples) sample[2] = 2.005;  // keeps them out of the patch
   const LogCollector collector;
-  EXPECT_FALSE(
-      s.FilterByDistanceFromAzElMedianSpur(Samples(samples), kCenter, spurs, kRadius, 50.0));
-  EXPECT_EQ(s.GetError(),
+  EXPECT_FALSE(cut.From(samples));
+  EXPECT_EQ(cut.s.GetError(),
             "SphereFit::FilterByDistanceFromAzElMedianSpur(): Too many bad points. "
             "(ERROR_SF_FILTER = -10)");
   EXPECT_TRUE(Logged(L"Error: badCtr = 5"));
 }
 
 TEST(SphereSpurs, FewerThanThreeRowsThrow) {
-  SphereProbe s = AtCenter();
-  PointCloud spurs[5];
+  Cut cut;
   try {
-    s.FilterByDistanceFromAzElMedianSpur(PointCloud(MatrixXd::Random(2, 6)), kCenter, spurs,
-                                         kRadius, 50.0);
+    cut.From(PointCloud(MatrixXd::Random(2, 6)));
     FAIL() << "no exception";
   } catch (const std::string& text) {
     EXPECT_EQ(text, "AzElRange constructor requires a (3,1)-(row,col) vector!");

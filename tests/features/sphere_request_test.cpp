@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "paths.h"
+#include "settings.h"
 #include "sphere_probe.h"
 
 namespace libmfx::features {
@@ -149,16 +150,9 @@ TEST(SphereRequest, AfterAnErrorNothingIsLeftToDrive) {
   EXPECT_EQ(s.GetError(), "Request does not contain nominal location!");
 }
 
-struct ExpectedRow {
-  const wchar_t* name;
-  const wchar_t* label;
-  int kind;
-  int type;
-};
-
 TEST(SphereSettings, TheTable) {
   using namespace win32_support;
-  const ExpectedRow expected[] = {
+  const std::vector<test::ExpectedRow> expected = {
       {L"NominalPoint", L"Nominal cartesian point on the surface", 0, SETTING_POINT_XYZ},
       {L"NominalRadius", L"The radius of the nominal sphere", 0, SETTING_DOUBLE},
       {L"ScanLines", L"Number of scan lines in the user pattern", 1, SETTING_INT},
@@ -195,30 +189,23 @@ TEST(SphereSettings, TheTable) {
       {L"MeasuredPoint", L"Measured point in cartesian coordinates", 2, SETTING_POINT_XYZ},
       {L"MeasuredRadius", L"Radius of the measured sphere", 2, SETTING_DOUBLE},
       {L"Quality", L"Quality metric", 2, SETTING_DOUBLE}};
-  const auto& rows = SphereFit::FeatureDescriptor()->_settings;
-  ASSERT_EQ(rows.size(), std::size(expected));
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    EXPECT_EQ(rows[i].name, expected[i].name);
-    EXPECT_EQ(rows[i].label, expected[i].label);
-    EXPECT_EQ(rows[i].kind, expected[i].kind) << i;
-    EXPECT_EQ(rows[i].type, expected[i].type) << i;
-  }
+  test::ExpectTable(SphereFit::FeatureDescriptor()->_settings, expected);
 }
 
 TEST(SphereSettings, DefaultsAreThoseOfAnInstance) {
   const SphereProbe s;
-  EXPECT_EQ(s.GetSetting<int>(L"ScanLines"), 9);
-  EXPECT_EQ(s.GetSetting<int>(L"NumPointsPerLine"), 190);
-  EXPECT_TRUE(s.GetSetting<bool>(L"ScanElevation"));
-  EXPECT_EQ(s.GetSetting<double>(L"QualityThreshold"), 50.0);
-  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.0127);
-  EXPECT_EQ(s.GetSetting<double>(L"BoxDimensionRatio"), 0.75);
-  EXPECT_EQ(s.GetSetting<double>(L"FitTolerance"), 0.000275);
-  EXPECT_EQ(s.GetSetting<double>(L"FilterTolerance"), 0.00055);
-  EXPECT_EQ(s.GetSetting<double>(L"StdMultiplier"), 0.75);
-  EXPECT_EQ(s.GetSetting<int>(L"NumSamplePoints"), 25);
-  EXPECT_EQ(s.GetSetting<int>(L"IDCMethod"), -1);
-  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW());
+  test::ExpectSettings(s, {{L"ScanLines", 9},
+                           {L"NumPointsPerLine", 190},
+                           {L"ScanElevation", true},
+                           {L"QualityThreshold", 50.0},
+                           {L"NominalRadius", 0.0127},
+                           {L"BoxDimensionRatio", 0.75},
+                           {L"FitTolerance", 0.000275},
+                           {L"FilterTolerance", 0.00055},
+                           {L"StdMultiplier", 0.75},
+                           {L"NumSamplePoints", 25},
+                           {L"IDCMethod", -1},
+                           {L"NominalPoint", PointXYZW()}});
   EXPECT_EQ(s._nominal_aer.range, 2.0);
   EXPECT_EQ(s._refined_aer.range, 2.0);
   EXPECT_EQ(s._final_fit_count, 0u);

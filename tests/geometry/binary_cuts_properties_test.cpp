@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-#include "libmfx/geometry/plane.h"
+#include "binary_cuts.h"
 #include "libmfx/math/gaussian_window.h"
 #include "outlier_scene.h"
 #include "random_cases.h"
@@ -24,26 +24,9 @@ using Eigen::Index;
 using Eigen::Vector3d;
 using tests::Draws;
 using tests::OutlierScene;
-using Bins = std::vector<std::vector<PointCloud>>;
+using Arguments = CutArguments;
 
 constexpr double kEpsilon = 2.220446049250313e-16;
-
-struct Arguments {
-  PointXYZW center;
-  double min_quality = 50.0;
-  double min_distance = 0.0;
-  double max_distance = 1.0;
-  double first_sigma = 1.0;
-  double cut_sigma = 1.0;
-  double tolerance = 1e-4;
-  bool keep_neighbours = false;
-};
-
-bool Cut(Plane& plane, const Bins& bins, Bins& selected, const Arguments& a) {
-  return plane.IterativeBinaryCuts(bins, a.center, selected, a.min_quality, a.min_distance,
-                                   a.max_distance, a.first_sigma, a.cut_sigma, a.tolerance,
-                                   a.keep_neighbours);
-}
 
 /// The same operation, step after step, with no thought of speed or memory.
 class PlainCuts {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cylinder_points.h"
+#include "thrown.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -24,10 +25,13 @@ using Statistics = ThreadedCylinderFitter::Statistics;
 constexpr double kDegree = std::numbers::pi / 180.0;
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
-/// The arguments of a call.
+/// The arguments of a call, with the wall itself as the nominal.
 struct Call {
-  std::vector<Vector3d> points = CylinderPoints().Make();
-  Cylinder nominal = CylinderPoints().Nominal();
+  Call() : Call(CylinderPoints()) {}
+  explicit Call(const CylinderPoints& wall) : points(wall.Make()), nominal(wall.Nominal()) {}
+
+  std::vector<Vector3d> points;
+  Cylinder nominal;
   double bottom_offset = 0.001;
   double height = 0.019;
   double radius_tolerance = 0.001;
@@ -42,12 +46,7 @@ struct Call {
                                        &statistics);
   }
   std::string Error() {
-    try {
-      Fit();
-    } catch (const std::exception& failure) {
-      return failure.what();
-    }
-    return {};
+    return test::TextThrown([this] { Fit(); });
   }
 };
 
@@ -114,9 +113,7 @@ TEST(CylinderFitter, AxisDownTheZAxisTakesTheFixedRotation) {
     CylinderPoints wall;
     wall.axis = Eigen::AngleAxisd(tilt * kDegree, Vector3d(1.0, 2.0, 0.0).normalized()) *
                 Vector3d(0.0, 0.0, -1.0);
-    Call call;
-    call.points = wall.Make();
-    call.nominal = wall.Nominal();
+    Call call(wall);
     const Cylinder fitted = call.Fit();
     EXPECT_LT(AxisAngle(fitted.axis, wall.axis), 1e-10) << tilt;
     EXPECT_LT(DistanceFromAxis(fitted.point, wall.point, wall.axis), 1e-12) << tilt;
@@ -170,9 +167,7 @@ TEST(CylinderFitter, BothEndsOfTheHeightWindowBelongToIt) {
     wall.high = 3.0 * scale;
     wall.along = 3;
     wall.around = 16;
-    Call call;
-    call.points = wall.Make();
-    call.nominal = wall.Nominal();
+    Call call(wall);
     call.bottom_offset = wall.low;
     call.height = wall.high;
     call.radius_tolerance = 0.1 * scale;
@@ -355,9 +350,7 @@ TEST(CylinderFitter, AWallOfTenThousandRadiiIsFittedAsSmooth) {
   wall.around = 20;
   wall.along = 200;
   wall.noise = 2e-6;
-  Call call;
-  call.points = wall.Make();
-  call.nominal = wall.Nominal();
+  Call call(wall);
   call.bottom_offset = -0.1;
   call.height = 1.1;
   call.radius_tolerance = 5e-5;

@@ -12,29 +12,21 @@
 #include "geometry/cylinder/least_squares.h"
 #include "geometry/cylinder/neighbourhood.h"
 #include "geometry/cylinder/thread_model.h"
+#include "thrown.h"
 
 namespace libmfx::geometry {
 namespace {
 
 using Eigen::Vector3d;
+using test::TextThrown;
 using Fitter = ThreadedCylinderFitter;
-
-template <typename F>
-std::string ErrorOf(F f) {
-  try {
-    f();
-  } catch (const std::exception& failure) {
-    return failure.what();
-  }
-  return {};
-}
 
 TEST(CylinderNeighbourhood, AsksForATree) {
   cylinder::Points points(3);
   for (int i = 0; i < 3; ++i) points.set(i, Vector3d(i, 0.0, 0.0));
   cylinder::Neighbourhood neighbourhood(points);
   std::vector<Eigen::Index> found;
-  EXPECT_EQ(ErrorOf([&] { neighbourhood.Nearest(Vector3d::Zero(), 2, 10.0, found); }),
+  EXPECT_EQ(TextThrown([&] { neighbourhood.Nearest(Vector3d::Zero(), 2, 10.0, found); }),
             "[nanoflann] findNeighbors() called before building");
   neighbourhood.Build();
   neighbourhood.Nearest(Vector3d(1.9, 0.0, 0.0), 2, 10.0, found);
@@ -46,7 +38,7 @@ TEST(CylinderNeighbourhood, AsksForATree) {
 TEST(CylinderNeighbourhood, NeedsPoints) {
   const cylinder::Points none(0);
   cylinder::Neighbourhood neighbourhood(none);
-  EXPECT_EQ(ErrorOf([&] { neighbourhood.Build(); }),
+  EXPECT_EQ(TextThrown([&] { neighbourhood.Build(); }),
             "[nanoflann] computeBoundingBox() called but no data points found.");
 }
 
@@ -62,7 +54,7 @@ std::vector<Vector3d> Square(const Vector3d& normal, const Vector3d& point) {
 TEST(CylinderBasePlane, NeedsThreePoints) {
   const std::vector<Vector3d> two = {Vector3d::Zero(), Vector3d::UnitX()};
   for (int mode = 0; mode < 3; ++mode) {
-    EXPECT_EQ(ErrorOf([&] { Fitter::FitBasePlane(two, Vector3d::UnitZ(), mode, 0.001); }),
+    EXPECT_EQ(TextThrown([&] { Fitter::FitBasePlane(two, Vector3d::UnitZ(), mode, 0.001); }),
               "Too few points for plane fitting");
   }
 }
@@ -105,7 +97,7 @@ TEST(CylinderBasePlane, OpenNormalsAndUnknownModesAreRefused) {
   std::vector<Vector3d> line;
   for (int i = 0; i < 10; ++i) line.emplace_back(0.1 * i, 0.2 * i, 0.3 * i);
   EXPECT_EQ(
-      ErrorOf([&] { Fitter::FitBasePlane(line, Vector3d::UnitZ(), Fitter::kFreePlane, 0.0); }),
+      TextThrown([&] { Fitter::FitBasePlane(line, Vector3d::UnitZ(), Fitter::kFreePlane, 0.0); }),
       "Plane fitting failed");
   EXPECT_THROW(Fitter::FitBasePlane(line, Vector3d::UnitZ(), 3, 0.0), std::invalid_argument);
 }
@@ -206,7 +198,7 @@ std::vector<Vector3d> WholeThread(test::CylinderPoints& wall, double noise) {
 
 std::string ErrorOfFit(const std::vector<Vector3d>& points, const test::CylinderPoints& wall,
                        Fitter::Statistics& statistics) {
-  return ErrorOf([&] {
+  return TextThrown([&] {
     Fitter::Fit(points, wall.Nominal(), 0.001, 0.019, 0.002, 0.0005, 0.02, 0.05, false, false,
                 &statistics);
   });

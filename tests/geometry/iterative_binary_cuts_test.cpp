@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "binary_cuts.h"
 #include "libmfx/data_structures/records.h"
-#include "libmfx/geometry/plane.h"
 #include "libmfx/math/gaussian_window.h"
 
 namespace libmfx::geometry {
@@ -16,7 +16,6 @@ using data_structures::EMBEDDING_XYZ;
 using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
-using Bins = std::vector<std::vector<PointCloud>>;
 using Eigen::Index;
 using Eigen::Vector3d;
 
@@ -36,23 +35,15 @@ PointCloud FlatLine(int n, double y, double quality = 90.0) {
   return ScanLine(points, quality);
 }
 
-struct Call {
-  PointXYZW center{0, 0, 0};
-  double min_quality = 50.0;
-  double min_distance = 0.0;
-  double max_distance = 100.0;
-  double first_sigma = 1.0;
-  double cut_sigma = 1.0;
-  double tolerance = 1e-6;
-  bool keep_neighbours = false;
+struct Call : CutArguments {
+  Call() {
+    max_distance = 100.0;
+    tolerance = 1e-6;
+  }
   Plane plane;
   Bins selected;
 
-  bool Run(const Bins& bins) {
-    return plane.IterativeBinaryCuts(bins, center, selected, min_quality, min_distance,
-                                     max_distance, first_sigma, cut_sigma, tolerance,
-                                     keep_neighbours);
-  }
+  bool Run(const Bins& bins) { return Cut(plane, bins, selected, *this); }
   Eigen::RowVectorXd Weights(std::size_t bin, std::size_t line) const {
     const Eigen::MatrixXd& data = selected.at(bin).at(line).data();
     return data.row(data.rows() - 1);

@@ -4,6 +4,7 @@
 
 #include <Eigen/Geometry>
 #include <cmath>
+#include <functional>
 
 #include "csv.h"
 #include "libmfx/geometry/circle.h"
@@ -105,51 +106,49 @@ TEST(StrdReference, WamplerFifthOrder) {
   }
 }
 
-TEST(NistReference, Planes) {
-  const CsvTable points("geometry/plane_points.csv");
-  const CsvTable reference("geometry/plane_reference.csv");
-  ASSERT_EQ(reference.rows(), 10u);
-  for (std::size_t i = 0; i < reference.rows(); ++i) {
+/// Fits a T to the points of every case of a shape, and hands it over with the case's row.
+template <typename T>
+void FitCases(const std::string& shape, std::size_t cases,
+              const std::function<void(const T&, const CsvTable&, std::size_t)>& compare) {
+  const CsvTable points("geometry/" + shape + "_points.csv");
+  const CsvTable reference("geometry/" + shape + "_reference.csv");
+  ASSERT_EQ(reference.rows(), cases);
+  for (std::size_t i = 0; i < cases; ++i) {
     SCOPED_TRACE(reference.Text(i, "case"));
     const PointCloud cloud = Points(points, reference.Text(i, "case"));
     ASSERT_EQ(cloud.cols(), reference.Number(i, "n_points"));
-    Plane plane;
-    ASSERT_TRUE(plane.LeastSquares(cloud));
-    const Vector3d normal = Triple(reference, i, "n");
-    EXPECT_NEAR(plane.SignedDistanceTo(data_structures::PointXYZW(Triple(reference, i, "p"))), 0.0,
-                kLengthDemand);
-    EXPECT_LT(AxisAngle(plane.Normal().xyz(), normal), kAngleDemand);
+    T fitted;
+    ASSERT_TRUE(fitted.LeastSquares(cloud));
+    compare(fitted, reference, i);
   }
+}
+
+data_structures::PointXYZW PointOf(const CsvTable& reference, std::size_t i) {
+  return data_structures::PointXYZW(Triple(reference, i, "p"));
+}
+
+TEST(NistReference, Planes) {
+  FitCases<Plane>("plane", 10, [](const Plane& plane, const CsvTable& reference, std::size_t i) {
+    EXPECT_NEAR(plane.SignedDistanceTo(PointOf(reference, i)), 0.0, kLengthDemand);
+    EXPECT_LT(AxisAngle(plane.Normal().xyz(), Triple(reference, i, "n")), kAngleDemand);
+  });
 }
 
 TEST(NistReference, Lines) {
-  const CsvTable points("geometry/line3d_points.csv");
-  const CsvTable reference("geometry/line3d_reference.csv");
-  ASSERT_EQ(reference.rows(), 1u);
-  const PointCloud cloud = Points(points, reference.Text(0, "case"));
-  ASSERT_EQ(cloud.cols(), reference.Number(0, "n_points"));
-  Line line;
-  ASSERT_TRUE(line.LeastSquares(cloud));
-  EXPECT_NEAR(line.Distance(data_structures::PointXYZW(Triple(reference, 0, "p"))), 0.0,
-              kLengthDemand);
-  EXPECT_LT(AxisAngle(line.Vector().xyz(), Triple(reference, 0, "d")), kAngleDemand);
+  FitCases<Line>("line3d", 1, [](const Line& line, const CsvTable& reference, std::size_t i) {
+    EXPECT_NEAR(line.Distance(PointOf(reference, i)), 0.0, kLengthDemand);
+    EXPECT_LT(AxisAngle(line.Vector().xyz(), Triple(reference, i, "d")), kAngleDemand);
+  });
 }
 
 TEST(NistReference, CirclesInAPlane) {
-  const CsvTable points("geometry/circle2d_points.csv");
-  const CsvTable reference("geometry/circle2d_reference.csv");
-  ASSERT_EQ(reference.rows(), 10u);
-  for (std::size_t i = 0; i < reference.rows(); ++i) {
-    SCOPED_TRACE(reference.Text(i, "case"));
-    const PointCloud cloud = Points(points, reference.Text(i, "case"));
-    ASSERT_EQ(cloud.cols(), reference.Number(i, "n_points"));
-    Circle circle;
-    ASSERT_TRUE(circle.LeastSquares(cloud));
-    const Vector3d center = Triple(reference, i, "c");
-    EXPECT_NEAR((circle.Center().xyz() - center).norm(), 0.0, kLengthDemand);
-    EXPECT_NEAR(2 * circle.Radius(), reference.Number(i, "diameter"), kLengthDemand);
-    EXPECT_LT(AxisAngle(circle.Normal().xyz(), Triple(reference, i, "n")), kAngleDemand);
-  }
+  FitCases<Circle>(
+      "circle2d", 10, [](const Circle& circle, const CsvTable& reference, std::size_t i) {
+        const Vector3d center = Triple(reference, i, "c");
+        EXPECT_NEAR((circle.Center().xyz() - center).norm(), 0.0, kLengthDemand);
+        EXPECT_NEAR(2 * circle.Radius(), reference.Number(i, "diameter"), kLengthDemand);
+        EXPECT_LT(AxisAngle(circle.Normal().xyz(), Triple(reference, i, "n")), kAngleDemand);
+      });
 }
 
 TEST(PublishedReference, GeometricCircleOfSixPoints) {

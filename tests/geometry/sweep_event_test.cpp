@@ -9,33 +9,18 @@
 
 #include "libmfx/geometry/beachline_element.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "thrown.h"
 
+namespace libmfx::geometry {
 namespace {
 
-using libmfx::data_structures::PointXYW;
-using libmfx::geometry::Arc;
-using libmfx::geometry::BeachlineElement;
-using libmfx::geometry::Breakpoint;
-using libmfx::geometry::CircleEvent;
-using libmfx::geometry::Event;
-using libmfx::geometry::SiteEvent;
-using libmfx::geometry::VerticalSweep;
+using data_structures::PointXYW;
+using test::TextThrown;
 
 constexpr double kEpsilon = 2.220446049250313e-16;
 
 std::shared_ptr<Event> At(double x, double y) {
   return std::make_shared<SiteEvent>(PointXYW(x, y));
-}
-
-/// What `call` throws, as text; empty if it throws nothing.
-template <typename Exception, typename Call>
-std::string TextThrown(Call call) {
-  try {
-    call();
-  } catch (const Exception& e) {
-    return e.what();
-  }
-  return {};
 }
 
 TEST(SweepEvent, QueueGivesTheHighestFirstAndOfARowTheLeftmost) {
@@ -61,8 +46,8 @@ TEST(SweepEvent, RowEndsAtExactlyTheEpsilon) {
 
 TEST(SweepEvent, NullEventIsRefused) {
   const std::string text = "Cannot compare nullptr Events!";
-  EXPECT_EQ(TextThrown<std::exception>([] { VerticalSweep()(nullptr, At(0, 0)); }), text);
-  EXPECT_EQ(TextThrown<std::exception>([] { VerticalSweep()(At(0, 0), nullptr); }), text);
+  EXPECT_EQ(TextThrown([] { VerticalSweep()(nullptr, At(0, 0)); }), text);
+  EXPECT_EQ(TextThrown([] { VerticalSweep()(At(0, 0), nullptr); }), text);
 }
 
 TEST(SweepEvent, KindsAndDefaults) {
@@ -83,9 +68,8 @@ TEST(BeachlineOrder, TextsOfRefusals) {
   other->type = 3;
   for (const std::shared_ptr<BeachlineElement>& element :
        {std::shared_ptr<BeachlineElement>(arc), std::shared_ptr<BeachlineElement>(breakpoint)}) {
-    EXPECT_EQ(TextThrown<std::exception>([&] { element->Compare(nullptr); }),
-              "Cannot compare against a nullptr!");
-    EXPECT_EQ(TextThrown<std::exception>([&] { element->Compare(other); }),
+    EXPECT_EQ(TextThrown([&] { element->Compare(nullptr); }), "Cannot compare against a nullptr!");
+    EXPECT_EQ(TextThrown([&] { element->Compare(other); }),
               "BeachlineElement type not supported in compare!");
   }
 }
@@ -136,7 +120,7 @@ TEST(BeachlineOrder, ArcsWithoutLeftNeighbourStandByTheirSites) {
   EXPECT_EQ(probe.Compare(std::make_shared<Arc>(PointXYW(0.0, 1.0))), -1);
 }
 
-struct Parabolas : libmfx::geometry::VoronoiGraph {
+struct Parabolas : VoronoiGraph {
   using VoronoiGraph::breakpoint;
 };
 
@@ -165,3 +149,4 @@ TEST(Breakpoint, OrderOfTheSitesChoosesTheMeetingPoint) {
 }
 
 }  // namespace
+}  // namespace libmfx::geometry

@@ -15,6 +15,7 @@
 
 #include "geometry/sweep/diagram.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "thrown.h"
 
 namespace {
 
@@ -113,12 +114,7 @@ TEST(VoronoiFaults, WhatWasBuiltStaysWhenMemoryRunsOut) {
 std::string ErrorOfSweep(std::vector<sweep::Vec2> sites, Diagram& diagram) {
   diagram = Diagram();
   diagram.sites = std::move(sites);
-  try {
-    sweep::SweepSites(diagram);
-  } catch (const std::logic_error& failure) {
-    return failure.what();
-  }
-  return {};
+  return test::TextThrown<std::logic_error>([&] { sweep::SweepSites(diagram); });
 }
 
 TEST(VoronoiFaults, AMeshThatDoesNotTileTheHullIsKeptWithItsMarks) {

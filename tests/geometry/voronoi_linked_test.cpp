@@ -7,16 +7,12 @@
 #include "data_structures/halfedge_arena.h"
 #include "delaunay_check.h"
 
+namespace libmfx::geometry {
 namespace {
 
 using namespace delaunay_check;
-using libmfx::data_structures::LiveHalfedgeElements;
-using libmfx::data_structures::PointXYW;
-using libmfx::geometry::Arc;
-using libmfx::geometry::BeachlineElement;
-using libmfx::geometry::Breakpoint;
-using libmfx::geometry::CircleEvent;
-using libmfx::geometry::VoronoiGraph;
+using data_structures::LiveHalfedgeElements;
+using data_structures::PointXYW;
 
 struct GraphProbe : VoronoiGraph {
   explicit GraphProbe(const Points& points) : VoronoiGraph(CloudOf(points)) {
@@ -136,3 +132,4 @@ TEST(LinkedVoronoi, BreakpointsOfOneStartAreOrderedJustBelow) {
 }
 
 }  // namespace
+}  // namespace libmfx::geometry

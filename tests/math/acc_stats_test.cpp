@@ -8,30 +8,34 @@
 namespace libmfx::math {
 namespace {
 
-TEST(AccStats, StartsAtZero) {
-  const AccStats stats;
-  EXPECT_EQ(stats.sum, 0.0);
-  EXPECT_EQ(stats.product, 0.0);
-  EXPECT_EQ(stats.sum_of_squares, 0.0);
-  EXPECT_EQ(stats.count, 0);
-  EXPECT_EQ(stats.min, 0.0);
-  EXPECT_EQ(stats.max, 0.0);
+/// What an accumulator holds.
+struct Held {
+  double sum = 0.0;
+  double sum_of_squares = 0.0;
+  double product = 0.0;
+  double min = 0.0;
+  double max = 0.0;
+  int count = 0;
+};
+
+void ExpectHeld(const AccStats& stats, const Held& held) {
+  EXPECT_EQ(stats.sum, held.sum);
+  EXPECT_EQ(stats.sum_of_squares, held.sum_of_squares);
+  EXPECT_EQ(stats.product, held.product);
+  EXPECT_EQ(stats.min, held.min);
+  EXPECT_EQ(stats.max, held.max);
+  EXPECT_EQ(stats.count, held.count);
 }
+
+TEST(AccStats, StartsAtZero) { ExpectHeld(AccStats(), {}); }
 
 TEST(AccStats, TheFirstValueSetsProductAndExtremes) {
   AccStats stats;
   stats.Add(-3.0);
-  EXPECT_EQ(stats.product, -3.0);
-  EXPECT_EQ(stats.min, -3.0);
-  EXPECT_EQ(stats.max, -3.0);
+  ExpectHeld(stats, {-3.0, 9.0, -3.0, -3.0, -3.0, 1});
   stats.Add(2.0);
   stats.Add(-4.0);
-  EXPECT_EQ(stats.count, 3);
-  EXPECT_EQ(stats.sum, -5.0);
-  EXPECT_EQ(stats.sum_of_squares, 29.0);
-  EXPECT_EQ(stats.product, 24.0);
-  EXPECT_EQ(stats.min, -4.0);
-  EXPECT_EQ(stats.max, 2.0);
+  ExpectHeld(stats, {-5.0, 29.0, 24.0, -4.0, 2.0, 3});
 }
 
 TEST(AccStats, RemovingFromAnEmptyAccumulatorLeavesItEmpty) {
@@ -47,11 +51,7 @@ TEST(AccStats, RemovingTheLargestValueDoesNotLowerMax) {
   stats.Add(1.0);
   stats.Add(5.0);
   EXPECT_EQ(stats.Remove(5.0), 1u);
-  EXPECT_EQ(stats.max, 5.0);
-  EXPECT_EQ(stats.min, 1.0);
-  EXPECT_EQ(stats.product, 5.0);
-  EXPECT_EQ(stats.sum, 1.0);
-  EXPECT_EQ(stats.sum_of_squares, 1.0);
+  ExpectHeld(stats, {1.0, 1.0, 5.0, 1.0, 5.0, 1});
 }
 
 TEST(AccStats, ResetKeepsOnlyTheProductUntilTheNextAdd) {
@@ -59,12 +59,7 @@ TEST(AccStats, ResetKeepsOnlyTheProductUntilTheNextAdd) {
   stats.Add(2.0);
   stats.Add(3.0);
   stats.Reset();
-  EXPECT_EQ(stats.product, 6.0);
-  EXPECT_EQ(stats.sum, 0.0);
-  EXPECT_EQ(stats.sum_of_squares, 0.0);
-  EXPECT_EQ(stats.count, 0);
-  EXPECT_EQ(stats.min, 0.0);
-  EXPECT_EQ(stats.max, 0.0);
+  ExpectHeld(stats, {.product = 6.0});
   stats.Add(9.0);
   EXPECT_EQ(stats.product, 9.0);
   EXPECT_EQ(stats.min, 9.0);

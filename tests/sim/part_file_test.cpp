@@ -11,6 +11,7 @@
 #include "sim/mesh/mesh_part.h"
 #include "sim/mesh/mesh_shapes.h"
 #include "sim/scenario.h"
+#include "thrown.h"
 
 namespace libmfx::sim {
 namespace {
@@ -119,12 +120,9 @@ TEST(TriangleMesh, OpenEdgesAreFound) {
 
 /// The refusal of a scene with this "part".
 std::string Refusal(const nlohmann::json& part) {
-  try {
+  return test::TextThrown<SceneError>([&] {
     Scene::FromJson({{"part", part}, {"pose", {{"position", {0, 0, 2}}}}});
-  } catch (const SceneError& e) {
-    return e.what();
-  }
-  return "";
+  });
 }
 
 TEST(MeshScene, IsReadWithItsUnit) {

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "thrown.h"
+
 namespace libmfx::sim {
 namespace {
 
@@ -20,12 +22,7 @@ std::vector<Aim> Walk(const std::vector<Position>& path) {
 }
 
 std::string Refusal(const std::vector<Position>& path) {
-  try {
-    PathWalk walk(path);
-  } catch (const DriveError& e) {
-    return e.what();
-  }
-  return "";
+  return test::TextThrown<DriveError>([&] { PathWalk{path}; });
 }
 
 Vec3 Point(const Aim& aim) { return aim.direction * aim.range; }

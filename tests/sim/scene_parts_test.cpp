@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sim/scenario.h"
+#include "thrown.h"
 
 namespace libmfx::sim {
 namespace {
@@ -19,12 +20,7 @@ Scene SceneOf(const json& part) {
 }
 
 std::string Refusal(const char* part) {
-  try {
-    SceneOf(json::parse(part));
-  } catch (const SceneError& e) {
-    return e.what();
-  }
-  return "";
+  return test::TextThrown<SceneError>([&] { SceneOf(json::parse(part)); });
 }
 
 double TruthValue(const char* part, const char* name) {

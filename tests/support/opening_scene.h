@@ -33,11 +33,39 @@ struct PlateFrame {
   }
 };
 
+inline const PlateFrame kPlate;
+
 inline nlohmann::json TripleOf(const features::PointXYZW& p) { return {p.x(), p.y(), p.z()}; }
 inline nlohmann::json TripleOf(const features::VectorXYZW& v) { return {v.x(), v.y(), v.z()}; }
 
 /// Whether a point of the plate lies in the opening.
 using IsOpen = std::function<bool(const features::PointXYZW&)>;
+
+/// An opening whose centre is off by (u, v), turned by `angle` in the plate.
+/// \param covers whether a place (along, across) lies in it, as seen from its centre
+inline IsOpen OpeningAt(const std::function<bool(double, double)>& covers, double u, double v,
+                        double angle) {
+  return [=](const features::PointXYZW& p) {
+    const double x = kPlate.u(p) - u;
+    const double y = kPlate.v(p) - v;
+    return covers(x * std::cos(angle) + y * std::sin(angle),
+                  y * std::cos(angle) - x * std::sin(angle));
+  };
+}
+
+/// A request for an opening in the middle of the plate.
+/// \param direction the key of its direction in the plate
+inline nlohmann::json OpeningRequest(const char* type, const char* direction,
+                                     const nlohmann::json& root, const nlohmann::json& keys) {
+  nlohmann::json request = root;
+  nlohmann::json& feature = request["Feature"];
+  feature = keys;
+  feature["$type"] = type;
+  feature["Location"] = TripleOf(kPlate.center);
+  feature["Normal"] = TripleOf(kPlate.normal);
+  feature[direction] = TripleOf(kPlate.tangent);
+  return request;
+}
 
 /// An ideal flat plate with an opening, in which nothing comes back, seen by a beam that is driven
 /// along the plate.
