@@ -13,11 +13,7 @@ namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::HoleProbe;
-using test::HoleRequest;
-using test::IdealHole;
-using test::LogCollector;
-using test::Measure;
+using namespace test;
 
 using Samples = std::vector<RawDataPoint>;
 

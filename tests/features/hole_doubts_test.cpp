@@ -11,21 +11,18 @@ namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::HoleProbe;
-using test::HoleRequest;
-using test::IdealHole;
-using test::Measure;
+using namespace test;
 
 /// A hole of 8 mm that has a groove around it, 1 mm deep, of the given radii.
 HoleProbe WithGroove(double inner, double outer) {
-  const test::IdealHole plain;
-  test::IdealDriver driver([&](const sim::Aim& aim) {
+  const IdealHole plain;
+  IdealDriver driver([&](const sim::Aim& aim) {
     const Eigen::Vector3d p = plain.Hit(aim.direction);
     const double r = p.head<2>().norm();
     return r >= inner && r <= outer ? p.norm() * 2.001 / 2.0 : p.norm();
   });
   HoleProbe hole(HoleRequest().dump());
-  test::Converse(hole, driver);
+  Converse(hole, driver);
   return hole;
 }
 
@@ -52,7 +49,7 @@ TEST(HoleDoubts, AGrooveBesideTheRimIsTold) {
 }
 
 TEST(HoleDoubts, APlaneWithTheSurfaceAboveItIsDoubted) {
-  HoleProbe hole(test::HoleRequest().dump());
+  HoleProbe hole(HoleRequest().dump());
   hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
   hole._circle.Center(PointXYZW(0, 0, 2));
   const auto line = [](int points, double height) {

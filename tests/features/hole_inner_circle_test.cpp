@@ -9,8 +9,7 @@
 namespace libmfx::features {
 namespace {
 
-using test::HoleProbe;
-using test::HoleRequest;
+using namespace test;
 
 constexpr double kPi = std::numbers::pi;
 

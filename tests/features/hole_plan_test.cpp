@@ -12,10 +12,7 @@ namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::HoleProbe;
-using test::HoleRequest;
-using test::LogCollector;
-using test::PointsOf;
+using namespace test;
 
 constexpr double kPi = std::numbers::pi;
 
@@ -33,7 +30,7 @@ const Eigen::Vector3d kAway(-0.8, 0.0, 0.6);
 std::vector<Eigen::Vector3d> Offsets(const std::vector<Position>& points) {
   std::vector<Eigen::Vector3d> offsets;
   for (const Position& p : points) {
-    offsets.push_back(test::PlaceOf(p).xyz() - kCenter);
+    offsets.push_back(PlaceOf(p).xyz() - kCenter);
   }
   return offsets;
 }
@@ -119,7 +116,7 @@ TEST(HolePlan, AlongXTooTheStarHasItsSize) {
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
   ASSERT_EQ(points.size(), 36u);
   for (std::size_t j = 0; j < points.size(); j += 4) {
-    const PointXYZW p = test::PlaceOf(points[j]);
+    const PointXYZW p = PlaceOf(points[j]);
     EXPECT_NEAR((p - PointXYZW(2, 0, 0)).norm(), 0.013, 1e-12);
     EXPECT_NEAR(p.x(), 2.0, 1e-12);
   }

@@ -10,8 +10,7 @@
 namespace libmfx::features {
 namespace {
 
-using test::HoleProbe;
-using test::HoleRequest;
+using namespace test;
 
 using Points = std::vector<Eigen::Vector3d>;
 

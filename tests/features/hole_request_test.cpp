@@ -13,9 +13,7 @@ namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::HoleProbe;
-using test::HoleRequest;
-using test::LogCollector;
+using namespace test;
 
 constexpr double kPi = std::numbers::pi;
 constexpr double kLargest = std::numeric_limits<double>::max();
@@ -23,13 +21,13 @@ constexpr double kLargest = std::numeric_limits<double>::max();
 TEST(HoleRequest, DefaultsOfTheClass) {
   HoleProbe hole;
   EXPECT_EQ(hole.FeatureName(), "RobustHole");
-  test::ExpectSettings(hole, {{L"NumScanLines", 9},
-                              {L"NominalRadius", 1.0},
-                              {L"ClearanceZone", 0.005},
-                              {L"PointSpacing", 0.0001},
-                              {L"QualityThreshold", 50.0},
-                              {L"ChamferDepth", 0.0},
-                              {L"ChamferAngle", kPi / 4}});
+  ExpectSettings(hole, {{L"NumScanLines", 9},
+                        {L"NominalRadius", 1.0},
+                        {L"ClearanceZone", 0.005},
+                        {L"PointSpacing", 0.0001},
+                        {L"QualityThreshold", 50.0},
+                        {L"ChamferDepth", 0.0},
+                        {L"ChamferAngle", kPi / 4}});
   EXPECT_EQ(hole._nominal_radius, 0.0);
   EXPECT_EQ(hole._normal_reject_angle, 0.2617993877991494);
   EXPECT_EQ(hole._isolation_radius, 0.0);
@@ -39,7 +37,7 @@ TEST(HoleRequest, DefaultsOfTheClass) {
 }
 
 TEST(HoleRequest, TableAndDefaults) {
-  const std::vector<test::ExpectedRow> expected{
+  const std::vector<ExpectedRow> expected{
       {L"NominalPoint", L"Nominal cartesian point of the hole centroid", 0, 4},
       {L"NominalNormal", L"Nominal cartesian normal of the hole surface", 0, 6},
       {L"NominalRadius", L"Nominal radius of the hole", 0, 0},
@@ -61,7 +59,7 @@ TEST(HoleRequest, TableAndDefaults) {
   EXPECT_EQ(descriptor->_name, L"RobustHole");
   EXPECT_EQ(descriptor->_label, L"Robust Hole");
   const auto& rows = descriptor->_settings;
-  test::ExpectTable(rows, expected);
+  ExpectTable(rows, expected);
   EXPECT_EQ(rows[0].Default<PointXYZW>(), PointXYZW());
   EXPECT_EQ(rows[1].Default<VectorXYZW>(), VectorXYZW());
   EXPECT_EQ(rows[2].Default<double>(), 1.0);
@@ -104,13 +102,13 @@ TEST(HoleRequest, ReadsItsKeys) {
   EXPECT_EQ(hole.GetError(), "");
   EXPECT_EQ(hole._uuid, "h-1");
   EXPECT_EQ(hole._name, "bolt 7");
-  test::ExpectSettings(hole, {{L"ClearanceZone", 0.003},
-                              {L"NumScanLines", 5},
-                              {L"PointSpacing", 0.0002},
-                              {L"QualityThreshold", 30.0},
-                              {L"RescanThreshold", 0.001},
-                              {L"SearchEnabled", true},
-                              {L"NominalPoint", PointXYZW(0, 0, 2)}});
+  ExpectSettings(hole, {{L"ClearanceZone", 0.003},
+                        {L"NumScanLines", 5},
+                        {L"PointSpacing", 0.0002},
+                        {L"QualityThreshold", 30.0},
+                        {L"RescanThreshold", 0.001},
+                        {L"SearchEnabled", true},
+                        {L"NominalPoint", PointXYZW(0, 0, 2)}});
   EXPECT_EQ(hole._scan_origin, PointXYZW(0.1, 0.2, 0.3));
   EXPECT_EQ(hole._search_point_spacing, 0.002);
   EXPECT_EQ(hole._search_radius_multiplier, 3.0);

@@ -7,10 +7,7 @@ namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::HoleProbe;
-using test::HoleRequest;
-using test::LogCollector;
-using test::Measure;
+using namespace test;
 
 TEST(HoleResult, SucceedsWithItsKeysInOrder) {
   json request = HoleRequest();

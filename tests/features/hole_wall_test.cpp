@@ -11,8 +11,7 @@
 namespace libmfx::features {
 namespace {
 
-using test::HoleProbe;
-using test::HoleRequest;
+using namespace test;
 
 constexpr double kPi = std::numbers::pi;
 constexpr double kRadius = 0.006;
@@ -223,12 +222,12 @@ TEST(HoleScanLine, ABeamAlongTheSurfaceHasNoPlaceWhereItCrosses) {
 }
 
 /// A hole whose rim has been found, seen at `incidence` radians.
-HoleProbe RimFound(double incidence, test::IdealHole ideal) {
+HoleProbe RimFound(double incidence, IdealHole ideal) {
   nlohmann::json request = HoleRequest(ideal.radius);
   const Eigen::Vector3d normal(-std::sin(incidence), 0, -std::cos(incidence));
   ideal.normal = normal;
   request["Feature"]["Normal"] = {normal.x(), normal.y(), normal.z()};
-  return test::Measure(request, ideal);
+  return Measure(request, ideal);
 }
 
 TEST(HoleWall, SeenByASlantedBeamInADeepBore) {

@@ -12,16 +12,13 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
-using test::kPlate;
-using test::MeasurePlate;
-using test::PointsOf;
-using test::TripleOf;
+using namespace test;
 
 constexpr double kPi = std::numbers::pi;
 
 json Request(int sides = 6, double radius = 0.012) {
-  return test::OpeningRequest("PolygonFeature", "Axis", {{"$id", "P1"}, {"ScansPerSide", 3}},
-                              {{"Sides", sides}, {"Radius", radius}});
+  return OpeningRequest("PolygonFeature", "Axis", {{"$id", "P1"}, {"ScansPerSide", 3}},
+                        {{"Sides", sides}, {"Radius", radius}});
 }
 
 /// A regular polygon whose first corner lies `angle` off the tangent.
@@ -32,7 +29,7 @@ auto Opening(int sides, double radius, double u = 0.0, double v = 0.0, double an
     const double to_middle = turned - sector * std::round(turned / sector);
     return std::hypot(x, y) * std::cos(to_middle) < radius * std::cos(sector / 2.0);
   };
-  return test::OpeningAt(covers, u, v, angle);
+  return OpeningAt(covers, u, v, angle);
 }
 
 TEST(Polygon, TableReachesTheFieldsThatHostsKnow) {
@@ -134,7 +131,7 @@ std::string ErrorOver(const std::function<bool(const PointXYZW&)>& opening) {
 
 TEST(Polygon, FailuresInWords) {
   EXPECT_EQ(ErrorOver(Opening(6, 0.0148)), "Inconsistent dimensions! Check target offset!");
-  EXPECT_EQ(test::ErrorWithoutSamples(Request()), "All scanned data was filtered!");
+  EXPECT_EQ(ErrorWithoutSamples(Request()), "All scanned data was filtered!");
   const auto side_missing = [](const PointXYZW& p) {
     return Opening(6, 0.012)(p) || kPlate.v(p) > 0.0103;
   };

@@ -14,16 +14,13 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
-using test::kPlate;
-using test::MeasurePlate;
-using test::PointsOf;
-using test::TripleOf;
+using namespace test;
 using testing::Contains;
 using testing::HasSubstr;
 
 json Request() {
-  return test::OpeningRequest("RectangleFeature", "Tangent", {{"$id", "R1"}, {"ScansPerSide", 4}},
-                              {{"Name", "window"}, {"Length", 0.03}, {"Width", 0.02}});
+  return OpeningRequest("RectangleFeature", "Tangent", {{"$id", "R1"}, {"ScansPerSide", 4}},
+                        {{"Name", "window"}, {"Length", 0.03}, {"Width", 0.02}});
 }
 
 /// A rectangle of the given size whose centre is off by (u, v), turned by `angle` in the plate.
@@ -31,7 +28,7 @@ auto Opening(double length, double width, double u = 0.0, double v = 0.0, double
   const auto covers = [=](double along, double across) {
     return std::abs(along) < length / 2 && std::abs(across) < width / 2;
   };
-  return test::OpeningAt(covers, u, v, angle);
+  return OpeningAt(covers, u, v, angle);
 }
 
 std::string ErrorOf(const json& request) {
@@ -84,14 +81,14 @@ TEST(Rectangle, PlanCrossesEverySideInAlternation) {
   ASSERT_EQ(points.size(), 32U);
   EXPECT_EQ(points, PointsOf(rectangle.GetLastDrivePoints()));
   for (std::size_t i = 0; i < points.size(); ++i) {
-    const PointXYZW p = test::PlaceOf(points[i]);
+    const PointXYZW p = PlaceOf(points[i]);
     const bool outside = !Opening(0.03, 0.02)(p);
     EXPECT_EQ(outside, i % 4 == 0 || i % 4 == 3) << i;
     EXPECT_EQ(points[i].point_spacing, i % 2 == 0 ? 0.00035 : 0.0001);
     EXPECT_NEAR((p - kPlate.center).dot(kPlate.normal), 0.0, 1e-12);
   }
   // Side 0 lies on the tangent's side, side 1 a quarter turn about the normal further.
-  const auto at = [&](std::size_t i) { return test::PlaceOf(points[i]); };
+  const auto at = [&](std::size_t i) { return PlaceOf(points[i]); };
   EXPECT_NEAR(kPlate.u(at(0)), 0.020, 1e-12);
   EXPECT_NEAR(kPlate.v(at(0)), -0.006, 1e-12);
   EXPECT_NEAR(kPlate.v(at(8)), 0.015, 1e-12);
@@ -103,7 +100,7 @@ TEST(Rectangle, ASmallOpeningIsCrossedToItsCentreOnly) {
   request["Feature"]["Width"] = 0.004;
   Rectangle rectangle(request.dump());
   const auto points = PointsOf(rectangle.GetDrivePoints(false));
-  const PointXYZW inner = test::PlaceOf(points[1]);
+  const PointXYZW inner = PlaceOf(points[1]);
   EXPECT_NEAR(kPlate.u(inner), 0.0, 1e-12);
 }
 
@@ -209,7 +206,7 @@ TEST(Rectangle, AWrongSizeIsInconsistent) {
 }
 
 TEST(Rectangle, NothingComesBack) {
-  EXPECT_EQ(test::ErrorWithoutSamples(Request()), "All scanned data was filtered!");
+  EXPECT_EQ(ErrorWithoutSamples(Request()), "All scanned data was filtered!");
 }
 
 TEST(Rectangle, AFilledOpeningIsNone) {
@@ -277,7 +274,7 @@ TEST(Rectangle, ATiltedSurfaceIsRejected) {
   // Samples on the true plate, line by line as planned on it.
   Rectangle straight(Request().dump());
   rectangle.UpdateRawData(
-      test::PlateWith(Opening(0.03, 0.02)).Drive(PointsOf(straight.GetDrivePoints(false))));
+      PlateWith(Opening(0.03, 0.02)).Drive(PointsOf(straight.GetDrivePoints(false))));
   rectangle.AnalyzeFeature();
   EXPECT_EQ(rectangle.GetError(),
             "Rectangle::Analyze(): The normal vector of the scan data fit plane exceeds the angle "
@@ -330,7 +327,7 @@ TEST(Rectangle, SearchSpiralReachesTheMultipleOfTheLength) {
   EXPECT_TRUE(rectangle.Reset(false, true));
   double farthest = 0.0;
   for (const Position& p : PointsOf(rectangle.GetDrivePoints(true))) {
-    farthest = std::max(farthest, Distance(test::PlaceOf(p), kPlate.center));
+    farthest = std::max(farthest, Distance(PlaceOf(p), kPlate.center));
   }
   EXPECT_NEAR(farthest, 0.045, 1e-4);
   EXPECT_EQ(rectangle.GetDriveStep(), SEARCH);

@@ -11,15 +11,12 @@ namespace {
 
 using data_structures::Distance;
 using nlohmann::json;
-using test::kPlate;
-using test::MeasurePlate;
-using test::PointsOf;
-using test::TripleOf;
+using namespace test;
 
 json Request(double length = 0.03, double width = 0.012) {
-  return test::OpeningRequest("SlotFeature", "Tangent",
-                              {{"$id", "S1"}, {"ScanPassesPerArc", 6}, {"ScanPassesPerSide", 2}},
-                              {{"Length", length}, {"Width", width}});
+  return OpeningRequest("SlotFeature", "Tangent",
+                        {{"$id", "S1"}, {"ScanPassesPerArc", 6}, {"ScanPassesPerSide", 2}},
+                        {{"Length", length}, {"Width", width}});
 }
 
 auto Opening(double length, double width, double u = 0.0, double v = 0.0, double angle = 0.0) {
@@ -27,7 +24,7 @@ auto Opening(double length, double width, double u = 0.0, double v = 0.0, double
     const double beyond = std::max(0.0, std::abs(along) - (length - width) / 2.0);
     return std::hypot(beyond, across) < width / 2.0;
   };
-  return test::OpeningAt(covers, u, v, angle);
+  return OpeningAt(covers, u, v, angle);
 }
 
 TEST(Slot, TableNamesLengthAndWidthTwice) {
@@ -63,7 +60,7 @@ TEST(Slot, ErrorsOfARequest) {
 
 std::vector<PointXYZW> PlanOf(const json& request) {
   Slot slot(request.dump());
-  return test::PlacesOf(slot.GetDrivePoints(false));
+  return PlacesOf(slot.GetDrivePoints(false));
 }
 
 TEST(Slot, TheArcsComeBeforeTheSides) {
@@ -157,15 +154,15 @@ TEST(Slot, OffAlongItsTangentTheStraightSidesDoNotBendTheArcs) {
 }
 
 /// Measures an opening with a floor this far beneath it, or with nothing there for 0.
-json MeasureOverFloor(const json& request, const test::IsOpen& is_open, double depth) {
-  test::IdealDriver driver([&](const sim::Aim& aim) {
-    const PointXYZW p = test::PlaceOf(aim);
+json MeasureOverFloor(const json& request, const IsOpen& is_open, double depth) {
+  IdealDriver driver([&](const sim::Aim& aim) {
+    const PointXYZW p = PlaceOf(aim);
     if (!is_open(p)) return aim.range;
     if (depth == 0.0) return 0.0;
     return aim.range * (1.0 - depth / (p - PointXYZW()).dot(kPlate.normal));
   });
   const std::unique_ptr<Feature> feature(Feature::Create(request.dump()));
-  const host::Conversation outcome = test::Converse(*feature, driver);
+  const host::Conversation outcome = Converse(*feature, driver);
   EXPECT_TRUE(outcome.successful) << outcome.error;
   return json::parse(outcome.result);
 }
@@ -192,7 +189,7 @@ std::string ErrorOver(const std::function<bool(const PointXYZW&)>& opening,
 }
 
 TEST(Slot, FailuresInWords) {
-  EXPECT_EQ(test::ErrorWithoutSamples(Request()), "All scanned data was filtered!");
+  EXPECT_EQ(ErrorWithoutSamples(Request()), "All scanned data was filtered!");
   EXPECT_EQ(ErrorOver(Opening(0.03, 0.0092)),
             "Considerably high interior points! Is this a flat surface?");
   EXPECT_EQ(ErrorOver(Opening(0.03, 0.012, 0.0, 0.0, 0.3)),

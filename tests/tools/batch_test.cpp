@@ -1,8 +1,6 @@
 // Batches: order, errors by line, and independence of how the lines are split.
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,17 +8,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 json Path(const std::string& id) {
   return {{"$id", id},

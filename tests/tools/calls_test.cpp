@@ -1,21 +1,11 @@
 // The built program as a script drives it: features, plan, arguments and exit statuses.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
 
-using nlohmann::json;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
 
 const char* const kPath =
     R"({"$id": "p1", "PointSpacing": 0.5, "Feature": {"$type": "ScanPathFeature", "Name": "Path",

@@ -3,17 +3,13 @@
 
 #include "documents.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
@@ -23,8 +19,6 @@ using libmfx::test::BlocksOf;
 using libmfx::test::QuotedIn;
 using libmfx::test::ReadDocument;
 using libmfx::test::TablesOf;
-using nlohmann::json;
-using testing::HasSubstr;
 
 /// A folder from which a call of the documents finds the examples, as from the project's root, and
 /// in which what it writes stays.

@@ -1,10 +1,5 @@
 // Successes that the library doubts: what the program says of them, and what --strict makes of it.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
 #include "examples.h"
 #include "report/report.h"
 
@@ -13,10 +8,6 @@ namespace {
 
 using libmfx::host::report::HtmlReport;
 using libmfx::host::report::ReportData;
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::SizeIs;
-using testing::StartsWith;
 
 const std::string kCounted =
     "mfx: the measurement is doubtful, and --strict counts that as failed\n";
@@ -82,7 +73,7 @@ TEST(DoubtsTest, MeasureAndReplayTellEachWarning) {
     const json result = json::parse(measured.out);
     EXPECT_EQ(result["Success"], true);
     ASSERT_TRUE(result.contains("Warnings")) << type;
-    ASSERT_THAT(result["Warnings"], testing::Not(testing::IsEmpty())) << type;
+    ASSERT_THAT(result["Warnings"], Not(IsEmpty())) << type;
     EXPECT_THAT(measured.err, StartsWith("mfx: warning: The measured centre lies "));
     EXPECT_EQ(measured.err, NotesOf(measured.out));
     const Ended replayed = doubtful.Replay();
@@ -122,7 +113,7 @@ TEST(DoubtsTest, StrictChangesNothingWithoutAWarning) {
   const Ended replayed = good.Replay({"--strict"});
   EXPECT_EQ(replayed.status, 0);
   EXPECT_EQ(replayed.out, plain.out);
-  EXPECT_THAT(replayed.err, testing::IsEmpty());
+  EXPECT_THAT(replayed.err, IsEmpty());
 }
 
 /// Nothing passes its quality threshold.

@@ -1,19 +1,11 @@
 // The pictures that an edge adds to a report.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
 #include <regex>
 
 #include "examples.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::Not;
 
 TEST(EdgeReportTest, ShowsTheProfileTheSplitTheCurveAndTheEdge) {
   const Example example("edge");

@@ -2,19 +2,18 @@
 
 #include <cstddef>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 #include <vector>
 
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 
 /// A JSON file, which may hold comments.
-inline nlohmann::json ReadJson(const std::string& path) {
+inline json ReadJson(const std::string& path) {
   std::ifstream file(path);
-  return nlohmann::json::parse(file, nullptr, true, true);
+  return json::parse(file, nullptr, true, true);
 }
 
 /// A measurement with its report.
@@ -29,8 +28,8 @@ struct Example {
       : request(ReadJson(Source("examples/requests/" + name + ".json"))),
         scene(ReadJson(Source("examples/scenes/" + name + ".json"))) {}
 
-  nlohmann::json request;
-  nlohmann::json scene;
+  json request;
+  json scene;
 
   Reported Report(const Folder& folder, const std::vector<std::string>& more = {}) const {
     std::vector<std::string> arguments = {"measure",  folder.Write("request.json", request.dump()),

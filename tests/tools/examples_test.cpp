@@ -1,23 +1,15 @@
 // Every example that comes with a scene, whatever its type: measured, replayed, reported; and what
 // the host does around a search and a re-scan, with features that have them.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "examples.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::SizeIs;
 
 /// Names of the examples that have both a request and a scene.
 std::vector<std::string> Examples() {
@@ -78,7 +70,7 @@ TEST(ExamplesTest, TheDemonstrationSetsMeasuredBesideTrueValues) {
   EXPECT_EQ(summary.status, 0) << summary.err;
   const std::vector<std::string> lines = Lines(summary.out);
   ASSERT_THAT(lines, SizeIs(5));
-  EXPECT_THAT(lines[2], testing::StartsWith("bolt hole "));
+  EXPECT_THAT(lines[2], StartsWith("bolt hole "));
   EXPECT_THAT(lines[2], testing::EndsWith(" 250.000, 100.000, 2200.000"));
   // On a rounding as large as the depth agreed on, the border is where the corner would be; its
   // second coordinate, along the border, is the measured one.

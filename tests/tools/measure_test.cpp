@@ -1,24 +1,15 @@
 // The built program with instruments that behave and instruments that do not.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cmath>
 #include <csignal>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <thread>
 
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const char* const kPath =
     R"({"$id": "p1", "QualityThreshold": 50, "PointSpacing": 0.5, "Feature": {"$type":
@@ -44,7 +35,7 @@ void ExpectRefused(const Ended& ended, const std::string& why) {
   EXPECT_EQ(ended.status, 2);
   EXPECT_THAT(ended.out, IsEmpty());
   ASSERT_THAT(Lines(ended.err), SizeIs(1)) << ended.err;
-  EXPECT_THAT(ended.err, testing::StartsWith("mfx: instrument "));
+  EXPECT_THAT(ended.err, StartsWith("mfx: instrument "));
   EXPECT_THAT(ended.err, HasSubstr(why));
 }
 

@@ -1,8 +1,5 @@
 // The pictures that holes, rectangles, polygons and slots add to a report.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <regex>
 #include <string>
@@ -15,7 +12,6 @@ namespace {
 
 using libmfx::host::report::Border;
 using libmfx::host::report::Point2;
-using testing::HasSubstr;
 
 TEST(OpeningReportTest, ShowsLinesEdgesAndResiduals) {
   for (const char* example : {"hole", "rectangle", "polygon", "slot"}) {

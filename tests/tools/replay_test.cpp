@@ -1,21 +1,12 @@
 // Recordings: their form, and that they replay to the same bytes.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const std::string kRequest = Source("examples/requests/scan_path.json");
 const std::string kWall = Source("examples/instrument/flat_wall.py");

@@ -2,15 +2,11 @@
 
 #include "report/report.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <regex>
 
-#include "program.h"
+#include "program_test.h"
 #include "report/outline.h"
 #include "report/plot.h"
 #include "report/type_figures.h"
@@ -21,11 +17,9 @@ namespace {
 
 using namespace libmfx::host;
 using Eigen::Vector3d;
-using nlohmann::json;
 using report::HtmlReport;
 using report::NumberText;
 using report::ReportData;
-using testing::HasSubstr;
 
 std::size_t Count(const std::string& text, const std::string& what) {
   std::size_t n = 0;
@@ -126,7 +120,7 @@ TEST(ReportTest, TheRequestIsShownAsTheLibraryReadIt) {
   EXPECT_THAT(html, HasSubstr("<h1>wall\uFFFD</h1>"));
   EXPECT_THAT(html, HasSubstr("<td>ScanPathFeature</td>"));
   EXPECT_THAT(html, HasSubstr("&quot;Limit&quot;: &quot;1e400&quot;"));
-  EXPECT_THAT(html, testing::Not(HasSubstr("and more")));
+  EXPECT_THAT(html, Not(HasSubstr("and more")));
 }
 
 TEST(ReportTest, AFailureIsToldWithItsText) {

@@ -1,19 +1,9 @@
 // The built program with the virtual instrument.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
-#include "program.h"
+#include "program_test.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 const std::string kRequest = Source("examples/requests/scan_path.json");
 const std::string kPlate = Source("examples/scenes/scan_path.json");
@@ -76,7 +66,7 @@ TEST(SceneTest, AWrongSceneIsToldInOneLineWithKeyAndValue) {
     EXPECT_EQ(ended.status, 2);
     EXPECT_THAT(ended.out, IsEmpty());
     EXPECT_THAT(Lines(ended.err), SizeIs(1)) << ended.err;
-    EXPECT_THAT(ended.err, testing::StartsWith("mfx: scene "));
+    EXPECT_THAT(ended.err, StartsWith("mfx: scene "));
     EXPECT_THAT(ended.err, HasSubstr("scene.json"));
     EXPECT_THAT(ended.err, HasSubstr(key));
     EXPECT_THAT(ended.err, HasSubstr(value));

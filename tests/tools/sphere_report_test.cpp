@@ -1,18 +1,9 @@
 // The pictures that a matte sphere adds to a report.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <nlohmann/json.hpp>
-
 #include "examples.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::Not;
 
 TEST(SphereReportTest, ShowsStrokePartsFatesAndResiduals) {
   const Example example("matte-sphere");

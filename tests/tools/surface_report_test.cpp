@@ -1,19 +1,11 @@
 // The pictures that a point on a surface adds to a report.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "examples.h"
 
 namespace mfx_test {
 namespace {
-
-using nlohmann::json;
-using testing::HasSubstr;
-using testing::Not;
 
 /// The part of a report that shows the figure of this title.
 std::string FigureOf(const std::string& html, const std::string& title) {
