@@ -7,8 +7,10 @@
 #include <iostream>
 #include <vector>
 
-#include "../tests/support/hole_probe.h"
+#include "../tests/support/hole_request.h"
+#include "../tests/support/protected.h"
 #include "bare_fits.h"
+#include "libmfx/features/hole.h"
 #include "libmfx/geometry/mesh.h"
 #include "libmfx/geometry/voronoi_graph.h"
 #include "sim/scenario.h"
@@ -21,10 +23,10 @@ using libmfx::data_structures::EMBEDDING_XYZ;
 using libmfx::data_structures::PointCloud;
 using libmfx::data_structures::PointXYZW;
 using libmfx::data_structures::RawDataPoint;
+using libmfx::features::Hole;
 using libmfx::geometry::Circle;
 using libmfx::geometry::Plane;
 using libmfx::geometry::VoronoiGraph;
-using libmfx::test::HoleProbe;
 namespace bench = libmfx::bench;
 namespace sim = libmfx::sim;
 
@@ -43,7 +45,7 @@ sim::Instrument Instrument() {
 }
 
 /// A hole with the samples of 9 lines, as the virtual instrument gives them.
-HoleProbe Scanned() {
+Hole Scanned() {
   const sim::Pose pose = sim::TiltedPose(kCenter, kIncidence);
   const auto triple = [](const sim::Vec3& v) { return nlohmann::json{v.x(), v.y(), v.z()}; };
   nlohmann::json request = libmfx::test::HoleRequest(kRadius);
@@ -51,14 +53,14 @@ HoleProbe Scanned() {
   request["Feature"]["Normal"] = triple(pose.rotation.col(2));
   // Just below the radius: nine lines of two times 140 samples.
   request["ClearanceZone"] = 0.007;
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   sim::Instrument instrument = Instrument();
   hole.UpdateRawData(instrument.Drive(hole.GetDrivePoints(false)));
   return hole;
 }
 
 void AnalyzeOurs(benchmark::State& state) {
-  HoleProbe hole = Scanned();
+  Hole hole = Scanned();
   for (auto _ : state) hole.AnalyzeFeature();
   if (!hole.GetIsSuccessful()) state.SkipWithError(hole.GetError().c_str());
   state.counters["samples"] = static_cast<double>(hole.GetRawData().size());
@@ -71,11 +73,13 @@ struct Fits {
 };
 
 Fits FitsOf() {
-  HoleProbe hole = Scanned();
+  Hole hole = Scanned();
   hole.AnalyzeFeature();
-  return {bench::FitsOf(hole._segments, PointXYZW(kCenter), hole._radius + hole._clearance_zone,
-                        3.0 * hole._point_spacing),
-          PointCloud(MatrixXd(hole._edge_points.data().topRows(3)), {{EMBEDDING_XYZ, {0}}})};
+  return {bench::FitsOf(PROTECTED(hole, _segments), PointXYZW(kCenter),
+                        PROTECTED(hole, _radius) + PROTECTED(hole, _clearance_zone),
+                        3.0 * PROTECTED(hole, _point_spacing)),
+          PointCloud(MatrixXd(PROTECTED(hole, _edge_points).data().topRows(3)),
+                     {{EMBEDDING_XYZ, {0}}})};
 }
 
 void FitCircles(const Fits& fits) {
@@ -107,7 +111,7 @@ void AnalyzeDecompositions(benchmark::State& state) {
 
 /// The samples of a spiral over the hole.
 struct Spiral {
-  HoleProbe hole;
+  Hole hole;
   std::vector<RawDataPoint> samples;
 };
 
@@ -115,11 +119,11 @@ constexpr std::size_t kSpiralSamples = 10000;
 
 Spiral SearchedFor() {
   Spiral spiral{Scanned(), {}};
-  spiral.hole._search = true;
-  spiral.hole._search_point_spacing = 0.00055;
-  spiral.hole._search_radius_multiplier = 3.2;
+  PROTECTED(spiral.hole, _search) = true;
+  PROTECTED(spiral.hole, _search_point_spacing) = 0.00055;
+  PROTECTED(spiral.hole, _search_radius_multiplier) = 3.2;
   sim::Instrument instrument = Instrument();
-  spiral.samples = instrument.Drive(spiral.hole.GenerateDrivePoints());
+  spiral.samples = instrument.Drive(spiral.hole.GetDrivePoints(true));
   if (spiral.samples.size() > kSpiralSamples) spiral.samples.resize(kSpiralSamples);
   return spiral;
 }
@@ -139,29 +143,31 @@ class Silence {
 
 void SearchOurs(benchmark::State& state) {
   Spiral spiral = SearchedFor();
-  const PointXYZW nominal = spiral.hole._input_center_pt;
-  const auto normal = spiral.hole._input_normal;
+  const PointXYZW nominal = PROTECTED(spiral.hole, _input_center_pt);
+  const auto normal = PROTECTED(spiral.hole, _input_normal);
   const Silence silence;
   for (auto _ : state) {
-    spiral.hole._input_center_pt = nominal;
-    spiral.hole._input_normal = normal;
-    spiral.hole.UpdateNominals(spiral.samples);
+    PROTECTED(spiral.hole, _input_center_pt) = nominal;
+    PROTECTED(spiral.hole, _input_normal) = normal;
+    PROTECTED(spiral.hole, UpdateNominals)(spiral.samples);
   }
-  if (spiral.hole._input_center_pt == nominal) state.SkipWithError("the hole was not found");
+  if (PROTECTED(spiral.hole, _input_center_pt) == nominal)
+    state.SkipWithError("the hole was not found");
   state.counters["samples"] = static_cast<double>(spiral.samples.size());
 }
 
 /// The robust plane and the mesh, each on input that is ready for it.
 void SearchParts(benchmark::State& state) {
   Spiral spiral = SearchedFor();
-  HoleProbe& hole = spiral.hole;
-  const PointCloud cloud(spiral.samples, EMBEDDING_XYZ, hole._quality_threshold, true);
+  Hole& hole = spiral.hole;
+  const PointCloud cloud(spiral.samples, EMBEDDING_XYZ, PROTECTED(hole, _quality_threshold), true);
   const double sigma = static_cast<double>(cloud.cols());
   const std::vector<std::vector<PointCloud>> bins{{cloud}};
   const auto cut = [&](Plane& plane, std::vector<std::vector<PointCloud>>& selected) {
-    return plane.IterativeBinaryCuts(bins, hole._input_center_pt, selected, hole._quality_threshold,
-                                     0.0, 2.0 * kRadius * hole._search_radius_multiplier, sigma,
-                                     sigma, 2.0 * hole._search_point_spacing, false);
+    return plane.IterativeBinaryCuts(
+        bins, PROTECTED(hole, _input_center_pt), selected, PROTECTED(hole, _quality_threshold), 0.0,
+        2.0 * kRadius * PROTECTED(hole, _search_radius_multiplier), sigma, sigma,
+        2.0 * PROTECTED(hole, _search_point_spacing), false);
   };
   Plane plane;
   std::vector<std::vector<PointCloud>> surface;

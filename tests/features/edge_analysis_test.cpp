@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "edge_profile.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -18,7 +19,6 @@ using data_structures::Distance;
 using nlohmann::json;
 using test::Analyzed;
 using test::BorderProfile;
-using test::EdgeProbe;
 using test::EdgeRequest;
 using test::Place;
 using test::SamplesOf;
@@ -38,10 +38,12 @@ TEST(EdgeAnalysis, TheProfileGivesThePointAtTheNominalDepth) {
       const auto edge = Analyzed(OnFlank(offset, false, lateral),
                                  SamplesOf(BorderProfile(0.006, lateral, 0.004)));
       ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError() << " " << offset << " " << lateral;
-      EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 1.5e-5)
+      EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                         edge->GetSetting<PointXYZW>(L"NominalEdgePoint")),
+                1.5e-5)
           << offset << " " << lateral;
-      EXPECT_NEAR(DepthOf(edge->_measured_point), offset, 1e-6);
-      EXPECT_GT(edge->_quality, 99.0);
+      EXPECT_NEAR(DepthOf(edge->GetSetting<PointXYZW>(L"MeasuredPoint")), offset, 1e-6);
+      EXPECT_GT(edge->GetSetting<double>(L"Quality"), 99.0);
     }
   }
 }
@@ -59,7 +61,8 @@ TEST(EdgeAnalysis, TheNominalOffsetGivesTheSampleNearestToThatDepth) {
         expected = place;
       }
     }
-    EXPECT_LT(Distance(edge->_measured_point, expected.point()), 1e-9) << offset;
+    EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"), expected.point()), 1e-9)
+        << offset;
   }
 }
 
@@ -70,7 +73,8 @@ TEST(EdgeAnalysis, TheDepthCountsFromTheMeasuredSurface) {
     for (Place& place : places) place.depth += 0.0002;
     const auto edge = Analyzed(OnFlank(0.001, use_nominal_offset), SamplesOf(places));
     ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-    EXPECT_NEAR(DepthOf(edge->_measured_point), 0.0012, use_nominal_offset ? 5e-5 : 1e-6);
+    EXPECT_NEAR(DepthOf(edge->GetSetting<PointXYZW>(L"MeasuredPoint")), 0.0012,
+                use_nominal_offset ? 5e-5 : 1e-6);
   }
 }
 
@@ -78,7 +82,9 @@ TEST(EdgeAnalysis, ADisplacedBorderIsOffByItsDisplacement) {
   for (const double moved : {-0.0004, 0.0003}) {
     const auto edge = Analyzed(OnFlank(0.001, false), SamplesOf(BorderProfile(0.006 + moved)));
     ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-    EXPECT_NEAR(edge->_measured_point.x() - edge->_edge_point.x(), moved, 2e-5);
+    EXPECT_NEAR(edge->GetSetting<PointXYZW>(L"MeasuredPoint").x() -
+                    edge->GetSetting<PointXYZW>(L"NominalEdgePoint").x(),
+                moved, 2e-5);
   }
 }
 
@@ -108,7 +114,10 @@ TEST(EdgeAnalysis, OnARoundingTheEdgeLiesAtTheNominalDepth) {
     request["Feature"]["EdgePoint"] = {x, 0.0, 2.0 + depth};
     const auto edge = Analyzed(request, SamplesOf(Rounded(radius)));
     ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError() << " " << radius;
-    EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 2e-5) << radius;
+    EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                       edge->GetSetting<PointXYZW>(L"NominalEdgePoint")),
+              2e-5)
+        << radius;
   }
 }
 
@@ -118,7 +127,9 @@ TEST(EdgeAnalysis, AStraySampleDoesNotMoveTheEdge) {
   places[70].depth = 0.002;
   const auto edge = Analyzed(OnFlank(0.001, false), SamplesOf(places));
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 3e-5);
+  EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                     edge->GetSetting<PointXYZW>(L"NominalEdgePoint")),
+            3e-5);
 }
 
 TEST(EdgeAnalysis, WhatLiesBehindAGapIsNotPartOfTheTailAtTheOffset) {
@@ -128,7 +139,7 @@ TEST(EdgeAnalysis, WhatLiesBehindAGapIsNotPartOfTheTailAtTheOffset) {
   for (int i = 0; i < 20; ++i) places.push_back({end + 0.0025 + i * 0.0001, 0.0031});
   const auto edge = Analyzed(OnFlank(0.003, true), SamplesOf(places));
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_NEAR(DepthOf(edge->_measured_point), 0.0027, 1e-4);
+  EXPECT_NEAR(DepthOf(edge->GetSetting<PointXYZW>(L"MeasuredPoint")), 0.0027, 1e-4);
 }
 
 /// A step down to a second surface, without a sample on its wall, and with noise on both.
@@ -143,7 +154,7 @@ TEST(EdgeAnalysis, ASecondSurfaceAtTheNominalDepthIsReachedAtItsBeginning) {
   for (const double noise : {0.0, 1e-5}) {
     const auto edge = Analyzed(EdgeRequest(0.001), SamplesOf(Step(0.001, 0.0001, noise)));
     ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-    EXPECT_NEAR(edge->_measured_point.x(), 0.006, 3e-4) << noise;
+    EXPECT_NEAR(edge->GetSetting<PointXYZW>(L"MeasuredPoint").x(), 0.006, 3e-4) << noise;
   }
   // At the nominal offset any of its samples could be the nearest. Without noise it is the first
   // that is exactly as deep; with noise nothing tells, and the result says so.
@@ -182,7 +193,7 @@ TEST(EdgeAnalysis, TheNearestSampleIsTakenAtTheOffsetHoweverFarOffItIs) {
   for (Place& p : places) p.depth += p.depth > 0.0 ? 0.02 * (p.x - 0.0061) : 0.0;
   const auto near = Analyzed(EdgeRequest(0.0013, true), SamplesOf(places));
   EXPECT_TRUE(near->GetIsSuccessful()) << near->GetError();
-  EXPECT_NEAR(DepthOf(near->_measured_point), 0.0019, 1e-5);
+  EXPECT_NEAR(DepthOf(near->GetSetting<PointXYZW>(L"MeasuredPoint")), 0.0019, 1e-5);
   EXPECT_THAT(near->GetWarnings(), testing::ElementsAre(testing::StartsWith(
                                        "The sample taken for the edge lies 0.6 mm above or below "
                                        "the depth asked for")));
@@ -198,7 +209,9 @@ TEST(EdgeAnalysis, ASpacingFarBelowTheNoiseTakesNoLongerThanItsSamples) {
   request["PointSpacing"] = 5e-7;
   const auto edge = Analyzed(request, SamplesOf(BorderProfile(0.006, 0.5, 0.004, 5e-7)));
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 1e-6);
+  EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                     edge->GetSetting<PointXYZW>(L"NominalEdgePoint")),
+            1e-6);
 }
 
 TEST(EdgeAnalysis, AnInclinedCrossSectionShowsTheSameDepth) {
@@ -215,7 +228,7 @@ TEST(EdgeAnalysis, AnInclinedCrossSectionShowsTheSameDepth) {
   }
   const auto edge = Analyzed(OnFlank(0.002, false), samples);
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_NEAR(DepthOf(edge->_measured_point), 0.002, 2e-6);
+  EXPECT_NEAR(DepthOf(edge->GetSetting<PointXYZW>(L"MeasuredPoint")), 0.002, 2e-6);
 }
 
 TEST(EdgeAnalysis, TheMoveToTheStartIsNotTheLine) {
@@ -224,7 +237,7 @@ TEST(EdgeAnalysis, TheMoveToTheStartIsNotTheLine) {
   samples.insert(samples.end(), line.begin(), line.end());
   const auto edge = Analyzed(OnFlank(0.001, false), samples);
   EXPECT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_EQ(edge->_profile.selected.cols(), static_cast<Eigen::Index>(line.size()));
+  EXPECT_EQ(PROTECTED(*edge, _profile).selected.cols(), static_cast<Eigen::Index>(line.size()));
   // A host that numbers nothing sends one line.
   EXPECT_TRUE(Analyzed(OnFlank(0.001, false), SamplesOf(BorderProfile(), 0))->GetIsSuccessful());
 }
@@ -235,7 +248,9 @@ TEST(EdgeAnalysis, OfSeveralLinesTheFirstIsMeasured) {
   samples.insert(samples.end(), second.begin(), second.end());
   const auto edge = Analyzed(OnFlank(0.001, false), samples);
   ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-  EXPECT_LT(Distance(edge->_measured_point, edge->_edge_point), 2e-5);
+  EXPECT_LT(Distance(edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                     edge->GetSetting<PointXYZW>(L"NominalEdgePoint")),
+            2e-5);
 }
 
 // ---- failures
@@ -243,7 +258,7 @@ TEST(EdgeAnalysis, OfSeveralLinesTheFirstIsMeasured) {
 std::string ErrorOf(const json& request, const std::vector<RawDataPoint>& samples) {
   const auto edge = Analyzed(request, samples);
   EXPECT_FALSE(edge->GetIsSuccessful());
-  EXPECT_EQ(edge->_measured_point, PointXYZW());
+  EXPECT_EQ(edge->GetSetting<PointXYZW>(L"MeasuredPoint"), PointXYZW());
   return edge->GetError();
 }
 
@@ -318,14 +333,14 @@ TEST(EdgeFailure, ABorderFartherFromItsNominalThanHalfTheOffset) {
 
 TEST(EdgeFailure, AFailureKeepsTheLastMeasuredPoint) {
   auto edge = Analyzed(OnFlank(0.001, false), SamplesOf(BorderProfile()));
-  const PointXYZW measured = edge->_measured_point;
-  const double quality = edge->_quality;
+  const PointXYZW measured = edge->GetSetting<PointXYZW>(L"MeasuredPoint");
+  const double quality = edge->GetSetting<double>(L"Quality");
   ASSERT_TRUE(edge->GetIsSuccessful());
   edge->UpdateRawData(SamplesOf(BorderProfile(0.0066)));
   edge->AnalyzeFeature();
   EXPECT_FALSE(edge->GetIsSuccessful());
-  EXPECT_EQ(edge->_measured_point, measured);
-  EXPECT_EQ(edge->_quality, quality);
+  EXPECT_EQ(edge->GetSetting<PointXYZW>(L"MeasuredPoint"), measured);
+  EXPECT_EQ(edge->GetSetting<double>(L"Quality"), quality);
   const json result = json::parse(edge->GetResult());
   EXPECT_FALSE(result.contains("Location"));
   EXPECT_EQ(result["Success"], false);
@@ -334,7 +349,7 @@ TEST(EdgeFailure, AFailureKeepsTheLastMeasuredPoint) {
 // ---- re-scan, quality, result, dump
 
 TEST(EdgeRescan, MovesBothPointsAndTakesTheNormalOfTheCrossSection) {
-  EdgeProbe edge(OnFlank(0.001, false).dump());
+  Edge edge(OnFlank(0.001, false).dump());
   edge.SetSetting(L"RescanThreshold", 0.0002);
   edge.UpdateRawData(SamplesOf(BorderProfile(0.0063)));
   testing::internal::CaptureStdout();
@@ -345,22 +360,26 @@ TEST(EdgeRescan, MovesBothPointsAndTakesTheNormalOfTheCrossSection) {
   EXPECT_FALSE(edge.GetIsSuccessful());
   EXPECT_EQ(edge.GetError(), "");
   EXPECT_EQ(edge.GetDriveStep(), RESCAN);
-  EXPECT_EQ(edge._edge_point, edge._measured_point);
+  EXPECT_EQ(edge.GetSetting<PointXYZW>(L"NominalEdgePoint"),
+            edge.GetSetting<PointXYZW>(L"MeasuredPoint"));
   const PointXYZW nominal(0.0065, 0.0, 2.001);
-  EXPECT_LT(Distance(edge._surface_point,
-                     PointXYZW() + (edge._measured_point - nominal) + VectorXYZW(0.0, 0.0, 2.0)),
+  EXPECT_LT(Distance(edge.GetSetting<PointXYZW>(L"NominalSurfacePoint"),
+                     PointXYZW() + (edge.GetSetting<PointXYZW>(L"MeasuredPoint") - nominal) +
+                         VectorXYZW(0.0, 0.0, 2.0)),
             1e-15);
   // The cross section of these samples is y = 0.
-  EXPECT_NEAR(std::abs(edge._surface_normal.y()), 1.0, 1e-9);
-  EXPECT_EQ(edge._surface_normal, edge._profile.cross_section.Normal());
+  EXPECT_NEAR(std::abs(edge.GetSetting<VectorXYZW>(L"NominalSurfaceNormal").y()), 1.0, 1e-9);
+  EXPECT_EQ(edge.GetSetting<VectorXYZW>(L"NominalSurfaceNormal"),
+            PROTECTED(edge, _profile).cross_section.Normal());
 }
 
 TEST(EdgeRescan, AtTheThresholdNoneIsAskedFor) {
-  EdgeProbe edge(OnFlank(0.001, true).dump());
+  Edge edge(OnFlank(0.001, true).dump());
   edge.UpdateRawData(SamplesOf(BorderProfile(0.0063)));
   edge.AnalyzeFeature();
   ASSERT_TRUE(edge.GetIsSuccessful()) << edge.GetError();
-  const double distance = Distance(edge._measured_point, edge._edge_point);
+  const double distance = Distance(edge.GetSetting<PointXYZW>(L"MeasuredPoint"),
+                                   edge.GetSetting<PointXYZW>(L"NominalEdgePoint"));
   edge.SetSetting(L"RescanThreshold", distance);
   edge.AnalyzeFeature();
   EXPECT_TRUE(edge.GetIsSuccessful());
@@ -374,8 +393,8 @@ TEST(EdgeResult, TheQualityFollowsTheScatterOfTheSurface) {
     }
     const auto edge = Analyzed(OnFlank(0.001, false), SamplesOf(places));
     ASSERT_TRUE(edge->GetIsSuccessful()) << edge->GetError();
-    EXPECT_NEAR(edge->_profile.surface_scatter, scatter, 0.1 * scatter);
-    EXPECT_NEAR(edge->_quality, scatter < 1e-5 ? 98.0 : 88.9, 0.5);
+    EXPECT_NEAR(PROTECTED(*edge, _profile).surface_scatter, scatter, 0.1 * scatter);
+    EXPECT_NEAR(edge->GetSetting<double>(L"Quality"), scatter < 1e-5 ? 98.0 : 88.9, 0.5);
   }
 }
 
@@ -390,11 +409,12 @@ TEST(EdgeResult, KeysInOrder) {
       std::string::npos);
   EXPECT_NE(text.find("},\"Success\":true,\"Target\":\"E1\",\"Name\":\"hem\"}"), std::string::npos);
   const json result = json::parse(text);
-  EXPECT_EQ(result["ScanData"]["Count"], edge->_scan_cloud.cols());
+  EXPECT_EQ(result["ScanData"]["Count"], PROTECTED(*edge, _scan_cloud).cols());
   EXPECT_EQ(result["ScanData"]["Data"][0][4], 1);
-  EXPECT_NEAR(result["Location"][0].get<double>(), edge->_measured_point.x(), 1e-8);
+  EXPECT_NEAR(result["Location"][0].get<double>(),
+              edge->GetSetting<PointXYZW>(L"MeasuredPoint").x(), 1e-8);
   EXPECT_FALSE(result.contains("Quality"));
-  const EdgeProbe failed("[]");
+  const Edge failed("[]");
   EXPECT_EQ(failed.GetResult().find(
                 "{\"$type\":\"EdgeTargetResult\",\"ErrorMessage\":\"Unable to parse JSON "
                 "message!\",\"ScanData\":{"),
@@ -404,8 +424,10 @@ TEST(EdgeResult, KeysInOrder) {
 TEST(EdgeDump, WritesAScriptThatBeginsWithItsFiveLines) {
   const auto edge = Analyzed(OnFlank(0.001, false), SamplesOf(BorderProfile()));
   const std::string path = (std::filesystem::temp_directory_path() / "libmfx_edge_dump.m").string();
-  EdgeAccess::Dump(*edge, path, edge->_profile.selected, geometry::Plane(),
-                   edge->_profile.cross_section, edge->_measured_point, edge->_profile.smoothed);
+  EdgeAccess::Dump(*edge, path, PROTECTED(*edge, _profile).selected, geometry::Plane(),
+                   PROTECTED(*edge, _profile).cross_section,
+                   edge->GetSetting<PointXYZW>(L"MeasuredPoint"),
+                   PROTECTED(*edge, _profile).smoothed);
   std::stringstream text;
   text << std::ifstream(path).rdbuf();
   std::filesystem::remove(path);
@@ -416,7 +438,7 @@ TEST(EdgeDump, WritesAScriptThatBeginsWithItsFiveLines) {
 }
 
 TEST(EdgeDump, TellsWhenItsFileIsNotOpen) {
-  const EdgeProbe edge(EdgeRequest().dump());
+  const Edge edge(EdgeRequest().dump());
   testing::internal::CaptureStdout();
   EdgeAccess::Dump(edge, std::string("/no/such/folder/dump.m"), PointCloud(), geometry::Plane(),
                    geometry::Plane(), PointXYZW());

@@ -6,6 +6,7 @@
 
 #include "edge_profile.h"
 #include "libmfx/geometry/line.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -13,11 +14,10 @@ namespace {
 using data_structures::Distance;
 using test::BorderProfile;
 using test::CloudOf;
-using test::EdgeProbe;
 using test::EdgeRequest;
 using test::Place;
 
-EdgeProbe Probe() { return EdgeProbe(EdgeRequest().dump()); }
+Edge Probe() { return Edge(EdgeRequest().dump()); }
 
 /// Columns whose x is i squared.
 PointCloud Squares(int n) {
@@ -27,9 +27,9 @@ PointCloud Squares(int n) {
 }
 
 TEST(EdgeSmoothing, ASpanLargerThanTheCloudFails) {
-  EdgeProbe edge = Probe();
+  Edge edge = Probe();
   PointCloud out;
-  EXPECT_FALSE(edge.smooth_sliding_window(Squares(5), 7, out));
+  EXPECT_FALSE(PROTECTED(edge, smooth_sliding_window)(Squares(5), 7, out));
   EXPECT_EQ(edge.GetError(),
             "Edge::smooth_sliding_window(): Error - The span is greater than the scan_segment.");
   EXPECT_EQ(out.cols(), 0);
@@ -37,18 +37,18 @@ TEST(EdgeSmoothing, ASpanLargerThanTheCloudFails) {
 
 TEST(EdgeSmoothing, AnEvenSpanFails) {
   for (const long long span : {4LL, 0LL, -1LL, -2LL}) {
-    EdgeProbe edge = Probe();
+    Edge edge = Probe();
     PointCloud out;
-    EXPECT_FALSE(edge.smooth_sliding_window(Squares(5), span, out)) << span;
+    EXPECT_FALSE(PROTECTED(edge, smooth_sliding_window)(Squares(5), span, out)) << span;
     EXPECT_EQ(edge.GetError(), "Edge::smooth_sliding_window(): Error - The span must be odd.");
   }
 }
 
 TEST(EdgeSmoothing, TheWindowStopsOneColumnShortAndNarrowsTowardsTheEnds) {
-  EdgeProbe edge = Probe();
+  Edge edge = Probe();
   const PointCloud in = Squares(11);
   PointCloud out;
-  ASSERT_TRUE(edge.smooth_sliding_window(in, 5, out));
+  ASSERT_TRUE(PROTECTED(edge, smooth_sliding_window)(in, 5, out));
   const auto mean = [](int from, int to) {  // `to` left out
     double sum = 0.0;
     for (int i = from; i < to; ++i) sum += i * i;
@@ -63,17 +63,17 @@ TEST(EdgeSmoothing, TheWindowStopsOneColumnShortAndNarrowsTowardsTheEnds) {
 }
 
 TEST(EdgeSmoothing, NearTheEndTheHalfWidthIsWhatIsLeft) {
-  EdgeProbe edge = Probe();
+  Edge edge = Probe();
   PointCloud out;
-  ASSERT_TRUE(edge.smooth_sliding_window(Squares(11), 9, out));
+  ASSERT_TRUE(PROTECTED(edge, smooth_sliding_window)(Squares(11), 9, out));
   // Column 7 with 2 to either side: 5, 6, 7, 8.
   EXPECT_NEAR(out.data()(0, 7), (25.0 + 36.0 + 49.0 + 64.0) / 4.0, 1e-12);
 }
 
 TEST(EdgeSmoothing, ASpanOfOneCopies) {
-  EdgeProbe edge = Probe();
+  Edge edge = Probe();
   PointCloud out;
-  ASSERT_TRUE(edge.smooth_sliding_window(Squares(6), 1, out));
+  ASSERT_TRUE(PROTECTED(edge, smooth_sliding_window)(Squares(6), 1, out));
   EXPECT_EQ(out.data(), Squares(6).data());
 }
 
@@ -86,11 +86,11 @@ struct Split {
 };
 
 Split SplitOf(const PointCloud& in, double clearance = 0.005, double spacing = 0.0001) {
-  EdgeProbe edge = Probe();
-  edge._clearance_zone = clearance;
-  edge._point_spacing = spacing;
+  Edge edge = Probe();
+  edge.SetSetting<double>(L"ClearanceZone", clearance);
+  edge.SetSetting<double>(L"PointSpacing", spacing);
   Split split;
-  split.done = edge.split_curve(in, split.straight, split.curved, split.index);
+  split.done = PROTECTED(edge, split_curve)(in, split.straight, split.curved, split.index);
   split.error = edge.GetError();
   return split;
 }
@@ -175,28 +175,29 @@ TEST(EdgeSplit, TheWayInWhichALineIsScannedDoesNotTurnTheReference) {
   std::vector<Place> places = BorderProfile();
   const Split right = SplitOf(CloudOf(places));
   for (Place& place : places) place.x = -place.x;
-  EdgeProbe edge = Probe();
-  edge._edge_point = PointXYZW(-0.006, 0.0, 2.001);
+  Edge edge = Probe();
+  edge.SetSetting<PointXYZW>(L"NominalEdgePoint", PointXYZW(-0.006, 0.0, 2.001));
   PointCloud straight, curved;
   long long index = -1;
-  ASSERT_TRUE(edge.split_curve(CloudOf(places), straight, curved, index)) << edge.GetError();
+  ASSERT_TRUE(PROTECTED(edge, split_curve)(CloudOf(places), straight, curved, index))
+      << edge.GetError();
   EXPECT_EQ(index, right.index);
 }
 
 TEST(EdgeFrame, APointIsProjectedShiftedAndMultipliedByTheFrame) {
-  EdgeProbe edge = Probe();
+  Edge edge = Probe();
   geometry::Plane plane(PointXYZW(0.3, -0.2, 2.0), VectorXYZW(0.2, -0.5, 1.0));
   const Eigen::Vector3d translation(0.1, 0.2, 1.5);
   const PointXYZW p(0.4, 0.7, 1.1);
-  const PointXYZW carried = edge.transformPt(p, plane, translation);
+  const PointXYZW carried = PROTECTED(edge, transformPt)(p, plane, translation);
   const Eigen::Vector3d expected = plane.TBN() * (plane.Project(p).xyz() - translation);
   EXPECT_LT((carried.xyz() - expected).norm(), 1e-15);
   EXPECT_EQ(carried.w(), 1.0);
   const PointCloud cloud = CloudOf({{0.1, 0.2}, {-0.3, 0.4}});
-  const PointCloud moved = edge.transform(cloud, plane, translation);
+  const PointCloud moved = PROTECTED(edge, transform)(cloud, plane, translation);
   ASSERT_EQ(moved.cols(), 2);
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(moved.point(i), edge.transformPt(cloud.point(i), plane, translation));
+    EXPECT_EQ(moved.point(i), PROTECTED(edge, transformPt)(cloud.point(i), plane, translation));
     EXPECT_EQ(moved.data().col(i).tail(2), cloud.data().col(i).tail(2));
   }
 }

@@ -8,17 +8,17 @@
 #include "edge_profile.h"
 #include "feature_probe.h"
 #include "paths.h"
+#include "protected.h"
 #include "settings.h"
 
 namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::EdgeProbe;
 using test::EdgeRequest;
 using test::PointsOf;
 
-std::string ErrorOf(const json& request) { return EdgeProbe(request.dump()).GetError(); }
+std::string ErrorOf(const json& request) { return Edge(request.dump()).GetError(); }
 
 TEST(EdgeRequest, EveryKeyIsRead) {
   json request = EdgeRequest(0.002, true);
@@ -29,19 +29,19 @@ TEST(EdgeRequest, EveryKeyIsRead) {
   request["ScanOrigin"] = {0.1, 0.0, 0.0};
   request["Feature"]["Name"] = "hem";
   request["Feature"]["SurfaceNormal"] = {0.0, 0.0, -3.0};
-  const EdgeProbe edge(request.dump());
+  const Edge edge(request.dump());
   EXPECT_EQ(edge.GetError(), "");
-  EXPECT_EQ(edge._quality_threshold, 40.0);
-  EXPECT_EQ(edge._clearance_zone, 0.004);
-  EXPECT_EQ(edge._scan_lines, 3);
-  EXPECT_EQ(edge._point_spacing, 0.0002);
-  EXPECT_TRUE(edge._use_nominal_offset);
-  EXPECT_EQ(edge._scan_origin, PointXYZW(0.1, 0.0, 0.0));
-  EXPECT_EQ(edge._surface_point, PointXYZW(0.0, 0.0, 2.0));
-  EXPECT_EQ(edge._surface_normal, VectorXYZW(0.0, 0.0, -1.0));
-  EXPECT_EQ(edge._edge_point, PointXYZW(0.006, 0.0, 2.002));
-  EXPECT_NEAR(edge._nominal_offset, 0.002, 1e-15);
-  EXPECT_NEAR(edge._incidence_angle, std::atan2(0.1, 2.0), 1e-12);
+  EXPECT_EQ(edge.GetSetting<double>(L"QualityThreshold"), 40.0);
+  EXPECT_EQ(edge.GetSetting<double>(L"ClearanceZone"), 0.004);
+  EXPECT_EQ(PROTECTED(edge, _scan_lines), 3);
+  EXPECT_EQ(edge.GetSetting<double>(L"PointSpacing"), 0.0002);
+  EXPECT_TRUE(edge.GetSetting<bool>(L"UseNominalOffset"));
+  EXPECT_EQ(PROTECTED(edge, _scan_origin), PointXYZW(0.1, 0.0, 0.0));
+  EXPECT_EQ(edge.GetSetting<PointXYZW>(L"NominalSurfacePoint"), PointXYZW(0.0, 0.0, 2.0));
+  EXPECT_EQ(edge.GetSetting<VectorXYZW>(L"NominalSurfaceNormal"), VectorXYZW(0.0, 0.0, -1.0));
+  EXPECT_EQ(edge.GetSetting<PointXYZW>(L"NominalEdgePoint"), PointXYZW(0.006, 0.0, 2.002));
+  EXPECT_NEAR(PROTECTED(edge, _nominal_offset), 0.002, 1e-15);
+  EXPECT_NEAR(PROTECTED(edge, _incidence_angle), std::atan2(0.1, 2.0), 1e-12);
   const json result = json::parse(edge.GetResult());
   EXPECT_EQ(result["Target"], "E1");
   EXPECT_EQ(result["Name"], "hem");
@@ -50,13 +50,13 @@ TEST(EdgeRequest, EveryKeyIsRead) {
 TEST(EdgeRequest, AbsentKeysKeepTheirDefaults) {
   json request = EdgeRequest();
   request.erase("UseNominalOffset");
-  const EdgeProbe edge(request.dump());
-  EXPECT_EQ(edge._quality_threshold, 50.0);
-  EXPECT_EQ(edge._clearance_zone, 0.005);
-  EXPECT_EQ(edge._scan_lines, 1);
-  EXPECT_EQ(edge._point_spacing, 0.0001);
-  EXPECT_FALSE(edge._use_nominal_offset);
-  EXPECT_EQ(edge._quality, 0.0);
+  const Edge edge(request.dump());
+  EXPECT_EQ(edge.GetSetting<double>(L"QualityThreshold"), 50.0);
+  EXPECT_EQ(edge.GetSetting<double>(L"ClearanceZone"), 0.005);
+  EXPECT_EQ(PROTECTED(edge, _scan_lines), 1);
+  EXPECT_EQ(edge.GetSetting<double>(L"PointSpacing"), 0.0001);
+  EXPECT_FALSE(edge.GetSetting<bool>(L"UseNominalOffset"));
+  EXPECT_EQ(edge.GetSetting<double>(L"Quality"), 0.0);
 }
 
 TEST(EdgeRequest, AZeroSurfaceNormalIsRefused) {
@@ -73,14 +73,14 @@ TEST(EdgeRequest, EachRequiredKeyIsMissed) {
   for (const char* key : {"SurfacePoint", "SurfaceNormal", "EdgePoint"}) {
     json request = EdgeRequest();
     request["Feature"].erase(key);
-    EdgeProbe edge(request.dump());
+    Edge edge(request.dump());
     EXPECT_EQ(edge.GetError(),
               "Request does not contain nominal point, nominal surface vector, or nominal edge "
               "point!");
-    EXPECT_FALSE(edge._nominals_valid);
+    EXPECT_FALSE(PROTECTED(edge, _nominals_valid));
     EXPECT_TRUE(edge.GetDrivePoints(true).empty());
   }
-  EXPECT_EQ(EdgeProbe("[]").GetError(), "Unable to parse JSON message!");
+  EXPECT_EQ(Edge("[]").GetError(), "Unable to parse JSON message!");
 }
 
 /// A border seen from a scan origin that stands `side` metres to its outside, one metre away.
@@ -153,7 +153,7 @@ TEST(EdgeRequest, TheTableOfSettings) {
 
 /// The drive points of a request's one line.
 std::vector<Position> LineOf(const json& request) {
-  EdgeProbe edge(request.dump());
+  Edge edge(request.dump());
   const std::vector<Position> points = PointsOf(edge.GetDrivePoints(false));
   EXPECT_EQ(points.size(), 2U) << edge.GetError();
   EXPECT_EQ(PointsOf(edge.GetLastDrivePoints()), points);
@@ -196,7 +196,7 @@ TEST(EdgePlan, AnEdgePointOverTheSurfacePointGivesALineStraightDown) {
 
 TEST(EdgePlan, AbsurdValuesAreRefusedByName) {
   const auto refusal = [](const char* name, const auto& value) {
-    EdgeProbe edge(EdgeRequest().dump());
+    Edge edge(EdgeRequest().dump());
     edge.SetSetting(std::wstring(name, name + std::string(name).size()), value);
     EXPECT_TRUE(edge.GetDrivePoints(true).empty());
     EXPECT_TRUE(edge.GetLastDrivePoints().empty());
@@ -216,7 +216,7 @@ TEST(EdgePlan, AbsurdValuesAreRefusedByName) {
 TEST(EdgePlan, AnErrorLeavesNothingToDrive) {
   json request = EdgeRequest();
   request["Feature"]["SurfaceNormal"] = {0.0, 0.0, 0.0};
-  EdgeProbe edge(request.dump());
+  Edge edge(request.dump());
   EXPECT_TRUE(edge.GetDrivePoints(true).empty());
   EXPECT_FALSE(edge.Reset(false, false));
 }

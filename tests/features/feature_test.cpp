@@ -8,6 +8,7 @@
 #include "feature_probe.h"
 #include "libmfx/features/hole.h"
 #include "paths.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -31,7 +32,7 @@ TEST(Feature, Defaults) {
   EXPECT_EQ(probe.QualityThreshold(), 0.0);
   EXPECT_TRUE(probe.GetHighSpeedAllowed());
   EXPECT_FALSE(probe.OutputDataBySegment());
-  EXPECT_EQ(probe._rescan_threshold, std::numeric_limits<double>::max());
+  EXPECT_EQ(PROTECTED(probe, _rescan_threshold), std::numeric_limits<double>::max());
   EXPECT_EQ(probe.GetResult(), "<<Automated result string generation coming soon...>>");
   EXPECT_TRUE(probe.GetLastDrivePoints().empty());
 }
@@ -46,7 +47,7 @@ TEST(Feature, DrivePointsAreGeneratedOnceUnlessForced) {
 
 TEST(Feature, BaseSetRawDataStoresAlsoWhenAnErrorIsSet) {
   FeatureProbe probe;
-  probe.SetError("broken");
+  PROTECTED(probe, SetError)("broken");
   std::queue<Position> next;
   EXPECT_TRUE(probe.SetRawData(kOne, next));
   EXPECT_TRUE(probe.SetRawData(kTwo, next));
@@ -81,7 +82,7 @@ TEST(Feature, StagedSetRawDataKeepsHeldDataWhileUpdateReplacesIt) {
 TEST(Feature, StagedSetRawDataDropsSamplesWhenAnErrorIsSet) {
   FeatureProbe probe;
   probe.staged = true;
-  probe.SetError("broken");
+  PROTECTED(probe, SetError)("broken");
   std::queue<Position> next;
   EXPECT_TRUE(probe.SetRawData(kOne, next));
   EXPECT_TRUE(probe.GetRawData().empty());
@@ -91,7 +92,7 @@ TEST(Feature, StagedSetRawDataTakesNoSamplesInOtherSteps) {
   FeatureProbe probe;
   probe.staged = true;
   for (const DRIVE_STEP step : {SURFACE_RANGE, FEATURE_SCAN_PATTERN, RESCAN}) {
-    probe._drive_step = step;
+    PROTECTED(probe, _drive_step) = step;
     std::queue<Position> next;
     EXPECT_TRUE(probe.SetRawData({}, next));
     EXPECT_EQ(probe.GetDriveStep(), INITIAL);
@@ -102,7 +103,7 @@ TEST(Feature, StagedSetRawDataTakesNoSamplesInOtherSteps) {
 TEST(Feature, SearchSamplesMoveTheNominalAndAreNotStored) {
   FeatureProbe probe;
   probe.staged = true;
-  probe._search_enabled = true;
+  PROTECTED(probe, _search_enabled) = true;
   EXPECT_TRUE(probe.Reset(false, true));
   probe.GetDrivePoints(true);
   EXPECT_EQ(probe.GetDriveStep(), SEARCH);
@@ -119,8 +120,8 @@ TEST(Feature, SearchSamplesMoveTheNominalAndAreNotStored) {
 TEST(Feature, SearchThatLeavesInvalidNominalsHandsOutNothing) {
   FeatureProbe probe;
   probe.staged = true;
-  probe._drive_step = SEARCH;
-  probe._nominals_valid = false;
+  PROTECTED(probe, _drive_step) = SEARCH;
+  PROTECTED(probe, _nominals_valid) = false;
   std::queue<Position> next;
   EXPECT_TRUE(probe.SetRawData({}, next));
   EXPECT_TRUE(next.empty());
@@ -130,7 +131,7 @@ TEST(Feature, SearchThatLeavesInvalidNominalsHandsOutNothing) {
 TEST(Feature, ResetWithoutSearchEnabledRetries) {
   FeatureProbe probe;
   probe.UpdateRawData(kOne);
-  probe.SetError("broken");
+  PROTECTED(probe, SetError)("broken");
   probe.AnalyzeFeature();
   const LogCollector collector;
   EXPECT_FALSE(probe.Reset(false, true));
@@ -144,11 +145,11 @@ TEST(Feature, ResetWithoutSearchEnabledRetries) {
 
 TEST(Feature, APendingRescanBeatsASearch) {
   FeatureProbe probe;
-  probe._search_enabled = true;
-  probe._drive_step = RESCAN;
+  PROTECTED(probe, _search_enabled) = true;
+  PROTECTED(probe, _drive_step) = RESCAN;
   const LogCollector collector;
   EXPECT_FALSE(probe.Reset(false, true));
-  EXPECT_FALSE(probe._search);
+  EXPECT_FALSE(PROTECTED(probe, _search));
   EXPECT_EQ(probe.GetDriveStep(), INITIAL);
   EXPECT_EQ(collector.Texts(),
             (Texts{L"Restart! Rescanning from updated nominal..", L"Nominals are valid."}));
@@ -156,7 +157,7 @@ TEST(Feature, APendingRescanBeatsASearch) {
 
 TEST(Feature, ResetWithoutTheSearchArgumentSaysSearchingAndDoesNot) {
   FeatureProbe probe;
-  probe._search_enabled = true;
+  PROTECTED(probe, _search_enabled) = true;
   const LogCollector collector;
   EXPECT_FALSE(probe.Reset(false, false));
   EXPECT_EQ(collector.Texts(), (Texts{L"Searching!", L"Nominals are valid."}));
@@ -165,8 +166,8 @@ TEST(Feature, ResetWithoutTheSearchArgumentSaysSearchingAndDoesNot) {
 
 TEST(Feature, ReanalyseIgnoresTheSecondArgument) {
   FeatureProbe probe;
-  probe._search_enabled = true;
-  probe._drive_step = FEATURE_SCAN_PATTERN;
+  PROTECTED(probe, _search_enabled) = true;
+  PROTECTED(probe, _drive_step) = FEATURE_SCAN_PATTERN;
   probe.UpdateRawData(kOne);
   const LogCollector collector;
   EXPECT_FALSE(probe.Reset(true, true));
@@ -174,14 +175,14 @@ TEST(Feature, ReanalyseIgnoresTheSecondArgument) {
   EXPECT_EQ(probe.GetRawData(), kOne);
   EXPECT_EQ(probe.GetDriveStep(), FEATURE_SCAN_PATTERN);
   EXPECT_EQ(probe.resets, 0);
-  probe._search = true;
+  PROTECTED(probe, _search) = true;
   EXPECT_TRUE(probe.Reset(true, false));
 }
 
 TEST(Feature, ResetOfInvalidNominals) {
   FeatureProbe probe;
-  probe._nominals_valid = false;
-  probe.SetError("bad request");
+  PROTECTED(probe, _nominals_valid) = false;
+  PROTECTED(probe, SetError)("bad request");
   const LogCollector collector;
   EXPECT_FALSE(probe.Reset(false, false));
   EXPECT_EQ(collector.Texts().back(), L"Invalid nominals!");
@@ -200,22 +201,22 @@ TEST(Feature, ResetTracesItsHeadWithoutALineEnd) {
 TEST(Feature, ErrorsAreLoggedAtLevelThree) {
   FeatureProbe probe;
   const LogCollector collector;
-  probe.SetError("broken");
+  PROTECTED(probe, SetError)("broken");
   ASSERT_FALSE(collector.Lines().empty());
   EXPECT_EQ(collector.Lines().front(), (test::LogLine{L"Probe", 3, L"broken\n"}));
   EXPECT_EQ(probe.GetError(), "broken");
-  probe.SetError("");
+  PROTECTED(probe, SetError)("");
   EXPECT_EQ(probe.GetError(), "");
   EXPECT_EQ(collector.Texts().size(), 1U);
 }
 
 TEST(Feature, RescanFiresStrictlyAboveTheThreshold) {
   FeatureProbe probe;
-  probe._rescan_threshold = 0.5;
-  EXPECT_FALSE(probe.TriggerRescan(0.5));
+  PROTECTED(probe, _rescan_threshold) = 0.5;
+  EXPECT_FALSE(PROTECTED(probe, TriggerRescan)(0.5));
   EXPECT_EQ(probe.GetDriveStep(), INITIAL);
   testing::internal::CaptureStdout();
-  EXPECT_TRUE(probe.TriggerRescan(0.75));
+  EXPECT_TRUE(PROTECTED(probe, TriggerRescan)(0.75));
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Rescan triggered! 0.75> 0.5\n");
   EXPECT_EQ(probe.GetDriveStep(), RESCAN);
 }
@@ -224,7 +225,7 @@ TEST(Feature, ACopyLogsUnderItsSource) {
   FeatureProbe source;
   FeatureProbe copy(source);
   const LogCollector collector;
-  copy.SetError("from the copy");
+  PROTECTED(copy, SetError)("from the copy");
   EXPECT_EQ(collector.Lines().front().name, L"Probe");
 }
 
@@ -237,7 +238,7 @@ struct NamedProbe : FeatureProbe {
 
 std::wstring NameOfLineFrom(FeatureProbe& probe) {
   const LogCollector collector;
-  probe.SetError("line");
+  PROTECTED(probe, SetError)("line");
   return LogCollector::Lines().back().name;  // the one before ends first
 }
 
@@ -288,19 +289,19 @@ TEST(Feature, WarningsBelongToTheLastAnalysis) {
 
 TEST(Constrain, HalfTurn) {
   FeatureProbe probe;
-  EXPECT_EQ(probe.Constrain180(-kPi), kPi);
-  EXPECT_EQ(probe.Constrain180(kPi), kPi);
-  EXPECT_EQ(probe.Constrain180(4.0), 4.0 - 2 * kPi);
-  EXPECT_EQ(probe.Constrain180(0.5), 0.5);
+  EXPECT_EQ(PROTECTED(probe, Constrain180)(-kPi), kPi);
+  EXPECT_EQ(PROTECTED(probe, Constrain180)(kPi), kPi);
+  EXPECT_EQ(PROTECTED(probe, Constrain180)(4.0), 4.0 - 2 * kPi);
+  EXPECT_EQ(PROTECTED(probe, Constrain180)(0.5), 0.5);
   // At most one turn.
-  EXPECT_EQ(probe.Constrain180(10.0), 10.0 - 2 * kPi);
+  EXPECT_EQ(PROTECTED(probe, Constrain180)(10.0), 10.0 - 2 * kPi);
 }
 
 TEST(Constrain, FullTurn) {
   FeatureProbe probe;
-  EXPECT_EQ(probe.Constrain360(7.0), 7.0);
-  EXPECT_EQ(probe.Constrain360(-1.0), -1.0 + 2 * kPi);
-  EXPECT_EQ(probe.Constrain360(0.0), 0.0);
+  EXPECT_EQ(PROTECTED(probe, Constrain360)(7.0), 7.0);
+  EXPECT_EQ(PROTECTED(probe, Constrain360)(-1.0), -1.0 + 2 * kPi);
+  EXPECT_EQ(PROTECTED(probe, Constrain360)(0.0), 0.0);
 }
 
 std::vector<double> UnwrappedAzimuths(std::vector<double> azimuths, int direction, bool flip) {
@@ -308,7 +309,7 @@ std::vector<double> UnwrappedAzimuths(std::vector<double> azimuths, int directio
   std::queue<Position> queue;
   for (const double az : azimuths) queue.emplace(az, 0.1, 2.0, 0.001);
   std::vector<double> result;
-  for (const Position& p : PointsOf(probe.UnwrapDrivePoints(queue, direction, flip))) {
+  for (const Position& p : PointsOf(PROTECTED(probe, UnwrapDrivePoints)(queue, direction, flip))) {
     EXPECT_EQ(p.range, 2.0);
     EXPECT_EQ(p.point_spacing, 0.001);
     result.push_back(p.azimuth);
@@ -320,7 +321,7 @@ std::vector<double> UnwrappedAzimuths(std::vector<double> azimuths, int directio
 TEST(Unwrap, EmptyAndSinglePoint) {
   FeatureProbe probe;
   std::queue<Position> empty;
-  EXPECT_TRUE(probe.UnwrapDrivePoints(empty, 0, true).empty());
+  EXPECT_TRUE(PROTECTED(probe, UnwrapDrivePoints)(empty, 0, true).empty());
   EXPECT_EQ(UnwrappedAzimuths({-3.1}, 1, false), (std::vector<double>{-3.1}));
 }
 
@@ -353,7 +354,7 @@ TEST(Unwrap, SeamOnceSeenStaysSeen) {
 TEST(Unwrap, PointsInBothRearBandsAreFlippedOverTheTop) {
   FeatureProbe probe;
   auto queue = QueueOf({{3.0, 0.1, 2.0, 0.0}, {-3.0, 0.2, 2.0, 0.5}, {0.0, 0.3, 2.0, 0.5}});
-  const auto points = PointsOf(probe.UnwrapDrivePoints(queue, 0, true));
+  const auto points = PointsOf(PROTECTED(probe, UnwrapDrivePoints)(queue, 0, true));
   EXPECT_EQ(points[0], Position(3.0 - kPi, -0.1 - kPi, 2.0, 0.0));
   EXPECT_EQ(points[1], Position(-3.0 + kPi, -0.2 - kPi, 2.0, 0.5));
   EXPECT_EQ(points[2], Position(kPi, -0.3 - kPi, 2.0, 0.5));

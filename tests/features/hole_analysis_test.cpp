@@ -8,6 +8,7 @@
 #include "feature_probe.h"
 #include "features/shared/segments.h"
 #include "ideal_hole.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -45,8 +46,8 @@ Samples HalfLines(int lines, Keep keep) {
   return samples;
 }
 
-HoleProbe Analysed(const Samples& samples, const json& request = HoleRequest()) {
-  HoleProbe hole(request.dump());
+Hole Analysed(const Samples& samples, const json& request = HoleRequest()) {
+  Hole hole(request.dump());
   hole.UpdateRawData(samples);
   hole.AnalyzeFeature();
   return hole;
@@ -54,13 +55,14 @@ HoleProbe Analysed(const Samples& samples, const json& request = HoleRequest()) 
 
 TEST(HoleAnalysis, FindsAnIdealHoleFacingTheInstrument) {
   for (const double radius : {0.0025, 0.004, 0.005, 0.008, 0.02}) {
-    const HoleProbe hole = Measure(HoleRequest(radius), {.radius = radius});
+    const Hole hole = Measure(HoleRequest(radius), {.radius = radius});
     ASSERT_TRUE(hole.GetIsSuccessful()) << radius << hole.GetError();
     // Each rim point lies up to a point spacing outside the rim.
-    EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5) << radius;
-    EXPECT_LT((hole._measured_normal - VectorXYZW(0, 0, -1)).norm(), 1e-9);
-    EXPECT_EQ(hole._measured_radius, radius) << "the nominal is repeated";
-    EXPECT_GT(hole._quality, 80.0);
+    EXPECT_LT((hole.GetSetting<PointXYZW>(L"MeasuredPoint") - PointXYZW(0, 0, 2)).norm(), 5e-5)
+        << radius;
+    EXPECT_LT((hole.GetSetting<VectorXYZW>(L"MeasuredNormal") - VectorXYZW(0, 0, -1)).norm(), 1e-9);
+    EXPECT_EQ(hole.GetSetting<double>(L"Radius"), radius) << "the nominal is repeated";
+    EXPECT_GT(hole.GetSetting<double>(L"Quality"), 80.0);
   }
 }
 
@@ -69,26 +71,28 @@ TEST(HoleAnalysis, FindsAnIdealHoleAtEveryIncidence) {
     for (const IdealHole& ideal :
          {IdealHole{}, IdealHole{.wall = 0.002}, IdealHole{.wall = 0.02}, IdealHole{.behind = 0.05},
           IdealHole{.wall = 0.01, .behind = 0.03}}) {
-      const HoleProbe hole = Measure(TiltedRequest(incidence), Tilted(incidence, ideal));
+      const Hole hole = Measure(TiltedRequest(incidence), Tilted(incidence, ideal));
       ASSERT_TRUE(hole.GetIsSuccessful()) << incidence << hole.GetError();
-      EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 8e-5)
+      EXPECT_LT((hole.GetSetting<PointXYZW>(L"MeasuredPoint") - PointXYZW(0, 0, 2)).norm(), 8e-5)
           << incidence << " wall " << ideal.wall << " behind " << ideal.behind;
-      EXPECT_LT((hole._measured_normal.xyz() - Tilted(incidence).normal).norm(), 2e-3);
+      EXPECT_LT(
+          (hole.GetSetting<VectorXYZW>(L"MeasuredNormal").xyz() - Tilted(incidence).normal).norm(),
+          2e-3);
     }
   }
 }
 
 TEST(HoleAnalysis, SamplesBelowTheThresholdFailAtOnce) {
-  const HoleProbe hole = Measure(HoleRequest(), {.quality = 49.9});
+  const Hole hole = Measure(HoleRequest(), {.quality = 49.9});
   EXPECT_FALSE(hole.GetIsSuccessful());
   EXPECT_EQ(hole.GetError(), "Hole::Analyze(): All scanned data was filtered!");
-  EXPECT_EQ(hole._segments.size(), 0u);
+  EXPECT_EQ(PROTECTED(hole, _segments).size(), 0u);
   EXPECT_TRUE(Measure(HoleRequest(), {.quality = 50.0}).GetIsSuccessful());
   EXPECT_EQ(Analysed({}).GetError(), "Hole::Analyze(): All scanned data was filtered!");
 }
 
 TEST(HoleAnalysis, SamplesThatAreNotFiniteAreFiltered) {
-  const HoleProbe whole = Measure(HoleRequest(), {});
+  const Hole whole = Measure(HoleRequest(), {});
   Samples samples = whole.GetRawData();
   const double nan = std::numeric_limits<double>::quiet_NaN();
   for (std::size_t i = 0; i < 60; ++i) {
@@ -96,61 +100,65 @@ TEST(HoleAnalysis, SamplesThatAreNotFiniteAreFiltered) {
     (i % 3 == 0 ? bad.azimuth : i % 3 == 1 ? bad.range : bad.quality) = nan;
     samples.insert(samples.begin() + static_cast<std::ptrdiff_t>(i * 7), bad);
   }
-  const HoleProbe hole = Analysed(samples);
+  const Hole hole = Analysed(samples);
   ASSERT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
-  EXPECT_EQ(hole._measured_center, whole._measured_center);
+  EXPECT_EQ(hole.GetSetting<PointXYZW>(L"MeasuredPoint"),
+            whole.GetSetting<PointXYZW>(L"MeasuredPoint"));
 }
 
 TEST(HoleAnalysis, AnErrorEndsTheAnalysisBeforeItBegins) {
-  HoleProbe hole(HoleRequest().dump());
-  hole.SetError("stop");
-  EXPECT_FALSE(hole.Analyze());
+  Hole hole(HoleRequest().dump());
+  PROTECTED(hole, SetError)("stop");
+  EXPECT_FALSE(PROTECTED(hole, Analyze)());
   EXPECT_EQ(hole.GetError(), "stop");
 }
 
 TEST(HoleAnalysis, JumpsAndFarSamplesAreNoSegments) {
-  const HoleProbe hole = Measure(HoleRequest(), {});
-  EXPECT_EQ(hole._segments.size(), 18u);
-  for (const PointCloud& segment : hole._segments) {
+  const Hole hole = Measure(HoleRequest(), {});
+  const auto& segments = PROTECTED(hole, _segments);
+  EXPECT_EQ(segments.size(), 18u);
+  for (const PointCloud& segment : segments) {
     EXPECT_EQ(static_cast<int>(segment.data()(4, 0)) % 2, 1);
   }
-  EXPECT_EQ(hole._segment_point_count, shared::ColumnsOf(hole._segments));
-  const HoleProbe plain = Measure(HoleRequest(0.004), {.radius = 0.004});
-  EXPECT_EQ(plain._segments.size(), 18u);
-  for (const PointCloud& segment : plain._segments) {
+  EXPECT_EQ(PROTECTED(hole, _segment_point_count), shared::ColumnsOf(segments));
+  const Hole plain = Measure(HoleRequest(0.004), {.radius = 0.004});
+  EXPECT_EQ(PROTECTED(plain, _segments).size(), 18u);
+  for (const PointCloud& segment : PROTECTED(plain, _segments)) {
     EXPECT_NE(static_cast<int>(segment.data()(4, 0)) % 3, 0);
   }
   // Twice the radius and the clearance: 21 mm from the nominal centre.
-  HoleProbe far(HoleRequest().dump());
+  Hole far(HoleRequest().dump());
   const auto at = [](double x) {
     return RawDataPoint(AzElRange(PointXYZW(x, 0, 2)).azimuth, 0,
                         AzElRange(PointXYZW(x, 0, 2)).range, 80, 1);
   };
-  far._scan_cloud = PointCloud({at(0.0209), at(0.0211), at(0.01)}, EMBEDDING_XYZ, 50, true);
-  far.CutIntoSegments();
-  ASSERT_EQ(far._segments.size(), 1u);
-  EXPECT_EQ(far._segments[0].cols(), 2);
+  PROTECTED(far, _scan_cloud) =
+      PointCloud({at(0.0209), at(0.0211), at(0.01)}, EMBEDDING_XYZ, 50, true);
+  PROTECTED(far, CutIntoSegments)();
+  ASSERT_EQ(PROTECTED(far, _segments).size(), 1u);
+  EXPECT_EQ(PROTECTED(far, _segments)[0].cols(), 2);
 }
 
 TEST(HoleAnalysis, ASecondAnalysisAddsItsPointsToTheCountAndKeepsTheIncidence) {
-  HoleProbe hole = Measure(HoleRequest(), {});
-  const int count = hole._segment_point_count;
-  EXPECT_TRUE(hole._low_incidence);
+  Hole hole = Measure(HoleRequest(), {});
+  auto& segment_point_count = PROTECTED(hole, _segment_point_count);
+  const int count = segment_point_count;
+  EXPECT_TRUE(PROTECTED(hole, _low_incidence));
   hole.AnalyzeFeature();
-  EXPECT_EQ(hole._segment_point_count, 2 * count);
+  EXPECT_EQ(segment_point_count, 2 * count);
   hole.Reset(true, false);
-  EXPECT_TRUE(hole._low_incidence);
-  EXPECT_EQ(hole._segment_point_count, 2 * count);
+  EXPECT_TRUE(PROTECTED(hole, _low_incidence));
+  EXPECT_EQ(segment_point_count, 2 * count);
 }
 
 TEST(HoleAnalysis, IncidenceAndFarSideFollowTheView) {
-  const HoleProbe hole = Measure(TiltedRequest(0.5), Tilted(0.5));
-  EXPECT_NEAR(hole._incidence_angle, 0.5, 1e-3);
-  EXPECT_FALSE(hole._low_incidence);
+  const Hole hole = Measure(TiltedRequest(0.5), Tilted(0.5));
+  EXPECT_NEAR(PROTECTED(hole, _incidence_angle), 0.5, 1e-3);
+  EXPECT_FALSE(PROTECTED(hole, _low_incidence));
   const Eigen::Vector3d away = 0.008 * Eigen::Vector3d(-std::cos(0.5), 0, std::sin(0.5));
-  EXPECT_LT((hole._far_side_offset.xyz() - away).norm(), 1e-5);
-  EXPECT_TRUE(Measure(TiltedRequest(0.34), Tilted(0.34))._low_incidence);
-  EXPECT_FALSE(Measure(TiltedRequest(0.36), Tilted(0.36))._low_incidence);
+  EXPECT_LT((PROTECTED(hole, _far_side_offset).xyz() - away).norm(), 1e-5);
+  EXPECT_TRUE(PROTECTED(Measure(TiltedRequest(0.34), Tilted(0.34)), _low_incidence));
+  EXPECT_FALSE(PROTECTED(Measure(TiltedRequest(0.36), Tilted(0.36)), _low_incidence));
 }
 
 TEST(HoleAnalysis, FewerThanFourLinesWithAnEdgeFail) {
@@ -164,7 +172,7 @@ TEST(HoleAnalysis, FewerThanFourLinesWithAnEdgeFail) {
 TEST(HoleAnalysis, EdgesThatLieOnNoCircleFail) {
   // Lines that end at random distances: no four of their ends lie near one circle.
   const double ends[] = {0.0055, 0.0125, 0.0095, 0.0122, 0.0062, 0.0118};
-  const HoleProbe hole = Analysed(HalfLines(6, [&](int i, double r) { return r > ends[i]; }));
+  const Hole hole = Analysed(HalfLines(6, [&](int i, double r) { return r > ends[i]; }));
   EXPECT_EQ(hole.GetError(),
             "Hole::Analyze(): Insufficient number of edge points after filter noise points.");
 }
@@ -186,14 +194,14 @@ TEST(HoleAnalysis, PointsInsideTheHoleReject) {
 }
 
 TEST(HoleAnalysis, AFlatSurfaceIsNoHole) {
-  const HoleProbe hole = Measure(HoleRequest(), {.radius = 0.0});
+  const Hole hole = Measure(HoleRequest(), {.radius = 0.0});
   EXPECT_FALSE(hole.GetIsSuccessful());
   EXPECT_NE(hole.GetError(), "");
 }
 
 TEST(HoleAnalysis, AHoleOfAnotherSizeFails) {
   for (const double radius : {0.0068, 0.0092}) {
-    const HoleProbe hole = Measure(HoleRequest(), {.radius = radius});
+    const Hole hole = Measure(HoleRequest(), {.radius = radius});
     EXPECT_EQ(hole.GetError(),
               "Hole::Analyze(): Final validation: Fit circle size does not match input "
               "specifications. Check the nominal radius!")
@@ -205,40 +213,41 @@ TEST(HoleAnalysis, AHoleOfAnotherSizeFails) {
 }
 
 TEST(HoleAnalysis, TheFinalValidationLooksAtThePointsInside) {
-  HoleProbe hole(HoleRequest().dump());
-  hole._circle.Center(PointXYZW(0, 0, 2));
-  hole._circle.Normal(VectorXYZW(0, 0, -1));
-  hole._circle.Radius(0.008);
-  hole._edge_points = PointCloud(Eigen::MatrixXd(4, 0));
+  Hole hole(HoleRequest().dump());
+  auto& circle = PROTECTED(hole, _circle);
+  circle.Center(PointXYZW(0, 0, 2));
+  circle.Normal(VectorXYZW(0, 0, -1));
+  circle.Radius(0.008);
+  PROTECTED(hole, _edge_points) = PointCloud(Eigen::MatrixXd(4, 0));
   Eigen::MatrixXd points = Eigen::MatrixXd::Zero(6, 11);
   points.row(2).setConstant(2.0);
-  EXPECT_TRUE(hole.Judge({PointCloud(Eigen::MatrixXd(points.leftCols(10)))}));
-  EXPECT_FALSE(hole.Judge({PointCloud(points)}));
+  EXPECT_TRUE(PROTECTED(hole, Judge)({PointCloud(Eigen::MatrixXd(points.leftCols(10)))}));
+  EXPECT_FALSE(PROTECTED(hole, Judge)({PointCloud(points)}));
   EXPECT_EQ(hole.GetError(),
             "Hole::Analyze(): Final validation: The number of points inside the hole exceeded the "
             "points inside threshold.");
 }
 
 /// A hole whose circle is fitted, with edge points off the rim by each of `errors`.
-HoleProbe Fitted(const std::vector<double>& errors, double radius = 0.008) {
-  HoleProbe hole(HoleRequest().dump());
-  hole._circle.Center(PointXYZW(0, 0, 2));
-  hole._circle.Normal(VectorXYZW(0, 0, -1));
-  hole._circle.Radius(radius);
+Hole Fitted(const std::vector<double>& errors, double radius = 0.008) {
+  Hole hole(HoleRequest().dump());
+  PROTECTED(hole, _circle).Center(PointXYZW(0, 0, 2));
+  PROTECTED(hole, _circle).Normal(VectorXYZW(0, 0, -1));
+  PROTECTED(hole, _circle).Radius(radius);
   Eigen::MatrixXd edges = Eigen::MatrixXd::Zero(4, static_cast<Eigen::Index>(errors.size()));
   for (std::size_t i = 0; i < errors.size(); ++i) {
     edges(0, static_cast<Eigen::Index>(i)) = radius + errors[i];
     edges(2, static_cast<Eigen::Index>(i)) = 2.0;
   }
-  hole._edge_points = PointCloud(edges);
+  PROTECTED(hole, _edge_points) = PointCloud(edges);
   return hole;
 }
 
 TEST(HoleAnalysis, QualityFollowsTheScatterOfTheRim) {
   const auto quality = [](double deviation) {
-    HoleProbe hole = Fitted({0.0, 2.0 * deviation});
-    EXPECT_TRUE(hole.Judge({})) << hole.GetError();
-    return hole._quality;
+    Hole hole = Fitted({0.0, 2.0 * deviation});
+    EXPECT_TRUE(PROTECTED(hole, Judge)({})) << hole.GetError();
+    return hole.GetSetting<double>(L"Quality");
   };
   // Two values apart by 2 d have a standard deviation of d times the root of 2.
   const double root = std::numbers::sqrt2;
@@ -251,49 +260,50 @@ TEST(HoleAnalysis, QualityFollowsTheScatterOfTheRim) {
 }
 
 TEST(HoleAnalysis, AScatterOf10AndMoreLeavesTheQualityAsItWas) {
-  HoleProbe hole = Fitted({0.0, 20.0});
-  EXPECT_TRUE(hole.Judge({}));
-  EXPECT_EQ(hole._quality, 0.0) << "on the first pass";
-  hole._quality = 42.0;
-  EXPECT_TRUE(hole.Judge({}));
-  EXPECT_EQ(hole._quality, 42.0);
+  Hole hole = Fitted({0.0, 20.0});
+  EXPECT_TRUE(PROTECTED(hole, Judge)({}));
+  EXPECT_EQ(hole.GetSetting<double>(L"Quality"), 0.0) << "on the first pass";
+  hole.SetSetting<double>(L"Quality", 42.0);
+  EXPECT_TRUE(PROTECTED(hole, Judge)({}));
+  EXPECT_EQ(hole.GetSetting<double>(L"Quality"), 42.0);
 }
 
 TEST(HoleAnalysis, ADegenerateCircleFails) {
-  HoleProbe hole = Fitted({0.0});
-  hole._circle.Radius(0.0);
-  EXPECT_FALSE(hole.Judge({}));
+  Hole hole = Fitted({0.0});
+  PROTECTED(hole, _circle).Radius(0.0);
+  EXPECT_FALSE(PROTECTED(hole, Judge)({}));
   EXPECT_EQ(hole.GetError(), "Hole::Analyze(): Final validation: Fit circle is degenerate.");
 }
 
 TEST(HoleAnalysis, ARadiusOffByExactlyAnEighthPasses) {
-  HoleProbe passes = Fitted({0.0}, 0.0087890625);
-  passes._radius = 0.0078125;
-  EXPECT_TRUE(passes.Judge({})) << passes.GetError();
-  HoleProbe fails = Fitted({0.0}, std::nextafter(0.0087890625, 1.0));
-  fails._radius = 0.0078125;
-  EXPECT_FALSE(fails.Judge({}));
+  Hole passes = Fitted({0.0}, 0.0087890625);
+  passes.SetSetting<double>(L"NominalRadius", 0.0078125);
+  EXPECT_TRUE(PROTECTED(passes, Judge)({})) << passes.GetError();
+  Hole fails = Fitted({0.0}, std::nextafter(0.0087890625, 1.0));
+  fails.SetSetting<double>(L"NominalRadius", 0.0078125);
+  EXPECT_FALSE(PROTECTED(fails, Judge)({}));
   EXPECT_EQ(fails.GetError(),
             "Hole::Analyze(): Final validation: Fit circle size does not match input "
             "specifications. Check the nominal radius!");
 }
 
 TEST(HoleAnalysis, TheNormalIsTurnedToTheOriginOfTheCoordinates) {
-  HoleProbe hole = Fitted({0.0});
-  hole._circle.Normal(VectorXYZW(0, 0, 1));
-  hole._scan_origin = PointXYZW(0, 0, 9);
-  EXPECT_TRUE(hole.Report());
-  EXPECT_EQ(hole._measured_normal, VectorXYZW(0, 0, -1)) << "whatever the scan origin is";
+  Hole hole = Fitted({0.0});
+  PROTECTED(hole, _circle).Normal(VectorXYZW(0, 0, 1));
+  PROTECTED(hole, _scan_origin) = PointXYZW(0, 0, 9);
+  EXPECT_TRUE(PROTECTED(hole, Report)());
+  EXPECT_EQ(hole.GetSetting<VectorXYZW>(L"MeasuredNormal"), VectorXYZW(0, 0, -1))
+      << "whatever the scan origin is";
 }
 
 TEST(HoleAnalysis, TheReportedRadiusIsTheNominalOfAChamferedHole) {
-  HoleProbe hole = Fitted({0.0});
-  hole._radius = 0.009;
-  EXPECT_TRUE(hole.Report());
-  EXPECT_EQ(hole._measured_radius, 0.009);
-  hole._has_chamfer = true;
-  EXPECT_TRUE(hole.Report());
-  EXPECT_EQ(hole._measured_radius, 0.008);
+  Hole hole = Fitted({0.0});
+  hole.SetSetting<double>(L"NominalRadius", 0.009);
+  EXPECT_TRUE(PROTECTED(hole, Report)());
+  EXPECT_EQ(hole.GetSetting<double>(L"Radius"), 0.009);
+  PROTECTED(hole, _has_chamfer) = true;
+  EXPECT_TRUE(PROTECTED(hole, Report)());
+  EXPECT_EQ(hole.GetSetting<double>(L"Radius"), 0.008);
 }
 
 TEST(HoleAnalysis, AHoleOffByMoreThanTheThresholdAsksForARescan) {
@@ -301,7 +311,7 @@ TEST(HoleAnalysis, AHoleOffByMoreThanTheThresholdAsksForARescan) {
   request["RescanThreshold"] = 0.0005;
   IdealHole ideal;
   ideal.center = {0.001, 0.0, 2.0};
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   hole.UpdateRawData(ideal.Scan(hole.GetDrivePoints(false)));
   testing::internal::CaptureStdout();
   hole.AnalyzeFeature();
@@ -311,26 +321,27 @@ TEST(HoleAnalysis, AHoleOffByMoreThanTheThresholdAsksForARescan) {
   EXPECT_EQ(hole.GetDriveStep(), RESCAN);
   EXPECT_EQ(trace.find("Rescan triggered! 0.00"), 0u) << trace;
   EXPECT_NE(trace.find("> 0.0005\n"), std::string::npos) << trace;
-  EXPECT_NEAR(hole._input_center_pt.x(), 0.001, 2e-5);
-  EXPECT_EQ(hole._input_normal, hole._measured_normal);
+  EXPECT_NEAR(hole.GetSetting<PointXYZW>(L"NominalPoint").x(), 0.001, 2e-5);
+  EXPECT_EQ(hole.GetSetting<VectorXYZW>(L"NominalNormal"),
+            hole.GetSetting<VectorXYZW>(L"MeasuredNormal"));
   hole.UpdateRawData(ideal.Scan(hole.GetDrivePoints(true)));
   hole.AnalyzeFeature();
   EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
 }
 
 TEST(HoleAnalysis, ADistanceEqualToTheThresholdIsNoRescan) {
-  HoleProbe hole = Fitted({0.0});
-  hole._circle.Center(PointXYZW(0.25, 0, 2));
-  hole._rescan_threshold = 0.25;
-  EXPECT_TRUE(hole.Report());
-  hole._rescan_threshold = std::nextafter(0.25, 0.0);
+  Hole hole = Fitted({0.0});
+  PROTECTED(hole, _circle).Center(PointXYZW(0.25, 0, 2));
+  hole.SetSetting<double>(L"RescanThreshold", 0.25);
+  EXPECT_TRUE(PROTECTED(hole, Report)());
+  hole.SetSetting<double>(L"RescanThreshold", std::nextafter(0.25, 0.0));
   testing::internal::CaptureStdout();
-  EXPECT_FALSE(hole.Report());
+  EXPECT_FALSE(PROTECTED(hole, Report)());
   testing::internal::GetCapturedStdout();
 }
 
 TEST(HoleAnalysis, TheLogTellsItsBeginningAndItsEnd) {
-  HoleProbe hole = Measure(HoleRequest(), {});
+  Hole hole = Measure(HoleRequest(), {});
   const LogCollector log;
   hole.AnalyzeFeature();
   const std::vector<std::wstring> expected{L"Analyze called.", L"Analyze done."};
@@ -338,16 +349,16 @@ TEST(HoleAnalysis, TheLogTellsItsBeginningAndItsEnd) {
 }
 
 TEST(HoleAnalysis, AFailureLeavesTheEarlierResultStanding) {
-  HoleProbe hole = Measure(HoleRequest(), {});
-  const PointXYZW center = hole._measured_center;
+  Hole hole = Measure(HoleRequest(), {});
+  const PointXYZW center = hole.GetSetting<PointXYZW>(L"MeasuredPoint");
   hole.UpdateRawData(HalfLines(3, [](int, double r) { return r > 0.008; }));
   hole.AnalyzeFeature();
   EXPECT_FALSE(hole.GetIsSuccessful());
-  EXPECT_EQ(hole._measured_center, center);
+  EXPECT_EQ(hole.GetSetting<PointXYZW>(L"MeasuredPoint"), center);
 }
 
 TEST(HoleAnalysis, StagedDataMakeAWholeConversation) {
-  HoleProbe hole(HoleRequest().dump());
+  Hole hole(HoleRequest().dump());
   std::queue<Position> next;
   EXPECT_FALSE(hole.SetRawData({}, next));
   EXPECT_EQ(next.size(), 36u);
@@ -358,8 +369,8 @@ TEST(HoleAnalysis, StagedDataMakeAWholeConversation) {
 }
 
 TEST(HoleAnalysis, TheSameSamplesGiveTheSameBytes) {
-  const HoleProbe hole = Measure(TiltedRequest(0.6), Tilted(0.6, {.wall = 0.01}));
-  const HoleProbe again = Analysed(hole.GetRawData(), TiltedRequest(0.6));
+  const Hole hole = Measure(TiltedRequest(0.6), Tilted(0.6, {.wall = 0.01}));
+  const Hole again = Analysed(hole.GetRawData(), TiltedRequest(0.6));
   EXPECT_EQ(hole.GetResult(), again.GetResult());
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "ideal_hole.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -14,27 +15,27 @@ using nlohmann::json;
 using namespace test;
 
 /// A hole of 8 mm that has a groove around it, 1 mm deep, of the given radii.
-HoleProbe WithGroove(double inner, double outer) {
+Hole WithGroove(double inner, double outer) {
   const IdealHole plain;
   IdealDriver driver([&](const sim::Aim& aim) {
     const Eigen::Vector3d p = plain.Hit(aim.direction);
     const double r = p.head<2>().norm();
     return r >= inner && r <= outer ? p.norm() * 2.001 / 2.0 : p.norm();
   });
-  HoleProbe hole(HoleRequest().dump());
+  Hole hole(HoleRequest().dump());
   Converse(hole, driver);
   return hole;
 }
 
 TEST(HoleDoubts, AGrooveFarFromTheRimMattersToNobody) {
-  const HoleProbe hole = WithGroove(0.0105, 0.012);
+  const Hole hole = WithGroove(0.0105, 0.012);
   EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
   EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
-  EXPECT_LT((hole._measured_center - PointXYZW(0, 0, 2)).norm(), 5e-5);
+  EXPECT_LT((hole.GetSetting<PointXYZW>(L"MeasuredPoint") - PointXYZW(0, 0, 2)).norm(), 5e-5);
 }
 
 TEST(HoleDoubts, AGrooveBesideTheRimIsTold) {
-  const HoleProbe hole = WithGroove(0.0087, 0.0095);
+  const Hole hole = WithGroove(0.0087, 0.0095);
   EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
   EXPECT_THAT(hole.GetWarnings(),
               testing::ElementsAre(testing::AllOf(
@@ -49,21 +50,21 @@ TEST(HoleDoubts, AGrooveBesideTheRimIsTold) {
 }
 
 TEST(HoleDoubts, APlaneWithTheSurfaceAboveItIsDoubted) {
-  HoleProbe hole(HoleRequest().dump());
-  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
-  hole._circle.Center(PointXYZW(0, 0, 2));
+  Hole hole(HoleRequest().dump());
+  PROTECTED(hole, _plane) = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  PROTECTED(hole, _circle).Center(PointXYZW(0, 0, 2));
   const auto line = [](int points, double height) {
     Eigen::MatrixXd data(5, points);
     for (int i = 0; i < points; ++i) data.col(i) << 0.009 + 1e-5 * i, 0, 2.0 - height, 80, 1;
     return PointCloud(data, {{data_structures::EMBEDDING_XYZ, {0}}});
   };
   const std::vector<PointCloud> kept{line(90, 0.0)};
-  hole.TellSamplesAbove(kept, {});
-  hole.TellSamplesAbove(kept, {line(10, 0.001)});    // a tenth passes
-  hole.TellSamplesAbove(kept, {line(80, -0.001)});   // what lies below is the wall
-  hole.TellSamplesAbove(kept, {line(80, 0.00029)});  // within 3 spacings
+  PROTECTED(hole, TellSamplesAbove)(kept, {});
+  PROTECTED(hole, TellSamplesAbove)(kept, {line(10, 0.001)});    // a tenth passes
+  PROTECTED(hole, TellSamplesAbove)(kept, {line(80, -0.001)});   // what lies below is the wall
+  PROTECTED(hole, TellSamplesAbove)(kept, {line(80, 0.00029)});  // within 3 spacings
   EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
-  hole.TellSamplesAbove(kept, {line(12, 0.001)});
+  PROTECTED(hole, TellSamplesAbove)(kept, {line(12, 0.001)});
   EXPECT_THAT(hole.GetWarnings(), testing::ElementsAre(testing::StartsWith(
                                       "12 % of the samples around the hole stand more than 0.3 mm "
                                       "above the plane")));
@@ -72,9 +73,9 @@ TEST(HoleDoubts, APlaneWithTheSurfaceAboveItIsDoubted) {
 
 TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
   const auto warnings_at = [](double radius) {
-    const HoleProbe hole = Measure(HoleRequest(), {.radius = radius});
+    const Hole hole = Measure(HoleRequest(), {.radius = radius});
     EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
-    EXPECT_EQ(hole._measured_radius, 0.008) << "the nominal is repeated";
+    EXPECT_EQ(hole.GetSetting<double>(L"Radius"), 0.008) << "the nominal is repeated";
     return hole.GetWarnings();
   };
   EXPECT_THAT(warnings_at(0.008), testing::IsEmpty());
@@ -90,7 +91,7 @@ TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
 TEST(HoleDoubts, ARescanComesBeforeAnyDoubt) {
   json request = HoleRequest();
   request["RescanThreshold"] = 1e-9;
-  const HoleProbe hole = Measure(request, {.radius = 0.0088});
+  const Hole hole = Measure(request, {.radius = 0.0088});
   EXPECT_EQ(hole.GetDriveStep(), RESCAN);
   EXPECT_THAT(hole.GetWarnings(), testing::IsEmpty());
 }

@@ -5,8 +5,10 @@
 #include <numbers>
 
 #include "feature_probe.h"
-#include "hole_probe.h"
+#include "hole_request.h"
+#include "libmfx/features/hole.h"
 #include "paths.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -54,7 +56,7 @@ struct OnLine {
 /// Holds the plan of a hole to lines that turn evenly, every second one from the opposite end.
 void ExpectLines(json request, int lines, const std::vector<OnLine>& line) {
   request["ScanLines"] = lines;
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
   ASSERT_EQ(points.size(), static_cast<std::size_t>(lines) * line.size());
   const auto offsets = Offsets(points);
@@ -73,8 +75,8 @@ TEST(HolePlan, TheStarHasThreePointsALine) {
 
 TEST(HolePlan, TheInnerPointOfAStarLiesTheClearanceInside) {
   json request = TiltedRequest(0.008);
-  HoleProbe hole(request.dump());
-  const auto offsets = Offsets(PointsOf(hole.GenerateStarPattern()));
+  Hole hole(request.dump());
+  const auto offsets = Offsets(PointsOf(PROTECTED(hole, GenerateStarPattern)()));
   ASSERT_EQ(offsets.size(), 27u);
   EXPECT_NEAR(offsets[0].norm(), 0.013, 1e-12);
   EXPECT_NEAR(offsets[1].norm(), 0.003, 1e-12);
@@ -89,18 +91,18 @@ TEST(HolePlan, ScanLinesOf0Or1MakeTwo) {
   for (const int lines : {1, 0, -5}) {
     json request = TiltedRequest(0.004);
     request["ScanLines"] = lines;
-    HoleProbe star(request.dump());
+    Hole star(request.dump());
     EXPECT_EQ(star.GetDrivePoints(false).size(), 6u);
-    EXPECT_EQ(star._scan_lines, 2);
+    EXPECT_EQ(star.GetSetting<int>(L"NumScanLines"), 2);
     request["Feature"]["Radius"] = 0.008;
-    HoleProbe fast(request.dump());
+    Hole fast(request.dump());
     EXPECT_EQ(fast.GetDrivePoints(false).size(), 8u);
-    EXPECT_EQ(fast._scan_lines, 2);
+    EXPECT_EQ(fast.GetSetting<int>(L"NumScanLines"), 2);
   }
 }
 
 TEST(HolePlan, ALineOfSightAlongTheNormalStillYieldsAStar) {
-  HoleProbe hole(HoleRequest(0.008).dump());
+  Hole hole(HoleRequest(0.008).dump());
   const auto offsets = Offsets(PointsOf(hole.GetDrivePoints(false)));
   ASSERT_EQ(offsets.size(), 36u);
   // Seen from a millimetre beside the centre, away is +x.
@@ -112,7 +114,7 @@ TEST(HolePlan, AlongXTooTheStarHasItsSize) {
   json request = HoleRequest(0.008);
   request["Feature"]["Location"] = {2.0, 0.0, 0.0};
   request["Feature"]["Normal"] = {-1.0, 0.0, 0.0};
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
   ASSERT_EQ(points.size(), 36u);
   for (std::size_t j = 0; j < points.size(); j += 4) {
@@ -124,17 +126,17 @@ TEST(HolePlan, AlongXTooTheStarHasItsSize) {
 
 TEST(HolePlan, ARadiusEqualToTheClearanceChoosesThePlainStar) {
   json request = TiltedRequest(0.005);
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   EXPECT_EQ(hole.GetDrivePoints(false).size(), 27u);
   request["Feature"]["Radius"] = 0.0050001;
-  EXPECT_EQ(HoleProbe(request.dump()).GetDrivePoints(false).size(), 36u);
+  EXPECT_EQ(Hole(request.dump()).GetDrivePoints(false).size(), 36u);
 }
 
 TEST(HolePlan, TheLogTellsThePattern) {
-  HoleProbe hole(HoleRequest(0.008).dump());
+  Hole hole(HoleRequest(0.008).dump());
   const LogCollector log;
-  hole.GenerateStarPattern();
-  hole.GenerateFastStarPattern();
+  PROTECTED(hole, GenerateStarPattern)();
+  PROTECTED(hole, GenerateFastStarPattern)();
   const std::vector<std::wstring> expected{
       L"GenerateStarPattern called.", L"GenerateStarPattern ended.",
       L"GenerateFastStarPattern called.", L"GenerateFastStarPattern ended."};
@@ -142,18 +144,18 @@ TEST(HolePlan, TheLogTellsThePattern) {
 }
 
 TEST(HolePlan, AnErrorReturnsThePointsInHand) {
-  HoleProbe hole(HoleRequest(0.008).dump());
-  EXPECT_TRUE(hole._drive_points.empty());
+  Hole hole(HoleRequest(0.008).dump());
+  EXPECT_TRUE(PROTECTED(hole, _drive_points).empty());
   hole.GetDrivePoints(false);
-  hole.SetError("stop");
-  EXPECT_EQ(hole.GenerateDrivePoints().size(), 36u);
+  PROTECTED(hole, SetError)("stop");
+  EXPECT_EQ(hole.GetDrivePoints(true).size(), 36u);
 }
 
 TEST(HolePlan, AcrossTheSeamAzimuthsStayTogether) {
   json request = HoleRequest(0.008);
   request["Feature"]["Location"] = {-0.001, 0.0, -2.0};
   request["Feature"]["Normal"] = {0.0, 0.0, 1.0};
-  HoleProbe hole(request.dump());
+  Hole hole(request.dump());
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(false));
   for (const Position& p : points) EXPECT_NEAR(p.azimuth, kPi, 0.01);
   EXPECT_EQ(points, PointsOf(hole.GetLastDrivePoints()));
@@ -163,20 +165,21 @@ TEST(HolePlan, ASearchDrivesTheSpiral) {
   json request = TiltedRequest(0.004);
   request["SearchPointSpacing"] = 0.002;
   request["SearchRadiusMultiplier"] = 3.0;
-  HoleProbe hole(request.dump());
-  hole._search = true;
+  Hole hole(request.dump());
+  PROTECTED(hole, _search) = true;
   const std::vector<Position> points = PointsOf(hole.GetDrivePoints(true));
-  geometry::Plane plane(hole._input_center_pt, hole._input_normal);
+  geometry::Plane plane(hole.GetSetting<PointXYZW>(L"NominalPoint"),
+                        hole.GetSetting<VectorXYZW>(L"NominalNormal"));
   EXPECT_EQ(points, PointsOf(GenerateSearchSpiral(plane, 0.024, 20, 0.002, 0.002)));
   EXPECT_EQ(hole.GetDriveStep(), SEARCH);
-  EXPECT_FALSE(hole._search);
+  EXPECT_FALSE(PROTECTED(hole, _search));
   EXPECT_TRUE(hole.GetLastDrivePoints().empty());
 }
 
 TEST(HolePlan, TheSpiralFollowsTheNominalRadiusOfTheRequest) {
-  HoleProbe hole(TiltedRequest(0.004).dump());
+  Hole hole(TiltedRequest(0.004).dump());
   hole.SetSetting<double>(L"NominalRadius", 0.1);
-  hole._search = true;
+  PROTECTED(hole, _search) = true;
   EXPECT_LT(hole.GetDrivePoints(true).size(), 400u);
 }
 
@@ -195,13 +198,13 @@ TEST(HolePlan, WhatNoInstrumentDrivesIsRefusedInWords) {
   for (const Absurd& c : cases) {
     json request = TiltedRequest(0.004);
     request[c.key] = c.value;
-    HoleProbe hole(request.dump());
+    Hole hole(request.dump());
     EXPECT_TRUE(hole.GetDrivePoints(false).empty()) << c.key;
     EXPECT_EQ(hole.GetError().find(c.error), 0u) << hole.GetError();
     EXPECT_TRUE(hole.GetDrivePoints(true).empty()) << c.key;
   }
   json request = TiltedRequest(1e300);
-  HoleProbe large(request.dump());
+  Hole large(request.dump());
   EXPECT_TRUE(large.GetDrivePoints(false).empty());
   EXPECT_EQ(large.GetError().find("Drive point 0 is not finite"), 0u) << large.GetError();
 }
@@ -209,21 +212,22 @@ TEST(HolePlan, WhatNoInstrumentDrivesIsRefusedInWords) {
 TEST(HolePlan, ValuesThatAreNotFiniteAreRefused) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const auto error = [](auto change) {
-    HoleProbe hole(TiltedRequest(0.004).dump());
+    Hole hole(TiltedRequest(0.004).dump());
     change(hole);
     EXPECT_TRUE(hole.GetDrivePoints(true).empty());
     return hole.GetError();
   };
-  EXPECT_EQ(error([&](HoleProbe& h) { h._input_center_pt.x() = nan; }),
+  EXPECT_EQ(error([&](Hole& h) { h.SetSetting(L"NominalPoint", PointXYZW(nan, 0, 2)); }),
             "Location is not finite: (nan, 0, 2)");
-  EXPECT_EQ(error([&](HoleProbe& h) { h._input_normal.y() = nan; }),
+  EXPECT_EQ(error([&](Hole& h) { h.SetSetting(L"NominalNormal", VectorXYZW(-0.6, nan, -0.8)); }),
             "Normal is not finite: (-0.6, nan, -0.8)");
-  EXPECT_EQ(error([&](HoleProbe& h) { h._scan_origin.z() = nan; }),
+  EXPECT_EQ(error([&](Hole& h) { PROTECTED(h, _scan_origin).z() = nan; }),
             "ScanOrigin is not finite: (0, 0, nan)");
-  EXPECT_EQ(error([&](HoleProbe& h) { h._radius = nan; }), "Radius is not finite: nan");
-  EXPECT_EQ(error([&](HoleProbe& h) { h._clearance_zone = -1 / 0.0; }),
+  EXPECT_EQ(error([&](Hole& h) { h.SetSetting<double>(L"NominalRadius", nan); }),
+            "Radius is not finite: nan");
+  EXPECT_EQ(error([&](Hole& h) { h.SetSetting<double>(L"ClearanceZone", -1 / 0.0); }),
             "ClearanceZone is not finite: -inf");
-  EXPECT_EQ(error([&](HoleProbe& h) { h._point_spacing = nan; }),
+  EXPECT_EQ(error([&](Hole& h) { h.SetSetting<double>(L"PointSpacing", nan); }),
             "PointSpacing is not finite: nan");
 }
 
@@ -231,8 +235,8 @@ TEST(HolePlan, ASpiralThatNoInstrumentDrivesIsRefusedInWords) {
   const auto error = [](const char* key, double value) {
     json request = TiltedRequest(0.004);
     request[key] = value;
-    HoleProbe hole(request.dump());
-    hole._search = true;
+    Hole hole(request.dump());
+    PROTECTED(hole, _search) = true;
     EXPECT_TRUE(hole.GetDrivePoints(true).empty());
     return hole.GetError();
   };
@@ -251,10 +255,10 @@ TEST(HolePlan, ThePlanTurnsWithTheNominal) {
     const Eigen::Vector3d center = about_y * kCenter;
     const Eigen::Vector3d normal = about_y * kNormal;
     json request = TiltedRequest(0.008);
-    const auto plain = PointsOf(HoleProbe(request.dump()).GetDrivePoints(false));
+    const auto plain = PointsOf(Hole(request.dump()).GetDrivePoints(false));
     request["Feature"]["Location"] = {center.x(), center.y(), center.z()};
     request["Feature"]["Normal"] = {normal.x(), normal.y(), normal.z()};
-    const auto turned = PointsOf(HoleProbe(request.dump()).GetDrivePoints(false));
+    const auto turned = PointsOf(Hole(request.dump()).GetDrivePoints(false));
     ASSERT_EQ(plain.size(), turned.size());
     for (std::size_t i = 0; i < plain.size(); ++i) {
       EXPECT_NEAR(turned[i].azimuth, plain[i].azimuth + turn, 1e-12);

@@ -5,7 +5,9 @@
 #include <random>
 
 #include "feature_probe.h"
-#include "hole_probe.h"
+#include "hole_request.h"
+#include "libmfx/features/hole.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -29,9 +31,9 @@ PointCloud Line(const Points& points, int segment) {
 }
 
 /// A hole whose scan lines are given; a hole of 8 mm has the fast star.
-HoleProbe HoleWith(std::vector<PointCloud> segments, double radius = 0.008) {
-  HoleProbe hole(HoleRequest(radius).dump());
-  hole._segments = std::move(segments);
+Hole HoleWith(std::vector<PointCloud> segments, double radius = 0.008) {
+  Hole hole(HoleRequest(radius).dump());
+  PROTECTED(hole, _segments) = std::move(segments);
   return hole;
 }
 
@@ -40,11 +42,11 @@ struct Fit {
   std::vector<PointCloud> inliers, outliers;
 };
 
-Fit FitPlane(HoleProbe& hole, double tolerance, double max_distance = 0.013,
-             double min_distance = 0.0) {
+Fit FitPlane(Hole& hole, double tolerance, double max_distance = 0.013, double min_distance = 0.0) {
   Fit fit;
-  fit.ok = hole.FitRobustPlane(hole._input_center_pt, min_distance, max_distance, 1.0, 1.0,
-                               tolerance, fit.inliers, fit.outliers);
+  fit.ok =
+      PROTECTED(hole, FitRobustPlane)(hole.GetSetting<PointXYZW>(L"NominalPoint"), min_distance,
+                                      max_distance, 1.0, 1.0, tolerance, fit.inliers, fit.outliers);
   return fit;
 }
 
@@ -68,22 +70,21 @@ std::vector<PointCloud> Star(Height height, double step = 0.0001) {
 
 TEST(HolePlane, WeightsThatSumBelow3Fail) {
   // Two lines: one point weighs 1, of two the second weighs exp(-1/8): 2.88 together.
-  HoleProbe few = HoleWith({Line({{0, 0, 2}}, 1), Line({{0.01, 0, 2}, {0, 0.01, 2}}, 3)});
+  Hole few = HoleWith({Line({{0, 0, 2}}, 1), Line({{0.01, 0, 2}, {0, 0.01, 2}}, 3)});
   EXPECT_FALSE(FitPlane(few, 1e-4).ok);
   EXPECT_EQ(few.GetError(), kTooFew);
 }
 
 TEST(HolePlane, WeightsThatSumTo3Pass) {
-  HoleProbe three =
-      HoleWith({Line({{0, 0, 2}}, 1), Line({{0.01, 0, 2}}, 3), Line({{0, 0.01, 2}}, 5)});
+  Hole three = HoleWith({Line({{0, 0, 2}}, 1), Line({{0.01, 0, 2}}, 3), Line({{0, 0.01, 2}}, 5)});
   EXPECT_TRUE(FitPlane(three, 1e-4).ok) << three.GetError();
 }
 
 TEST(HolePlane, NoPointsAtAllFail) {
-  HoleProbe none = HoleWith({});
+  Hole none = HoleWith({});
   EXPECT_FALSE(FitPlane(none, 1e-4).ok);
   EXPECT_EQ(none.GetError(), kTooFew);
-  HoleProbe empty = HoleWith({PointCloud(Eigen::MatrixXd(5, 0))});
+  Hole empty = HoleWith({PointCloud(Eigen::MatrixXd(5, 0))});
   EXPECT_FALSE(FitPlane(empty, 1e-4).ok);
   EXPECT_EQ(empty.GetError(), kTooFew);
 }
@@ -91,11 +92,11 @@ TEST(HolePlane, NoPointsAtAllFail) {
 TEST(HolePlane, TheRingIsClosedAtBothEnds) {
   const std::vector<PointCloud> lines{Line({{0.5, 0, 2}}, 1), Line({{0, 0.5, 2}}, 3),
                                       Line({{-0.25, 0, 2}}, 5)};
-  HoleProbe on_both = HoleWith(lines);
+  Hole on_both = HoleWith(lines);
   EXPECT_TRUE(FitPlane(on_both, 1e-4, 0.5, 0.25).ok);
-  HoleProbe beyond = HoleWith(lines);
+  Hole beyond = HoleWith(lines);
   EXPECT_FALSE(FitPlane(beyond, 1e-4, std::nextafter(0.5, 0.0), 0.25).ok);
-  HoleProbe within = HoleWith(lines);
+  Hole within = HoleWith(lines);
   EXPECT_FALSE(FitPlane(within, 1e-4, 0.5, std::nextafter(0.25, 1.0)).ok);
 }
 
@@ -123,7 +124,7 @@ TEST(HolePlane, ALineWithoutPointsInTheRingLeavesTheOffsetBehind) {
   const std::vector<PointCloud> lines{
       Line({{0.101, 0, 2}, {0.102, 0, 2}}, 1), Line({{0.003, 0, 2}, {0.004, 0, 2}}, 5),
       Line({{0.005, 0.01, 2}, {0.006, 0.01, 2}}, 9), Line({{0.007, -0.01, 2}}, 13)};
-  HoleProbe hole = HoleWith(lines);
+  Hole hole = HoleWith(lines);
   const Fit fit = FitPlane(hole, 1e-4);
   ASSERT_TRUE(fit.ok) << hole.GetError();
   const double second = std::exp(-0.125);
@@ -139,7 +140,7 @@ TEST(HolePlane, WindowsBeginFarFromTheRim) {
   const Points points{{0.001, 0, 2}, {0.002, 0.01, 2}, {0.003, 0, 2}, {0.004, -0.01, 2}};
   const auto weights = [&](int segment, double radius) {
     const std::vector<PointCloud> lines{Line(points, segment)};
-    HoleProbe hole = HoleWith(lines, radius);
+    Hole hole = HoleWith(lines, radius);
     const Fit fit = FitPlane(hole, 1e-4);
     EXPECT_TRUE(fit.ok) << hole.GetError();
     return FinalWeights(fit, lines);
@@ -161,19 +162,19 @@ TEST(HolePlane, WindowsBeginFarFromTheRim) {
 
 TEST(HolePlane, ToleranceEqualToTheWorstResidualDoesNotEndTheRounds) {
   const auto lines = Star([](double x, double y) { return 1e-4 * std::sin(900 * x + 700 * y); });
-  HoleProbe probe = HoleWith(lines);
+  Hole probe = HoleWith(lines);
   const Fit first = FitPlane(probe, 1.0);
   ASSERT_TRUE(first.ok);
   // The rounds look at the plane as the fit left it, which a turned normal does not change.
   double worst = 0.0;
   for (const PointCloud& line : lines) {
     for (Eigen::Index j = 0; j < line.cols(); ++j) {
-      worst = std::max(worst,
-                       std::abs((line.point(j) - probe._plane.Point()).dot(probe._plane.Normal())));
+      worst = std::max(worst, std::abs((line.point(j) - PROTECTED(probe, _plane).Point())
+                                           .dot(PROTECTED(probe, _plane).Normal())));
     }
   }
   const auto cut = [&](double tolerance) {
-    HoleProbe hole = HoleWith(lines);
+    Hole hole = HoleWith(lines);
     const Fit fit = FitPlane(hole, tolerance);
     Eigen::Index count = 0;
     for (const PointCloud& cloud : fit.outliers) count += cloud.cols();
@@ -182,16 +183,16 @@ TEST(HolePlane, ToleranceEqualToTheWorstResidualDoesNotEndTheRounds) {
   const double slack = 1e-15;  // the test sums in its own order
   EXPECT_EQ(cut(worst + slack), 0);
   EXPECT_GT(cut(worst - slack), 0);
-  HoleProbe flat = HoleWith(Star([](double, double) { return 0.0; }));
+  Hole flat = HoleWith(Star([](double, double) { return 0.0; }));
   EXPECT_TRUE(FitPlane(flat, 0.0).ok) << "even a tolerance that nothing beats ends after 10 rounds";
 }
 
 TEST(HolePlane, CutsAwayWhatLiesBelow) {
   auto lines = Star([](double x, double y) { return std::hypot(x, y) < 0.0085 ? 0.02 : 0.0; });
-  HoleProbe hole = HoleWith(lines);
+  Hole hole = HoleWith(lines);
   const Fit fit = FitPlane(hole, 3e-4);
   ASSERT_TRUE(fit.ok);
-  EXPECT_NEAR(hole._plane.Normal().z(), -1.0, 1e-12) << "faces the instrument";
+  EXPECT_NEAR(PROTECTED(hole, _plane).Normal().z(), -1.0, 1e-12) << "faces the instrument";
   for (std::size_t s = 0; s < lines.size(); ++s) {
     EXPECT_EQ(fit.inliers[s].cols() + fit.outliers[s].cols(), 40);
     EXPECT_EQ(fit.inliers[s].rows(), 6);
@@ -204,38 +205,40 @@ TEST(HolePlane, CutsAwayWhatLiesBelow) {
 
 TEST(HolePlane, ExactlyTheRejectAnglePasses) {
   const auto lines = Star([](double x, double) { return 0.1 * x; });
-  HoleProbe probe = HoleWith(lines);
+  Hole probe = HoleWith(lines);
   ASSERT_TRUE(FitPlane(probe, 1e-4).ok);
-  const double angle = std::acos(std::abs(probe._plane.Normal().dot(probe._input_normal)));
+  const double angle = std::acos(std::abs(
+      PROTECTED(probe, _plane).Normal().dot(probe.GetSetting<VectorXYZW>(L"NominalNormal"))));
   EXPECT_NEAR(angle, std::atan(0.1), 1e-9);
-  HoleProbe passes = HoleWith(lines);
-  passes._normal_reject_angle = angle;
+  Hole passes = HoleWith(lines);
+  PROTECTED(passes, _normal_reject_angle) = angle;
   EXPECT_TRUE(FitPlane(passes, 1e-4).ok);
-  HoleProbe fails = HoleWith(lines);
-  fails._normal_reject_angle = std::nextafter(angle, 0.0);
+  Hole fails = HoleWith(lines);
+  PROTECTED(fails, _normal_reject_angle) = std::nextafter(angle, 0.0);
   EXPECT_FALSE(FitPlane(fails, 1e-4).ok);
   EXPECT_EQ(fails.GetError(), kAngle);
-  EXPECT_GT(fails._plane.Normal().z(), 0.0) << "the plane that fails is left turned away";
+  EXPECT_GT(PROTECTED(fails, _plane).Normal().z(), 0.0)
+      << "the plane that fails is left turned away";
 }
 
 TEST(HolePlane, TheNominalNormalCountsWithoutSign) {
   const auto lines = Star([](double, double) { return 0.0; });
-  HoleProbe hole = HoleWith(lines);
-  hole._input_normal = VectorXYZW(0, 0, 1);
+  Hole hole = HoleWith(lines);
+  hole.SetSetting<VectorXYZW>(L"NominalNormal", VectorXYZW(0, 0, 1));
   EXPECT_TRUE(FitPlane(hole, 1e-4).ok);
-  EXPECT_NEAR(hole._plane.Normal().z(), -1.0, 1e-12);
+  EXPECT_NEAR(PROTECTED(hole, _plane).Normal().z(), -1.0, 1e-12);
 }
 
 TEST(HolePlane, CoincidentPointsFailInWords) {
-  HoleProbe hole = HoleWith({Line(Points(20, {0, 0, 2}), 1)});
+  Hole hole = HoleWith({Line(Points(20, {0, 0, 2}), 1)});
   EXPECT_FALSE(FitPlane(hole, 1e-4).ok);
   EXPECT_EQ(hole.GetError(), kAngle) << "a plane without normal stands at a right angle to all";
 }
 
 TEST(HolePlane, PointsThatAreAllEquallyFarFromTheirPlaneFailInWords) {
   // A saddle of four points, each a line of its own and so of weight 1.
-  HoleProbe hole = HoleWith({Line({{0.01, 0, 2.001}}, 1), Line({{0, 0.01, 1.999}}, 3),
-                             Line({{-0.01, 0, 2.001}}, 5), Line({{0, -0.01, 1.999}}, 7)});
+  Hole hole = HoleWith({Line({{0.01, 0, 2.001}}, 1), Line({{0, 0.01, 1.999}}, 3),
+                        Line({{-0.01, 0, 2.001}}, 5), Line({{0, -0.01, 1.999}}, 7)});
   EXPECT_FALSE(FitPlane(hole, 1e-5).ok);
   EXPECT_EQ(hole.GetError(), "Hole::FitRobustPlane(): The fit plane is degenerate.");
 }
@@ -252,7 +255,7 @@ TEST(HolePlane, NoPointsAreLostWhateverTheLines) {
       }
       lines.push_back(Line(points, 2 * s + 1));
     }
-    HoleProbe hole = HoleWith(lines);
+    Hole hole = HoleWith(lines);
     const Fit fit = FitPlane(hole, 3e-4);
     if (fit.inliers.empty()) continue;
     for (std::size_t s = 0; s < lines.size(); ++s) {

@@ -6,7 +6,9 @@
 #include <numbers>
 
 #include "feature_probe.h"
-#include "hole_probe.h"
+#include "hole_request.h"
+#include "libmfx/features/hole.h"
+#include "protected.h"
 #include "settings.h"
 
 namespace libmfx::features {
@@ -19,7 +21,7 @@ constexpr double kPi = std::numbers::pi;
 constexpr double kLargest = std::numeric_limits<double>::max();
 
 TEST(HoleRequest, DefaultsOfTheClass) {
-  HoleProbe hole;
+  Hole hole;
   EXPECT_EQ(hole.FeatureName(), "RobustHole");
   ExpectSettings(hole, {{L"NumScanLines", 9},
                         {L"NominalRadius", 1.0},
@@ -28,11 +30,11 @@ TEST(HoleRequest, DefaultsOfTheClass) {
                         {L"QualityThreshold", 50.0},
                         {L"ChamferDepth", 0.0},
                         {L"ChamferAngle", kPi / 4}});
-  EXPECT_EQ(hole._nominal_radius, 0.0);
-  EXPECT_EQ(hole._normal_reject_angle, 0.2617993877991494);
-  EXPECT_EQ(hole._isolation_radius, 0.0);
-  EXPECT_FALSE(hole._has_chamfer);
-  EXPECT_FALSE(hole._use_fast_star);
+  EXPECT_EQ(PROTECTED(hole, _nominal_radius), 0.0);
+  EXPECT_EQ(PROTECTED(hole, _normal_reject_angle), 0.2617993877991494);
+  EXPECT_EQ(PROTECTED(hole, _isolation_radius), 0.0);
+  EXPECT_FALSE(PROTECTED(hole, _has_chamfer));
+  EXPECT_FALSE(PROTECTED(hole, _use_fast_star));
   EXPECT_EQ(hole.GetError(), "");
 }
 
@@ -78,10 +80,10 @@ TEST(HoleRequest, TableAndDefaults) {
 }
 
 TEST(HoleRequest, TheSettingOfTheRadiusReachesTheWorkingRadiusAlone) {
-  HoleProbe hole(HoleRequest(0.004).dump());
+  Hole hole(HoleRequest(0.004).dump());
   hole.SetSetting<double>(L"NominalRadius", 0.02);
-  EXPECT_EQ(hole._radius, 0.02);
-  EXPECT_EQ(hole._nominal_radius, 0.004);
+  EXPECT_EQ(PROTECTED(hole, _radius), 0.02);
+  EXPECT_EQ(PROTECTED(hole, _nominal_radius), 0.004);
 }
 
 TEST(HoleRequest, ReadsItsKeys) {
@@ -98,10 +100,10 @@ TEST(HoleRequest, ReadsItsKeys) {
   request["SearchRadiusMultiplier"] = 3;
   request["SearchEnabled"] = 1;
   request["Feature"]["Name"] = "bolt 7";
-  const HoleProbe hole(request.dump());
+  const Hole hole(request.dump());
   EXPECT_EQ(hole.GetError(), "");
-  EXPECT_EQ(hole._uuid, "h-1");
-  EXPECT_EQ(hole._name, "bolt 7");
+  EXPECT_EQ(PROTECTED(hole, _uuid), "h-1");
+  EXPECT_EQ(PROTECTED(hole, _name), "bolt 7");
   ExpectSettings(hole, {{L"ClearanceZone", 0.003},
                         {L"NumScanLines", 5},
                         {L"PointSpacing", 0.0002},
@@ -109,25 +111,25 @@ TEST(HoleRequest, ReadsItsKeys) {
                         {L"RescanThreshold", 0.001},
                         {L"SearchEnabled", true},
                         {L"NominalPoint", PointXYZW(0, 0, 2)}});
-  EXPECT_EQ(hole._scan_origin, PointXYZW(0.1, 0.2, 0.3));
-  EXPECT_EQ(hole._search_point_spacing, 0.002);
-  EXPECT_EQ(hole._search_radius_multiplier, 3.0);
-  EXPECT_EQ(hole._nominal_radius, 0.004);
-  EXPECT_DOUBLE_EQ(hole._chamfer_offset, std::tan(0.5) * 0.0005);
-  EXPECT_DOUBLE_EQ(hole._radius, 0.004 + std::tan(0.5) * 0.0005);
-  EXPECT_TRUE(hole._has_chamfer);
-  EXPECT_DOUBLE_EQ(hole._isolation_radius, 0.001);
+  EXPECT_EQ(PROTECTED(hole, _scan_origin), PointXYZW(0.1, 0.2, 0.3));
+  EXPECT_EQ(PROTECTED(hole, _search_point_spacing), 0.002);
+  EXPECT_EQ(PROTECTED(hole, _search_radius_multiplier), 3.0);
+  EXPECT_EQ(PROTECTED(hole, _nominal_radius), 0.004);
+  EXPECT_DOUBLE_EQ(PROTECTED(hole, _chamfer_offset), std::tan(0.5) * 0.0005);
+  EXPECT_DOUBLE_EQ(hole.GetSetting<double>(L"NominalRadius"), 0.004 + std::tan(0.5) * 0.0005);
+  EXPECT_TRUE(PROTECTED(hole, _has_chamfer));
+  EXPECT_DOUBLE_EQ(PROTECTED(hole, _isolation_radius), 0.001);
 }
 
 TEST(HoleRequest, ScanOriginOfTwoNumbersHasZ0) {
   json request = HoleRequest();
   request["ScanOrigin"] = {0.1, 0.2};
-  EXPECT_EQ(HoleProbe(request.dump())._scan_origin, PointXYZW(0.1, 0.2, 0.0));
+  EXPECT_EQ(PROTECTED(Hole(request.dump()), _scan_origin), PointXYZW(0.1, 0.2, 0.0));
 }
 
 TEST(HoleRequest, NoJsonIsToldInTheHolesOwnWords) {
   for (const char* text : {"", "[1]", "nonsense", "{\"a\":"}) {
-    HoleProbe hole{std::string(text)};
+    Hole hole{std::string(text)};
     EXPECT_EQ(hole.GetError(), "jsonRoot is Nothing") << text;
     EXPECT_TRUE(hole.GetDrivePoints(true).empty());
     EXPECT_FALSE(hole.Reset(false, false));
@@ -139,15 +141,15 @@ TEST(HoleRequest, WithoutLocationOrRadiusNothingIsDerived) {
     json request = HoleRequest(0.004);
     request["ChamferDepth"] = 0.001;
     request["Feature"].erase(key);
-    HoleProbe hole(request.dump());
+    Hole hole(request.dump());
     EXPECT_EQ(hole.GetError(), "Request does not contain nominal location and/or radius!");
-    EXPECT_EQ(hole._radius, 1.0);
-    EXPECT_EQ(hole._isolation_radius, 0.0);
-    EXPECT_FALSE(hole._has_chamfer);
-    EXPECT_FALSE(hole._use_fast_star);
+    EXPECT_EQ(hole.GetSetting<double>(L"NominalRadius"), 1.0);
+    EXPECT_EQ(PROTECTED(hole, _isolation_radius), 0.0);
+    EXPECT_FALSE(PROTECTED(hole, _has_chamfer));
+    EXPECT_FALSE(PROTECTED(hole, _use_fast_star));
     EXPECT_FALSE(hole.Reset(false, false));
   }
-  EXPECT_EQ(HoleProbe(std::string("{\"Feature\": 3}")).GetError(),
+  EXPECT_EQ(Hole(std::string("{\"Feature\": 3}")).GetError(),
             "Request does not contain nominal location and/or radius!");
 }
 
@@ -155,15 +157,16 @@ TEST(HoleRequest, WithoutNormalItPointsAwayFromTheInstrument) {
   json request = HoleRequest();
   request["ScanOrigin"] = {0.0, 1.0, 2.0};
   request["Feature"].erase("Normal");
-  const HoleProbe hole(request.dump());
-  EXPECT_EQ(hole._input_normal, VectorXYZW(0, -1, 0));
+  const Hole hole(request.dump());
+  EXPECT_EQ(hole.GetSetting<VectorXYZW>(L"NominalNormal"), VectorXYZW(0, -1, 0));
 }
 
 TEST(HoleRequest, AZeroNormalKeepsTheDefault) {
   for (const double tiny : {0.0, 1e-12, -1e-12}) {
     json request = HoleRequest();
     request["Feature"]["Normal"] = {tiny, tiny, 0.0};
-    EXPECT_EQ(HoleProbe(request.dump())._input_normal, VectorXYZW(0, 0, 1)) << tiny;
+    EXPECT_EQ(Hole(request.dump()).GetSetting<VectorXYZW>(L"NominalNormal"), VectorXYZW(0, 0, 1))
+        << tiny;
   }
 }
 
@@ -171,8 +174,8 @@ TEST(HoleRequest, ANormalIsLoggedAndMadeUnit) {
   json request = HoleRequest();
   request["Feature"]["Normal"] = {0.0, 3.0, -4.0};
   const LogCollector log;
-  const HoleProbe hole(request.dump());
-  EXPECT_EQ(hole._input_normal, VectorXYZW(0, 0.6, -0.8));
+  const Hole hole(request.dump());
+  EXPECT_EQ(hole.GetSetting<VectorXYZW>(L"NominalNormal"), VectorXYZW(0, 0.6, -0.8));
   ASSERT_EQ(LogCollector::Texts().size(), 1u);
   EXPECT_EQ(LogCollector::Texts()[0], L"use nominal _input_normal: (0, 3, -4, 0)");
   EXPECT_EQ(LogCollector::Lines()[0].level, 1);
@@ -184,27 +187,27 @@ TEST(HoleRequest, ChamferAngleOfAQuarterTurnCountsAsNone) {
     json request = HoleRequest(0.004);
     request["ChamferDepth"] = 0.5;
     request["ChamferAngle"] = angle;
-    const HoleProbe hole(request.dump());
-    EXPECT_EQ(hole._chamfer_offset, 0.0) << angle;
-    EXPECT_EQ(hole._radius, 0.004) << angle;
-    EXPECT_FALSE(hole._has_chamfer) << angle;
+    const Hole hole(request.dump());
+    EXPECT_EQ(PROTECTED(hole, _chamfer_offset), 0.0) << angle;
+    EXPECT_EQ(hole.GetSetting<double>(L"NominalRadius"), 0.004) << angle;
+    EXPECT_FALSE(PROTECTED(hole, _has_chamfer)) << angle;
   }
 }
 
 TEST(HoleRequest, ANegativeChamferNarrowsTheRadiusAndIsNone) {
   json request = HoleRequest(0.004);
   request["ChamferDepth"] = -0.001;
-  const HoleProbe hole(request.dump());
-  EXPECT_NEAR(hole._radius, 0.003, 1e-15);
-  EXPECT_FALSE(hole._has_chamfer);
+  const Hole hole(request.dump());
+  EXPECT_NEAR(hole.GetSetting<double>(L"NominalRadius"), 0.003, 1e-15);
+  EXPECT_FALSE(PROTECTED(hole, _has_chamfer));
 }
 
 TEST(HoleRequest, TheFastStarIsForARadiusStrictlyAboveTheClearance) {
   json request = HoleRequest(0.004);
   request["ClearanceZone"] = 0.004;
-  EXPECT_FALSE(HoleProbe(request.dump())._use_fast_star);
+  EXPECT_FALSE(PROTECTED(Hole(request.dump()), _use_fast_star));
   request["Feature"]["Radius"] = std::nextafter(0.004, 1.0);
-  EXPECT_TRUE(HoleProbe(request.dump())._use_fast_star);
+  EXPECT_TRUE(PROTECTED(Hole(request.dump()), _use_fast_star));
 }
 
 TEST(HoleRequest, TheFactoryMakesAHole) {
@@ -218,15 +221,15 @@ TEST(HoleRequest, TheFactoryMakesAHole) {
 }
 
 TEST(HoleRequest, ACopyHasEveryField) {
-  HoleProbe hole(HoleRequest(0.004).dump());
-  hole._quality = 91.0;
-  hole._measured_center = PointXYZW(1, 2, 3);
-  const HoleProbe copy(hole);
-  EXPECT_EQ(copy._radius, 0.004);
-  EXPECT_EQ(copy._quality, 91.0);
-  HoleProbe assigned;
+  Hole hole(HoleRequest(0.004).dump());
+  hole.SetSetting<double>(L"Quality", 91.0);
+  hole.SetSetting<PointXYZW>(L"MeasuredPoint", PointXYZW(1, 2, 3));
+  const Hole copy(hole);
+  EXPECT_EQ(copy.GetSetting<double>(L"NominalRadius"), 0.004);
+  EXPECT_EQ(copy.GetSetting<double>(L"Quality"), 91.0);
+  Hole assigned;
   assigned = hole;
-  EXPECT_EQ(assigned._measured_center, PointXYZW(1, 2, 3));
+  EXPECT_EQ(assigned.GetSetting<PointXYZW>(L"MeasuredPoint"), PointXYZW(1, 2, 3));
   EXPECT_EQ(assigned.GetResult(), hole.GetResult());
 }
 

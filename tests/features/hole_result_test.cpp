@@ -2,6 +2,7 @@
 
 #include "feature_probe.h"
 #include "ideal_hole.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -12,7 +13,7 @@ using namespace test;
 TEST(HoleResult, SucceedsWithItsKeysInOrder) {
   json request = HoleRequest();
   request["Feature"]["Name"] = "bolt 7";
-  const HoleProbe hole = Measure(request, {});
+  const Hole hole = Measure(request, {});
   ASSERT_TRUE(hole.GetIsSuccessful());
   const LogCollector log;
   const std::string text = hole.GetResult();
@@ -29,7 +30,7 @@ TEST(HoleResult, SucceedsWithItsKeysInOrder) {
   EXPECT_EQ(result["Target"], "h-1");
   EXPECT_EQ(result["Name"], "bolt 7");
   EXPECT_EQ(result["ScanData"]["DataFormat"], "LR_XYZ");
-  EXPECT_EQ(result["ScanData"]["Count"], hole._scan_cloud.cols());
+  EXPECT_EQ(result["ScanData"]["Count"], PROTECTED(hole, _scan_cloud).cols());
   EXPECT_EQ(result["ScanData"]["Data"].size(), hole.GetRawData().size());
   EXPECT_EQ(result["ScanData"]["Data"][0].size(), 5u);
   EXPECT_TRUE(result["ScanData"]["Data"][0][4].is_number_integer());
@@ -38,14 +39,14 @@ TEST(HoleResult, SucceedsWithItsKeysInOrder) {
 }
 
 TEST(HoleResult, WithoutNameTheLastKeyIsTheTarget) {
-  const HoleProbe hole = Measure(HoleRequest(), {});
+  const Hole hole = Measure(HoleRequest(), {});
   const std::string text = hole.GetResult();
   EXPECT_EQ(text.find("\"Name\""), std::string::npos);
   EXPECT_TRUE(text.ends_with("\"Target\":\"h-1\"}"));
 }
 
 TEST(HoleResult, AFailureHasItsErrorAndTheScan) {
-  const HoleProbe hole = Measure(HoleRequest(), {.radius = 0.0092});
+  const Hole hole = Measure(HoleRequest(), {.radius = 0.0092});
   const auto result = nlohmann::ordered_json::parse(hole.GetResult());
   std::vector<std::string> keys;
   for (const auto& [key, value] : result.items()) keys.push_back(key);
@@ -54,7 +55,7 @@ TEST(HoleResult, AFailureHasItsErrorAndTheScan) {
   EXPECT_EQ(result["ErrorMessage"], hole.GetError());
   EXPECT_GT(result["ScanData"]["Count"], 0);
   EXPECT_EQ(result["Success"], false);
-  const auto fresh = json::parse(HoleProbe(HoleRequest().dump()).GetResult());
+  const auto fresh = json::parse(Hole(HoleRequest().dump()).GetResult());
   EXPECT_EQ(fresh["ErrorMessage"], "");
   EXPECT_EQ(fresh["ScanData"]["Count"], 0);
 }

@@ -7,6 +7,7 @@
 #include "features/hole/grazed_rim.h"
 #include "features/shared/beam.h"
 #include "ideal_hole.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -222,7 +223,7 @@ TEST(HoleScanLine, ABeamAlongTheSurfaceHasNoPlaceWhereItCrosses) {
 }
 
 /// A hole whose rim has been found, seen at `incidence` radians.
-HoleProbe RimFound(double incidence, IdealHole ideal) {
+Hole RimFound(double incidence, IdealHole ideal) {
   nlohmann::json request = HoleRequest(ideal.radius);
   const Eigen::Vector3d normal(-std::sin(incidence), 0, -std::cos(incidence));
   ideal.normal = normal;
@@ -231,19 +232,19 @@ HoleProbe RimFound(double incidence, IdealHole ideal) {
 }
 
 TEST(HoleWall, SeenByASlantedBeamInADeepBore) {
-  const HoleProbe deep = RimFound(0.7, {.wall = 0.02});
-  EXPECT_TRUE(deep._has_wall);
-  const HoleProbe sheet = RimFound(0.7, {});
-  EXPECT_FALSE(sheet._has_wall);
-  const HoleProbe bright = RimFound(0.7, {.behind = 0.002});
-  EXPECT_FALSE(bright._has_wall);
-  const HoleProbe straight = RimFound(0.1, {.wall = 0.02});
-  EXPECT_FALSE(straight._has_wall);
+  const Hole deep = RimFound(0.7, {.wall = 0.02});
+  EXPECT_TRUE(PROTECTED(deep, _has_wall));
+  const Hole sheet = RimFound(0.7, {});
+  EXPECT_FALSE(PROTECTED(sheet, _has_wall));
+  const Hole bright = RimFound(0.7, {.behind = 0.002});
+  EXPECT_FALSE(PROTECTED(bright, _has_wall));
+  const Hole straight = RimFound(0.1, {.wall = 0.02});
+  EXPECT_FALSE(PROTECTED(straight, _has_wall));
 }
 
 TEST(HoleCentroid, ThePlanarPointsAroundTheCircleMoveIt) {
-  HoleProbe hole(HoleRequest().dump());
-  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  Hole hole(HoleRequest().dump());
+  PROTECTED(hole, _plane) = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
   geometry::Circle circle;
   circle.Center(PointXYZW(1e-4, -5e-5, 2));
   circle.Radius(0.008);
@@ -259,40 +260,40 @@ TEST(HoleCentroid, ThePlanarPointsAroundTheCircleMoveIt) {
   };
   std::vector<PointCloud> lines;
   for (int k = 0; k < 12; ++k) lines.push_back(line(k, k == 3 ? 0.0092 : 0.008));
-  EXPECT_TRUE(hole.PlaneCentroidBiasShift(lines, circle));
+  EXPECT_TRUE(PROTECTED(hole, PlaneCentroidBiasShift)(lines, circle));
   EXPECT_LT((circle.Center() - PointXYZW(0, 0, 2)).norm(), 1e-9);
   EXPECT_EQ(circle.Radius(), 0.008);
 }
 
 TEST(HoleCentroid, WithoutPlanarPointsTheCircleStays) {
-  HoleProbe hole(HoleRequest().dump());
-  hole._plane = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
+  Hole hole(HoleRequest().dump());
+  PROTECTED(hole, _plane) = geometry::Plane(PointXYZW(0, 0, 2), VectorXYZW(0, 0, -1));
   geometry::Circle circle;
   circle.Center(PointXYZW(1e-4, -5e-5, 2));
   const std::vector<std::vector<PointCloud>> nothing{{}, {PointCloud(), PointCloud()}};
   for (const auto& lines : nothing) {
-    EXPECT_FALSE(hole.PlaneCentroidBiasShift(lines, circle));
+    EXPECT_FALSE(PROTECTED(hole, PlaneCentroidBiasShift)(lines, circle));
     EXPECT_EQ(circle.Center(), PointXYZW(1e-4, -5e-5, 2));
   }
 }
 
 TEST(HoleWall, ItsDepthsAreTold) {
-  HoleProbe hole = RimFound(0.7, {.wall = 0.003});
+  Hole hole = RimFound(0.7, {.wall = 0.003});
   std::vector<PointCloud> inliers, outliers, wall;
-  ASSERT_TRUE(
-      hole.FitRobustPlane(hole._input_center_pt, 0.0, 0.013, 1.0, 1.0, 3e-4, inliers, outliers));
+  ASSERT_TRUE(PROTECTED(hole, FitRobustPlane)(hole.GetSetting<PointXYZW>(L"NominalPoint"), 0.0,
+                                              0.013, 1.0, 1.0, 3e-4, inliers, outliers));
   double a = -1.0;
   double b = -1.0;
-  EXPECT_TRUE(hole.CircleHasWall(outliers, wall, hole._circle, a, b));
-  EXPECT_EQ(wall.size(), hole._segments.size()) << "one cloud a line";
+  EXPECT_TRUE(PROTECTED(hole, CircleHasWall)(outliers, wall, PROTECTED(hole, _circle), a, b));
+  EXPECT_EQ(wall.size(), PROTECTED(hole, _segments).size()) << "one cloud a line";
   EXPECT_GT(a, 0.0);
   EXPECT_LT(a, 5e-4);
   EXPECT_GT(b, 0.0025);
   EXPECT_LE(b, 0.003 + 1e-9);
-  HoleProbe sheet = RimFound(0.7, {});
-  ASSERT_TRUE(
-      sheet.FitRobustPlane(sheet._input_center_pt, 0.0, 0.013, 1.0, 1.0, 3e-4, inliers, outliers));
-  EXPECT_FALSE(sheet.CircleHasWall(outliers, wall, sheet._circle, a, b));
+  Hole sheet = RimFound(0.7, {});
+  ASSERT_TRUE(PROTECTED(sheet, FitRobustPlane)(sheet.GetSetting<PointXYZW>(L"NominalPoint"), 0.0,
+                                               0.013, 1.0, 1.0, 3e-4, inliers, outliers));
+  EXPECT_FALSE(PROTECTED(sheet, CircleHasWall)(outliers, wall, PROTECTED(sheet, _circle), a, b));
   EXPECT_EQ(a, 0.0);
   EXPECT_EQ(b, 0.0);
 }

@@ -13,6 +13,7 @@
 
 #include "features/pvi/peeler.h"
 #include "libmfx/features/pvi.h"
+#include "protected.h"
 #include "random_cases.h"
 
 namespace libmfx::features {
@@ -205,21 +206,16 @@ std::vector<Index> KeptAnew(const Matrix3Xd& points, double percentage, double c
   return left.size() == 3 ? std::vector<Index>() : kept;
 }
 
-class PviProbe : public PVI {
- public:
-  using PVI::RemoveOutliers;
-};
-
 /// What `RemoveOutliers` keeps, by a number in a row of its own.
 std::vector<Index> Kept(const Matrix3Xd& points, double percentage, double cut_ratio) {
-  PviProbe pvi;
+  PVI pvi;
   pvi.SetSetting(L"MaxFiltertPrct", percentage);
   pvi.SetSetting(L"FilterCutRatio", cut_ratio);
   Eigen::MatrixXd data(5, points.cols());
   data.topRows(3) = points;
   for (Index i = 0; i < points.cols(); ++i) data(3, i) = data(4, i) = static_cast<double>(i);
   PointCloud cloud(data);
-  if (!pvi.RemoveOutliers(cloud)) return {};
+  if (!PROTECTED(pvi, RemoveOutliers)(cloud)) return {};
   std::vector<Index> kept;
   for (Index i = 0; i < cloud.cols(); ++i) kept.push_back(static_cast<Index>(cloud.data()(4, i)));
   return kept;

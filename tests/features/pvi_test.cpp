@@ -11,6 +11,7 @@
 
 #include "feature_probe.h"
 #include "paths.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -19,12 +20,6 @@ using data_structures::Distance;
 using nlohmann::json;
 using test::LogCollector;
 using test::PointsOf;
-
-class PviProbe : public PVI {
- public:
-  using PVI::PVI;
-  using PVI::RemoveOutliers;
-};
 
 /// A request at 2 m straight ahead whose normal faces the instrument, tilted by `tilt` radians.
 json RequestWithTilt(double tilt) {
@@ -293,10 +288,10 @@ PointCloud FlatCloud(int count) {
 }
 
 TEST(Pvi, RemoveOutliersDropsTheGrossOneAndKeepsTheOrder) {
-  PviProbe pvi;
+  PVI pvi;
   PointCloud cloud = FlatCloud(20);
   cloud.data()(2, 7) = 0.5;
-  ASSERT_TRUE(pvi.RemoveOutliers(cloud));
+  ASSERT_TRUE(PROTECTED(pvi, RemoveOutliers)(cloud));
   ASSERT_LT(cloud.cols(), 20);
   for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
     EXPECT_NE(cloud.data()(4, i), 7.0);
@@ -307,25 +302,25 @@ TEST(Pvi, RemoveOutliersDropsTheGrossOneAndKeepsTheOrder) {
 }
 
 TEST(Pvi, RemoveOutliersLeavesACloudAloneWhenNoRemovalReducesTheScatterEnough) {
-  PviProbe pvi;
+  PVI pvi;
   pvi.SetSetting(L"FilterCutRatio", 0.5);
   PointCloud cloud = FlatCloud(20);
   const Eigen::MatrixXd before = cloud.data();
-  ASSERT_TRUE(pvi.RemoveOutliers(cloud));
+  ASSERT_TRUE(PROTECTED(pvi, RemoveOutliers)(cloud));
   ASSERT_EQ(cloud.cols(), 20);
   EXPECT_EQ(cloud.data(), before);
 }
 
 TEST(Pvi, RemoveOutliersOfTooFewSamples) {
   for (int count = 0; count <= 5; ++count) {
-    PviProbe pvi;
+    PVI pvi;
     PointCloud cloud = FlatCloud(count);
-    EXPECT_FALSE(pvi.RemoveOutliers(cloud)) << count;
+    EXPECT_FALSE(PROTECTED(pvi, RemoveOutliers)(cloud)) << count;
     EXPECT_EQ(pvi.GetError(), "At least three points required for PVI plane fit! ERROR_PVI_FILTER");
   }
-  PviProbe pvi;
+  PVI pvi;
   PointCloud six = FlatCloud(6);
-  EXPECT_TRUE(pvi.RemoveOutliers(six));
+  EXPECT_TRUE(PROTECTED(pvi, RemoveOutliers)(six));
 }
 
 TEST(Pvi, TheLaterErrorReplacesTheEarlier) {

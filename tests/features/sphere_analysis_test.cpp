@@ -6,7 +6,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "sphere_probe.h"
+#include "ball_scene.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -15,22 +16,21 @@ using nlohmann::json;
 using test::Ball;
 using test::LogCollector;
 using test::MeasureBall;
-using test::SphereProbe;
 using test::SphereRequest;
 
-SphereProbe ProbeOf(const Ball& ball, const std::string& keys = "") {
-  return SphereProbe(SphereRequest(ball.Front(), ball.radius, keys));
+SphereFit ProbeOf(const Ball& ball, const std::string& keys = "") {
+  return SphereFit(SphereRequest(ball.Front(), ball.radius, keys));
 }
 
 /// A feature that has measured `ball`.
-SphereProbe Measured(const Ball& ball, std::mt19937_64& random, const std::string& keys = "") {
-  SphereProbe s = ProbeOf(ball, keys);
+SphereFit Measured(const Ball& ball, std::mt19937_64& random, const std::string& keys = "") {
+  SphereFit s = ProbeOf(ball, keys);
   MeasureBall(s, ball, random);
   return s;
 }
 
-double OffBy(const SphereProbe& s, const Ball& ball) {
-  return (s.MeasuredPoint.xyz() - ball.center).norm();
+double OffBy(const SphereFit& s, const Ball& ball) {
+  return (s.GetSetting<PointXYZW>(L"MeasuredPoint").xyz() - ball.center).norm();
 }
 
 TEST(SphereAnalysis, MeasuresABallInManyRuns) {
@@ -40,12 +40,13 @@ TEST(SphereAnalysis, MeasuresABallInManyRuns) {
     ball.center = Eigen::Vector3d(0.3, 0.1, 1.0 + 7.0 * run / 59);
     ball.radius = 0.006 + 0.019 * (run % 7) / 6;
     const bool star = run % 2 == 0;
-    SphereProbe s = Measured(ball, random, star ? "" : R"("UseStarPattern":0,)");
+    SphereFit s = Measured(ball, random, star ? "" : R"("UseStarPattern":0,)");
     ASSERT_TRUE(s.GetIsSuccessful()) << run << ": " << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5) << run;
-    EXPECT_EQ(s.MeasuredRadius, ball.radius) << "the radius of the result is the nominal one";
-    EXPECT_GT(s.Quality, 50.0);
-    EXPECT_GE(s._final_fit_count, 25u);
+    EXPECT_EQ(s.GetSetting<double>(L"MeasuredRadius"), ball.radius)
+        << "the radius of the result is the nominal one";
+    EXPECT_GT(s.GetSetting<double>(L"Quality"), 50.0);
+    EXPECT_GE(PROTECTED(s, _final_fit_count), 25u);
   }
 }
 
@@ -55,7 +56,7 @@ TEST(SphereAnalysis, MeasuresABallWithoutNoise) {
     Ball ball;
     ball.center.z() = 1.0 + run * 0.37;
     ball.range_noise = 0.0;
-    SphereProbe s = Measured(ball, random);
+    SphereFit s = Measured(ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << run << ": " << s.GetError();
     EXPECT_LT(OffBy(s, ball), 1e-12) << run;
   }
@@ -66,7 +67,7 @@ TEST(SphereAnalysis, BehindTheInstrumentAcrossTheSeam) {
   for (const double side : {-1.0, 1.0}) {
     Ball ball;
     ball.center = Eigen::Vector3d(-side * 0.002, 0.3, -3.0);
-    SphereProbe s = Measured(ball, random);
+    SphereFit s = Measured(ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5);
   }
@@ -77,7 +78,7 @@ TEST(SphereAnalysis, ANominalOffByTwoMillimetresIsFound) {
   const Ball ball;
   for (const Eigen::Vector3d& off : {Eigen::Vector3d(0.002, 0, 0), Eigen::Vector3d(0, -0.002, 0),
                                      Eigen::Vector3d(0, 0, 0.002), Eigen::Vector3d(0, 0, -0.002)}) {
-    SphereProbe s(SphereRequest(ball.Front() + off, ball.radius));
+    SphereFit s(SphereRequest(ball.Front() + off, ball.radius));
     MeasureBall(s, ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
     EXPECT_LT(OffBy(s, ball), 2e-5);
@@ -87,7 +88,7 @@ TEST(SphereAnalysis, ANominalOffByTwoMillimetresIsFound) {
 TEST(SphereAnalysis, AWrongRadiusOfTheRequestIsAnError) {
   std::mt19937_64 random(5);
   const Ball ball;
-  SphereProbe s(SphereRequest(ball.Front(), ball.radius + 0.001));
+  SphereFit s(SphereRequest(ball.Front(), ball.radius + 0.001));
   MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_NE(s.GetError().find("ERROR_QUALITY"), std::string::npos) << s.GetError();
@@ -99,10 +100,12 @@ TEST(SphereAnalysis, TheErrorOfTheRadiusShiftsTheCentreAlongTheLineOfSight) {
   const Ball ball;
   double along = 0.0;
   for (int run = 0; run < 20; ++run) {
-    SphereProbe s(SphereRequest(ball.Front(), ball.radius - 5e-6));
+    SphereFit s(SphereRequest(ball.Front(), ball.radius - 5e-6));
     MeasureBall(s, ball, random);
     ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
-    along += (s.MeasuredPoint.xyz() - ball.center).dot(ball.center.normalized()) / 20;
+    along += (s.GetSetting<PointXYZW>(L"MeasuredPoint").xyz() - ball.center)
+                 .dot(ball.center.normalized()) /
+             20;
   }
   EXPECT_NEAR(along, -5e-6, 1e-6);
 }
@@ -111,81 +114,84 @@ TEST(SphereAnalysis, ARadiusThatIsOffByManyTimesTheNoiseIsAnError) {
   std::mt19937_64 random(6);
   Ball ball;
   ball.range_noise = 1e-6;
-  SphereProbe s(SphereRequest(ball.Front(), ball.radius - 1e-5));
+  SphereFit s(SphereRequest(ball.Front(), ball.radius - 1e-5));
   MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(), "SphereFit::Analyze(): The fit quality is lower than the threshold!");
 }
 
 TEST(SphereAnalysis, NoSamplesLeaveNoRange) {
-  SphereProbe s(SphereRequest(Ball().Front(), 0.0127));
+  SphereFit s(SphereRequest(Ball().Front(), 0.0127));
   s.AnalyzeFeature();
   EXPECT_EQ(s.GetError(), "SphereFit::Analyze(): Refine range of nominal point failed.");
-  EXPECT_EQ(s._scan_data.cols(), 0);
+  EXPECT_EQ(PROTECTED(s, _scan_data).cols(), 0);
 }
 
 TEST(SphereAnalysis, ANominalAtTheInstrumentHasNoLineOfSight) {
-  SphereProbe s;
+  SphereFit s;
   s.UpdateRawData({{0, 0, 2, 80, 1}, {0.1, 0, 2, 80, 1}});
   s.AnalyzeFeature();
   EXPECT_EQ(s.GetError(), "SphereFit::Analyze(): Refine range of nominal point failed.");
 }
 
 /// Three samples of which the second is nearest to the line of sight.
-SphereProbe Three(double second, double third) {
-  SphereProbe s;
-  s.NominalPoint = PointXYZW(0, 0, 3.0);
+SphereFit Three(double second, double third) {
+  SphereFit s;
+  s.SetSetting<PointXYZW>(L"NominalPoint", PointXYZW(0, 0, 3.0));
   s.UpdateRawData({{0.01, 0, 2.0, 80, 1}, {0.0001, 0, second, 80, 1}, {0.02, 0, third, 80, 1}});
   s.AnalyzeFeature();
   return s;
 }
 
 TEST(SphereRefine, TheRangeIsThatOfTheSampleAfterTheClosest) {
-  const SphereProbe s = Three(2.5, 2.25);
-  EXPECT_EQ(s._refined_aer.range, 2.25);
-  EXPECT_EQ(s.NominalPoint, PointXYZW(0, 0, 2.25));
+  const SphereFit s = Three(2.5, 2.25);
+  EXPECT_EQ(PROTECTED(s, _refined_aer).range, 2.25);
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW(0, 0, 2.25));
 }
 
 TEST(SphereRefine, WhenTheClosestIsTheLastItsOwnRangeIsTaken) {
-  SphereProbe s;
-  s.NominalPoint = PointXYZW(0, 0, 3.0);
+  SphereFit s;
+  s.SetSetting<PointXYZW>(L"NominalPoint", PointXYZW(0, 0, 3.0));
   s.UpdateRawData({{0.01, 0, 2.0, 80, 1}, {0.0001, 0, 2.5, 80, 1}});
   s.AnalyzeFeature();
-  EXPECT_EQ(s._refined_aer.range, 2.5);
+  EXPECT_EQ(PROTECTED(s, _refined_aer).range, 2.5);
 }
 
 TEST(SphereRefine, ANextSampleWithoutARangeIsPassedOver) {
-  EXPECT_EQ(Three(2.5, std::nan(""))._refined_aer.range, 2.5);
-  EXPECT_EQ(Three(2.5, std::numeric_limits<double>::infinity())._refined_aer.range, 2.5);
+  EXPECT_EQ(PROTECTED(Three(2.5, std::nan("")), _refined_aer).range, 2.5);
+  EXPECT_EQ(PROTECTED(Three(2.5, std::numeric_limits<double>::infinity()), _refined_aer).range,
+            2.5);
 }
 
 TEST(SphereRefine, ALostSampleIsNeverTheClosest) {
-  const SphereProbe s = Three(std::nan(""), 2.25);
-  EXPECT_EQ(s._refined_aer.range, 2.0) << "the first is closest; the one after it has no range";
+  const SphereFit s = Three(std::nan(""), 2.25);
+  EXPECT_EQ(PROTECTED(s, _refined_aer).range, 2.0)
+      << "the first is closest; the one after it has no range";
 }
 
 TEST(SphereRefine, ARangeOfZeroIsALostSample) {
-  EXPECT_EQ(Three(2.5, 0.0)._refined_aer.range, 2.5);
-  EXPECT_EQ(Three(0.0, 2.25)._refined_aer.range, 2.0);
+  EXPECT_EQ(PROTECTED(Three(2.5, 0.0), _refined_aer).range, 2.5);
+  EXPECT_EQ(PROTECTED(Three(0.0, 2.25), _refined_aer).range, 2.0);
 }
 
 TEST(SphereRefine, TheFirstOfEquallyCloseSamplesWins) {
-  SphereProbe s;
-  s.NominalPoint = PointXYZW(0, 0, 3.0);
+  SphereFit s;
+  s.SetSetting<PointXYZW>(L"NominalPoint", PointXYZW(0, 0, 3.0));
   s.UpdateRawData(
       {{0, 0.01, 2.0, 80, 1}, {0.1, 0, 2.1, 80, 1}, {0, -0.01, 2.0, 80, 1}, {0.1, 0, 2.2, 80, 1}});
   s.AnalyzeFeature();
-  EXPECT_EQ(s._refined_aer.range, 2.1);
+  EXPECT_EQ(PROTECTED(s, _refined_aer).range, 2.1);
 }
 
 TEST(SphereTolerances, FollowTheRange) {
   const auto at = [](double range, bool user_filters) {
-    SphereProbe s = SphereProbe();
-    s.UserFilters = user_filters;
-    s.NominalPoint = PointXYZW(0, 0, range);
+    SphereFit s = SphereFit();
+    s.SetSetting<bool>(L"UserFilters", user_filters);
+    s.SetSetting<PointXYZW>(L"NominalPoint", PointXYZW(0, 0, range));
     s.UpdateRawData({{0.0, 0, range, 80, 1}});
     s.AnalyzeFeature();
-    return std::pair(s.FitTolerance, s.FilterTolerance);
+    return std::pair(s.GetSetting<double>(L"FitTolerance"),
+                     s.GetSetting<double>(L"FilterTolerance"));
   };
   EXPECT_DOUBLE_EQ(at(1.0, false).first, 0.000215 - 7e-05);
   EXPECT_DOUBLE_EQ(at(1.0, false).second, 0.0006 - 0.0002);
@@ -201,23 +207,23 @@ TEST(SphereTolerances, FollowTheRange) {
 TEST(SphereAnalysis, TheSimplePathAlwaysEndsInItsErrorWithItsValuesSet) {
   std::mt19937_64 random(7);
   const Ball ball;
-  SphereProbe s = ProbeOf(ball);
-  s.AdvancedFilter = false;
+  SphereFit s = ProbeOf(ball);
+  s.SetSetting<bool>(L"AdvancedFilter", false);
   MeasureBall(s, ball, random);
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(),
             "SphereFit::Analyze(): All fit points removed via dilation filtering. Bad fit!");
   EXPECT_LT(OffBy(s, ball), 2e-5);
-  EXPECT_EQ(s.MeasuredRadius, ball.radius);
-  EXPECT_GT(s._final_fit_count, 100u);
-  EXPECT_EQ(s.Quality, 0.0);
+  EXPECT_EQ(s.GetSetting<double>(L"MeasuredRadius"), ball.radius);
+  EXPECT_GT(PROTECTED(s, _final_fit_count), 100u);
+  EXPECT_EQ(s.GetSetting<double>(L"Quality"), 0.0);
 }
 
 TEST(SphereAnalysis, TheSimplePathNeedsSamplesThatPassItsFilter) {
   std::mt19937_64 random(8);
-  SphereProbe s = ProbeOf(Ball());
-  s.AdvancedFilter = false;
-  s.QualityThreshold = 80.0;
+  SphereFit s = ProbeOf(Ball());
+  s.SetSetting<bool>(L"AdvancedFilter", false);
+  s.SetSetting<double>(L"QualityThreshold", 80.0);
   MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "FilterByDistance(): FilterByDistance failed (ERROR_SF_FILTER = -10). Bad filtered "
@@ -226,8 +232,8 @@ TEST(SphereAnalysis, TheSimplePathNeedsSamplesThatPassItsFilter) {
 
 TEST(SphereAnalysis, SamplesAtTheQualityThresholdAreTooManyBadPoints) {
   std::mt19937_64 random(9);
-  SphereProbe s = ProbeOf(Ball());
-  s.QualityThreshold = 80.0;
+  SphereFit s = ProbeOf(Ball());
+  s.SetSetting<double>(L"QualityThreshold", 80.0);
   MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "SphereFit::FilterByDistanceFromAzElMedianSpur(): Too many bad points. "
@@ -237,7 +243,7 @@ TEST(SphereAnalysis, SamplesAtTheQualityThresholdAreTooManyBadPoints) {
 TEST(SphereAnalysis, AScanThatIsTooSmallIsAHardwareError) {
   std::mt19937_64 random(10);
   const Ball ball;
-  SphereProbe s = Measured(ball, random);
+  SphereFit s = Measured(ball, random);
   std::vector<RawDataPoint> few(s.GetRawData().begin(), s.GetRawData().begin() + 150);
   s.UpdateRawData(few);
   s.AnalyzeFeature();
@@ -247,9 +253,9 @@ TEST(SphereAnalysis, AScanThatIsTooSmallIsAHardwareError) {
 
 TEST(SphereAnalysis, AToleranceThatKeepsNothingIsTooFewGoodPoints) {
   std::mt19937_64 random(11);
-  SphereProbe s = ProbeOf(Ball());
-  s.UserFilters = true;
-  s.FilterTolerance = 1e-12;
+  SphereFit s = ProbeOf(Ball());
+  s.SetSetting<bool>(L"UserFilters", true);
+  s.SetSetting<double>(L"FilterTolerance", 1e-12);
   MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
@@ -258,9 +264,9 @@ TEST(SphereAnalysis, AToleranceThatKeepsNothingIsTooFewGoodPoints) {
 TEST(SphereAnalysis, AMultiplierThatKeepsTooFewLeavesTheFitAndTheCount) {
   std::mt19937_64 random(12);
   const Ball ball;
-  SphereProbe s = Measured(ball, random, R"("StdMultiplier":0.001,)");
+  SphereFit s = Measured(ball, random, R"("StdMultiplier":0.001,)");
   EXPECT_TRUE(s.GetIsSuccessful()) << s.GetError();
-  EXPECT_EQ(s._final_fit_count, 0u);
+  EXPECT_EQ(PROTECTED(s, _final_fit_count), 0u);
   EXPECT_LT(OffBy(s, ball), 2e-5);
   EXPECT_EQ(json::parse(s.GetResult())["FinalFitcount"], 0);
 }
@@ -268,9 +274,9 @@ TEST(SphereAnalysis, AMultiplierThatKeepsTooFewLeavesTheFitAndTheCount) {
 TEST(SphereAnalysis, AFinalFitOfFewerThanFourPointsIsAnError) {
   // On the simple path the sample size rules the last filter alone.
   std::mt19937_64 random(13);
-  SphereProbe s = ProbeOf(Ball(), R"("StdMultiplier":0,)");
-  s.AdvancedFilter = false;
-  s.NumSamplePoints = 0;
+  SphereFit s = ProbeOf(Ball(), R"("StdMultiplier":0,)");
+  s.SetSetting<bool>(L"AdvancedFilter", false);
+  s.SetSetting<int>(L"NumSamplePoints", 0);
   MeasureBall(s, Ball(), random);
   EXPECT_EQ(s.GetError(),
             "SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
@@ -280,10 +286,10 @@ TEST(SphereAnalysis, AQualityBelowTheThresholdIsAnErrorAndOneAtItPasses) {
   std::mt19937_64 random(14);
   Ball ball;
   ball.quality = 1e6;
-  SphereProbe s = Measured(ball, random);
+  SphereFit s = Measured(ball, random);
   ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
-  const double reached = s.Quality;
-  s.QualityThreshold = reached + 20.0;
+  const double reached = s.GetSetting<double>(L"Quality");
+  s.SetSetting<double>(L"QualityThreshold", reached + 20.0);
   s.AnalyzeFeature();
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(), "SphereFit::Analyze(): The fit quality is lower than the threshold!");
@@ -293,8 +299,8 @@ TEST(SphereAnalysis, AQualityBelowTheThresholdIsAnErrorAndOneAtItPasses) {
 
 TEST(SphereAnalysis, AnEarlierErrorStaysAndTheSamplesStandInTheResult) {
   std::mt19937_64 random(15);
-  SphereProbe s = Measured(Ball(), random);
-  s.SetError("an earlier failure");
+  SphereFit s = Measured(Ball(), random);
+  PROTECTED(s, SetError)("an earlier failure");
   s.AnalyzeFeature();
   EXPECT_FALSE(s.GetIsSuccessful());
   EXPECT_EQ(s.GetError(), "an earlier failure");
@@ -304,7 +310,7 @@ TEST(SphereAnalysis, AnEarlierErrorStaysAndTheSamplesStandInTheResult) {
 TEST(SphereAnalysis, LostSamplesDoNotHarm) {
   std::mt19937_64 random(16);
   const Ball ball;
-  SphereProbe s = Measured(ball, random);
+  SphereFit s = Measured(ball, random);
   std::vector<RawDataPoint> samples = s.GetRawData();
   const double bad[] = {std::nan(""), std::numeric_limits<double>::infinity(),
                         -std::numeric_limits<double>::infinity()};
@@ -324,7 +330,7 @@ TEST(SphereAnalysis, LostSamplesDoNotHarm) {
 
 TEST(SphereAnalysis, NothingButLostSamplesIsAnError) {
   std::mt19937_64 random(17);
-  SphereProbe s = Measured(Ball(), random);
+  SphereFit s = Measured(Ball(), random);
   std::vector<RawDataPoint> samples = s.GetRawData();
   for (RawDataPoint& sample : samples) sample.quality = std::nan("");
   s.UpdateRawData(samples);
@@ -335,7 +341,7 @@ TEST(SphereAnalysis, NothingButLostSamplesIsAnError) {
 
 TEST(SphereAnalysis, LogsItsStations) {
   std::mt19937_64 random(18);
-  SphereProbe s = Measured(Ball(), random);
+  SphereFit s = Measured(Ball(), random);
   const LogCollector collector;
   s.AnalyzeFeature();
   std::vector<std::wstring> stations;
@@ -366,7 +372,7 @@ using Keys = std::vector<std::string>;
 TEST(SphereResult, KeysOfASuccess) {
   std::mt19937_64 random(19);
   const Ball ball;
-  SphereProbe s = Measured(ball, random);
+  SphereFit s = Measured(ball, random);
   ASSERT_TRUE(s.GetIsSuccessful()) << s.GetError();
   const std::string text = s.GetResult();
   EXPECT_EQ(KeysOf(text), (Keys{"$type", "Location", "Radius", "ScanData", "Quality", "Success",
@@ -376,8 +382,9 @@ TEST(SphereResult, KeysOfASuccess) {
   EXPECT_EQ(result["Target"], "ball-1");
   EXPECT_EQ(result["Name"], "B1");
   EXPECT_EQ(result["Success"], true);
-  EXPECT_EQ(result["FinalFitcount"], s._final_fit_count);
-  EXPECT_NEAR(result["Location"][2].get<double>(), s.MeasuredPoint.z(), 5.1e-9);
+  EXPECT_EQ(result["FinalFitcount"], PROTECTED(s, _final_fit_count));
+  EXPECT_NEAR(result["Location"][2].get<double>(), s.GetSetting<PointXYZW>(L"MeasuredPoint").z(),
+              5.1e-9);
   EXPECT_NE(text.find("\"Radius\":0.01270000,"), std::string::npos) << "8 decimals";
   EXPECT_EQ(result["ScanData"]["DataFormat"], "LR_AER");
   EXPECT_EQ(result["ScanData"]["Count"], s.GetRawData().size());
@@ -387,7 +394,7 @@ TEST(SphereResult, KeysOfASuccess) {
 }
 
 TEST(SphereResult, KeysOfAFailure) {
-  SphereProbe s(SphereRequest(Ball().Front(), 0.0127));
+  SphereFit s(SphereRequest(Ball().Front(), 0.0127));
   s.UpdateRawData({{0.25, -0.5, 2.0, 61.5, -1}});
   s.AnalyzeFeature();
   EXPECT_EQ(s.GetResult(),
@@ -400,7 +407,7 @@ TEST(SphereResult, KeysOfAFailure) {
 }
 
 TEST(SphereResult, BeforeTheAnalysisAndWithoutAName) {
-  const SphereProbe s;
+  const SphereFit s;
   EXPECT_EQ(s.GetResult(),
             R"({"$type":"MatteSphereTargetResult","ErrorMessage":"","Location":[0.0,0.0,0.0],)"
             R"("ScanData":{"$type":"ScanData","DataFormat":"LR_AER","Data":[],"Count":0},)"
@@ -408,7 +415,7 @@ TEST(SphereResult, BeforeTheAnalysisAndWithoutAName) {
 }
 
 TEST(SphereResult, Logs) {
-  const SphereProbe s;
+  const SphereFit s;
   const LogCollector collector;
   s.GetResult();
   EXPECT_EQ(LogCollector::Texts(),
@@ -416,9 +423,9 @@ TEST(SphereResult, Logs) {
 }
 
 TEST(SphereResult, ItsLinesGoThroughTheLoggerOfTheFeature) {
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
-  s.SetError("why");
+  PROTECTED(s, SetError)("why");
   s.GetResult();
   // Each line begins by ending the stream of the line before, which has nothing left to say.
   std::vector<std::pair<int, std::wstring>> calls;

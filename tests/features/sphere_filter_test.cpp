@@ -5,14 +5,14 @@
 #include <cmath>
 #include <limits>
 
-#include "sphere_probe.h"
+#include "ball_scene.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
 
 using Eigen::MatrixXd;
 using test::LogCollector;
-using test::SphereProbe;
 
 const PointCloud::Embeddings kAer = {{EMBEDDING_AER, {0}}};
 const PointCloud::Embeddings kXyz = {{EMBEDDING_XYZ, {0}}};
@@ -37,7 +37,7 @@ Eigen::Vector3d Place(double az, double el, double range) {
 }
 
 TEST(SphereFilterByDistance, ComparesTheAzimuthInRadiansWithADistanceInMetres) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud out;
   const PointCloud cloud = Samples({{0.0, 0.0, 2.0, 60},
                                     {0.01, 0.5, 900.0, 60},
@@ -45,7 +45,7 @@ TEST(SphereFilterByDistance, ComparesTheAzimuthInRadiansWithADistanceInMetres) {
                                     {0.0101, 0.0, 2.0, 60},
                                     {0.0, 0.0, 2.0, 50},
                                     {0.0, -0.3, 3.0, 50.001}});
-  ASSERT_TRUE(s.FilterByDistance(cloud, AzElRange(0.0, 0.2, 5.0), out, 0.01, 50.0));
+  ASSERT_TRUE(PROTECTED(s, FilterByDistance)(cloud, AzElRange(0.0, 0.2, 5.0), out, 0.01, 50.0));
   ASSERT_EQ(out.cols(), 4) << "neither range nor elevation plays a part";
   ASSERT_EQ(out.rows(), 3);
   EXPECT_LT((out.data().col(1) - Place(0.01, 0.5, 900.0)).norm(), 1e-12);
@@ -54,21 +54,22 @@ TEST(SphereFilterByDistance, ComparesTheAzimuthInRadiansWithADistanceInMetres) {
 }
 
 TEST(SphereFilterByDistance, FewerThanFourAreAnError) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud out;
   const std::array<double, 4> sample{0.1, 0.0, 2.0, 60};
   const AzElRange center(0.1, 0.0, 2.0);
-  EXPECT_FALSE(s.FilterByDistance(Samples({sample, sample, sample}), center, out, 0.01, 50.0));
+  EXPECT_FALSE(
+      PROTECTED(s, FilterByDistance)(Samples({sample, sample, sample}), center, out, 0.01, 50.0));
   EXPECT_EQ(s.GetError(),
             "FilterByDistance(): FilterByDistance failed (ERROR_SF_FILTER = -10). Bad filtered "
             "data!");
-  SphereProbe four;
-  EXPECT_TRUE(
-      four.FilterByDistance(Samples({sample, sample, sample, sample}), center, out, 0.01, 50.0));
+  SphereFit four;
+  EXPECT_TRUE(PROTECTED(four, FilterByDistance)(Samples({sample, sample, sample, sample}), center,
+                                                out, 0.01, 50.0));
 }
 
 TEST(SphereFilterByDistance, SamplesThatAreNotFiniteDoNotPass) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud out;
   const double nan = std::nan("");
   const double inf = std::numeric_limits<double>::infinity();
@@ -81,7 +82,7 @@ TEST(SphereFilterByDistance, SamplesThatAreNotFiniteDoNotPass) {
                                     {0.1, 0, inf, 60},
                                     good,
                                     {0.1, 0, 2, inf}});
-  ASSERT_TRUE(s.FilterByDistance(cloud, AzElRange(0.1, 0.0, 2.0), out, 0.01, 50.0));
+  ASSERT_TRUE(PROTECTED(s, FilterByDistance)(cloud, AzElRange(0.1, 0.0, 2.0), out, 0.01, 50.0));
   EXPECT_EQ(out.cols(), 4);
   EXPECT_TRUE(out.data().allFinite());
 }
@@ -104,15 +105,15 @@ constexpr double kRadius = 0.01;
 
 /// A feature whose nominal is the centre, and the spurs that it cuts out of samples.
 struct Cut {
-  Cut() { s.NominalPoint = kCenter.ToPoint(); }
+  Cut() { s.SetSetting<PointXYZW>(L"NominalPoint", kCenter.ToPoint()); }
   bool From(const PointCloud& cloud, double radius = kRadius) {
-    return s.FilterByDistanceFromAzElMedianSpur(cloud, kCenter, spurs, radius, 50.0);
+    return PROTECTED(s, FilterByDistanceFromAzElMedianSpur)(cloud, kCenter, spurs, radius, 50.0);
   }
   bool From(const std::vector<std::array<double, 4>>& samples, double radius = kRadius) {
     return From(Samples(samples), radius);
   }
 
-  SphereProbe s;
+  SphereFit s;
   PointCloud spurs[5];
 };
 
@@ -153,7 +154,7 @@ TEST(SphereSpurs, ThePatchTakesWhatIsNearTheNominalPointAsWell) {
   ASSERT_TRUE(cut.From(samples));
   EXPECT_EQ(cut.spurs[0].cols(), 6) << "both are in a quadrant";
   int near = 0;
-  const Eigen::Vector3d nominal = cut.s.NominalPoint.xyz();
+  const Eigen::Vector3d nominal = cut.s.GetSetting<PointXYZW>(L"NominalPoint").xyz();
   for (const auto& a : samples) {
     if ((Place(a[0], a[1], a[2]) - nominal).norm() < 0.0035) ++near;
   }
@@ -170,7 +171,7 @@ TEST(SphereSpurs, RangeAtTheDistancePassesAndQualityAtTheThresholdDoesNot) {
   samples.push_back({0.101, 0.201, 2.2501, 80});
   samples.push_back({0.101, 0.201, 2.0, 50});
   samples.push_back({0.101, 0.201, 2.0, 50.001});
-  cut.s.BoxDimensionRatio = 0.001;  // the extents shall not matter here
+  cut.s.SetSetting<double>(L"BoxDimensionRatio", 0.001);  // the extents shall not matter here
   ASSERT_TRUE(cut.From(samples, 0.25));
   EXPECT_EQ(cut.spurs[0].cols(), 4 + 3);
 }
@@ -258,14 +259,14 @@ TEST(SphereSpurs, FewerThanThreeRowsThrow) {
 }
 
 TEST(SphereCombine, JoinsTheCloudsOfThreeRowsInOrder) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud clouds[4] = {PointCloud(MatrixXd::Zero(5, 1), kAer),
                           PointCloud(MatrixXd::Constant(3, 2, 1.0), kXyz),
                           PointCloud(MatrixXd::Constant(3, 1, 2.0), kXyz),
                           PointCloud(MatrixXd::Constant(3, 3, 3.0), kXyz)};
   PointCloud out;
   const LogCollector collector;
-  ASSERT_TRUE(s.CombineDataSets3(clouds, 4, out));
+  ASSERT_TRUE(PROTECTED(s, CombineDataSets3)(clouds, 4, out));
   ASSERT_EQ(out.cols(), 6);
   EXPECT_EQ(out.data().row(1), (Eigen::RowVectorXd(6) << 1, 1, 2, 3, 3, 3).finished());
   EXPECT_EQ(out.embeddings(), kXyz);
@@ -274,28 +275,28 @@ TEST(SphereCombine, JoinsTheCloudsOfThreeRowsInOrder) {
 }
 
 TEST(SphereCombine, AQuadrantOfThreePointsOrFewerStillGoesIn) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud clouds[2] = {PointCloud(MatrixXd::Constant(3, 1, 1.0), kXyz),
                           PointCloud(MatrixXd::Constant(3, 3, 2.0), kXyz)};
   PointCloud out;
-  ASSERT_TRUE(s.CombineDataSets3(clouds, 2, out));
+  ASSERT_TRUE(PROTECTED(s, CombineDataSets3)(clouds, 2, out));
   EXPECT_EQ(out.cols(), 4);
 }
 
 TEST(SphereCombine, NothingToCombineIsAnError) {
   PointCloud clouds[2] = {PointCloud(MatrixXd::Zero(5, 1), kAer), PointCloud()};
-  SphereProbe s;
+  SphereFit s;
   PointCloud out;
-  EXPECT_FALSE(s.CombineDataSets3(clouds, 2, out));
+  EXPECT_FALSE(PROTECTED(s, CombineDataSets3)(clouds, 2, out));
   EXPECT_EQ(s.GetError(),
             "SphereFit::CombineDataSets3(): Failed to combine the datasets. (ERROR_SF_FILTER)");
 }
 
 TEST(SphereCombine, AnOutputThatHoldsPointsIsAppendedToAndYetAnError) {
   PointCloud clouds[1] = {PointCloud(MatrixXd::Constant(3, 2, 1.0), kXyz)};
-  SphereProbe s;
+  SphereFit s;
   PointCloud out(MatrixXd::Zero(3, 1), kXyz);
-  EXPECT_FALSE(s.CombineDataSets3(clouds, 1, out));
+  EXPECT_FALSE(PROTECTED(s, CombineDataSets3)(clouds, 1, out));
   EXPECT_EQ(out.cols(), 3);
 }
 
@@ -304,9 +305,9 @@ TEST(SphereFilterByError, AtTheToleranceIsGood) {
   points << 1, 1.25, 0.75, 1.2501, 0.7499, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0;
   points.row(2).setConstant(0.0);
   points(0, 5) = -1.0;
-  SphereProbe s;
+  SphereFit s;
   PointCloud good, bad;
-  ASSERT_TRUE(s.FilterByError(PointCloud(points), good, bad, PointXYZW(), 1.0, 0.25));
+  ASSERT_TRUE(PROTECTED(s, FilterByError)(PointCloud(points), good, bad, PointXYZW(), 1.0, 0.25));
   EXPECT_EQ(good.cols(), 4);
   EXPECT_EQ(bad.cols(), 2);
   EXPECT_EQ(bad.data()(0, 0), 1.2501);
@@ -315,16 +316,16 @@ TEST(SphereFilterByError, AtTheToleranceIsGood) {
 }
 
 TEST(SphereFilterByError, TooFewGoodPointsAreAnError) {
-  SphereProbe s;
+  SphereFit s;
   PointCloud good, bad;
   const MatrixXd points = Eigen::Vector3d(1, 0, 0).replicate(1, 3);
-  EXPECT_FALSE(s.FilterByError(PointCloud(points), good, bad, PointXYZW(), 1.0, 0.1));
+  EXPECT_FALSE(PROTECTED(s, FilterByError)(PointCloud(points), good, bad, PointXYZW(), 1.0, 0.1));
   EXPECT_EQ(s.GetError(),
             "FilterByError(): FilterByError failed (ERROR_SF_FILTER = -10). Too few good points!");
-  SphereProbe lost;
+  SphereFit lost;
   const double nan = std::nan("");
-  EXPECT_FALSE(lost.FilterByError(PointCloud(Eigen::Vector3d(1, 0, 0).replicate(1, 9)), good, bad,
-                                  PointXYZW(nan, nan, nan), nan, 0.1));
+  EXPECT_FALSE(PROTECTED(lost, FilterByError)(PointCloud(Eigen::Vector3d(1, 0, 0).replicate(1, 9)),
+                                              good, bad, PointXYZW(nan, nan, nan), nan, 0.1));
   EXPECT_EQ(bad.cols(), 9) << "no comparison with NaN holds";
 }
 

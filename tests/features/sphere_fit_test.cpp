@@ -8,14 +8,14 @@
 #include <random>
 #include <sstream>
 
-#include "sphere_probe.h"
+#include "ball_scene.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
 
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
-using test::SphereProbe;
 
 /// The rows of a comma-separated file with a header line, without it.
 std::vector<std::vector<std::string>> Rows(const std::string& name) {
@@ -180,12 +180,12 @@ TEST(SphereFitLS, NotANumberStaysNotANumber) {
 }
 
 TEST(SphereQuality, TenTimesLessErrorIsWorthTenDecibels) {
-  SphereProbe s;
+  SphereFit s;
   double coarse = 0.0, fine = 0.0, half = 0.0;
   const VectorXd residuals = VectorXd::Constant(100, 1e-4);
-  EXPECT_TRUE(s.CalculateSFQuality(residuals, 100, coarse));
-  EXPECT_TRUE(s.CalculateSFQuality(residuals / 10, 100, fine));
-  EXPECT_TRUE(s.CalculateSFQuality(residuals, 200, half));
+  EXPECT_TRUE(PROTECTED(s, CalculateSFQuality)(residuals, 100, coarse));
+  EXPECT_TRUE(PROTECTED(s, CalculateSFQuality)(residuals / 10, 100, fine));
+  EXPECT_TRUE(PROTECTED(s, CalculateSFQuality)(residuals, 200, half));
   // The root mean square of 0.1 mm over 100 points has a standard error of 10 um.
   EXPECT_NEAR(coarse, 40.0 + 50.0, 1e-12);
   EXPECT_NEAR(fine - coarse, 10.0, 1e-12);
@@ -193,10 +193,10 @@ TEST(SphereQuality, TenTimesLessErrorIsWorthTenDecibels) {
 }
 
 TEST(SphereQuality, Logs) {
-  SphereProbe s;
+  SphereFit s;
   double quality = 0.0;
   const test::LogCollector collector;
-  s.CalculateSFQuality(VectorXd::Constant(100, 1e-4), 100, quality);
+  PROTECTED(s, CalculateSFQuality)(VectorXd::Constant(100, 1e-4), 100, quality);
   EXPECT_EQ(collector.Texts(),
             (std::vector<std::wstring>{L"CalculateSFQuality() entered",
                                        L"CalculateSFQuality() ended. dQuality: 90"}));

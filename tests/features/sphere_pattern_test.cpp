@@ -4,16 +4,16 @@
 #include <limits>
 #include <numbers>
 
+#include "ball_scene.h"
 #include "paths.h"
+#include "protected.h"
 #include "random_cases.h"
-#include "sphere_probe.h"
 
 namespace libmfx::features {
 namespace {
 
 using test::PlaceOf;
 using test::PointsOf;
-using test::SphereProbe;
 
 constexpr double kPi = std::numbers::pi;
 
@@ -23,18 +23,18 @@ Eigen::VectorXd Towards(const PointXYZW& center) {
   return normal;
 }
 
-SphereProbe At(const PointXYZW& nominal) {
-  SphereProbe s;
-  s.NominalPoint = nominal;
+SphereFit At(const PointXYZW& nominal) {
+  SphereFit s;
+  s.SetSetting<PointXYZW>(L"NominalPoint", nominal);
   return s;
 }
 
-std::vector<Position> Star(SphereProbe& s, const PointXYZW& center, double box, int lines) {
-  return PointsOf(s.ScanStar(center, Towards(center), box, lines));
+std::vector<Position> Star(SphereFit& s, const PointXYZW& center, double box, int lines) {
+  return PointsOf(PROTECTED(s, ScanStar)(center, Towards(center), box, lines));
 }
 
-std::vector<Position> W(SphereProbe& s, const PointXYZW& center, double box, int lines) {
-  return PointsOf(s.ScanW(center, Towards(center), box, lines));
+std::vector<Position> W(SphereFit& s, const PointXYZW& center, double box, int lines) {
+  return PointsOf(PROTECTED(s, ScanW)(center, Towards(center), box, lines));
 }
 
 /// How far a point lies from the centre along azimuth and along elevation, metres; both are
@@ -51,8 +51,8 @@ Eigen::Vector2d OffsetOf(const Position& p, const PointXYZW& center) {
 
 TEST(SphereStroke, TwoPositionsAMillimetreToEitherSideOfTheNominal) {
   const PointXYZW nominal(0.4, 0.3, 2.5);
-  SphereProbe s = At(nominal);
-  s._scan_origin = PointXYZW(0.1, -0.2, 0.3);
+  SphereFit s = At(nominal);
+  PROTECTED(s, _scan_origin) = PointXYZW(0.1, -0.2, 0.3);
   const std::vector<Position> stroke = PointsOf(s.GetDrivePoints(false));
   ASSERT_EQ(stroke.size(), 2u);
   EXPECT_EQ(stroke[0].point_spacing, 0.0);
@@ -60,7 +60,7 @@ TEST(SphereStroke, TwoPositionsAMillimetreToEitherSideOfTheNominal) {
   EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
   EXPECT_EQ(PointsOf(s.GetLastDrivePoints()), stroke);
   // The tangent of the plane that faces the scan origin.
-  const Eigen::Vector3d view = (s._scan_origin - nominal).xyz().normalized();
+  const Eigen::Vector3d view = (PROTECTED(s, _scan_origin) - nominal).xyz().normalized();
   const Eigen::Vector3d tangent = view.cross(Eigen::Vector3d::UnitX()).normalized();
   EXPECT_LT((PlaceOf(stroke[0]).xyz() - nominal.xyz() - 0.001 * tangent).norm(), 1e-15);
   EXPECT_LT((PlaceOf(stroke[1]).xyz() - nominal.xyz() + 0.001 * tangent).norm(), 1e-15);
@@ -69,8 +69,9 @@ TEST(SphereStroke, TwoPositionsAMillimetreToEitherSideOfTheNominal) {
 TEST(SphereStroke, AcrossTheSeamTheAzimuthStaysOnTheSideOfTheNominal) {
   for (const double side : {-1.0, 1.0}) {
     // Seen from above, the stroke runs along azimuth and through the seam.
-    SphereProbe s = At(PointXYZW(-side * 1e-4, 0.0, -2.0));
-    s._scan_origin = s.NominalPoint + VectorXYZW(0.0, 1.0, 0.0);
+    SphereFit s = At(PointXYZW(-side * 1e-4, 0.0, -2.0));
+    PROTECTED(s, _scan_origin) =
+        s.GetSetting<PointXYZW>(L"NominalPoint") + VectorXYZW(0.0, 1.0, 0.0);
     const std::vector<Position> stroke = PointsOf(s.GetDrivePoints(false));
     ASSERT_EQ(stroke.size(), 2u);
     EXPECT_LT(std::abs(stroke[0].azimuth - stroke[1].azimuth), 0.01);
@@ -79,7 +80,7 @@ TEST(SphereStroke, AcrossTheSeamTheAzimuthStaysOnTheSideOfTheNominal) {
 }
 
 TEST(SphereStroke, TheDefaultNominalHasNoDirectionAndStaysPut) {
-  SphereProbe s;
+  SphereFit s;
   const std::vector<Position> stroke = PointsOf(s.GetDrivePoints(false));
   ASSERT_EQ(stroke.size(), 2u);
   EXPECT_EQ(stroke[0].range, 0.0);
@@ -88,7 +89,7 @@ TEST(SphereStroke, TheDefaultNominalHasNoDirectionAndStaysPut) {
 }
 
 TEST(SphereStar, NineLinesAreEighteenPositionsOfAlternatingStep) {
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(0.3, -0.4, 3.0);
   const double box = 0.019;
   const std::vector<Position> star = Star(s, center, box, 9);
@@ -105,7 +106,7 @@ TEST(SphereStar, NineLinesAreEighteenPositionsOfAlternatingStep) {
 }
 
 TEST(SphereStar, DiametersAreEvenlyTurnedAndEnteredNextToTheLastExit) {
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(-0.3, 0.8, 2.0);
   const int lines = 7;
   const std::vector<Position> star = Star(s, center, 0.02, lines);
@@ -118,12 +119,12 @@ TEST(SphereStar, DiametersAreEvenlyTurnedAndEnteredNextToTheLastExit) {
 
 TEST(SphereStar, TheFirstDiameterFollowsElevationOrAzimuth) {
   const PointXYZW center(0.5, 0.4, 2.0);
-  SphereProbe s;
-  s.ScanElevation = true;
+  SphereFit s;
+  s.SetSetting<bool>(L"ScanElevation", true);
   const Eigen::Vector2d up = OffsetOf(Star(s, center, 0.02, 9)[0], center);
   EXPECT_NEAR(std::abs(up[1]), 0.01, 1e-14);
   EXPECT_NEAR(up[0], 0.0, 1e-14);
-  s.ScanElevation = false;
+  s.SetSetting<bool>(L"ScanElevation", false);
   const Eigen::Vector2d across = OffsetOf(Star(s, center, 0.02, 9)[0], center);
   EXPECT_NEAR(std::abs(across[0]), 0.01, 1e-14);
   EXPECT_NEAR(across[1], 0.0, 1e-14);
@@ -131,11 +132,11 @@ TEST(SphereStar, TheFirstDiameterFollowsElevationOrAzimuth) {
 
 TEST(SphereStar, TheSignsOfTheFirstTwoEnds) {
   // Straight ahead: v = +Z, u is raised towards +Y, v x u = -X, v x (-X) = -Y.
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(0.0, 0.0, 2.0);
-  s.ScanElevation = false;
+  s.SetSetting<bool>(L"ScanElevation", false);
   EXPECT_NEAR(PlaceOf(Star(s, center, 0.02, 2)[0]).x(), -0.01, 1e-15);
-  s.ScanElevation = true;
+  s.SetSetting<bool>(L"ScanElevation", true);
   const std::vector<Position> star = Star(s, center, 0.02, 2);
   EXPECT_NEAR(PlaceOf(star[0]).y(), -0.01, 1e-15);
   EXPECT_NEAR(PlaceOf(star[1]).y(), 0.01, 1e-15);
@@ -145,7 +146,7 @@ TEST(SphereStar, TheSignsOfTheFirstTwoEnds) {
 }
 
 TEST(SphereW, NineLinesAreTenPositionsAllButTheFirstWithAStep) {
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(0.3, -0.4, 3.0);
   const double box = 0.018;
   const std::vector<Position> legs = W(s, center, box, 9);
@@ -158,8 +159,8 @@ TEST(SphereW, NineLinesAreTenPositionsAllButTheFirstWithAStep) {
 
 TEST(SphereW, LegsCrossTheBoxAlongTheFirstAxisWhileTheyAdvanceAlongTheOther) {
   for (const bool elevation : {true, false}) {
-    SphereProbe s;
-    s.ScanElevation = elevation;
+    SphereFit s;
+    s.SetSetting<bool>(L"ScanElevation", elevation);
     const PointXYZW center(0.3, 0.2, 1.5);
     const double box = 0.02;
     const std::vector<Position> legs = W(s, center, box, 4);
@@ -176,7 +177,7 @@ TEST(SphereW, LegsCrossTheBoxAlongTheFirstAxisWhileTheyAdvanceAlongTheOther) {
 }
 
 TEST(SpherePattern, FewerThanTwoLinesScanAsTwo) {
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(0.1, 0.2, 2.0);
   for (const int lines : {0, 1, -1, -1'000'000'000, 2}) {
     EXPECT_EQ(Star(s, center, 0.02, lines), Star(s, center, 0.02, 2));
@@ -187,8 +188,8 @@ TEST(SpherePattern, FewerThanTwoLinesScanAsTwo) {
 }
 
 TEST(SpherePattern, NoPointsPerLineMakeInfiniteSteps) {
-  SphereProbe s;
-  s.NumPointsPerLine = 0;
+  SphereFit s;
+  s.SetSetting<int>(L"NumPointsPerLine", 0);
   const PointXYZW center(0.1, 0.2, 2.0);
   EXPECT_EQ(Star(s, center, 0.02, 3)[1].point_spacing, std::numeric_limits<double>::infinity());
   EXPECT_EQ(Star(s, center, 0.02, 3)[2].point_spacing, 0.0);
@@ -198,59 +199,59 @@ TEST(SpherePattern, NoPointsPerLineMakeInfiniteSteps) {
 TEST(SpherePattern, ANormalAlongTheLineOfSightIsAnError) {
   const PointXYZW center(0.1, 0.2, 2.0);
   const char* text = "Error, Normal Vector is in the wrong direction! ERROR_SF_NORMAL_DIR";
-  SphereProbe star;
-  EXPECT_TRUE(star.ScanStar(center, -Towards(center), 0.02, 9).empty());
+  SphereFit star;
+  EXPECT_TRUE(PROTECTED(star, ScanStar)(center, -Towards(center), 0.02, 9).empty());
   EXPECT_EQ(star.GetError(), text);
-  SphereProbe w;
-  EXPECT_TRUE(w.ScanW(center, -Towards(center), 0.02, 9).empty());
+  SphereFit w;
+  EXPECT_TRUE(PROTECTED(w, ScanW)(center, -Towards(center), 0.02, 9).empty());
   EXPECT_EQ(w.GetError(), text);
 }
 
 TEST(SpherePattern, ANormalAcrossTheLineOfSightPasses) {
-  SphereProbe s;
+  SphereFit s;
   Eigen::VectorXd across(4);
   across << 1.0, 0.0, 0.0, 0.0;
-  EXPECT_EQ(s.ScanStar(PointXYZW(0, 0, 2), across, 0.02, 9).size(), 18u);
+  EXPECT_EQ(PROTECTED(s, ScanStar)(PointXYZW(0, 0, 2), across, 0.02, 9).size(), 18u);
   EXPECT_EQ(s.GetError(), "");
 }
 
 TEST(SpherePattern, AbsurdPlansAreRefusedInWords) {
   const PointXYZW center(0.1, 0.2, 2.0);
-  SphereProbe lines;
-  EXPECT_TRUE(lines.ScanStar(center, Towards(center), 0.02, 2147483647).empty());
+  SphereFit lines;
+  EXPECT_TRUE(PROTECTED(lines, ScanStar)(center, Towards(center), 0.02, 2147483647).empty());
   EXPECT_EQ(lines.GetError(),
             "ScanLines asks for a plan of 4294967294 drive points; the limit is 1000000");
-  SphereProbe box;
-  EXPECT_TRUE(box.ScanStar(center, Towards(center), 1e300, 9).empty());
+  SphereFit box;
+  EXPECT_TRUE(PROTECTED(box, ScanStar)(center, Towards(center), 1e300, 9).empty());
   EXPECT_NE(box.GetError().find("not finite"), std::string::npos) << box.GetError();
-  SphereProbe w;
-  EXPECT_TRUE(w.ScanW(center, Towards(center), std::nan(""), 9).empty());
+  SphereFit w;
+  EXPECT_TRUE(PROTECTED(w, ScanW)(center, Towards(center), std::nan(""), 9).empty());
   EXPECT_NE(w.GetError().find("not finite"), std::string::npos) << w.GetError();
 }
 
 TEST(SpherePattern, TheLargestPlanIsPlanned) {
-  SphereProbe s;
+  SphereFit s;
   const PointXYZW center(0.1, 0.2, 2.0);
   if (!test::kSanitized) {  // a million points take a sanitizer half a minute
-    EXPECT_EQ(s.ScanStar(center, Towards(center), 0.02, 500'000).size(), 1'000'000u);
+    EXPECT_EQ(PROTECTED(s, ScanStar)(center, Towards(center), 0.02, 500'000).size(), 1'000'000u);
   }
   EXPECT_EQ(s.GetError(), "");
-  EXPECT_TRUE(s.ScanStar(center, Towards(center), 0.02, 500'001).empty());
+  EXPECT_TRUE(PROTECTED(s, ScanStar)(center, Towards(center), 0.02, 500'001).empty());
 }
 
 TEST(SphereStroke, ANominalThatIsNotFiniteIsRefused) {
   for (const double bad : {std::nan(""), std::numeric_limits<double>::infinity()}) {
-    SphereProbe s = At(PointXYZW(0.0, bad, 2.0));
+    SphereFit s = At(PointXYZW(0.0, bad, 2.0));
     EXPECT_TRUE(s.GetDrivePoints(true).empty());
     EXPECT_NE(s.GetError().find("Nominal point is not finite"), std::string::npos);
     EXPECT_EQ(s.GetDriveStep(), INITIAL);
     EXPECT_TRUE(s.GetLastDrivePoints().empty());
   }
-  SphereProbe far = At(PointXYZW(0.0, 1e300, 2.0));
+  SphereFit far = At(PointXYZW(0.0, 1e300, 2.0));
   EXPECT_TRUE(far.GetDrivePoints(true).empty());
   EXPECT_NE(far.GetError(), "");
-  SphereProbe origin = At(PointXYZW(0.0, 0.0, 2.0));
-  origin._scan_origin = PointXYZW(1e300, 0.0, 0.0);
+  SphereFit origin = At(PointXYZW(0.0, 0.0, 2.0));
+  PROTECTED(origin, _scan_origin) = PointXYZW(1e300, 0.0, 0.0);
   EXPECT_TRUE(origin.GetDrivePoints(true).empty());
   EXPECT_EQ(origin.GetError(), "Distance of ScanOrigin is not finite: inf");
 }

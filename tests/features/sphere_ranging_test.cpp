@@ -6,28 +6,28 @@
 #include <limits>
 #include <numbers>
 
+#include "ball_scene.h"
 #include "paths.h"
-#include "sphere_probe.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
 
 using test::PlaceOf;
 using test::PointsOf;
-using test::SphereProbe;
 
 const PointXYZW kNominal(0.4, 0.3, 2.5);
 
-SphereProbe At(const PointXYZW& nominal, double radius = 0.0127) {
-  SphereProbe s;
-  s.NominalPoint = nominal;
-  s.NominalRadius = radius;
+SphereFit At(const PointXYZW& nominal, double radius = 0.0127) {
+  SphereFit s;
+  s.SetSetting<PointXYZW>(L"NominalPoint", nominal);
+  s.SetSetting<double>(L"NominalRadius", radius);
   return s;
 }
 
 /// A feature whose ranging stroke is out.
-SphereProbe Ranging(const PointXYZW& nominal = kNominal, double radius = 0.0127) {
-  SphereProbe s = At(nominal, radius);
+SphereFit Ranging(const PointXYZW& nominal = kNominal, double radius = 0.0127) {
+  SphereFit s = At(nominal, radius);
   s.GetDrivePoints(false);
   EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
   return s;
@@ -41,9 +41,9 @@ RawDataPoint Off(double azimuth, double elevation, double range, double quality 
 
 TEST(SphereSetRawData, HeldSamplesAreKeptWhateverComes) {
   for (const DRIVE_STEP step : {INITIAL, SURFACE_RANGE, FEATURE_SCAN_PATTERN, SEARCH, RESCAN}) {
-    SphereProbe s = At(kNominal);
-    s._raw_data = {Off(0, 0, 2.0)};
-    s._drive_step = step;
+    SphereFit s = At(kNominal);
+    PROTECTED(s, _raw_data) = {Off(0, 0, 2.0)};
+    PROTECTED(s, _drive_step) = step;
     for (const std::vector<RawDataPoint>& samples :
          {std::vector<RawDataPoint>{}, std::vector<RawDataPoint>{Off(0, 0, 3.0)}}) {
       std::queue<Position> next;
@@ -59,7 +59,7 @@ TEST(SphereSetRawData, HeldSamplesAreKeptWhateverComes) {
 TEST(SphereSetRawData, InitialHandsOutTheStrokeWithAndWithoutSamples) {
   for (const std::vector<RawDataPoint>& samples :
        {std::vector<RawDataPoint>{}, std::vector<RawDataPoint>{Off(0, 0, 3.0)}}) {
-    SphereProbe s = At(kNominal);
+    SphereFit s = At(kNominal);
     std::queue<Position> next;
     EXPECT_FALSE(s.SetRawData(samples, next));
     EXPECT_EQ(next.size(), 2u);
@@ -69,7 +69,7 @@ TEST(SphereSetRawData, InitialHandsOutTheStrokeWithAndWithoutSamples) {
 }
 
 TEST(SphereSetRawData, AStrokeWithoutSamplesEntersThePatternStepWithNothingToDrive) {
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   next.emplace(1.0, 2.0, 3.0, 4.0);
   testing::internal::CaptureStdout();
@@ -81,7 +81,7 @@ TEST(SphereSetRawData, AStrokeWithoutSamplesEntersThePatternStepWithNothingToDri
 }
 
 TEST(SphereSetRawData, AStrokeWithSamplesHandsOutThePattern) {
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   EXPECT_FALSE(s.SetRawData({Off(0, 0, 2.55)}, next));
   EXPECT_EQ(next.size(), 18u);
@@ -89,22 +89,22 @@ TEST(SphereSetRawData, AStrokeWithSamplesHandsOutThePattern) {
   EXPECT_EQ(s.GetDriveStep(), FEATURE_SCAN_PATTERN);
   EXPECT_TRUE(s.GetRawData().empty());
 
-  SphereProbe w = Ranging();
-  w.StarScanPattern = false;
+  SphereFit w = Ranging();
+  w.SetSetting<bool>(L"StarScanPattern", false);
   EXPECT_FALSE(w.SetRawData({Off(0, 0, 2.55)}, next));
   EXPECT_EQ(next.size(), 10u);
 }
 
 TEST(SphereSetRawData, LaterStepsStoreSamplesAndStartAgainWithoutAny) {
   for (const DRIVE_STEP step : {FEATURE_SCAN_PATTERN, SEARCH, RESCAN}) {
-    SphereProbe s = At(kNominal);
-    s._drive_step = step;
+    SphereFit s = At(kNominal);
+    PROTECTED(s, _drive_step) = step;
     std::queue<Position> next;
     EXPECT_FALSE(s.SetRawData({}, next));
     EXPECT_EQ(next.size(), 2u);
     EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
 
-    s._drive_step = step;
+    PROTECTED(s, _drive_step) = step;
     next = {};
     EXPECT_TRUE(s.SetRawData({Off(0, 0, 2.0), Off(0, 0, 3.0)}, next));
     EXPECT_TRUE(next.empty());
@@ -114,30 +114,30 @@ TEST(SphereSetRawData, LaterStepsStoreSamplesAndStartAgainWithoutAny) {
 }
 
 TEST(SphereSetRawData, TheRangeIsThatOfTheSampleNearestInDirectionAndTheFirstOfEquals) {
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   s.SetRawData({Off(0.002, 0, 2.1), Off(0, -0.001, 2.2), Off(0, 0.001, 2.3), Off(0.003, 0, 2.4)},
                next);
   const AzElRange before(kNominal);
-  const AzElRange after(s.NominalPoint);
+  const AzElRange after(s.GetSetting<PointXYZW>(L"NominalPoint"));
   EXPECT_NEAR(after.range, 2.2, 1e-14);
   EXPECT_NEAR(after.azimuth, before.azimuth, 1e-15) << "only the distance changes";
   EXPECT_NEAR(after.elevation, before.elevation, 1e-15);
 }
 
 TEST(SphereSetRawData, QualityPlaysNoPartInTheChoiceOfTheRange) {
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   s.SetRawData({Off(0.001, 0, 2.1, 90.0), Off(0, 0, 2.2, -5.0)}, next);
-  EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.2, 1e-14);
+  EXPECT_NEAR(AzElRange(s.GetSetting<PointXYZW>(L"NominalPoint")).range, 2.2, 1e-14);
 }
 
 TEST(SphereSetRawData, AnglesAreComparedWithoutATurn) {
   // A turn away is far away, though it is the same direction.
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   s.SetRawData({Off(2 * std::numbers::pi, 0, 2.1), Off(1.0, 0, 2.2)}, next);
-  EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.2, 1e-14);
+  EXPECT_NEAR(AzElRange(s.GetSetting<PointXYZW>(L"NominalPoint")).range, 2.2, 1e-14);
 }
 
 TEST(SphereSetRawData, SamplesThatAreNotFiniteAreNoSamples) {
@@ -145,51 +145,51 @@ TEST(SphereSetRawData, SamplesThatAreNotFiniteAreNoSamples) {
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<RawDataPoint> lost = {Off(nan, 0, 2.0), Off(0, infinity, 2.0), Off(0, 0, nan),
                                           Off(0, 0, infinity)};
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   std::vector<RawDataPoint> some = lost;
   some.push_back(Off(0.01, 0.01, 2.3));
   EXPECT_FALSE(s.SetRawData(some, next));
-  EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.3, 1e-14);
+  EXPECT_NEAR(AzElRange(s.GetSetting<PointXYZW>(L"NominalPoint")).range, 2.3, 1e-14);
   EXPECT_EQ(next.size(), 18u);
 
-  SphereProbe none = Ranging();
+  SphereFit none = Ranging();
   EXPECT_FALSE(none.SetRawData(lost, next));
   EXPECT_TRUE(next.empty());
   EXPECT_EQ(none.GetDriveStep(), FEATURE_SCAN_PATTERN);
-  EXPECT_EQ(none.NominalPoint, kNominal);
+  EXPECT_EQ(none.GetSetting<PointXYZW>(L"NominalPoint"), kNominal);
 }
 
 TEST(SphereSetRawData, ARangeThatIsNotPositiveIsALostReturn) {
   for (const double range : {0.0, -1.0}) {
-    SphereProbe s = Ranging();
+    SphereFit s = Ranging();
     std::queue<Position> next;
     EXPECT_FALSE(s.SetRawData({Off(0, 0, range), Off(0.001, 0, 2.4), Off(0, 0, range)}, next));
-    EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.4, 1e-14);
-    SphereProbe none = Ranging();
+    EXPECT_NEAR(AzElRange(s.GetSetting<PointXYZW>(L"NominalPoint")).range, 2.4, 1e-14);
+    SphereFit none = Ranging();
     EXPECT_FALSE(none.SetRawData({Off(0, 0, range)}, next));
     EXPECT_TRUE(next.empty());
-    EXPECT_EQ(none.NominalPoint, kNominal);
+    EXPECT_EQ(none.GetSetting<PointXYZW>(L"NominalPoint"), kNominal);
   }
 }
 
 TEST(SphereSetRawData, AnEmptyBoxIsAnError) {
   for (const double radius : {0.0, -0.01, std::nan("")}) {
-    SphereProbe s = Ranging(kNominal, radius);
+    SphereFit s = Ranging(kNominal, radius);
     std::queue<Position> next;
     next.emplace(1.0, 2.0, 3.0, 4.0);
     EXPECT_TRUE(s.SetRawData({Off(0, 0, 2.2)}, next));
     EXPECT_EQ(s.GetError(), "Box scan dimension less than or equal to 0");
     EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
     EXPECT_EQ(next.size(), 1u);
-    EXPECT_NEAR(AzElRange(s.NominalPoint).range, 2.2, 1e-14);
+    EXPECT_NEAR(AzElRange(s.GetSetting<PointXYZW>(L"NominalPoint")).range, 2.2, 1e-14);
     s.AnalyzeFeature();
     EXPECT_EQ(s.GetError(), "Box scan dimension less than or equal to 0");
   }
 }
 
 TEST(SphereSetRawData, ARequestWithoutARadiusScansNothing) {
-  SphereProbe s(std::string(R"({"Feature":{"Location":[0,0,2]}})"));
+  SphereFit s(std::string(R"({"Feature":{"Location":[0,0,2]}})"));
   std::queue<Position> next = s.GetDrivePoints(false);
   EXPECT_EQ(next.size(), 2u);
   EXPECT_TRUE(s.SetRawData({{0, 0, 2, 80, 1}}, next));
@@ -197,14 +197,14 @@ TEST(SphereSetRawData, ARequestWithoutARadiusScansNothing) {
 }
 
 TEST(SphereSetRawData, APlanThatIsRefusedLeavesNothingToDrive) {
-  SphereProbe s = Ranging();
-  s.ScanLines = 2'000'000'000;
+  SphereFit s = Ranging();
+  s.SetSetting<int>(L"ScanLines", 2'000'000'000);
   std::queue<Position> next;
   EXPECT_TRUE(s.SetRawData({Off(0, 0, 2.2)}, next));
   EXPECT_TRUE(next.empty());
   EXPECT_NE(s.GetError().find("ScanLines asks for a plan of"), std::string::npos);
 
-  SphereProbe giant = Ranging(kNominal, 1e300);
+  SphereFit giant = Ranging(kNominal, 1e300);
   EXPECT_TRUE(giant.SetRawData({Off(0, 0, 2.2)}, next));
   EXPECT_NE(giant.GetError().find("not finite"), std::string::npos);
 }
@@ -212,7 +212,7 @@ TEST(SphereSetRawData, APlanThatIsRefusedLeavesNothingToDrive) {
 TEST(SphereSetRawData, AcrossTheSeamThePatternStaysInOneBranch) {
   for (const double side : {-1.0, 1.0}) {
     const PointXYZW behind(-side * 1e-4, 0.2, -2.0);
-    SphereProbe s = Ranging(behind);
+    SphereFit s = Ranging(behind);
     const AzElRange aer(behind);
     std::queue<Position> next;
     EXPECT_FALSE(s.SetRawData({{aer.azimuth, aer.elevation, 2.0, 80, 1}}, next));
@@ -229,14 +229,15 @@ TEST(SphereSetRawData, AcrossTheSeamThePatternStaysInOneBranch) {
 }
 
 TEST(SphereSetRawData, ThePatternLiesAroundTheMovedNominal) {
-  SphereProbe s = Ranging();
+  SphereFit s = Ranging();
   std::queue<Position> next;
   s.SetRawData({Off(0, 0, 2.2)}, next);
   Eigen::Vector3d sum = Eigen::Vector3d::Zero();
   for (const Position& p : PointsOf(next)) sum += PlaceOf(p).xyz();
-  EXPECT_LT((sum / 18 - s.NominalPoint.xyz()).norm(), 1e-14);
+  EXPECT_LT((sum / 18 - s.GetSetting<PointXYZW>(L"NominalPoint").xyz()).norm(), 1e-14);
   const double box = 2 * 0.0127 * 0.75;
-  EXPECT_NEAR(Distance(PlaceOf(next.front()), s.NominalPoint), box / 2, 1e-14);
+  EXPECT_NEAR(Distance(PlaceOf(next.front()), s.GetSetting<PointXYZW>(L"NominalPoint")), box / 2,
+              1e-14);
 }
 
 }  // namespace

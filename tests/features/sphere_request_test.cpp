@@ -3,15 +3,15 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "ball_scene.h"
 #include "paths.h"
+#include "protected.h"
 #include "settings.h"
-#include "sphere_probe.h"
 
 namespace libmfx::features {
 namespace {
 
 using nlohmann::json;
-using test::SphereProbe;
 
 std::string WithFeature(const std::string& root, const std::string& feature) {
   return "{" + root + R"("Feature":{"$type":"MatteSphereFeature")" + feature + "}}";
@@ -19,7 +19,7 @@ std::string WithFeature(const std::string& root, const std::string& feature) {
 
 const char* kLocation = R"(,"Location":[0.1,0.2,3])";
 
-SphereProbe FromRoot(const std::string& root) { return SphereProbe(WithFeature(root, kLocation)); }
+SphereFit FromRoot(const std::string& root) { return SphereFit(WithFeature(root, kLocation)); }
 
 TEST(SphereRequest, TheFactoryMakesIt) {
   const std::unique_ptr<Feature> sphere(Feature::Create(WithFeature("", kLocation)));
@@ -45,84 +45,85 @@ TEST(SphereRequest, TheListHoldsItInSecondPlaceAndMakesItByName) {
 }
 
 TEST(SphereRequest, EveryKeyGoesToItsField) {
-  const SphereProbe s(WithFeature(
+  const SphereFit s(WithFeature(
       R"("$id":"t-1","QualityThreshold":42.5,"ScanLines":7,"NumPointsPerLine":120,
          "ScanElevation":0,"BoxDimensionRatio":0.5,"UseStarPattern":0,"StdMultiplier":1.25,
          "ScanOrigin":[1,2,3],)",
       R"(,"Name":"ball","Location":[0.5,-0.25,4],"Radius":0.019)"));
+  const auto& nominal_aer = PROTECTED(s, _nominal_aer);
   EXPECT_EQ(s.GetError(), "");
-  EXPECT_EQ(s._target_uuid, "t-1");
-  EXPECT_EQ(s.QualityThreshold, 42.5);
-  EXPECT_EQ(s.ScanLines, 7);
-  EXPECT_EQ(s.NumPointsPerLine, 120);
-  EXPECT_FALSE(s.ScanElevation);
-  EXPECT_EQ(s.BoxDimensionRatio, 0.5);
-  EXPECT_FALSE(s.StarScanPattern);
-  EXPECT_EQ(s.StdMultiplier, 1.25);
-  EXPECT_EQ(s._scan_origin, PointXYZW(1, 2, 3));
-  EXPECT_EQ(s.NominalPoint, PointXYZW(0.5, -0.25, 4));
-  EXPECT_EQ(s.NominalRadius, 0.019);
+  EXPECT_EQ(PROTECTED(s, _target_uuid), "t-1");
+  EXPECT_EQ(s.GetSetting<double>(L"QualityThreshold"), 42.5);
+  EXPECT_EQ(s.GetSetting<int>(L"ScanLines"), 7);
+  EXPECT_EQ(s.GetSetting<int>(L"NumPointsPerLine"), 120);
+  EXPECT_FALSE(s.GetSetting<bool>(L"ScanElevation"));
+  EXPECT_EQ(s.GetSetting<double>(L"BoxDimensionRatio"), 0.5);
+  EXPECT_FALSE(s.GetSetting<bool>(L"StarScanPattern"));
+  EXPECT_EQ(s.GetSetting<double>(L"StdMultiplier"), 1.25);
+  EXPECT_EQ(PROTECTED(s, _scan_origin), PointXYZW(1, 2, 3));
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW(0.5, -0.25, 4));
+  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.019);
   const AzElRange aer(PointXYZW(0.5, -0.25, 4));
-  EXPECT_EQ(s._nominal_aer.azimuth, aer.azimuth);
-  EXPECT_EQ(s._nominal_aer.elevation, aer.elevation);
-  EXPECT_EQ(s._nominal_aer.range, aer.range);
+  EXPECT_EQ(nominal_aer.azimuth, aer.azimuth);
+  EXPECT_EQ(nominal_aer.elevation, aer.elevation);
+  EXPECT_EQ(nominal_aer.range, aer.range);
   EXPECT_EQ(json::parse(s.GetResult())["Name"], "ball");
 }
 
 TEST(SphereRequest, KeysThatNoConstructorReadsLeaveTheDefaults) {
-  const SphereProbe s(WithFeature(
+  const SphereFit s(WithFeature(
       R"("AdvancedFilter":0,"UserFilters":1,"FitTolerance":1,"FilterTolerance":1,
          "NumSamplePoints":3,"IDCMethod":2,"StarScanPattern":0,"SearchEnabled":true,
          "RescanThreshold":0.5,)",
       kLocation));
-  EXPECT_TRUE(s.AdvancedFilter);
-  EXPECT_FALSE(s.UserFilters);
-  EXPECT_EQ(s.FitTolerance, 0.000275);
-  EXPECT_EQ(s.FilterTolerance, 0.00055);
-  EXPECT_EQ(s.NumSamplePoints, 25);
-  EXPECT_EQ(s.IDCMethod, -1);
-  EXPECT_TRUE(s.StarScanPattern);
+  EXPECT_TRUE(s.GetSetting<bool>(L"AdvancedFilter"));
+  EXPECT_FALSE(s.GetSetting<bool>(L"UserFilters"));
+  EXPECT_EQ(s.GetSetting<double>(L"FitTolerance"), 0.000275);
+  EXPECT_EQ(s.GetSetting<double>(L"FilterTolerance"), 0.00055);
+  EXPECT_EQ(s.GetSetting<int>(L"NumSamplePoints"), 25);
+  EXPECT_EQ(s.GetSetting<int>(L"IDCMethod"), -1);
+  EXPECT_TRUE(s.GetSetting<bool>(L"StarScanPattern"));
   EXPECT_FALSE(s.GetSetting<bool>(L"SearchEnabled"));
   EXPECT_EQ(s.GetSetting<double>(L"RescanThreshold"), std::numeric_limits<double>::max());
 }
 
 TEST(SphereRequest, SwitchesAreReadAsIntegers) {
-  EXPECT_TRUE(FromRoot(R"("ScanElevation":-3,)").ScanElevation);
-  EXPECT_FALSE(FromRoot(R"("ScanElevation":0.9,)").ScanElevation);
-  EXPECT_FALSE(FromRoot(R"("ScanElevation":false,)").ScanElevation);
-  EXPECT_TRUE(FromRoot(R"("ScanElevation":true,)").ScanElevation);
-  EXPECT_FALSE(FromRoot(R"("ScanElevation":"true",)").ScanElevation);
-  EXPECT_FALSE(FromRoot(R"("UseStarPattern":"true",)").StarScanPattern);
-  EXPECT_TRUE(FromRoot(R"("UseStarPattern":"2",)").StarScanPattern);
-  EXPECT_FALSE(FromRoot(R"("UseStarPattern":null,)").StarScanPattern);
+  EXPECT_TRUE(FromRoot(R"("ScanElevation":-3,)").GetSetting<bool>(L"ScanElevation"));
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":0.9,)").GetSetting<bool>(L"ScanElevation"));
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":false,)").GetSetting<bool>(L"ScanElevation"));
+  EXPECT_TRUE(FromRoot(R"("ScanElevation":true,)").GetSetting<bool>(L"ScanElevation"));
+  EXPECT_FALSE(FromRoot(R"("ScanElevation":"true",)").GetSetting<bool>(L"ScanElevation"));
+  EXPECT_FALSE(FromRoot(R"("UseStarPattern":"true",)").GetSetting<bool>(L"StarScanPattern"));
+  EXPECT_TRUE(FromRoot(R"("UseStarPattern":"2",)").GetSetting<bool>(L"StarScanPattern"));
+  EXPECT_FALSE(FromRoot(R"("UseStarPattern":null,)").GetSetting<bool>(L"StarScanPattern"));
 }
 
 TEST(SphereRequest, AShortScanOriginReadsZeros) {
-  EXPECT_EQ(FromRoot(R"("ScanOrigin":[1,2],)")._scan_origin, PointXYZW(1, 2, 0));
+  EXPECT_EQ(PROTECTED(FromRoot(R"("ScanOrigin":[1,2],)"), _scan_origin), PointXYZW(1, 2, 0));
 }
 
 TEST(SphereRequest, AnAbsentRadiusReadsZeroWithoutAMessage) {
-  const SphereProbe s = FromRoot("");
-  EXPECT_EQ(s.NominalRadius, 0.0);
+  const SphereFit s = FromRoot("");
+  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.0);
   EXPECT_EQ(s.GetError(), "");
 }
 
 TEST(SphereRequest, TextThatDoesNotParse) {
   for (const char* text : {"", "{", "[1]", "ball"}) {
-    SphereProbe s{std::string(text)};
+    SphereFit s{std::string(text)};
     EXPECT_EQ(s.GetError(), "Unable to parse JSON message!");
-    EXPECT_FALSE(s._nominals_valid);
+    EXPECT_FALSE(PROTECTED(s, _nominals_valid));
     EXPECT_TRUE(s.GetDrivePoints(true).empty());
     EXPECT_EQ(s.GetDriveStep(), INITIAL);
   }
 }
 
 TEST(SphereRequest, ALocationThatIsNoArrayReadsAsTheOrigin) {
-  SphereProbe s{std::string(R"({"Feature":{"Location":"here","Radius":0.01}})")};
+  SphereFit s{std::string(R"({"Feature":{"Location":"here","Radius":0.01}})")};
   EXPECT_EQ(s.GetError(), "");
-  EXPECT_EQ(s.NominalPoint, PointXYZW());
-  EXPECT_EQ(s.NominalRadius, 0.01);
-  EXPECT_TRUE(s._nominals_valid);
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW());
+  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.01);
+  EXPECT_TRUE(PROTECTED(s, _nominals_valid));
   for (const Position& p : test::PointsOf(s.GetDrivePoints(true))) {
     EXPECT_TRUE(std::isfinite(p.azimuth + p.elevation + p.range));
   }
@@ -131,17 +132,17 @@ TEST(SphereRequest, ALocationThatIsNoArrayReadsAsTheOrigin) {
 TEST(SphereRequest, NoLocationKeepsTheDefaultNominal) {
   const char* texts[] = {R"({})", R"({"Feature":5})", R"({"Feature":{"Radius":0.01}})"};
   for (const char* text : texts) {
-    SphereProbe s{std::string(text)};
+    SphereFit s{std::string(text)};
     EXPECT_EQ(s.GetError(), "Request does not contain nominal location!") << text;
-    EXPECT_EQ(s.NominalPoint, PointXYZW());
-    EXPECT_EQ(s.NominalRadius, 0.0127);
-    EXPECT_FALSE(s._nominals_valid);
+    EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW());
+    EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.0127);
+    EXPECT_FALSE(PROTECTED(s, _nominals_valid));
     EXPECT_TRUE(s.GetDrivePoints(true).empty());
   }
 }
 
 TEST(SphereRequest, AfterAnErrorNothingIsLeftToDrive) {
-  SphereProbe s{std::string("{}")};
+  SphereFit s{std::string("{}")};
   std::queue<Position> next;
   EXPECT_TRUE(s.SetRawData({}, next));
   EXPECT_TRUE(next.empty());
@@ -193,7 +194,7 @@ TEST(SphereSettings, TheTable) {
 }
 
 TEST(SphereSettings, DefaultsAreThoseOfAnInstance) {
-  const SphereProbe s;
+  const SphereFit s;
   test::ExpectSettings(s, {{L"ScanLines", 9},
                            {L"NumPointsPerLine", 190},
                            {L"ScanElevation", true},
@@ -206,26 +207,26 @@ TEST(SphereSettings, DefaultsAreThoseOfAnInstance) {
                            {L"NumSamplePoints", 25},
                            {L"IDCMethod", -1},
                            {L"NominalPoint", PointXYZW()}});
-  EXPECT_EQ(s._nominal_aer.range, 2.0);
-  EXPECT_EQ(s._refined_aer.range, 2.0);
-  EXPECT_EQ(s._final_fit_count, 0u);
+  EXPECT_EQ(PROTECTED(s, _nominal_aer).range, 2.0);
+  EXPECT_EQ(PROTECTED(s, _refined_aer).range, 2.0);
+  EXPECT_EQ(PROTECTED(s, _final_fit_count), 0u);
 }
 
 TEST(SphereSettings, AResetPutsTheNominalBackAndKeepsTheTarget) {
-  SphereProbe s(WithFeature(R"("$id":"t-9",)", R"(,"Location":[0,0,3],"Radius":0.02)"));
-  s.MeasuredPoint = PointXYZW(1, 2, 3);
+  SphereFit s(WithFeature(R"("$id":"t-9",)", R"(,"Location":[0,0,3],"Radius":0.02)"));
+  s.SetSetting<PointXYZW>(L"MeasuredPoint", PointXYZW(1, 2, 3));
   s.Reset(false, false);
-  EXPECT_EQ(s.NominalPoint, PointXYZW());
-  EXPECT_EQ(s.NominalRadius, 0.0127);
-  EXPECT_EQ(s.MeasuredPoint, PointXYZW());
-  EXPECT_EQ(s._target_uuid, "t-9");
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW());
+  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.0127);
+  EXPECT_EQ(s.GetSetting<PointXYZW>(L"MeasuredPoint"), PointXYZW());
+  EXPECT_EQ(PROTECTED(s, _target_uuid), "t-9");
 }
 
 TEST(SphereSettings, SearchEnabledLeadsToAnOrdinaryMeasurement) {
-  SphereProbe s(WithFeature("", R"(,"Location":[0,0,3],"Radius":0.02)"));
+  SphereFit s(WithFeature("", R"(,"Location":[0,0,3],"Radius":0.02)"));
   s.SetSetting<bool>(L"SearchEnabled", true);
   EXPECT_TRUE(s.Reset(false, true));
-  s.NominalPoint = PointXYZW(0, 0, 3);
+  s.SetSetting<PointXYZW>(L"NominalPoint", PointXYZW(0, 0, 3));
   EXPECT_EQ(s.GetDrivePoints(true).size(), 2u);
   EXPECT_EQ(s.GetDriveStep(), SURFACE_RANGE);
   EXPECT_FALSE(s.Reset(true, true)) << "the search that was asked for is answered";

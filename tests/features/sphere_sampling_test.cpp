@@ -6,7 +6,8 @@
 #include <random>
 #include <sstream>
 
-#include "sphere_probe.h"
+#include "ball_scene.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -14,7 +15,6 @@ namespace {
 using Eigen::MatrixXd;
 using Eigen::VectorXd;
 using test::LogCollector;
-using test::SphereProbe;
 
 const PointCloud::Embeddings kXyz = {{EMBEDDING_XYZ, {0}}};
 const Eigen::Vector3d kBall(0.2, 0.1, 3.0);
@@ -49,16 +49,16 @@ struct Choice {
   VectorXd residuals;
 };
 
-Choice Choose(SphereProbe& s, PointCloud (&spurs)[5], double nominal) {
+Choice Choose(SphereFit& s, PointCloud (&spurs)[5], double nominal) {
   Choice c{};
-  c.ok = s.FindBestFitSpur(spurs, c.center, c.radius, c.residuals, c.spur, nominal);
+  c.ok = PROTECTED(s, FindBestFitSpur)(spurs, c.center, c.radius, c.residuals, c.spur, nominal);
   return c;
 }
 
 TEST(SphereBestSpur, TheRadiusNearestTheNominalWins) {
   PointCloud spurs[5] = {Cap(0.0130, 50, 0), Cap(0.0126, 50, 0), Cap(0.0128, 50, 0),
                          Cap(0.0127, 40, 0), Cap(0.0125, 50, 0)};
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
   const Choice c = Choose(s, spurs, 0.0127);
   ASSERT_TRUE(c.ok);
@@ -74,7 +74,7 @@ TEST(SphereBestSpur, TheRadiusNearestTheNominalWins) {
 TEST(SphereBestSpur, TheFirstOfEqualsStays) {
   const PointCloud same = Cap(0.0127, 50, 1e-5);
   PointCloud spurs[5] = {Cap(0.02, 50, 0), same, same, same, same};
-  SphereProbe s;
+  SphereFit s;
   EXPECT_EQ(Choose(s, spurs, 0.0127).spur, 1u);
 }
 
@@ -83,14 +83,14 @@ TEST(SphereBestSpur, AStraySpurWithALuckyRadiusBeatsGoodQuadrants) {
   PointCloud spurs[5] = {
       Cap(0.0127, 400, 1e-5, 1), Cap(0.0127, 400, 1e-5, 2), Cap(0.0127, 400, 1e-5, 3),
       Cap(0.0127, 4, 0, 4, kBall + Eigen::Vector3d(0.5, 0, 0)), Cap(0.0127, 400, 1e-5, 5)};
-  SphereProbe s;
+  SphereFit s;
   EXPECT_EQ(Choose(s, spurs, 0.0127).spur, 3u);
 }
 
 TEST(SphereBestSpur, SpursOfThreePointsOrOfFiveRowsTakeNoPart) {
   PointCloud spurs[5] = {Cap(0.0127, 3, 0), PointCloud(MatrixXd::Zero(5, 1)), Cap(0.0129, 4, 0),
                          PointCloud(MatrixXd::Random(5, 100)), PointCloud()};
-  SphereProbe s;
+  SphereFit s;
   const Choice c = Choose(s, spurs, 0.0127);
   EXPECT_TRUE(c.ok);
   EXPECT_EQ(c.spur, 2u);
@@ -98,7 +98,7 @@ TEST(SphereBestSpur, SpursOfThreePointsOrOfFiveRowsTakeNoPart) {
 
 TEST(SphereBestSpur, FiveBadSpursAreAnError) {
   PointCloud spurs[5];
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
   EXPECT_FALSE(Choose(s, spurs, 0.0127).ok);
   EXPECT_EQ(s.GetError(), "SphereFit::FindBestFitSpur(): Too many bad points! (ERROR_SF_LSF = -5)");
@@ -108,7 +108,7 @@ TEST(SphereBestSpur, FiveBadSpursAreAnError) {
 TEST(SphereBestSpur, ABadSpurWinsOverSpheresOfMoreThanTwiceTheRadius) {
   PointCloud spurs[5] = {Cap(0.03, 50, 0), Cap(0.03, 50, 0), PointCloud(), Cap(0.03, 50, 0),
                          PointCloud()};
-  SphereProbe s;
+  SphereFit s;
   const Choice c = Choose(s, spurs, 0.0127);
   EXPECT_FALSE(c.ok);
   EXPECT_EQ(c.spur, 2u);
@@ -125,16 +125,16 @@ struct Estimate {
   VectorXd residuals;
 };
 
-Estimate Sample(SphereProbe& s, const PointCloud& cloud, double tolerance,
-                double nominal = 0.0127) {
+Estimate Sample(SphereFit& s, const PointCloud& cloud, double tolerance, double nominal = 0.0127) {
   Estimate e{};
-  e.ok = s.SamplingSphereFit(cloud, nominal, e.center, e.radius, e.residuals, tolerance);
+  e.ok =
+      PROTECTED(s, SamplingSphereFit)(cloud, nominal, e.center, e.radius, e.residuals, tolerance);
   return e;
 }
 
 TEST(SphereSampling, FindsTheSphereInManyRuns) {
   for (unsigned run = 0; run < 40; ++run) {
-    SphereProbe s;
+    SphereFit s;
     const PointCloud cloud = Cap(0.0127, 300 + 20 * run, 5e-6, run);
     const Estimate e = Sample(s, cloud, 2e-4);
     ASSERT_TRUE(e.ok) << s.GetError();
@@ -146,7 +146,7 @@ TEST(SphereSampling, FindsTheSphereInManyRuns) {
 }
 
 TEST(SphereSampling, Logs) {
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
   const Estimate e = Sample(s, Cap(0.0127, 400, 1e-6), 2e-4);
   ASSERT_TRUE(e.ok);
@@ -168,7 +168,7 @@ TEST(SphereSampling, Logs) {
 }
 
 TEST(SphereSampling, AFewSamplesOfTheWrongRadiusAreNotAdopted) {
-  SphereProbe s;
+  SphereFit s;
   EXPECT_FALSE(Sample(s, Cap(0.0135, 400, 1e-6), 2e-4).ok);
   EXPECT_EQ(s.GetError(),
             "SphereFit::SamplingSphereFit(): The number of fitPoints is less than the fit "
@@ -177,7 +177,7 @@ TEST(SphereSampling, AFewSamplesOfTheWrongRadiusAreNotAdopted) {
 
 TEST(SphereSampling, ATenthOfTheToleranceDecides) {
   // Off by 15 um: a tolerance of 0.2 mm adopts it, one of 0.1 mm does not.
-  SphereProbe wide, narrow;
+  SphereFit wide, narrow;
   const PointCloud cloud = Cap(0.012715, 400, 0.0);
   EXPECT_TRUE(Sample(wide, cloud, 2e-4).ok);
   EXPECT_FALSE(Sample(narrow, cloud, 1e-4).ok);
@@ -185,21 +185,21 @@ TEST(SphereSampling, ATenthOfTheToleranceDecides) {
 
 TEST(SphereSampling, ASpurOfExactlyTheThresholdRunsAllRoundsAndPasses) {
   // 25 columns and a sample of 25: the set can reach the threshold but never exceed it.
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
   EXPECT_TRUE(Sample(s, Cap(0.0127, 25, 1e-7), 2e-4).ok) << s.GetError();
   EXPECT_FALSE(Logged(L"No. of fitPoints columns"));
 }
 
 TEST(SphereSampling, ASpurBelowTheSampleSizeCannotReachTheThreshold) {
-  SphereProbe s;
+  SphereFit s;
   EXPECT_FALSE(Sample(s, Cap(0.0127, 24, 0.0), 2e-4).ok);
   EXPECT_NE(s.GetError().find("less than the fit threshold"), std::string::npos);
 }
 
 TEST(SphereSampling, TheSampleIsAFortiethOfALargeCloudInSinglePrecision) {
   // 2000 columns draw 50 and want 267.22.
-  SphereProbe s;
+  SphereFit s;
   const LogCollector collector;
   ASSERT_TRUE(Sample(s, Cap(0.0127, 2000, 1e-6), 2e-4).ok);
   const std::wstring line = LogCollector::Texts()[1];
@@ -208,26 +208,26 @@ TEST(SphereSampling, TheSampleIsAFortiethOfALargeCloudInSinglePrecision) {
 }
 
 TEST(SphereSampling, ASampleOfFewerThanFourIsAnError) {
-  SphereProbe s;
-  s.NumSamplePoints = 3;
+  SphereFit s;
+  s.SetSetting<int>(L"NumSamplePoints", 3);
   EXPECT_FALSE(Sample(s, Cap(0.0127, 100, 0.0), 2e-4).ok);
   EXPECT_EQ(s.GetError(), "SphereFit::SamplingSphereFit(): SphereFitLS failed.");
 }
 
 TEST(SphereSampling, AnAbsurdSampleSizeIsRefusedLikeMissingMemory) {
-  SphereProbe s;
-  s.NumSamplePoints = 2147483647;
+  SphereFit s;
+  s.SetSetting<int>(L"NumSamplePoints", 2147483647);
   EXPECT_FALSE(Sample(s, Cap(0.0127, 100, 0.0), 2e-4).ok);
   EXPECT_EQ(s.GetError(),
             "SphereFit::SamplingSphereFit(): Failed to allocate memory. (ERROR_SF_HARDWARE)");
 }
 
 TEST(SphereSampling, AnEmptyCloudIsAnError) {
-  SphereProbe s;
+  SphereFit s;
   EXPECT_FALSE(Sample(s, PointCloud(MatrixXd(3, 0)), 2e-4).ok);
   EXPECT_EQ(s.GetError(), "SphereFit::SamplingSphereFit(): SphereFitLS failed.");
-  SphereProbe none;
-  none.NumSamplePoints = -5;
+  SphereFit none;
+  none.SetSetting<int>(L"NumSamplePoints", -5);
   EXPECT_FALSE(Sample(none, PointCloud(), 2e-4).ok);
 }
 

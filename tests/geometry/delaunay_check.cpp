@@ -6,6 +6,7 @@
 #include <set>
 
 #include "geometry/sweep/predicates.h"
+#include "protected.h"
 
 namespace delaunay_check {
 
@@ -239,9 +240,10 @@ std::vector<std::string> BrokenLinks(Mesh& mesh) {
       broken.push_back(name(key) + " ends at another point");
     }
   };
-  for (const auto& [key, he] : MeshProbe::Interior(mesh)) check(key, he, true);
-  for (const auto& [key, he] : MeshProbe::Boundary(mesh)) check(key, he, false);
-  const auto entries = MeshProbe::Interior(mesh).size() + MeshProbe::Boundary(mesh).size();
+  for (const auto& [key, he] : PROTECTED(mesh, _interior_edges)) check(key, he, true);
+  for (const auto& [key, he] : PROTECTED(mesh, _boundary_edges)) check(key, he, false);
+  const auto entries =
+      PROTECTED(mesh, _interior_edges).size() + PROTECTED(mesh, _boundary_edges).size();
   if (static_cast<Eigen::Index>(entries) != mesh.faces().size()) {
     broken.push_back("the maps do not hold each halfedge once");
   }

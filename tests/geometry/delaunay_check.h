@@ -43,17 +43,6 @@ class Random {
 /// Length of a closed loop, metres.
 double Perimeter(const PointCloud& loop);
 
-/// Reaches the graph of a mesh.
-struct MeshProbe : Mesh {
-  using Mesh::_boundary_edges;
-  using Mesh::_interior_edges;
-  using Mesh::ClearHalfedgeGraph;
-  using Mesh::GenerateHalfedgeGraph;
-  using Mesh::Mesh;
-  static auto& Boundary(Mesh& mesh) { return mesh.*&MeshProbe::_boundary_edges; }
-  static auto& Interior(Mesh& mesh) { return mesh.*&MeshProbe::_interior_edges; }
-};
-
 /// The broken invariants of a triangulation of `points`; empty when all hold: every distinct point
 /// in a triangle; triangles counter-clockwise; directed edges used once; one rim, which is the
 /// convex hull with all points on it; Euler's formula; the area; no corner of a neighbour inside a

@@ -9,6 +9,7 @@
 
 #include "data_structures/halfedge_arena.h"
 #include "delaunay_check.h"
+#include "protected.h"
 
 namespace {
 
@@ -40,29 +41,31 @@ Points RasterWithGap(int nx, int ny, int x0, int x1, int y0, int y1) {
 }
 
 TEST(Mesh, TwoTrianglesShareOneEdge) {
-  MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
-  EXPECT_EQ(mesh._interior_edges.size(), 2u);
-  EXPECT_EQ(mesh._boundary_edges.size(), 4u);
-  EXPECT_EQ(mesh._interior_edges.at({0, 2})->twin, mesh._interior_edges.at({2, 0}));
-  EXPECT_EQ(mesh._boundary_edges.count({1, 0}), 0u);
+  Mesh mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
+  EXPECT_EQ(PROTECTED(mesh, _interior_edges).size(), 2u);
+  EXPECT_EQ(PROTECTED(mesh, _boundary_edges).size(), 4u);
+  EXPECT_EQ(PROTECTED(mesh, _interior_edges).at({0, 2})->twin,
+            PROTECTED(mesh, _interior_edges).at({2, 0}));
+  EXPECT_EQ(PROTECTED(mesh, _boundary_edges).count({1, 0}), 0u);
   EXPECT_EQ(BrokenLinks(mesh), std::vector<std::string>{});
 }
 
 TEST(Mesh, FewerThanThreeColumnsBuildNoGraph) {
   Eigen::MatrixXi faces(2, 2);
   faces << 0, 1, 1, 2;
-  MeshProbe mesh(CloudOf(kSquare), faces);
-  EXPECT_TRUE(mesh._interior_edges.empty());
-  EXPECT_TRUE(mesh._boundary_edges.empty());
+  Mesh mesh(CloudOf(kSquare), faces);
+  EXPECT_TRUE(PROTECTED(mesh, _interior_edges).empty());
+  EXPECT_TRUE(PROTECTED(mesh, _boundary_edges).empty());
   EXPECT_TRUE(mesh.InteriorBoundaries(0.0, false).empty());
 }
 
 TEST(Mesh, FacesMayHaveMoreCorners) {
   Eigen::MatrixXi faces(1, 4);
   faces << 0, 1, 2, 3;
-  MeshProbe mesh(CloudOf(kSquare), faces);
-  EXPECT_EQ(mesh._boundary_edges.size(), 4u);
-  EXPECT_EQ(mesh._boundary_edges.at({3, 0})->next, mesh._boundary_edges.at({0, 1}));
+  Mesh mesh(CloudOf(kSquare), faces);
+  EXPECT_EQ(PROTECTED(mesh, _boundary_edges).size(), 4u);
+  EXPECT_EQ(PROTECTED(mesh, _boundary_edges).at({3, 0})->next,
+            PROTECTED(mesh, _boundary_edges).at({0, 1}));
 }
 
 TEST(Mesh, FaceThatRefersToNoVertexIsRefused) {
@@ -77,18 +80,18 @@ TEST(Mesh, NoEdgeAboveTheLimitGivesNoBoundary) {
 
 TEST(Mesh, EdgeOfExactlyTheLimitStays) {
   const Points points{{0, 0}, {3, 0}, {3, 4}, {0, 4}};  // the diagonal is 5
-  MeshProbe at_limit(CloudOf(points), Faces({{0, 1, 2}, {0, 2, 3}}));
+  Mesh at_limit(CloudOf(points), Faces({{0, 1, 2}, {0, 2, 3}}));
   at_limit.InteriorBoundaries(5.0, false);
-  EXPECT_EQ(at_limit._interior_edges.size(), 2u);
-  MeshProbe below(CloudOf(points), Faces({{0, 1, 2}, {0, 2, 3}}));
+  EXPECT_EQ(PROTECTED(at_limit, _interior_edges).size(), 2u);
+  Mesh below(CloudOf(points), Faces({{0, 1, 2}, {0, 2, 3}}));
   below.InteriorBoundaries(std::nextafter(5.0, 0.0), false);
-  EXPECT_TRUE(below._interior_edges.empty());
+  EXPECT_TRUE(PROTECTED(below, _interior_edges).empty());
 }
 
 TEST(Mesh, LongEdgeOnTheRimIsNeverDissolved) {
-  MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
+  Mesh mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
   EXPECT_TRUE(mesh.InteriorBoundaries(0.1, false).empty());  // the loop runs along the rim
-  EXPECT_EQ(mesh._boundary_edges.size(), 4u);
+  EXPECT_EQ(PROTECTED(mesh, _boundary_edges).size(), 4u);
 }
 
 TEST(Mesh, GapInARasterIsOneLoop) {
@@ -104,8 +107,8 @@ TEST(Mesh, GapInARasterIsOneLoop) {
 }
 
 TEST(Mesh, RemovedEdgeThatIsMissingThrows) {
-  MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
-  mesh._interior_edges.erase({2, 0});
+  Mesh mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
+  PROTECTED(mesh, _interior_edges).erase({2, 0});
   try {
     mesh.InteriorBoundaries(0.5, false);
     FAIL();
@@ -115,14 +118,15 @@ TEST(Mesh, RemovedEdgeThatIsMissingThrows) {
 }
 
 TEST(Mesh, CopyHasAGraphOfItsOwn) {
-  MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
+  Mesh mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
   mesh.InteriorBoundaries(0.5, false);
-  MeshProbe copy(mesh);
-  EXPECT_EQ(copy._interior_edges.size(), 2u);
-  MeshProbe assigned(CloudOf({}), Eigen::MatrixXi(0, 3));
+  Mesh copy(mesh);
+  EXPECT_EQ(PROTECTED(copy, _interior_edges).size(), 2u);
+  Mesh assigned(CloudOf({}), Eigen::MatrixXi(0, 3));
   assigned = copy;
-  EXPECT_EQ(assigned._interior_edges.size(), 2u);
-  EXPECT_NE(assigned._interior_edges.at({0, 2}), copy._interior_edges.at({0, 2}));
+  EXPECT_EQ(PROTECTED(assigned, _interior_edges).size(), 2u);
+  EXPECT_NE(PROTECTED(assigned, _interior_edges).at({0, 2}),
+            PROTECTED(copy, _interior_edges).at({0, 2}));
   EXPECT_EQ(BrokenLinks(assigned), std::vector<std::string>{});
 }
 
@@ -131,7 +135,7 @@ TEST(Mesh, NothingIsAliveAfterDestruction) {
   std::weak_ptr<libmfx::data_structures::HE<libmfx::data_structures::PointXYZW>> watched;
   {
     const auto mesh = MeshOf(RasterWithGap(12, 10, 3, 8, 2, 7));
-    watched = MeshProbe::Interior(*mesh).begin()->second->next;
+    watched = PROTECTED(*mesh, _interior_edges).begin()->second->next;
     EXPECT_GT(LiveHalfedgeElements().load(), before);
     mesh->InteriorBoundaries(1.5, false);
     EXPECT_FALSE(watched.expired());
@@ -143,8 +147,8 @@ TEST(Mesh, NothingIsAliveAfterDestruction) {
 TEST(Mesh, ElementHeldFromOutsideOutlivesTheMeshUnlinked) {
   std::shared_ptr<libmfx::data_structures::HE<libmfx::data_structures::PointXYZW>> held;
   {
-    MeshProbe mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
-    held = mesh._interior_edges.at({0, 2});
+    Mesh mesh(CloudOf(kSquare), Faces({{0, 1, 2}, {0, 2, 3}}));
+    held = PROTECTED(mesh, _interior_edges).at({0, 2});
   }
   EXPECT_EQ(held.use_count(), 1);
   EXPECT_EQ(held->next, nullptr);

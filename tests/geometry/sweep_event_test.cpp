@@ -9,6 +9,7 @@
 
 #include "libmfx/geometry/beachline_element.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "protected.h"
 #include "thrown.h"
 
 namespace libmfx::geometry {
@@ -120,29 +121,27 @@ TEST(BeachlineOrder, ArcsWithoutLeftNeighbourStandByTheirSites) {
   EXPECT_EQ(probe.Compare(std::make_shared<Arc>(PointXYW(0.0, 1.0))), -1);
 }
 
-struct Parabolas : VoronoiGraph {
-  using VoronoiGraph::breakpoint;
-};
+const auto kBreakpoint = PROTECTED_MEMBER(VoronoiGraph, breakpoint);
 
 TEST(Breakpoint, FollowsTheCaseOfItsSites) {
   // Equal heights: half way, on the parabola of either.
-  const PointXYW middle = Parabolas::breakpoint({0.0, 1.0}, {4.0, 1.0}, 0.0);
+  const PointXYW middle = kBreakpoint({0.0, 1.0}, {4.0, 1.0}, 0.0);
   EXPECT_EQ(middle.x(), 2.0);
   EXPECT_EQ(middle.y(), 2.5);
   EXPECT_EQ(middle.w(), 1.0);
   // A site on the sweep line: its own x, on the other's parabola.
-  const PointXYW right_low = Parabolas::breakpoint({0.0, 1.0}, {3.0, 0.0}, 0.0);
+  const PointXYW right_low = kBreakpoint({0.0, 1.0}, {3.0, 0.0}, 0.0);
   EXPECT_EQ(right_low.x(), 3.0);
   EXPECT_EQ(right_low.y(), 5.0);
-  const PointXYW left_low = Parabolas::breakpoint({3.0, 0.0}, {0.0, 1.0}, 0.0);
+  const PointXYW left_low = kBreakpoint({3.0, 0.0}, {0.0, 1.0}, 0.0);
   EXPECT_EQ(left_low.x(), 3.0);
   EXPECT_EQ(left_low.y(), 5.0);
 }
 
 TEST(Breakpoint, OrderOfTheSitesChoosesTheMeetingPoint) {
   const PointXYW high(0.0, 2.0), low(0.0, 1.0);
-  const PointXYW enters = Parabolas::breakpoint(high, low, 0.0);
-  const PointXYW leaves = Parabolas::breakpoint(low, high, 0.0);
+  const PointXYW enters = kBreakpoint(high, low, 0.0);
+  const PointXYW leaves = kBreakpoint(low, high, 0.0);
   EXPECT_NEAR(enters.x(), -std::sqrt(2.0), 1e-15);
   EXPECT_NEAR(leaves.x(), std::sqrt(2.0), 1e-15);
   EXPECT_NEAR(enters.y(), 1.5, 1e-15);

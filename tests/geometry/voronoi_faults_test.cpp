@@ -15,6 +15,7 @@
 
 #include "geometry/sweep/diagram.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "protected.h"
 #include "thrown.h"
 
 namespace {
@@ -48,13 +49,6 @@ using data_structures::PointCloud;
 using sweep::Diagram;
 using sweep::Triangulation;
 
-struct GraphProbe : VoronoiGraph {
-  using VoronoiGraph::_beachline;
-  using VoronoiGraph::_halfedges;
-  using VoronoiGraph::GenerateHalfedgeGraph;
-  using VoronoiGraph::VoronoiGraph;
-};
-
 constexpr const char* kEarly = "VoronoiGraph forced to stop early due to invalid state: ";
 
 PointCloud RandomCloud(int count) {
@@ -79,15 +73,15 @@ Triangles TrianglesOf(const Mesh& mesh) {
 
 TEST(VoronoiFaults, WhatWasBuiltStaysWhenMemoryRunsOut) {
   const PointCloud cloud = RandomCloud(500);
-  const Triangles whole = TrianglesOf(*GraphProbe(cloud).ExtractPlanarMesh());
+  const Triangles whole = TrianglesOf(*VoronoiGraph(cloud).ExtractPlanarMesh());
   ASSERT_GT(whole.size(), 900u);
   int early = 0, partial = 0;
   for (int allocation = 0; allocation < 2000; ++allocation) {
     testing::internal::CaptureStdout();
-    std::unique_ptr<GraphProbe> graph;
+    std::unique_ptr<VoronoiGraph> graph;
     allocations_left = allocation;
     try {
-      graph = std::make_unique<GraphProbe>(cloud);
+      graph = std::make_unique<VoronoiGraph>(cloud);
     } catch (const std::bad_alloc&) {
       // Before the sweep: no graph, and no place to keep what was built.
     }
@@ -103,8 +97,8 @@ TEST(VoronoiFaults, WhatWasBuiltStaysWhenMemoryRunsOut) {
     EXPECT_TRUE(std::includes(whole.begin(), whole.end(), built.begin(), built.end()));
     if (!built.empty() && built.size() < whole.size()) ++partial;
     mesh->InteriorBoundaries(0.2, false);
-    graph->GenerateHalfedgeGraph();
-    EXPECT_EQ(graph->_halfedges.empty(), built.empty()) << allocation;
+    PROTECTED(*graph, GenerateHalfedgeGraph)();
+    EXPECT_EQ(PROTECTED(*graph, _halfedges).empty(), built.empty()) << allocation;
   }
   EXPECT_GT(early, 10);
   EXPECT_GT(partial, 3);

@@ -6,6 +6,7 @@
 
 #include "data_structures/halfedge_arena.h"
 #include "delaunay_check.h"
+#include "protected.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -14,22 +15,15 @@ using namespace delaunay_check;
 using data_structures::LiveHalfedgeElements;
 using data_structures::PointXYW;
 
+/// A graph with its halfedges.
 struct GraphProbe : VoronoiGraph {
   explicit GraphProbe(const Points& points) : VoronoiGraph(CloudOf(points)) {
     GenerateHalfedgeGraph();
   }
-  using VoronoiGraph::_beachline;
-  using VoronoiGraph::_faces;
-  using VoronoiGraph::_halfedges;
-  using VoronoiGraph::any_three_point_circle_2d;
-  using VoronoiGraph::breakpoint;
-  using VoronoiGraph::dissolve_beachline_element;
-  using VoronoiGraph::dissolve_event;
-  using VoronoiGraph::three_point_circle_2d;
 };
 
 void ExpectLinked(const GraphProbe& graph) {
-  for (const auto& he : graph._halfedges) {
+  for (const auto& he : PROTECTED(graph, _halfedges)) {
     ASSERT_NE(he->twin, nullptr);
     EXPECT_EQ(he->twin->twin, he);
     EXPECT_NE(he->twin->face, he->face);
@@ -44,31 +38,31 @@ void ExpectLinked(const GraphProbe& graph) {
 
 TEST(LinkedVoronoi, OnePointIsOneArcAndOneFaceWithoutEdges) {
   const GraphProbe graph({{1, 2}});
-  EXPECT_EQ(graph._faces.size(), 1u);
-  EXPECT_TRUE(graph._halfedges.empty());
-  ASSERT_EQ(graph._beachline.Size(), 1u);
-  EXPECT_EQ(graph._beachline.root->data->type, BeachlineElement::kArc);
+  EXPECT_EQ(PROTECTED(graph, _faces).size(), 1u);
+  EXPECT_TRUE(PROTECTED(graph, _halfedges).empty());
+  ASSERT_EQ(PROTECTED(graph, _beachline).Size(), 1u);
+  EXPECT_EQ(PROTECTED(graph, _beachline).root->data->type, BeachlineElement::kArc);
 }
 
 TEST(LinkedVoronoi, SquareIsOneVertexWithFourEdges) {
   const GraphProbe graph({{0, 0}, {1, 0}, {0, 1}, {1, 1}});
   int leaving = 0;
-  for (const auto& he : graph._halfedges) {
+  for (const auto& he : PROTECTED(graph, _halfedges)) {
     if (!he->vertex) continue;
     EXPECT_TRUE(he->vertex->point == PointXYW(0.5, 0.5));
     ++leaving;
   }
   EXPECT_EQ(leaving, 4);
-  EXPECT_EQ(graph._halfedges.size(), 8u);
-  EXPECT_EQ(graph._faces.size(), 4u);
+  EXPECT_EQ(PROTECTED(graph, _halfedges).size(), 8u);
+  EXPECT_EQ(PROTECTED(graph, _faces).size(), 4u);
   ExpectLinked(graph);
 }
 
 TEST(LinkedVoronoi, RowOfPointsHasLinesAtTheMidPoints) {
   const GraphProbe graph({{0, 1}, {1, 1}, {3, 1}});
-  EXPECT_EQ(graph._halfedges.size(), 4u);
-  EXPECT_EQ(graph._beachline.Size(), 5u);
-  EXPECT_DOUBLE_EQ(GraphProbe::breakpoint({1, 1}, {3, 1}, 0.0).x(), 2.0);
+  EXPECT_EQ(PROTECTED(graph, _halfedges).size(), 4u);
+  EXPECT_EQ(PROTECTED(graph, _beachline).Size(), 5u);
+  EXPECT_DOUBLE_EQ(PROTECTED_MEMBER(VoronoiGraph, breakpoint)({1, 1}, {3, 1}, 0.0).x(), 2.0);
   ExpectLinked(graph);
 }
 
@@ -86,16 +80,16 @@ TEST(LinkedVoronoi, LinksHoldAndNothingStaysAlive) {
 }
 
 TEST(LinkedVoronoi, DissolvingEndsReferences) {
-  GraphProbe::dissolve_beachline_element(nullptr);
-  GraphProbe::dissolve_event(nullptr);
+  PROTECTED_MEMBER(VoronoiGraph, dissolve_beachline_element)(nullptr);
+  PROTECTED_MEMBER(VoronoiGraph, dissolve_event)(nullptr);
   const auto arc = std::make_shared<Arc>();
   const auto event = std::make_shared<CircleEvent>();
   arc->event = event;
   event->arc = arc;
-  GraphProbe::dissolve_event(event);
+  PROTECTED_MEMBER(VoronoiGraph, dissolve_event)(event);
   EXPECT_EQ(event->arc, nullptr);
   arc->left = std::make_shared<Breakpoint>();
-  GraphProbe::dissolve_beachline_element(arc);
+  PROTECTED_MEMBER(VoronoiGraph, dissolve_beachline_element)(arc);
   EXPECT_EQ(arc->event, nullptr);
   EXPECT_EQ(arc->left, nullptr);
 }
@@ -105,14 +99,16 @@ TEST(LinkedVoronoi, CirclesThroughThreePoints) {
   double radius = 0.0;
   bool clockwise = false;
   const PointXYW a(1, 0), b(0, 1), c(-1, 0), d(3, 0);
-  ASSERT_TRUE(GraphProbe::three_point_circle_2d(a, b, c, center, radius));
+  ASSERT_TRUE(PROTECTED_MEMBER(VoronoiGraph, three_point_circle_2d)(a, b, c, center, radius));
   EXPECT_NEAR(center.x(), 0.0, 1e-15);
   EXPECT_NEAR(radius, 1.0, 1e-15);
-  EXPECT_FALSE(GraphProbe::three_point_circle_2d(c, b, a, center, radius));
-  EXPECT_TRUE(GraphProbe::any_three_point_circle_2d(c, b, a, center, radius, clockwise));
+  EXPECT_FALSE(PROTECTED_MEMBER(VoronoiGraph, three_point_circle_2d)(c, b, a, center, radius));
+  EXPECT_TRUE(PROTECTED_MEMBER(VoronoiGraph, any_three_point_circle_2d)(c, b, a, center, radius,
+                                                                        clockwise));
   EXPECT_TRUE(clockwise);
-  EXPECT_FALSE(GraphProbe::three_point_circle_2d(a, c, d, center, radius));
-  EXPECT_FALSE(GraphProbe::any_three_point_circle_2d(a, c, d, center, radius, clockwise));
+  EXPECT_FALSE(PROTECTED_MEMBER(VoronoiGraph, three_point_circle_2d)(a, c, d, center, radius));
+  EXPECT_FALSE(PROTECTED_MEMBER(VoronoiGraph, any_three_point_circle_2d)(a, c, d, center, radius,
+                                                                         clockwise));
 }
 
 TEST(LinkedVoronoi, ComparisonRefusesNullAndOtherTypes) {

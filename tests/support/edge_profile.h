@@ -27,32 +27,6 @@ using features::PointXYZW;
 using features::RawDataPoint;
 using features::VectorXYZW;
 
-/// An edge whose protected side is open.
-class EdgeProbe : public features::Edge {
- public:
-  using Edge::_clearance_zone;
-  using Edge::_edge_point;
-  using Edge::_incidence_angle;
-  using Edge::_measured_point;
-  using Edge::_nominal_offset;
-  using Edge::_nominals_valid;
-  using Edge::_point_spacing;
-  using Edge::_profile;
-  using Edge::_quality;
-  using Edge::_quality_threshold;
-  using Edge::_scan_cloud;
-  using Edge::_scan_lines;
-  using Edge::_scan_origin;
-  using Edge::_surface_normal;
-  using Edge::_surface_point;
-  using Edge::_use_nominal_offset;
-  using Edge::Edge;
-  using Edge::smooth_sliding_window;
-  using Edge::split_curve;
-  using Edge::transform;
-  using Edge::transformPt;
-};
-
 /// A place on a profile that stands in the plane y = 0, two metres ahead: x along a surface that
 /// faces the instrument, `depth` below it.
 struct Place {
@@ -103,9 +77,9 @@ inline std::vector<RawDataPoint> SamplesOf(const std::vector<Place>& places, int
 }
 
 /// An edge that has analysed the samples.
-inline std::unique_ptr<EdgeProbe> Analyzed(const nlohmann::json& request,
-                                           const std::vector<RawDataPoint>& samples) {
-  auto edge = std::make_unique<EdgeProbe>(request.dump());
+inline std::unique_ptr<features::Edge> Analyzed(const nlohmann::json& request,
+                                                const std::vector<RawDataPoint>& samples) {
+  auto edge = std::make_unique<features::Edge>(request.dump());
   edge->UpdateRawData(samples);
   edge->AnalyzeFeature();
   return edge;

@@ -9,23 +9,9 @@
 
 namespace libmfx::test {
 
-/// A feature of the tests: its pattern, its analysis and its search do what a test tells them, and
-/// the protected side of the base is open.
+/// A feature of the tests: its pattern, its analysis and its search do what a test tells them.
 class FeatureProbe : public features::Feature {
  public:
-  using Feature::_drive_step;
-  using Feature::_nominals_valid;
-  using Feature::_raw_data;
-  using Feature::_rescan_threshold;
-  using Feature::_search;
-  using Feature::_search_enabled;
-  using Feature::Constrain180;
-  using Feature::Constrain360;
-  using Feature::SetError;
-  using Feature::TriggerRescan;
-  using Feature::UnwrapDrivePoints;
-  using Feature::Warn;
-
   bool staged = false;
   bool analysis_succeeds = true;
   int generated = 0;

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "converse.h"
-#include "hole_probe.h"
+#include "hole_request.h"
 #include "ideal_scan.h"
+#include "libmfx/features/hole.h"
 
 namespace libmfx::test {
 
@@ -50,8 +51,8 @@ struct IdealHole {
 };
 
 /// A hole that has been measured on its nominal.
-inline HoleProbe Measure(const nlohmann::json& request, const IdealHole& ideal) {
-  HoleProbe hole(request.dump());
+inline features::Hole Measure(const nlohmann::json& request, const IdealHole& ideal) {
+  features::Hole hole(request.dump());
   IdealDriver driver = ideal.Driver();
   Converse(hole, driver);
   return hole;

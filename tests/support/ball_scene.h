@@ -12,54 +12,6 @@
 
 namespace libmfx::test {
 
-/// A SphereFit whose protected side is open.
-class SphereProbe : public features::SphereFit {
- public:
-  using SphereFit::SphereFit;
-
-  using SphereFit::_drive_step;
-  using SphereFit::_final_fit_count;
-  using SphereFit::_has_error;
-  using SphereFit::_nominal_aer;
-  using SphereFit::_nominals_valid;
-  using SphereFit::_raw_data;
-  using SphereFit::_refined_aer;
-  using SphereFit::_scan_data;
-  using SphereFit::_scan_origin;
-  using SphereFit::_target_uuid;
-  using SphereFit::AdvancedFilter;
-  using SphereFit::BoxDimensionRatio;
-  using SphereFit::FilterTolerance;
-  using SphereFit::FitTolerance;
-  using SphereFit::IDCMethod;
-  using SphereFit::MeasuredPoint;
-  using SphereFit::MeasuredRadius;
-  using SphereFit::NominalPoint;
-  using SphereFit::NominalRadius;
-  using SphereFit::NumPointsPerLine;
-  using SphereFit::NumSamplePoints;
-  using SphereFit::Quality;
-  using SphereFit::QualityThreshold;
-  using SphereFit::ScanElevation;
-  using SphereFit::ScanLines;
-  using SphereFit::StarScanPattern;
-  using SphereFit::StdMultiplier;
-  using SphereFit::UserFilters;
-
-  using SphereFit::Analyze;
-  using SphereFit::CalculateSFQuality;
-  using SphereFit::CombineDataSets3;
-  using SphereFit::FilterByDistance;
-  using SphereFit::FilterByDistanceFromAzElMedianSpur;
-  using SphereFit::FilterByError;
-  using SphereFit::FindBestFitSpur;
-  using SphereFit::GenerateDrivePoints;
-  using SphereFit::SamplingSphereFit;
-  using SphereFit::ScanStar;
-  using SphereFit::ScanW;
-  using SphereFit::SetError;
-};
-
 /// A ball in front of an instrument, and what the instrument sees of it.
 struct Ball {
   Eigen::Vector3d center{0.3, 0.1, 3.0};
