@@ -53,16 +53,16 @@ TEST(SphereRequest, EveryKeyGoesToItsField) {
   const auto& nominal_aer = PROTECTED(s, _nominal_aer);
   EXPECT_EQ(s.GetError(), "");
   EXPECT_EQ(PROTECTED(s, _target_uuid), "t-1");
-  EXPECT_EQ(s.GetSetting<double>(L"QualityThreshold"), 42.5);
-  EXPECT_EQ(s.GetSetting<int>(L"ScanLines"), 7);
-  EXPECT_EQ(s.GetSetting<int>(L"NumPointsPerLine"), 120);
-  EXPECT_FALSE(s.GetSetting<bool>(L"ScanElevation"));
-  EXPECT_EQ(s.GetSetting<double>(L"BoxDimensionRatio"), 0.5);
-  EXPECT_FALSE(s.GetSetting<bool>(L"StarScanPattern"));
-  EXPECT_EQ(s.GetSetting<double>(L"StdMultiplier"), 1.25);
+  test::ExpectSettings(s, {{L"QualityThreshold", 42.5},
+                           {L"ScanLines", 7},
+                           {L"NumPointsPerLine", 120},
+                           {L"ScanElevation", false},
+                           {L"BoxDimensionRatio", 0.5},
+                           {L"StarScanPattern", false},
+                           {L"StdMultiplier", 1.25},
+                           {L"NominalPoint", PointXYZW(0.5, -0.25, 4)},
+                           {L"NominalRadius", 0.019}});
   EXPECT_EQ(PROTECTED(s, _scan_origin), PointXYZW(1, 2, 3));
-  EXPECT_EQ(s.GetSetting<PointXYZW>(L"NominalPoint"), PointXYZW(0.5, -0.25, 4));
-  EXPECT_EQ(s.GetSetting<double>(L"NominalRadius"), 0.019);
   const AzElRange aer(PointXYZW(0.5, -0.25, 4));
   EXPECT_EQ(nominal_aer.azimuth, aer.azimuth);
   EXPECT_EQ(nominal_aer.elevation, aer.elevation);
@@ -76,15 +76,15 @@ TEST(SphereRequest, KeysThatNoConstructorReadsLeaveTheDefaults) {
          "NumSamplePoints":3,"IDCMethod":2,"StarScanPattern":0,"SearchEnabled":true,
          "RescanThreshold":0.5,)",
       kLocation));
-  EXPECT_TRUE(s.GetSetting<bool>(L"AdvancedFilter"));
-  EXPECT_FALSE(s.GetSetting<bool>(L"UserFilters"));
-  EXPECT_EQ(s.GetSetting<double>(L"FitTolerance"), 0.000275);
-  EXPECT_EQ(s.GetSetting<double>(L"FilterTolerance"), 0.00055);
-  EXPECT_EQ(s.GetSetting<int>(L"NumSamplePoints"), 25);
-  EXPECT_EQ(s.GetSetting<int>(L"IDCMethod"), -1);
-  EXPECT_TRUE(s.GetSetting<bool>(L"StarScanPattern"));
-  EXPECT_FALSE(s.GetSetting<bool>(L"SearchEnabled"));
-  EXPECT_EQ(s.GetSetting<double>(L"RescanThreshold"), std::numeric_limits<double>::max());
+  test::ExpectSettings(s, {{L"AdvancedFilter", true},
+                           {L"UserFilters", false},
+                           {L"FitTolerance", 0.000275},
+                           {L"FilterTolerance", 0.00055},
+                           {L"NumSamplePoints", 25},
+                           {L"IDCMethod", -1},
+                           {L"StarScanPattern", true},
+                           {L"SearchEnabled", false},
+                           {L"RescanThreshold", std::numeric_limits<double>::max()}});
 }
 
 TEST(SphereRequest, SwitchesAreReadAsIntegers) {

@@ -5,8 +5,8 @@
 #include <map>
 #include <set>
 
+#include "../support/protected.h"
 #include "geometry/sweep/predicates.h"
-#include "protected.h"
 
 namespace delaunay_check {
 
