@@ -1,6 +1,5 @@
 #include "libmfx/data_structures/point_cloud.h"
 
-#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>
@@ -44,26 +43,29 @@ int RowsNeeded(PointEmbedding embedding) {
 PointCloud::PointCloud(Eigen::MatrixXd data, Embeddings embeddings)
     : _data(std::move(data)), _embeddings(std::move(embeddings)) {}
 
-PointCloud::PointCloud(std::vector<RawDataPoint> raw, PointEmbedding embedding, double min_quality,
-                       bool keep_extra_rows) {
-  const auto usable = [min_quality](const RawDataPoint& s) { return IsUsable(s, min_quality); };
-  const auto kept = static_cast<Eigen::Index>(std::count_if(raw.begin(), raw.end(), usable));
-  _data.resize(keep_extra_rows ? 5 : 3, kept);
+PointCloud::PointCloud(const std::vector<RawDataPoint>& raw, PointEmbedding embedding,
+                       double min_quality, bool keep_extra_rows) {
+  // Samples are rarely dropped, so room is made for all of them.
+  _data.resize(keep_extra_rows ? 5 : 3, static_cast<Eigen::Index>(raw.size()));
+  const bool cartesian = embedding == EMBEDDING_XYZ;
   double* column = _data.data();
   for (const RawDataPoint& sample : raw) {
-    if (!usable(sample)) continue;
-    column[0] = sample.azimuth;
-    column[1] = sample.elevation;
-    column[2] = sample.range;
+    if (!IsUsable(sample, min_quality)) continue;
+    const AzElRange aer(sample.azimuth, sample.elevation, sample.range);
+    const Eigen::Vector3d p =
+        cartesian ? aer.ToPoint().xyz() : Eigen::Vector3d(aer.azimuth, aer.elevation, aer.range);
+    column[0] = p.x();
+    column[1] = p.y();
+    column[2] = p.z();
     if (keep_extra_rows) {
       column[3] = sample.quality;
       column[4] = static_cast<double>(sample.status);
     }
     column += _data.rows();
   }
-  std::vector<RawDataPoint>().swap(raw);
-  _embeddings[EMBEDDING_AER] = {0};
-  Convert(embedding);
+  const Eigen::Index kept = (column - _data.data()) / _data.rows();
+  if (kept < _data.cols()) _data.conservativeResize(Eigen::NoChange, kept);
+  _embeddings[cartesian ? EMBEDDING_XYZ : EMBEDDING_AER] = {0};
 }
 
 void PointCloud::DropInvalidEmbeddings() {

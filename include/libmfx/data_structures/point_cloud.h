@@ -37,7 +37,7 @@ class LIBMFX_EXPORT PointCloud {
   /// The samples that pass `min_quality` (equal passes; a sample that is not finite does not), in
   /// order, converted to `embedding`.
   /// \param keep_extra_rows true for 5 rows, false for 3
-  PointCloud(std::vector<RawDataPoint> raw, PointEmbedding embedding, double min_quality,
+  PointCloud(const std::vector<RawDataPoint>& raw, PointEmbedding embedding, double min_quality,
              bool keep_extra_rows);
 
   Eigen::Index cols() const { return _data.cols(); }
