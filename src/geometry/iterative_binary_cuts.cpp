@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -25,9 +25,14 @@ bool HaveQualityRow(const Bins& bins) {
   return true;
 }
 
-/// Converts all lines to cartesian coordinates in place, and copies x, y, z of all samples, line by
-/// line, into one cloud. The rows beneath stay where they are: no pass over the samples needs them.
-HalvingCuts Join(Bins& bins) {
+/// All samples, line by line. The rows beneath stay where they are: no pass needs them.
+struct Joined {
+  HalvingCuts cuts;
+  std::vector<double> qualities;
+};
+
+/// Converts all lines to cartesian coordinates in place, and copies what the cuts need.
+Joined Join(Bins& bins) {
   std::vector<CutLine> lines;
   Index total = 0;
   for (auto& bin : bins) {
@@ -37,61 +42,74 @@ HalvingCuts Join(Bins& bins) {
       total += line.cols();
     }
   }
-  Eigen::MatrixXd joined(3, total);
-  Index base = 0;
+  Eigen::MatrixXd points(3, total);
+  std::vector<double> qualities(static_cast<std::size_t>(total));
+  double* to = points.data();
+  auto quality = qualities.begin();
   for (const auto& bin : bins) {
     for (const PointCloud& line : bin) {
-      if (line.cols() > 0) joined.middleCols(base, line.cols()) = line.data().topRows(3);
-      base += line.cols();
+      const double* from = line.data().data();
+      const double* const end = from + line.data().size();
+      for (; from != end; from += line.rows(), to += 3) {
+        to[0] = from[0];
+        to[1] = from[1];
+        to[2] = from[2];
+        *quality++ = from[kQualityRow];
+      }
     }
   }
-  return {PointCloud(std::move(joined), {{EMBEDDING_XYZ, {0}}}), std::move(lines)};
+  return {{PointCloud(std::move(points), {{EMBEDDING_XYZ, {0}}}), std::move(lines)},
+          std::move(qualities)};
 }
 
-Eigen::VectorXd Qualities(const Bins& bins, Index total) {
-  Eigen::VectorXd qualities(total);
-  Index base = 0;
-  for (const auto& bin : bins) {
-    for (const PointCloud& line : bin) {
-      if (line.cols() > 0) qualities.segment(base, line.cols()) = line.row(kQualityRow);
-      base += line.cols();
-    }
-  }
-  return qualities;
-}
-
-/// The samples kept of one line, with their weights as one row more.
-PointCloud KeptSamples(const PointCloud& line, const Eigen::Ref<const Eigen::VectorXd>& weights,
-                       bool keep_neighbours) {
-  const Index last = line.cols() - 1;
-  const auto has_weight = [&](Index i) { return weights[i] > kLeastWeight; };
-  const auto kept = [&](Index i) {
-    return has_weight(i) || (keep_neighbours && (has_weight(std::min(i + 1, last)) ||
-                                                 has_weight(std::max<Index>(i - 1, 0))));
-  };
+/// Marks the columns of a line that are kept. \returns how many there are
+Index MarkKept(const double* weights, Index columns, bool keep_neighbours,
+               std::vector<char>& kept) {
+  kept.assign(static_cast<std::size_t>(columns), 0);
   Index count = 0;
-  for (Index i = 0; i <= last; ++i) count += kept(i) ? 1 : 0;
-  Eigen::MatrixXd data(line.rows() + 1, count);
-  Index k = 0;
-  for (Index i = 0; i <= last; ++i) {
-    if (!kept(i)) continue;
-    data.col(k).head(line.rows()) = line.data().col(i);
-    data(line.rows(), k++) = weights[i];
+  for (Index i = 0; i < columns; ++i) {
+    const bool keep = weights[i] > kLeastWeight ||
+                      (keep_neighbours && ((i + 1 < columns && weights[i + 1] > kLeastWeight) ||
+                                           (i > 0 && weights[i - 1] > kLeastWeight)));
+    kept[static_cast<std::size_t>(i)] = keep ? 1 : 0;
+    count += keep ? 1 : 0;
   }
-  return PointCloud(std::move(data), line.embeddings());
+  return count;
+}
+
+/// The marked samples of a line, of at least four rows if there are any, with their weights as one
+/// row more. The line is left empty.
+PointCloud TakeKept(PointCloud& line, const double* weights, const std::vector<char>& kept,
+                    Index count) {
+  const Index rows = line.rows();
+  Eigen::MatrixXd data(rows + 1, count);
+  const double* from = line.data().data();
+  double* to = data.data();
+  for (std::size_t i = 0; i < kept.size(); ++i, from += rows) {
+    if (kept[i] == 0) continue;
+    Eigen::Vector4d::Map(to) = Eigen::Vector4d::Map(from);
+    for (Index row = 4; row < rows; ++row) to[row] = from[row];
+    to[rows] = weights[i];
+    to += rows + 1;
+  }
+  PointCloud selected(std::move(data), std::move(line.embeddings()));
+  line = PointCloud();
+  return selected;
 }
 
 /// The kept samples of all lines, each read at its own place. Lines are released on the way, so
 /// that input and result never stand in memory in full beside each other.
 Bins Collect(Bins& bins, const Eigen::VectorXd& weights, bool keep_neighbours) {
   Bins selected(bins.size());
-  Index base = 0;
+  std::vector<char> kept;
+  const double* own = weights.data();
   for (std::size_t b = 0; b < bins.size(); ++b) {
+    selected[b].reserve(bins[b].size());
     for (PointCloud& line : bins[b]) {
       const Index columns = line.cols();
-      selected[b].push_back(KeptSamples(line, weights.segment(base, columns), keep_neighbours));
-      line = PointCloud();
-      base += columns;
+      const Index count = MarkKept(own, columns, keep_neighbours, kept);
+      selected[b].push_back(TakeKept(line, own, kept, count));
+      own += columns;
     }
   }
   return selected;
@@ -107,15 +125,15 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
   Eigen::VectorXd weights;
   Plane plane;
   {
-    HalvingCuts cuts = Join(bins);
+    Joined joined = Join(bins);
+    HalvingCuts& cuts = joined.cuts;
     const Eigen::MatrixXd& points = cuts.points().data();
-    const Eigen::VectorXd qualities = Qualities(bins, points.cols());
     // The distance is that of the column that gets the weight, the quality the sample's own.
     cuts.WeighCandidates(
         [&](Index own, Index place) {
           const double distance = (center.xyz() - points.col(place).head<3>()).norm();
           return min_distance <= distance && distance <= max_distance &&
-                 min_quality < qualities[own];
+                 min_quality < joined.qualities[static_cast<std::size_t>(own)];
         },
         first_sigma);
     if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;

@@ -115,7 +115,9 @@ void Plane::SetFrameFromNormal() {
 }
 
 bool Plane::IsValid() const {
-  if (_point.xyz().hasNaN() || _normal.xyz().hasNaN()) return false;
+  using std::isnan;
+  if (isnan(_point.x()) || isnan(_point.y()) || isnan(_point.z())) return false;
+  if (isnan(_normal.x()) || isnan(_normal.y()) || isnan(_normal.z())) return false;
   return !_normal.isZero();
 }
 
@@ -127,7 +129,7 @@ double Plane::Distance(const PointXYZW& p) const { return std::abs(SignedDistanc
 
 PointXYZW Plane::Project(const PointXYZW& p) const {
   if (!IsValid()) return {kNaN, kNaN, kNaN, 1.0};
-  return PointXYZW(Eigen::Vector4d(p.eigen() - _normal.eigen() * SignedDistanceTo(p)));
+  return PointXYZW(Eigen::Vector4d(p.eigen() - _normal.eigen() * (p - _point).dot(_normal)));
 }
 
 PointCloud Plane::ProjectPointCloud(const PointCloud& cloud) const {
