@@ -63,24 +63,30 @@ struct SeenLine {
 };
 
 SeenLine See(const BorderLine& line, const SurfaceScan& scan) {
-  const Eigen::Matrix3Xd from_edge = line.surface->data().topRows(3).colwise() - line.edge.xyz();
+  const Eigen::MatrixXd& samples = line.surface->data();
+  const Eigen::Vector3d edge = line.edge.xyz();
+  const Eigen::Vector3d normal = scan.plane.Normal().xyz();
   const double edge_height = scan.plane.SignedDistanceTo(line.edge);
-  const Eigen::ArrayXd heights =
-      (from_edge.transpose() * scan.plane.Normal().xyz()).array() + edge_height;
-  // A stray sample beside those of the surface may have come along.
-  const Eigen::ArrayXd on_surface =
-      (heights.abs() <= kOnSurface * scan.point_spacing).cast<double>();
-  SeenLine seen{{line.edge, {}}, {}};
-  seen.outwards.direction =
-      VectorXYZW(Eigen::Vector3d(from_edge * on_surface.matrix())).normalized();
-  const Eigen::ArrayXd along =
-      (from_edge.transpose() * seen.outwards.direction.xyz()).array() * on_surface;
-  double& length = seen.outwards.length;
-  length = std::clamp(along.maxCoeff(), 0.0, kZone * scan.point_spacing);
-  seen.tally.length = length;
-  // The sample at the very border ends the last gap.
-  seen.tally.kept =
-      static_cast<double>((along > 0.5 * scan.point_spacing && along <= length).count());
+  const double flat = kOnSurface * scan.point_spacing;
+  const double zone = kZone * scan.point_spacing;
+  Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+  for (Eigen::Index i = 0; i < samples.cols(); ++i) {
+    const Eigen::Vector3d from_edge = samples.col(i).head<3>() - edge;
+    // A stray sample beside those of the surface may have come along.
+    if (std::abs(from_edge.dot(normal) + edge_height) <= flat) sum += from_edge;
+  }
+  SeenLine seen{{line.edge, VectorXYZW(sum).normalized()}, {}};
+  const Eigen::Vector3d direction = seen.outwards.direction.xyz();
+  double farthest = 0.0;
+  for (Eigen::Index i = 0; i < samples.cols(); ++i) {
+    const Eigen::Vector3d from_edge = samples.col(i).head<3>() - edge;
+    if (!(std::abs(from_edge.dot(normal) + edge_height) <= flat)) continue;
+    const double along = from_edge.dot(direction);
+    farthest = std::max(farthest, along);
+    // The sample at the very border ends the last gap.
+    if (along > 0.5 * scan.point_spacing && along <= zone) seen.tally.kept += 1.0;
+  }
+  seen.outwards.length = seen.tally.length = std::min(farthest, zone);
   return seen;
 }
 
