@@ -19,21 +19,37 @@ bool Hole::IsIsolatedPoint(const PointCloud& cloud, const PointXYZW& point, long
   return true;
 }
 
-bool Hole::FindEdgePointForSegment(const bool& nearest, const PointCloud& segment,
-                                   const PointXYZW& reference, const bool& check_isolated,
-                                   PointXYZW& edge, const double& isolation_radius) {
+namespace {
+
+/// The first of the columns nearest to a point, or farthest from it, among those that count: -1 if
+/// none does.
+/// \param counts bool(column); asked only of columns that are better than the best so far
+template <typename Counts>
+long long ExtremeColumn(bool nearest, const PointCloud& segment, const PointXYZW& reference,
+                        Counts counts) {
   double best = nearest ? std::numeric_limits<double>::max() : std::numeric_limits<double>::min();
   long long index = -1;
   for (long long j = 0; j < segment.cols(); ++j) {
-    const PointXYZW p = segment.point(j);
-    const double distance = (p - reference).norm();
-    if (!(nearest ? distance < best : distance > best)) continue;
-    if (check_isolated && segment.cols() >= 2 &&
-        IsIsolatedPoint(segment, p, j, 5, isolation_radius)) {
-      continue;
-    }
+    const double distance = (segment.point(j) - reference).norm();
+    if (!(nearest ? distance < best : distance > best) || !counts(j)) continue;
     best = distance;
     index = j;
+  }
+  return index;
+}
+
+}  // namespace
+
+bool Hole::FindEdgePointForSegment(const bool& nearest, const PointCloud& segment,
+                                   const PointXYZW& reference, const bool& check_isolated,
+                                   PointXYZW& edge, const double& isolation_radius) {
+  const auto in_company = [&](long long j) {
+    return !IsIsolatedPoint(segment, segment.point(j), j, 5, isolation_radius);
+  };
+  // The best of all is in company, as a rule; only where it is not are the others asked.
+  long long index = ExtremeColumn(nearest, segment, reference, [](long long) { return true; });
+  if (index != -1 && check_isolated && segment.cols() >= 2 && !in_company(index)) {
+    index = ExtremeColumn(nearest, segment, reference, in_company);
   }
   if (index == -1) return false;
   edge = segment.point(index);
