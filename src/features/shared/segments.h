@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "libmfx/data_structures/point_cloud.h"
@@ -17,8 +18,15 @@ inline int SegmentOf(const data_structures::PointCloud& cloud, Eigen::Index colu
 /// The columns `indices` of a cloud, in that order, with its embeddings.
 inline data_structures::PointCloud Columns(const data_structures::PointCloud& cloud,
                                            const std::vector<Eigen::Index>& indices) {
-  return data_structures::PointCloud(Eigen::MatrixXd(cloud.data()(Eigen::all, indices)),
-                                     cloud.embeddings());
+  const Eigen::Index rows = cloud.rows();
+  Eigen::MatrixXd chosen(rows, static_cast<Eigen::Index>(indices.size()));
+  double* to = chosen.data();
+  for (const Eigen::Index i : indices) {
+    const double* const from = cloud.data().data() + i * rows;
+    for (Eigen::Index row = 0; row < rows; ++row) to[row] = from[row];
+    to += rows;
+  }
+  return data_structures::PointCloud(std::move(chosen), cloud.embeddings());
 }
 
 /// Cuts a cloud into its scan lines: for each line, in scan order, the columns that `keep` lets
