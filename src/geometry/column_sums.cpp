@@ -162,11 +162,9 @@ double FindResiduals(const ColumnView& points, const Eigen::Vector3d& origin,
     const Pair x = nx * (Pair{p[0], p[stride]} - ox);
     const Pair y = ny * (Pair{p[1], p[stride + 1]} - oy);
     const Pair z = nz * (Pair{p[2], p[stride + 2]} - oz);
-    const Pair signed_distance = x + (y + z);
-    const Pair distance = signed_distance < 0.0 ? -signed_distance : signed_distance;
-    r[i] = distance[0];
-    r[i + 1] = distance[1];
-    const Pair in_use = Pair{w[i], w[i + 1]} > 0.0 ? distance : Pair{};
+    const Pair distance = Magnitude(x + (y + z));
+    Store(distance, r + i);
+    const Pair in_use = Load(w + i) > 0.0 ? distance : Pair{};
     worst = in_use > worst ? in_use : worst;
   }
   double largest = std::max(worst[0], worst[1]);

@@ -6,18 +6,23 @@
 namespace libmfx::geometry {
 namespace {
 
-/// Sets the weight of each sample whose value is at or below `limit` to 1, of the others to 0 (also
-/// of a value that is NaN).
-void SetWhereAtMost(const Eigen::VectorXd& values, double limit, Eigen::VectorXd& weights) {
-  const double* v = values.data();
-  double* w = weights.data();
+/// Sets the weights of the samples whose values are at or below `limit` to 1, of the others to 0
+/// (also of a value that is NaN). \returns how many are 1
+Eigen::Index SetWhereAtMost(const double* values, Eigen::Index columns, double limit,
+                            double* weights) {
+  PairMask near{};
   Eigen::Index i = 0;
-  for (; i + 1 < values.size(); i += 2) {
-    const Pair weight = Pair{v[i], v[i + 1]} <= limit ? Both(1.0) : Pair{};
-    w[i] = weight[0];
-    w[i + 1] = weight[1];
+  for (; i + 1 < columns; i += 2) {
+    const PairMask at_most = Load(values + i) <= limit;
+    near += at_most;
+    Store(at_most ? Both(1.0) : Pair{}, weights + i);
   }
-  if (i < values.size()) w[i] = v[i] <= limit ? 1.0 : 0.0;
+  Eigen::Index count = -(near[0] + near[1]);
+  if (i < columns) {
+    weights[i] = values[i] <= limit ? 1.0 : 0.0;
+    count += values[i] <= limit ? 1 : 0;
+  }
+  return count;
 }
 
 }  // namespace
@@ -28,12 +33,16 @@ HalvingCuts::HalvingCuts(data_structures::PointCloud points, std::vector<CutLine
       _weights(Eigen::VectorXd::Zero(_points.cols())) {}
 
 void HalvingCuts::WeighNear(double limit, LineWindows& windows) {
-  SetWhereAtMost(_residuals, limit, _weights);
+  const double* const residuals = _residuals.data();
+  double* const weights = _weights.data();
   Eigen::Index place = 0;
   for (const CutLine& line : _lines) {
-    if (windows.Apply(_weights.data() + place, line.columns, line.reversed) > 0)
-      place += line.columns;
+    const Eigen::Index near =
+        SetWhereAtMost(residuals + place, line.columns, limit, weights + place);
+    windows.Apply(weights + place, line.columns, near, line.reversed);
+    if (near > 0) place += line.columns;
   }
+  SetWhereAtMost(residuals + place, _weights.size() - place, limit, weights + place);
 }
 
 CutsEnd HalvingCuts::Run(double sigma, double tolerance, Plane& plane) {

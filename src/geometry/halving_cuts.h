@@ -77,11 +77,14 @@ class HalvingCuts {
     Eigen::Index own = 0;
     Eigen::Index place = 0;
     for (const CutLine& line : _lines) {
+      Eigen::Index candidates = 0;
       for (Eigen::Index i = 0; i < line.columns; ++i, ++own) {
-        _weights[place + i] = is_candidate(own, place + i) ? 1.0 : 0.0;
+        const bool candidate = is_candidate(own, place + i);
+        _weights[place + i] = candidate ? 1.0 : 0.0;
+        candidates += candidate ? 1 : 0;
       }
-      if (windows.Apply(_weights.data() + place, line.columns, line.reversed) > 0)
-        place += line.columns;
+      windows.Apply(_weights.data() + place, line.columns, candidates, line.reversed);
+      if (candidates > 0) place += line.columns;
     }
   }
 

@@ -28,7 +28,7 @@ bool HaveQualityRow(const Bins& bins) {
 /// All samples, line by line. The rows beneath stay where they are: no pass needs them.
 struct Joined {
   HalvingCuts cuts;
-  std::vector<double> qualities;
+  Eigen::VectorXd qualities;
 };
 
 /// Converts all lines to cartesian coordinates in place, and copies what the cuts need.
@@ -43,9 +43,9 @@ Joined Join(Bins& bins) {
     }
   }
   Eigen::MatrixXd points(3, total);
-  std::vector<double> qualities(static_cast<std::size_t>(total));
+  Eigen::VectorXd qualities(total);
   double* to = points.data();
-  auto quality = qualities.begin();
+  double* quality = qualities.data();
   for (const auto& bin : bins) {
     for (const PointCloud& line : bin) {
       const double* from = line.data().data();
@@ -133,7 +133,7 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
         [&](Index own, Index place) {
           const double distance = (center.xyz() - points.col(place).head<3>()).norm();
           return min_distance <= distance && distance <= max_distance &&
-                 min_quality < joined.qualities[static_cast<std::size_t>(own)];
+                 min_quality < joined.qualities[own];
         },
         first_sigma);
     if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstring>
+
 /// \file
 /// Two doubles that are added, multiplied and compared at once. The passes over many columns are
 /// written with them, since a compiler left to itself makes one step of each element of a point.
@@ -9,6 +11,20 @@ namespace libmfx::geometry {
 using Pair = double __attribute__((vector_size(16)));
 /// What a comparison of two pairs gives: -1 where it holds, 0 where it does not.
 using PairMask = long long __attribute__((vector_size(16)));
+
+/// Two neighbours in memory.
+inline Pair Load(const double* from) {
+  Pair p;
+  std::memcpy(&p, from, sizeof p);
+  return p;
+}
+inline void Store(const Pair& p, double* to) { std::memcpy(to, &p, sizeof p); }
+
+/// Without sign.
+inline Pair Magnitude(const Pair& p) {
+  const PairMask bits = reinterpret_cast<PairMask>(p) & 0x7FFFFFFFFFFFFFFF;
+  return reinterpret_cast<Pair>(bits);
+}
 
 inline double Sum(const Pair& p) { return p[0] + p[1]; }
 inline Pair Both(double v) { return Pair{v, v}; }

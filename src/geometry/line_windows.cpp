@@ -11,13 +11,11 @@ namespace {
 /// Windows of more samples are rare, and many of them would take more room than the samples do.
 constexpr Eigen::Index kLongestKept = 1024;
 
-Eigen::Index CountInUse(const double* weights, Eigen::Index columns) {
-  PairMask in_use{};
+bool AllInUse(const double* weights, Eigen::Index columns) {
+  PairMask out{};
   Eigen::Index i = 0;
-  for (; i + 1 < columns; i += 2) in_use += Pair{weights[i], weights[i + 1]} > 0.0;
-  Eigen::Index count = -(in_use[0] + in_use[1]);
-  if (i < columns && weights[i] > 0.0) ++count;
-  return count;
+  for (; i + 1 < columns; i += 2) out |= Load(weights + i) == 0.0;
+  return out[0] == 0 && out[1] == 0 && (i == columns || weights[i] != 0.0);
 }
 
 }  // namespace
@@ -34,17 +32,17 @@ const std::vector<double>& LineWindows::Window(Eigen::Index samples) {
   return _kept[place];
 }
 
-Eigen::Index LineWindows::Apply(double* weights, Eigen::Index columns, bool reversed) {
-  const Eigen::Index samples = CountInUse(weights, columns);
-  if (samples == 0) return 0;
+void LineWindows::Apply(double* weights, Eigen::Index columns, Eigen::Index samples,
+                        bool reversed) {
+  if (samples == 0) return;
   const std::vector<double>& window = Window(samples);
   double* const end = weights + columns;
   double* first = std::find(weights, end, 1.0);
-  if (CountInUse(first, std::min(samples, end - first)) == samples) {
+  if (samples <= end - first && AllInUse(first, samples)) {
     // One unbroken run, as most lines have.
     reversed ? std::copy(window.rbegin(), window.rend(), first)
              : std::copy(window.begin(), window.end(), first);
-    return samples;
+    return;
   }
   const Eigen::Index step = reversed ? -1 : 1;
   const double* next = reversed ? &window.back() : &window.front();
@@ -53,7 +51,6 @@ Eigen::Index LineWindows::Apply(double* weights, Eigen::Index columns, bool reve
     *first = *next;
     next += step;
   }
-  return samples;
 }
 
 }  // namespace libmfx::geometry

@@ -15,8 +15,8 @@ class LineWindows {
   /// Gives the k samples in use of one line the elements of GaussianWindow(k, sigma), in column
   /// order; with `reversed` from its end, so that the last sample weighs most.
   /// \param weights of the line's `columns` samples: 1 for those in use, 0 for the others
-  /// \returns k
-  Eigen::Index Apply(double* weights, Eigen::Index columns, bool reversed);
+  /// \param samples k
+  void Apply(double* weights, Eigen::Index columns, Eigen::Index samples, bool reversed);
 
  private:
   const std::vector<double>& Window(Eigen::Index samples);

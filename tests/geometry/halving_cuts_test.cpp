@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <vector>
 
 #include "libmfx/math/gaussian_window.h"
@@ -54,45 +54,39 @@ TEST(HalveResiduals, EndsWithTheFirstFitThatFails) {
   EXPECT_EQ(third.limits.size(), 2u);
 }
 
+std::vector<double> Windowed(LineWindows& windows, std::vector<double> weights, bool reversed) {
+  windows.Apply(weights.data(), static_cast<Index>(weights.size()),
+                std::count(weights.begin(), weights.end(), 1.0), reversed);
+  return weights;
+}
+
 TEST(LineWindows, GivesTheSamplesInUseTheWindowInTheirOrder) {
   const std::vector<double> w = GaussianWindow(3, 0.7);
   LineWindows windows(0.7);
-  std::vector<double> run{0, 0, 1, 1, 1, 0};
-  EXPECT_EQ(windows.Apply(run.data(), 6, false), 3);
-  EXPECT_EQ(run, (std::vector<double>{0, 0, w[0], w[1], w[2], 0}));
-  std::vector<double> broken{1, 0, 1, 0, 0, 1, 0};
-  EXPECT_EQ(windows.Apply(broken.data(), 7, false), 3);
-  EXPECT_EQ(broken, (std::vector<double>{w[0], 0, w[1], 0, 0, w[2], 0}));
-  std::vector<double> at_the_end{1, 0, 1, 1};
-  EXPECT_EQ(windows.Apply(at_the_end.data(), 4, false), 3);
-  EXPECT_EQ(at_the_end, (std::vector<double>{w[0], 0, w[1], w[2]}));
+  EXPECT_EQ(Windowed(windows, {0, 0, 1, 1, 1, 0}, false),
+            (std::vector<double>{0, 0, w[0], w[1], w[2], 0}));
+  EXPECT_EQ(Windowed(windows, {1, 0, 1, 0, 0, 1, 0}, false),
+            (std::vector<double>{w[0], 0, w[1], 0, 0, w[2], 0}));
+  EXPECT_EQ(Windowed(windows, {1, 0, 1, 1}, false), (std::vector<double>{w[0], 0, w[1], w[2]}));
 }
 
 TEST(LineWindows, TurnsTheWindowOfAReversedLine) {
   const std::vector<double> w = GaussianWindow(3, 1.0);
   LineWindows windows(1.0);
-  std::vector<double> run{1, 1, 1};
-  windows.Apply(run.data(), 3, true);
-  EXPECT_EQ(run, (std::vector<double>{w[2], w[1], w[0]}));
-  std::vector<double> broken{1, 0, 1, 1};
-  windows.Apply(broken.data(), 4, true);
-  EXPECT_EQ(broken, (std::vector<double>{w[2], 0, w[1], w[0]}));
+  EXPECT_EQ(Windowed(windows, {1, 1, 1}, true), (std::vector<double>{w[2], w[1], w[0]}));
+  EXPECT_EQ(Windowed(windows, {1, 0, 1, 1}, true), (std::vector<double>{w[2], 0, w[1], w[0]}));
 }
 
 TEST(LineWindows, LeavesALineWithoutSamplesInUse) {
   LineWindows windows(1.0);
-  std::vector<double> none{0, 0, 0};
-  EXPECT_EQ(windows.Apply(none.data(), 3, false), 0);
-  EXPECT_EQ(none, (std::vector<double>{0, 0, 0}));
-  EXPECT_EQ(windows.Apply(none.data(), 0, true), 0);
+  EXPECT_EQ(Windowed(windows, {0, 0, 0}, false), (std::vector<double>{0, 0, 0}));
+  EXPECT_TRUE(Windowed(windows, {}, true).empty());
 }
 
 TEST(LineWindows, LastsThroughLinesOfAnyLengthInAnyOrder) {
   LineWindows windows(0.25);
   for (const unsigned n : {5000u, 7u, 1024u, 1025u, 5000u, 7u, 1u, 1024u}) {
-    std::vector<double> weights(n, 1.0);
-    EXPECT_EQ(windows.Apply(weights.data(), n, false), static_cast<Index>(n));
-    EXPECT_EQ(weights, GaussianWindow(n, 0.25)) << n;
+    EXPECT_EQ(Windowed(windows, std::vector<double>(n, 1.0), false), GaussianWindow(n, 0.25)) << n;
   }
 }
 
