@@ -46,24 +46,29 @@ PointCloud::PointCloud(Eigen::MatrixXd data, Embeddings embeddings)
 PointCloud::PointCloud(const std::vector<RawDataPoint>& raw, PointEmbedding embedding,
                        double min_quality, bool keep_extra_rows) {
   // Samples are rarely dropped, so room is made for all of them.
-  _data.resize(keep_extra_rows ? 5 : 3, static_cast<Eigen::Index>(raw.size()));
+  const Eigen::Index rows = keep_extra_rows ? 5 : 3;
+  _data.resize(rows, static_cast<Eigen::Index>(raw.size()));
   const bool cartesian = embedding == EMBEDDING_XYZ;
   double* column = _data.data();
   for (const RawDataPoint& sample : raw) {
     if (!IsUsable(sample, min_quality)) continue;
-    const AzElRange aer(sample.azimuth, sample.elevation, sample.range);
-    const Eigen::Vector3d p =
-        cartesian ? aer.ToPoint().xyz() : Eigen::Vector3d(aer.azimuth, aer.elevation, aer.range);
-    column[0] = p.x();
-    column[1] = p.y();
-    column[2] = p.z();
+    if (cartesian) {
+      const PointXYZW p = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
+      column[0] = p.x();
+      column[1] = p.y();
+      column[2] = p.z();
+    } else {
+      column[0] = sample.azimuth;
+      column[1] = sample.elevation;
+      column[2] = sample.range;
+    }
     if (keep_extra_rows) {
       column[3] = sample.quality;
       column[4] = static_cast<double>(sample.status);
     }
-    column += _data.rows();
+    column += rows;
   }
-  const Eigen::Index kept = (column - _data.data()) / _data.rows();
+  const Eigen::Index kept = (column - _data.data()) / rows;
   if (kept < _data.cols()) _data.conservativeResize(Eigen::NoChange, kept);
   _embeddings[cartesian ? EMBEDDING_XYZ : EMBEDDING_AER] = {0};
 }
