@@ -35,21 +35,23 @@ void Sort(const std::vector<PointCloud>& lines, const Eigen::VectorXd& weights,
           std::vector<PointCloud>& inliers, std::vector<PointCloud>& outliers) {
   inliers.assign(lines.size(), PointCloud());
   outliers.assign(lines.size(), PointCloud());
-  Eigen::Index offset = 0;
+  const double* own = weights.data();
+  std::vector<Eigen::Index> cut;
   for (std::size_t s = 0; s < lines.size(); ++s) {
-    std::vector<Eigen::Index> kept;
-    std::vector<Eigen::Index> cut;
-    for (Eigen::Index j = 0; j < lines[s].cols(); ++j) {
-      (weights[offset + j] > geometry::kLeastWeight ? kept : cut).push_back(j);
+    const PointCloud& line = lines[s];
+    cut.clear();
+    for (Eigen::Index j = 0; j < line.cols(); ++j) {
+      if (!(own[j] > geometry::kLeastWeight)) cut.push_back(j);
     }
-    Eigen::MatrixXd data(6, static_cast<Eigen::Index>(kept.size()));
-    for (Eigen::Index k = 0; k < data.cols(); ++k) {
-      const Eigen::Index j = kept[static_cast<std::size_t>(k)];
-      data.col(k) << lines[s].col(j), weights[offset + j];
+    Eigen::MatrixXd data(6, line.cols() - static_cast<Eigen::Index>(cut.size()));
+    for (Eigen::Index j = 0, k = 0; k < data.cols(); ++j) {
+      if (!(own[j] > geometry::kLeastWeight)) continue;
+      data.col(k).head<5>() = line.col(j).head<5>();
+      data(5, k++) = own[j];
     }
-    inliers[s] = PointCloud(std::move(data), lines[s].embeddings());
-    outliers[s] = shared::Columns(lines[s], cut);
-    offset += lines[s].cols();
+    inliers[s] = PointCloud(std::move(data), line.embeddings());
+    outliers[s] = shared::Columns(line, cut);
+    own += line.cols();
   }
 }
 
