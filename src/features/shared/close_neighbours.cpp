@@ -7,14 +7,9 @@ namespace libmfx::features::shared {
 
 bool CloseNeighbours::HasTwo(Eigen::Index column) {
   if (!(_radius > 0.0)) return false;
-  int found = 0;
-  const Eigen::Index first = std::max<Eigen::Index>(0, column - 2);
-  const Eigen::Index last = std::min(_points.cols() - 1, column + 2);
-  for (Eigen::Index j = first; j <= last; ++j) {
-    if (j != column && Near(column, j) && ++found == 2) return true;
-  }
+  if (HasTwoBeside(_points, column, _from.col(column), _radius)) return true;
   if (_grid.empty()) BuildGrid();
-  found = 0;
+  int found = 0;
   const Eigen::Array3d cell = (_from.col(column).array() / (_radius / std::sqrt(3.0))).floor();
   // A radius spans less than two cells, so neighbours lie at most two cells away.
   for (int shell = 0; shell <= 2; ++shell) {

@@ -1,11 +1,26 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <algorithm>
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
 
 namespace libmfx::features::shared {
+
+/// Whether at least two of the two columns to either side of `column` stand strictly closer than
+/// `radius` to `from`.
+/// \param points x, y, z on top
+inline bool HasTwoBeside(const Eigen::Ref<const Eigen::MatrixXd>& points, Eigen::Index column,
+                         const Eigen::Vector3d& from, double radius) {
+  int found = 0;
+  const Eigen::Index first = std::max<Eigen::Index>(0, column - 2);
+  const Eigen::Index last = std::min(points.cols() - 1, column + 2);
+  for (Eigen::Index j = first; j <= last; ++j) {
+    if (j != column && (from - points.col(j).head<3>()).norm() < radius) ++found;
+  }
+  return found >= 2;
+}
 
 /// Answers which columns of a scan line have at least two others strictly closer than a radius. A
 /// column is looked at from where it counts, which need not be where it stands.
