@@ -34,27 +34,43 @@ SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, Plane& plane, Li
 
 namespace {
 
+/// Where a sample counts: what lies above the surface does at its foot.
+Eigen::Vector3d PlaceOf(const PointCloud& line, Eigen::Index column, const PointXYZW& plane_point,
+                        const Plane& plane) {
+  const Eigen::Vector3d p = line.col(column).head<3>();
+  const double height = (p - plane_point.xyz()).dot(plane.Normal().xyz());
+  return height > 0.0 ? plane.Project(PointXYZW(p)).xyz() : p;
+}
+
 /// The column of a line that is its edge point, or -1.
 Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, const Plane& plane,
                         const PointXYZW& raised, const EdgeRules& rules) {
-  Eigen::Matrix3Xd points = line.data().topRows(3);
-  // What lies above the surface counts at its foot.
-  Eigen::Matrix3Xd feet = points;
-  const Eigen::Vector3d normal = plane.Normal().xyz();
-  for (Eigen::Index i = 0; i < feet.cols(); ++i) {
-    const double height = (feet.col(i) - plane_point.xyz()).dot(normal);
-    if (height > 0.0) feet.col(i) = plane.Project(PointXYZW(Eigen::Vector3d(feet.col(i)))).xyz();
-  }
-  // A foot is compared with the other samples as they stand.
-  CloseNeighbours neighbours(points, feet, 3.0 * rules.point_spacing);
+  const double radius = 3.0 * rules.point_spacing;
   double best = std::numeric_limits<double>::max();
-  Eigen::Index chosen = -1;
-  for (Eigen::Index i = 0; i < feet.cols(); ++i) {
-    const double distance = (feet.col(i) - raised.xyz()).norm();
-    if (distance < best && neighbours.HasTwo(i)) {
-      best = distance;
-      chosen = i;
+  const auto nearest = [&](auto place, auto counts) {
+    Eigen::Index chosen = -1;
+    best = std::numeric_limits<double>::max();
+    for (Eigen::Index i = 0; i < line.cols(); ++i) {
+      const double distance = (place(i) - raised.xyz()).norm();
+      if (distance < best && counts(i)) {
+        best = distance;
+        chosen = i;
+      }
     }
+    return chosen;
+  };
+  const auto place = [&](Eigen::Index i) { return PlaceOf(line, i, plane_point, plane); };
+  // The nearest of all has its neighbours beside it, as a rule; only where it has not are the
+  // others asked.
+  Eigen::Index chosen = nearest(place, [](Eigen::Index) { return true; });
+  if (chosen >= 0 && !HasTwoBeside(line.data(), chosen, place(chosen), radius)) {
+    const Eigen::Matrix3Xd points = line.data().topRows(3);
+    Eigen::Matrix3Xd places(3, line.cols());
+    for (Eigen::Index i = 0; i < line.cols(); ++i) places.col(i) = place(i);
+    // A place is compared with the other samples as they stand.
+    CloseNeighbours neighbours(points, places, radius);
+    chosen = nearest([&](Eigen::Index i) { return Eigen::Vector3d(places.col(i)); },
+                     [&](Eigen::Index i) { return neighbours.HasTwo(i); });
   }
   return best < rules.limit ? chosen : -1;
 }
