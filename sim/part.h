@@ -15,7 +15,8 @@ class Part {
   virtual ~Part() = default;
 
   /// The nearest hit of a ray of this part's frame, if there is one nearer than `hit` already
-  /// tells. \returns whether `hit` was improved.
+  /// tells.
+  /// \returns whether `hit` was improved.
   virtual bool Intersect(const Ray& ray, Hit& hit) const = 0;
 
   /// Radius (metres) of a ball around the origin that holds the whole part.

@@ -7,7 +7,8 @@ namespace libmfx::geometry {
 namespace {
 
 /// Sets the weights of the samples whose values are at or below `limit` to 1, of the others to 0
-/// (also of a value that is NaN). \returns how many are 1
+/// (also of a value that is NaN).
+/// \returns how many are 1
 Eigen::Index SetWhereAtMost(const double* values, Eigen::Index columns, double limit,
                             double* weights) {
   PairMask near{};

@@ -62,7 +62,8 @@ Joined Join(Bins& bins) {
           std::move(qualities)};
 }
 
-/// Marks the columns of a line that are kept. \returns how many there are
+/// Marks the columns of a line that are kept.
+/// \returns how many there are
 Index MarkKept(const double* weights, Index columns, bool keep_neighbours,
                std::vector<char>& kept) {
   kept.assign(static_cast<std::size_t>(columns), 0);

@@ -50,7 +50,8 @@ INSTANTIATE_TEST_SUITE_P(All, VoronoiFamily, ::testing::Range(0, kFamilies),
                          });
 
 /// Every circle against every point in integers of 128 bits, which owes nothing to the sweep's own
-/// arithmetic. \param points integers of at most 20 bits
+/// arithmetic.
+/// \param points integers of at most 20 bits
 int PointsInsideCircles(const Points& points, const Eigen::MatrixXi& faces) {
   __extension__ typedef __int128 Wide;
   const auto at = [&](int i) { return points[static_cast<std::size_t>(i)]; };

@@ -14,7 +14,8 @@ namespace libmfx::features {
 /// The first drive point is the centre, with spacing 0; each further one lies radial_pitch /
 /// points_per_turn further out and 2 pi / points_per_turn further round, as long as its radius is
 /// at most `max_radius`; below the first step it is the centre alone. For a plane whose normal lies
-/// along x, which has no start direction, all points are the centre. \param max_radius metres
+/// along x, which has no start direction, all points are the centre.
+/// \param max_radius metres
 /// \param radial_pitch metres between neighbouring turns
 /// \param point_spacing metres between samples on the way to every point but the first
 /// \return empty if no instrument can drive it: a radius that is not finite, a pitch that is not

@@ -27,7 +27,8 @@ class LIBMFX_EXPORT BeachlineElement {
   virtual ~BeachlineElement() = default;
   /// -1, 0 or 1, as this element stands left of `other`, is the same one, or stands right of it.
   /// The sweep line is taken as low as the lowest of the sites involved. Positions closer than the
-  /// double epsilon in every component are the same. \throws std::runtime_error on null or an
+  /// double epsilon in every component are the same.
+  /// \throws std::runtime_error on null or an
   /// element of another type, std::logic_error where two
   ///         breakpoints of different sites can't be told apart
   virtual int Compare(const std::shared_ptr<BeachlineElement>& other) = 0;

@@ -69,7 +69,8 @@ std::vector<std::string> DoubtsOfSides(const std::vector<data_structures::PointC
 
 /// The doubt about a centre that was found off its nominal where no re-scan was asked for. The
 /// lines lie around the nominal, and so does the mean of their edge points: what is found lies
-/// between the nominal and the truth. \param rescan_threshold the largest double where the request
+/// between the nominal and the truth.
+/// \param rescan_threshold the largest double where the request
 /// has none
 std::vector<std::string> DoubtsOfCenter(const data_structures::PointXYZW& measured,
                                         const data_structures::PointXYZW& nominal,

@@ -45,7 +45,8 @@ struct ReadValue {
   }
 };
 
-/// Reads a direction and makes it unit. \returns false if it is refused
+/// Reads a direction and makes it unit.
+/// \returns false if it is refused
 struct ReadUnit {
   const Value& object;
   std::string_view key;

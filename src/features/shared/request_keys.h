@@ -54,7 +54,8 @@ class RequestKeys {
   RequestKeys& Nominal(const Keys&... keys) {
     return Add(true, keys...);
   }
-  /// A direction of its "Feature", made unit. \param refusal of one that is zero; empty: it stays
+  /// A direction of its "Feature", made unit.
+  /// \param refusal of one that is zero; empty: it stays
   RequestKeys& Unit(std::string_view key, Member member, std::string_view refusal = {});
   /// The nominal of an oblong opening: "Location", "Normal", "Tangent", "Length" and "Width".
   RequestKeys& Oblong(Member point, Member normal, Member tangent, Member length, Member width);

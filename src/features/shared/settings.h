@@ -30,14 +30,16 @@ struct Setting {
 };
 
 /// The text for people of a setting: one source has them all.
-/// \param feature key of the class \param name of the setting
+/// \param feature key of the class
+/// \param name of the setting
 /// \throws std::logic_error if there is none
 const wchar_t* LabelOf(std::string_view feature, std::wstring_view name);
 
 /// The settings of a class, in order.
 class Settings {
  public:
-  /// \param name key of the class \param label text for people
+  /// \param name key of the class
+  /// \param label text for people
   Settings(const char* name, const wchar_t* label) : _name(name), _label(label) {}
 
   /// Rows of one kind: name and setting in turn.

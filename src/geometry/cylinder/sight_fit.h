@@ -38,7 +38,8 @@ class SightFit {
   /// How many parameters `Refine` moves: those of the thread, and the width of the beam. The sight
   /// fit turns the axis by two of the three terms of its direction.
   int FreeParameters() const { return static_cast<int>(_columns.size()) + 1; }
-  /// On all points. \return the bound beyond which residuals don't count
+  /// On all points.
+  /// \return the bound beyond which residuals don't count
   double Refine(SightModel& model) const;
 
   /// The residuals of all points, and their Jacobian in the columns of a thread.

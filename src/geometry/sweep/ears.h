@@ -11,7 +11,8 @@ bool HasSharedCircles(const Triangulation& mesh);
 
 /// Cuts every group of triangles that share one circle anew: the polygon of their sites, in the
 /// order of the walk round it, loses one ear at a time. The cost of an ear is the largest angle of
-/// its triangle, so that slivers are avoided; among equal costs the first of the walk goes. \throws
+/// its triangle, so that slivers are avoided; among equal costs the first of the walk goes.
+/// \throws
 /// std::runtime_error if no ear can be chosen
 void CutSharedCircles(Triangulation& mesh, const std::vector<Vec2>& sites);
 
