@@ -20,7 +20,7 @@ std::size_t Feature::OffsetOfSetting(const std::wstring& name) const {
 
 void Feature::ResetSettings() {
   const auto& descriptor = Class().descriptor;
-  if (descriptor != nullptr) shared::ResetToDefaults(*this, *descriptor);
+  if (descriptor != nullptr) shared::ResetToDefaults(*this, *shared::Captured(descriptor));
 }
 
 bool Feature::ReadRequest(const std::string& json) {

@@ -42,11 +42,11 @@ class Member {
   /// A member of T, as `&T::member`.
   template <typename T, typename V>
   Member(V T::*member)
-      : Member([member](T& feature) -> V& { return feature.*member; }, TagOf<V>(),
-               static_cast<V& (*)(T&)>(nullptr)) {}
+      : _tag(TagOf<V>()),
+        _place(Erased<T, V>([member](T& feature) -> V& { return feature.*member; })) {}
   /// A part of a member, as a function that leads from the feature to it.
   template <typename T, typename V>
-  Member(V& (*part)(T&)) : Member(part, TagOf<V>(), part) {}
+  Member(V& (*part)(T&)) : _tag(TagOf<V>()), _place(Erased<T, V>(part)) {}
 
   /// Type tag of a setting in this member.
   int tag() const { return _tag; }
@@ -72,9 +72,6 @@ class Member {
   using AnyPlace =
       std::variant<Place<double>, Place<int>, Place<unsigned int>, Place<bool>, Place<std::string>,
                    Place<PointXYZW>, Place<VectorXYZW>, Place<AzElRange>, Place<PointCloud>>;
-
-  template <typename Access, typename T, typename V>
-  Member(Access access, int tag, V& (*)(T&)) : _tag(tag), _place(Erased<T, V>(access)) {}
 
   template <typename T, typename V, typename Access>
   static AnyPlace Erased(Access access) {

@@ -79,7 +79,7 @@ void Settings::WriteTo(win32_support::FeatureDescriptor& descriptor, Feature& pr
 
 std::shared_ptr<win32_support::FeatureDescriptor> DescriptorOf(const Feature& feature) {
   const auto& descriptor = FeatureAccess::ClassOf(feature).descriptor;
-  if (descriptor != nullptr) return descriptor;
+  if (descriptor != nullptr) return Captured(descriptor);
   // The name is a constant of the class; asking for it does not change the feature.
   throw std::out_of_range("Class " + const_cast<Feature&>(feature).FeatureName() +
                           " has no settings table");

@@ -24,7 +24,8 @@ struct Setting {
   template <typename M>
   Setting(M place) : member(place) {}
   template <typename M>
-  Setting(M place, const wchar_t* own_label) : member(place), label(own_label) {}
+  Setting(M place, const wchar_t* own_label, int own_tag = -1)
+      : member(place), label(own_label), tag(own_tag) {}
   template <typename M>
   Setting(M place, int own_tag) : member(place), tag(own_tag) {}
 };
