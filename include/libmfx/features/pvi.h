@@ -28,6 +28,8 @@ class LIBMFX_EXPORT PVI : public Feature {
   static shared::PlanChecks PlanTable();
   static shared::ResultKeys ResultTable();
   const shared::FeatureClass& Class() const override;
+  /// \param removed receives the columns that were dropped
+  bool DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed);
   /// Measures the point and the normal on the plane of the kept samples and judges them.
   bool MeasureOnPlane();
 

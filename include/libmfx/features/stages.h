@@ -16,8 +16,8 @@ namespace libmfx::features {
 
 /// What became of a sample.
 enum class SampleFate : std::uint8_t {
-  kUnusable,  ///< below the quality threshold, or not finite
-  kBetween,   ///< of a move that leads to a line, or of a line that takes no part
+  kUnusable,  ///< below the quality threshold, of a quality that stands out, or not finite
+  kBetween,   ///< of a move that leads to a line, of a line that takes no part, or never judged
   kFar,       ///< too far from the nominal to be looked at
   kDropped,   ///< does not agree with what was fitted
   kLeftOut,   ///< agrees with it, and the last fit does without it

@@ -1,3 +1,5 @@
+#include <vector>
+
 #include "libmfx/features/custom_scan.h"
 
 namespace libmfx::features {
@@ -11,8 +13,12 @@ bool CustomScan::Analyze() {
   if (_has_error) return false;
   _filtered_data.clear();
   _filtered_data.reserve(_raw_data.size() / 8);
-  for (const RawDataPoint& sample : _raw_data) {
-    if (data_structures::IsUsable(sample, _quality_threshold)) _filtered_data.push_back(sample);
+  std::vector<SampleFate>& fates = Record().fates;
+  fates.assign(_raw_data.size(), SampleFate::kUnusable);
+  for (std::size_t i = 0; i < _raw_data.size(); ++i) {
+    if (!data_structures::IsUsable(_raw_data[i], _quality_threshold)) continue;
+    _filtered_data.push_back(_raw_data[i]);
+    fates[i] = SampleFate::kFitted;
   }
   return !_filtered_data.empty() || Fail("All points filtered out");
 }

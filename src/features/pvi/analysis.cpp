@@ -7,6 +7,7 @@
 
 #include "features/pvi/peeler.h"
 #include "features/shared/directions.h"
+#include "features/shared/sample_fates.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/geometry/plane.h"
@@ -31,6 +32,12 @@ PointXYZW Intersection(const Plane& plane, const PointXYZW& point, const VectorX
 }  // namespace
 
 bool PVI::RemoveOutliers(PointCloud& cloud) {
+  std::vector<Eigen::Index> removed;
+  return DropOutliers(cloud, removed);
+}
+
+bool PVI::DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed) {
+  removed.clear();
   constexpr const char* kTooFew =
       "At least three points required for PVI plane fit! ERROR_PVI_FILTER";
   if (cloud.rows() < 3 || cloud.cols() < 3) return Fail(kTooFew);
@@ -40,7 +47,6 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
   Eigen::Matrix3Xd points = cloud.data().topRows(3);
   if (!points.allFinite()) return true;  // no plane, no residuals: nothing to drop
   pvi::Peeler peeler(std::move(points));
-  std::vector<Eigen::Index> removed;
   std::size_t to_drop = 0;
   double deviation = peeler.Deviation();
   do {
@@ -55,10 +61,11 @@ bool PVI::RemoveOutliers(PointCloud& cloud) {
   } while (!(_max_filter_percentage / 100.0 <= 1.0 - static_cast<double>(peeler.Left()) / n0) &&
            peeler.Left() >= 4);
   if (peeler.Left() == 3) return Fail(kTooFew);
-  if (to_drop == 0) return true;
+  removed.resize(to_drop);
+  if (removed.empty()) return true;
 
   std::vector<bool> drop(static_cast<std::size_t>(count), false);
-  for (std::size_t i = 0; i < to_drop; ++i) drop[static_cast<std::size_t>(removed[i])] = true;
+  for (const Eigen::Index i : removed) drop[static_cast<std::size_t>(i)] = true;
   Eigen::Index kept = 0;
   for (Eigen::Index i = 0; i < count; ++i) {
     if (drop[static_cast<std::size_t>(i)]) continue;
@@ -73,7 +80,13 @@ bool PVI::Analyze() {
   if (_has_error) return false;
   _scan_data = PointCloud(_raw_data, EMBEDDING_AER, _quality_threshold, true);
   if (_scan_data.cols() == 0) return Fail("All scanned data was filtered!");
-  if (!RemoveOutliers(_scan_data)) return Fail("Outlier removal failed for lack of points!");
+  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  std::vector<Eigen::Index> removed;
+  if (!DropOutliers(_scan_data, removed)) {
+    return Fail("Outlier removal failed for lack of points!");
+  }
+  fates.SetAll(SampleFate::kFitted);
+  fates.Set(removed, SampleFate::kDropped);
   _scan_data.Convert(EMBEDDING_XYZ);
   return MeasureOnPlane();
 }
@@ -86,6 +99,7 @@ bool PVI::MeasureOnPlane() {
   const VectorXYZW los = shared::UnitFromTo(_nominal_point, _scan_origin);
   const VectorXYZW towards = fitted.Normal().dot(los) < 0.0 ? -fitted.Normal() : fitted.Normal();
   const Plane plane(fitted.Point(), towards);
+  Record().surface = plane;
 
   const PointXYZW measured = Intersection(plane, _scan_origin, -los);
   const PointXYZW intercept = Intersection(plane, _nominal_point, _nominal_normal);
@@ -94,7 +108,7 @@ bool PVI::MeasureOnPlane() {
   const bool exceeds = !(error <= _distance_threshold);
   shared::TracePrintf("Error Distance Check;result,%s,error,%g,threshold,%g\n",
                       exceeds ? "true" : "false", error, _distance_threshold);
-  if (exceeds) {
+  if (!Passed("distance from the nominal line", error, _distance_threshold, !exceeds)) {
     return Fail(
         "Distance from Measured Point to Intercept of Nominal Line and Measured Plane Exceeds "
         "Threshold");
@@ -111,12 +125,14 @@ bool PVI::MeasureOnPlane() {
 
   const double sight_angle = AngleBetween(los, _measured_normal);
   shared::TracePrintf("LOS - Measured Normal Angle: %lf\n", Degrees(sight_angle));
-  if (sight_angle > _angle_thresh) {
+  if (!Passed("angle to the line of sight", sight_angle, _angle_thresh,
+              !(sight_angle > _angle_thresh))) {
     return Fail("Angle between LOS and Measured Normal Exceeds Threshold.");
   }
   const double nominal_angle = AngleBetween(_nominal_normal, _measured_normal);
   shared::TracePrintf("Nominal - Measured Normal Angle: %lf\n", Degrees(nominal_angle));
-  if (nominal_angle > _nominal_to_measured_angle) {
+  if (!Passed("angle to the nominal normal", nominal_angle, _nominal_to_measured_angle,
+              !(nominal_angle > _nominal_to_measured_angle))) {
     return Fail("Angle between Nominal and Measured Normals Exceeds Threshold.");
   }
   return true;

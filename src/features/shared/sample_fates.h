@@ -11,40 +11,57 @@
 
 namespace libmfx::features::shared {
 
+/// The samples that a cloud of a threshold has columns of, in their order.
+inline std::vector<std::size_t> UsableSamples(
+    const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold) {
+  std::vector<std::size_t> usable;
+  usable.reserve(samples.size());
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if (data_structures::IsUsable(samples[i], quality_threshold)) usable.push_back(i);
+  }
+  return usable;
+}
+
+/// Of some columns of a scan those that a stage kept, which are in the same order.
+/// \param scan, kept x, y, z in the first rows
+inline std::vector<Eigen::Index> KeptColumns(const std::vector<Eigen::Index>& columns,
+                                             const data_structures::PointCloud& scan,
+                                             const data_structures::PointCloud& kept) {
+  std::vector<Eigen::Index> found;
+  for (const Eigen::Index column : columns) {
+    const auto next = static_cast<Eigen::Index>(found.size());
+    if (next == kept.cols()) break;
+    if (kept.col(next).head<3>() == scan.col(column).head<3>()) found.push_back(column);
+  }
+  return found;
+}
+
 /// Puts fates of columns down for their samples.
 class SampleFates {
  public:
   /// Every usable sample begins as one between the lines, unless the fates are there already.
   SampleFates(const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold,
               std::vector<SampleFate>& fates)
-      : _fates(fates) {
-    const bool first = _fates.size() != samples.size();
-    if (first) _fates.assign(samples.size(), SampleFate::kUnusable);
-    _samples.reserve(samples.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-      if (!data_structures::IsUsable(samples[i], quality_threshold)) continue;
-      if (first) _fates[i] = SampleFate::kBetween;
-      _samples.push_back(i);
-    }
+      : _fates(fates), _samples(UsableSamples(samples, quality_threshold)) {
+    if (_fates.size() == samples.size()) return;
+    _fates.assign(samples.size(), SampleFate::kUnusable);
+    SetAll(SampleFate::kBetween);
   }
 
+  /// Of every usable sample.
+  void SetAll(SampleFate fate) {
+    for (const std::size_t sample : _samples) _fates[sample] = fate;
+  }
   void Set(Eigen::Index column, SampleFate fate) {
     _fates[_samples[static_cast<std::size_t>(column)]] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);
   }
-  /// Of the columns of a line those that a stage kept, which are in the same order.
-  /// \param scan, kept x, y, z in the first rows
+  /// Of those columns of a line that a stage kept.
   void SetKept(const std::vector<Eigen::Index>& columns, const data_structures::PointCloud& scan,
                const data_structures::PointCloud& kept, SampleFate fate) {
-    Eigen::Index next = 0;
-    for (const Eigen::Index column : columns) {
-      if (next == kept.cols()) return;
-      if (kept.col(next).head<3>() != scan.col(column).head<3>()) continue;
-      Set(column, fate);
-      ++next;
-    }
+    Set(KeptColumns(columns, scan, kept), fate);
   }
 
  private:
