@@ -145,6 +145,12 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   bool FitAdvanced(FitState& fit);
   bool FitSimple(FitState& fit);
   bool FinishFit(FitState& fit);
+  /// Puts down what a filter made of the points of `samples`, all of which it got: those in `kept`
+  /// are fitted, the others dropped. Both are in the order of the samples.
+  void RecordKept(const PointCloud& all, const PointCloud& kept, std::vector<std::size_t>& samples);
+
+  /// The samples behind the columns of the latest filtered cloud, or of the joined quadrants.
+  std::vector<std::size_t> _passed;
 };
 
 }  // namespace libmfx::features

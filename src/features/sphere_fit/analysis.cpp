@@ -1,6 +1,8 @@
 #include <cmath>
 #include <limits>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "features/shared/directions.h"
 #include "libmfx/features/sphere_fit.h"
@@ -16,7 +18,8 @@ struct SphereFit::FitState {
   PointCloud fit_points;  ///< shape (3, m): points within the filter tolerance of the sphere
   PointXYZW center;
   double radius = 0.0;
-  VectorXd residuals;  ///< one for each point that was fitted, positive outside
+  VectorXd residuals;                ///< one for each point that was fitted, positive outside
+  std::vector<std::size_t> samples;  ///< behind fit_points
 };
 
 namespace {
@@ -119,6 +122,7 @@ bool SphereFit::FitAdvanced(FitState& fit) {
                      FilterTolerance)) {
     return false;
   }
+  RecordKept(fit.combined, fit.fit_points, fit.samples);
   if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
   return Fail("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
 }
@@ -135,16 +139,34 @@ bool SphereFit::FitSimple(FitState& fit) {
   if (!FilterByError(near, fit.fit_points, rejected, fit.center, fit.radius, FilterTolerance)) {
     return false;
   }
+  RecordKept(near, fit.fit_points, fit.samples);
   if (SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) return true;
   return Fail("SphereFit::Analyze(): SphereFitLS failed with radius filtered data.");
 }
 
+void SphereFit::RecordKept(const PointCloud& all, const PointCloud& kept,
+                           std::vector<std::size_t>& samples) {
+  samples.clear();
+  for (Eigen::Index i = 0; i < all.cols(); ++i) {
+    const std::size_t sample = _passed[static_cast<std::size_t>(i)];
+    const auto next = static_cast<Eigen::Index>(samples.size());
+    const bool is_kept = next < kept.cols() && kept.col(next) == all.col(i);
+    Record().fates[sample] = is_kept ? SampleFate::kFitted : SampleFate::kDropped;
+    if (is_kept) samples.push_back(sample);
+  }
+}
+
 bool SphereFit::FinishFit(FitState& fit) {
   const double spread = Spread(fit.residuals);
-  PointCloud kept = Columns(fit.fit_points, [&](Eigen::Index i) {
+  const auto close = [&](Eigen::Index i) {
     return spread * StdMultiplier >= std::abs(fit.residuals[i]);
-  });
+  };
+  PointCloud kept = Columns(fit.fit_points, close);
   if (kept.cols() >= NumSamplePoints) {
+    for (std::size_t i = 0; i < fit.samples.size(); ++i) {
+      if (close(static_cast<Eigen::Index>(i))) continue;
+      Record().fates[fit.samples[i]] = SampleFate::kLeftOut;
+    }
     fit.fit_points = std::move(kept);
     _final_fit_count = static_cast<unsigned int>(fit.fit_points.cols());
     if (!SphereFitLS(fit.fit_points, fit.center, fit.radius, fit.residuals)) {
@@ -169,7 +191,7 @@ bool SphereFit::FinishFit(FitState& fit) {
   fit.residuals.resize(inliers.cols());
   for (Eigen::Index i = 0; i < inliers.cols(); ++i) fit.residuals[i] = error(i, inliers);
   CalculateSFQuality(fit.residuals, static_cast<unsigned int>(fit.combined.cols()), Quality);
-  if (QualityThreshold > Quality) {
+  if (!Passed("quality of the fit", Quality, QualityThreshold, !(QualityThreshold > Quality))) {
     return Fail("SphereFit::Analyze(): The fit quality is lower than the threshold!");
   }
   return true;

@@ -74,10 +74,33 @@ void WalkQuadrants(const QuadrantOf& quadrants, const MatrixXd* filled, Visit vi
   }
 }
 
+/// The samples of the first quadrant in order, then those of the next ones.
+std::vector<std::size_t> ByQuadrant(const QuadrantOf& quadrants) {
+  std::vector<std::size_t> samples;
+  for (signed char q = 0; q < kQuadrants; ++q) {
+    for (std::size_t i = 0; i < quadrants.size(); ++i) {
+      if (quadrants[i] == q) samples.push_back(i);
+    }
+  }
+  return samples;
+}
+
+/// The quadrant of each sample; the patch for those of its centre.
+/// \param patch samples of the quadrants that lie in the patch, in order
+std::vector<int> PartsOf(const QuadrantOf& quadrants, const std::vector<bool>& patch) {
+  std::vector<int> parts(quadrants.begin(), quadrants.end());
+  std::size_t next = 0;
+  for (int& part : parts) {
+    if (part >= 0 && patch[next++]) part = kPatch;
+  }
+  return parts;
+}
+
 /// Fills the spurs with x, y, z of their samples, in order. Points are counted before they are
 /// dealt out, so that no column is copied twice. A spur that receives nothing is left alone.
-void FillSpurs(const PointCloud& cloud, const QuadrantOf& quadrants, const PointXYZW& nominal,
-               double patch_radius, PointCloud* spurs) {
+/// \return of the samples of all quadrants, in order, which lie in the patch
+std::vector<bool> FillSpurs(const PointCloud& cloud, const QuadrantOf& quadrants,
+                            const PointXYZW& nominal, double patch_radius, PointCloud* spurs) {
   MatrixXd filled[kSpurs];
   Eigen::Index counts[kSpurs] = {};
   for (signed char q = 0; q < kQuadrants; ++q) {
@@ -92,22 +115,36 @@ void FillSpurs(const PointCloud& cloud, const QuadrantOf& quadrants, const Point
   const auto in_patch = [&](const Eigen::Vector3d& p) {
     return Distance(PointXYZW(p), nominal) < patch_radius;
   };
-  WalkQuadrants(quadrants, filled, [&](const auto& p) { counts[kPatch] += in_patch(p) ? 1 : 0; });
+  std::vector<bool> patch;
+  WalkQuadrants(quadrants, filled, [&](const auto& p) {
+    patch.push_back(in_patch(p));
+    counts[kPatch] += patch.back() ? 1 : 0;
+  });
   filled[kPatch].resize(3, counts[kPatch]);
   counts[kPatch] = 0;
+  std::size_t next = 0;
   WalkQuadrants(quadrants, filled, [&](const auto& p) {
-    if (in_patch(p)) filled[kPatch].col(counts[kPatch]++) = p;
+    if (patch[next++]) filled[kPatch].col(counts[kPatch]++) = p;
   });
   for (int s = 0; s < kSpurs; ++s) {
     if (filled[s].cols() == 0) continue;
     spurs[s] = PointCloud(std::move(filled[s]), {{EMBEDDING_XYZ, {0}}});
   }
+  return patch;
+}
+
+/// The fate of a sample that no fit gets.
+SampleFate RefusedFate(const Sample& sample, double quality) {
+  return sample.finite && sample.quality > quality ? SampleFate::kFar : SampleFate::kUnusable;
 }
 
 }  // namespace
 
 bool SphereFit::FilterByDistance(const PointCloud& cloud, const AzElRange& center, PointCloud& out,
                                  double distance, double quality) {
+  std::vector<SampleFate>& fates = Record().fates;
+  fates.clear();
+  _passed.clear();
   const auto passes = [&](const Sample& s) {
     return s.finite && std::abs(s.place.azimuth - center.azimuth) <= distance &&
            s.quality > quality;
@@ -115,7 +152,12 @@ bool SphereFit::FilterByDistance(const PointCloud& cloud, const AzElRange& cente
   MatrixXd kept(3, cloud.cols());
   Eigen::Index count = 0;
   for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
-    if (passes(Sample(cloud.data(), i))) kept.col(count++) = cloud.data().col(i).head<3>();
+    const Sample sample(cloud.data(), i);
+    const bool passed = passes(sample);
+    fates.push_back(passed ? SampleFate::kBetween : RefusedFate(sample, quality));
+    if (!passed) continue;
+    _passed.push_back(static_cast<std::size_t>(i));
+    kept.col(count++) = cloud.data().col(i).head<3>();
   }
   kept.conservativeResize(3, count);
   out = PointCloud(std::move(kept), {{EMBEDDING_AER, {0}}});
@@ -135,7 +177,11 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
   const double extent_threshold =
       2.0 * std::atan2(BoxDimensionRatio * distance * 0.8, center.range);
   const Eigen::Array2d extents = Extents(cloud);
-  if (extents[0] < extent_threshold || extents[1] < extent_threshold) {
+  const auto wide = [&](const char* what, double extent) {
+    return Passed(what, extent, extent_threshold, !(extent < extent_threshold));
+  };
+  const bool wide_enough = wide("extent of the scan in azimuth", extents[0]);
+  if (!wide("extent of the scan in elevation", extents[1]) || !wide_enough) {
     _logger[log::LOG_LEVEL_1] << "Error: Range extents threshold not met!" << std::endl;
     _logger[log::LOG_LEVEL_1] << "distDiff = " << extents[0] << " " << extents[1] << std::endl;
     _logger[log::LOG_LEVEL_1] << "extentThreshold: " << extent_threshold << std::endl;
@@ -143,11 +189,20 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
         "SphereFit::FilterByDistanceFromAzElMedianSpur(): Range extents threshold not met! "
         "(ERROR_SF_HARDWARE = -16)");
   }
+  std::vector<SampleFate>& fates = Record().fates;
+  fates.clear();
   const auto passes = [&](const Sample& s) {
-    return s.finite && std::abs(s.place.range - center.range) <= distance && s.quality > quality;
+    const bool passed =
+        s.finite && std::abs(s.place.range - center.range) <= distance && s.quality > quality;
+    fates.push_back(passed ? SampleFate::kBetween : RefusedFate(s, quality));
+    return passed;
   };
   std::fill(spurs, spurs + kSpurs, PointCloud(MatrixXd::Zero(5, 1), {{EMBEDDING_AER, {0}}}));
-  FillSpurs(cloud, Quadrants(cloud, center, passes), NominalPoint, distance * kPatchShare, spurs);
+  const QuadrantOf quadrants = Quadrants(cloud, center, passes);
+  const std::vector<bool> patch =
+      FillSpurs(cloud, quadrants, NominalPoint, distance * kPatchShare, spurs);
+  Record().parts = PartsOf(quadrants, patch);
+  _passed = ByQuadrant(quadrants);
 
   int bad_count = 0;
   for (int s = 0; s < kSpurs; ++s) {

@@ -166,7 +166,9 @@ bool SphereFit::SamplingSphereFit(const PointCloud& cloud, double nominal_radius
   }
   _logger[log::LOG_LEVEL_1] << "First estimate" << std::endl;
   LogEstimate(_logger[log::LOG_LEVEL_1], estimate.center(), estimate.radius());
-  if (static_cast<double>(consensus.size()) < fit_threshold) {
+  const auto agreeing = static_cast<double>(consensus.size());
+  if (!Passed("samples that agree on a sphere", agreeing, fit_threshold,
+              !(agreeing < fit_threshold))) {
     return Fail(
         "SphereFit::SamplingSphereFit(): The number of fitPoints is less than the fit threshold! "
         "(ERROR_QUALITY)");
