@@ -4,7 +4,6 @@
 
 #include "libmfx/features/feature.h"
 #include "libmfx/geometry/plane.h"
-#include "libmfx/geometry/polynomial_2d.h"
 
 namespace libmfx::features {
 
@@ -50,27 +49,7 @@ class LIBMFX_EXPORT Edge : public Feature {
   PointXYZW transformPt(const PointXYZW& point, geometry::Plane& plane,
                         const Eigen::Matrix<double, 3, 1>& translation);
 
-  /// What the last analysis made of the scan line, for pictures of it. A stage that was not reached
-  /// leaves its part empty.
-  struct Profile {
-    PointCloud selected;  ///< samples of the line, as measured
-    PointCloud smoothed;  ///< the same, smoothed for the split
-    long long split_index = -1;
-    geometry::Plane cross_section;  ///< tangent along the surface, bitangent out of it
-    PointXYZW surface_point;        ///< of the measured surface, in the cross section
-    VectorXYZW surface_direction;   ///< unit, towards the border, in the cross section
-    VectorXYZW surface_normal;      ///< unit, square to it, in the cross section
-    double surface_scatter = 0.0;   ///< standard deviation of the samples about it
-    double level = 0.0;             ///< depth below the surface at which the edge is, along it
-    double off_level = 0.0;         ///< depth of the sample taken for the edge, from the level
-    double alike = 0.0;             ///< along the surface to the farthest sample as near the level
-    PointXYZW middle;               ///< origin of the polynomial
-    double reach = 0.0;             ///< it holds within this distance of the middle
-    /// Distance across from distance along; the axes are a quarter turn apart, each half a right
-    /// angle off the surface: along = (direction - normal) / sqrt 2, across = -(direction + normal)
-    /// / sqrt 2.
-    geometry::Polynomial2D polynomial;
-  };
+  using Profile = StageProfile;
 
  private:
   static shared::Settings SettingsTable();
@@ -81,6 +60,8 @@ class LIBMFX_EXPORT Edge : public Feature {
   /// Incidence and nominal offset; false with an error for a border that is seen from over the
   /// plate.
   bool DeriveFromRequest();
+  /// The stages of an analysis, from the samples of the pass to the judgement.
+  bool MeasureOnLine();
   /// The samples of the scan line, near enough to the nominal.
   bool SelectLine();
   /// The plane in which the profile lies.
@@ -123,7 +104,7 @@ class LIBMFX_EXPORT Edge : public Feature {
   PointXYZW _scan_origin;
   PointXYZW _measured_point;
   double _quality = 0.0;
-  Profile _profile;
+  Profile _profile;  ///< of the last analysis, as far as it got
 
   friend struct EdgeAccess;  ///< of the tests
 };

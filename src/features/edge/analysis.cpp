@@ -6,6 +6,7 @@
 #include "features/edge/profile.h"
 #include "features/shared/directions.h"
 #include "features/shared/quality.h"
+#include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
 #include "features/shared/text.h"
 #include "libmfx/features/edge.h"
@@ -48,11 +49,25 @@ PointCloud UpToGap(const PointCloud& tail) {
   return PointCloud(Eigen::MatrixXd(tail.data().leftCols(count)), tail.embeddings());
 }
 
+/// All but the first `skip` samples of the fate `from` come to the fate `to`.
+void Advance(std::vector<SampleFate>& fates, SampleFate from, SampleFate to, Index skip) {
+  for (SampleFate& fate : fates) {
+    if (fate == from && skip-- <= 0) fate = to;
+  }
+}
+
 }  // namespace
 
 bool Edge::Analyze() {
   if (_has_error) return false;
   _profile = {};
+  _profile.nominal = _edge_point;
+  const bool measured = MeasureOnLine();
+  Record().profile = _profile;
+  return measured;
+}
+
+bool Edge::MeasureOnLine() {
   _scan_cloud = PointCloud(_raw_data, EMBEDDING_XYZ, _quality_threshold, true);
   if (_scan_cloud.cols() == 0) return Fail("Edge::Analyze(): All scanned data was filtered!");
   if (!SelectLine()) return false;
@@ -64,11 +79,13 @@ bool Edge::Analyze() {
   const bool split = split_curve(_profile.smoothed, straight, curved, split_index);
   _profile.split_index = split_index;
   if (!split) return false;
+  Advance(Record().fates, SampleFate::kSurface, SampleFate::kFitted, split_index);
 
   const PointCloud tail(Eigen::MatrixXd(line.data().rightCols(line.cols() - split_index)),
                         line.embeddings());
   if (_use_nominal_offset) {
     curved = UpToGap(tail);
+    Advance(Record().fates, SampleFate::kFitted, SampleFate::kLeftOut, curved.cols());
   } else if (!smooth_sliding_window(tail, SpanOf(tail), curved)) {
     return false;
   }
@@ -84,10 +101,17 @@ bool Edge::SelectLine() {
   // Samples of the move to the start of the line carry its number, 0. They are no part of it,
   // unless nothing else is there.
   const bool has_line = (_scan_cloud.row(4).array() > 0.0).any();
+  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
   const auto lines = shared::CutIntoLines(_scan_cloud, [&](Index column, int segment) {
-    return (segment > 0 || !has_line) &&
-           Distance(_edge_point, upright.Project(_scan_cloud.point(column))) <= _clearance_zone;
+    if (segment <= 0 && has_line) return false;
+    const PointXYZW foot = upright.Project(_scan_cloud.point(column));
+    if (Distance(_edge_point, foot) <= _clearance_zone) return true;
+    fates.Set(column, SampleFate::kFar);
+    return false;
   });
+  // The first line is the one; a further one can only be there by mistake.
+  const std::vector<Index>& near = lines.front();
+  fates.Set(near, SampleFate::kDropped);
   std::vector<std::vector<PointCloud>> bins;
   Index columns = 0;
   for (const std::vector<Index>& line : lines) {
@@ -106,6 +130,10 @@ bool Edge::SelectLine() {
   }
   _profile.selected = std::move(selected.front().front());
   _profile.cross_section = plane;
+  fates.SetKept(near, _scan_cloud, _profile.selected, SampleFate::kSurface);
+  if (_profile.selected.cols() > 0) {
+    Record().lines.push_back({shared::SegmentOf(_profile.selected, 0), 0, 0});
+  }
   return true;
 }
 
@@ -125,7 +153,8 @@ bool Edge::LayCrossSection(geometry::Plane plane, const PointCloud& straight) {
   plane.Bitangent(plane.Tangent().cross(plane.Normal()));
   _profile.cross_section = plane;
   const double angle = shared::AngleOfCosine(plane.Bitangent().dot(_surface_normal.normalized()));
-  if (!(angle <= _normal_reject_angle)) {
+  if (!Passed("angle of the cross section to the nominal normal", angle, _normal_reject_angle,
+              angle <= _normal_reject_angle)) {
     return Fail(
         "Edge::Analyze(): The bi-tangent of the cross section plane exceeds the angle to nominal "
         "rejection threshold.");
@@ -208,6 +237,7 @@ bool Edge::FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surfa
   }
   // What follows the deepest sample has come up again and is no part of the border.
   const Index count = _profile.split_index + deepest_idx + 1;
+  Advance(Record().fates, SampleFate::kFitted, SampleFate::kLeftOut, deepest_idx + 1);
   Eigen::Matrix2Xd places(2, count);
   for (Index i = 0; i < count; ++i) places.col(i) = surface.AlongAndDepth(profile.col(i));
   Crossing crossing(places, _profile.level, NoiseOf(surface), Reach());
@@ -228,9 +258,13 @@ bool Edge::FindEdgeOnProfile(const SectionFrame& frame, const SurfaceLine& surfa
 }
 
 bool Edge::Judge(const PointXYZW& edge) {
+  if (!Record().lines.empty()) {
+    Record().edges.push_back({Record().lines.front().segment, edge});
+  }
   const double distance = Distance(_edge_point, edge);
   // The limit hangs on the nominal offset: with an offset of 0 only the nominal itself passes.
-  if (!(distance <= 0.5 * _nominal_offset)) {
+  if (!Passed("distance from the nominal edge point", distance, 0.5 * _nominal_offset,
+              distance <= 0.5 * _nominal_offset)) {
     return Fail(
         "Edge::Analyze(): The residual distance of the estimated edge exceeded the tolerable "
         "limits.");

@@ -127,7 +127,7 @@ bool Edge::split_curve(const PointCloud& in, PointCloud& straight, PointCloud& c
                        long long& split_index) {
   const Index columns = in.cols();
   const double in_clearance = _clearance_zone / _point_spacing * 0.8;
-  if (!(in_clearance >= 2.0)) {
+  if (!Passed("samples in the clearance zone", in_clearance, 2.0, in_clearance >= 2.0)) {
     return Fail("Edge::split_curve(): Too few points in the clearance zone.");
   }
   if (in_clearance >= static_cast<double>(columns) + 1.0) {
