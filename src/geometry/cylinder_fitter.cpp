@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "geometry/cylinder/end_faces.h"
 #include "geometry/cylinder/frame.h"
@@ -21,6 +22,7 @@ using cylinder::Model;
 using cylinder::Points;
 using Cylinder = ThreadedCylinderFitter::Cylinder;
 using Statistics = ThreadedCylinderFitter::Statistics;
+using Use = ThreadedCylinderFitter::Use;
 using PointList = std::vector<Eigen::Vector3d>;
 
 constexpr Eigen::Index kTooFewPoints = 9;
@@ -53,6 +55,8 @@ struct Window {
 struct Sorted {
   PointList wall;
   PointList base;
+  std::vector<std::size_t> of_wall, of_base;  // which points these are, in step with them
+  std::vector<Use>& uses;                     // of every point
 };
 
 // What turning a point into the local frame may do to it, nominal radii: a point at the very end of
@@ -62,19 +66,25 @@ constexpr double kRounding = 1e-11;
 // Both ends of the height window and both of the radial one belong to it. The lower end isn't
 // raised to the base nor the upper one lowered to the top of the part: where these reach into the
 // window, the points tell so themselves.
-Sorted SortPoints(const PointList& points, const Frame& frame, const Window& window) {
-  Sorted sorted;
+Sorted SortPoints(const PointList& points, const Frame& frame, const Window& window,
+                  std::vector<Use>& uses) {
+  Sorted sorted{{}, {}, {}, {}, uses};
   sorted.wall.reserve(points.size());
-  for (const Eigen::Vector3d& point : points) {
-    const Eigen::Vector3d p = frame.ToLocal(point);
+  sorted.of_wall.reserve(points.size());
+  sorted.uses.assign(points.size(), Use::kOutside);
+  for (std::size_t i = 0; i < points.size(); ++i) {
+    const Eigen::Vector3d p = frame.ToLocal(points[i]);
     const double height = p.dot(frame.axis());
     const double deviation = (p - height * frame.axis()).norm() - 1.0;
     if (!std::isfinite(deviation)) continue;
     if (std::abs(deviation) <= window.radius_tolerance + kRounding) {
-      if (height >= window.bottom - kRounding && height <= window.top + kRounding)
-        sorted.wall.push_back(p);
+      if (!(height >= window.bottom - kRounding && height <= window.top + kRounding)) continue;
+      sorted.wall.push_back(p);
+      sorted.of_wall.push_back(i);
+      sorted.uses[i] = Use::kLeftOut;
     } else if (deviation > 0.0 && std::abs(height) <= window.plane_tolerance) {
       sorted.base.push_back(p);
+      sorted.of_base.push_back(i);
     }
   }
   return sorted;
@@ -89,6 +99,23 @@ Points ToPoints(const PointList& list) {
 void RequireEnough(const PointList& wall) {
   if (static_cast<Eigen::Index>(wall.size()) <= kTooFewPoints)
     throw std::runtime_error("Too few inlier points for cylinder fitting");
+}
+
+// \return how many points of the wall were marked
+std::size_t Drop(const std::vector<bool>& marked, Use why, Sorted& sorted) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < sorted.wall.size(); ++i) {
+    if (marked[i]) {
+      sorted.uses[sorted.of_wall[i]] = why;
+      continue;
+    }
+    sorted.wall[kept] = sorted.wall[i];
+    sorted.of_wall[kept++] = sorted.of_wall[i];
+  }
+  const std::size_t dropped = sorted.wall.size() - kept;
+  sorted.wall.resize(kept);
+  sorted.of_wall.resize(kept);
+  return dropped;
 }
 
 // The base as it was seen around the cylinder, in the local frame, when there is enough of it and
@@ -108,21 +135,19 @@ void DropBase(const Frame& frame, const Window& window, bool fix_axis, Sorted& s
     return;  // no plane in these points: the nominal plane alone bounds the wall
   }
   if (base.normal.dot(frame.axis()) < kLeastAlignment) return;
-  std::erase_if(sorted.wall, [&](const Eigen::Vector3d& p) {
-    return (p - base.point).dot(base.normal) < window.bottom * (1.0 - 1e-9);
-  });
+  for (const std::size_t i : sorted.of_base) sorted.uses[i] = Use::kBase;
+  std::vector<bool> low(sorted.wall.size());
+  for (std::size_t i = 0; i < low.size(); ++i) {
+    const double height = (sorted.wall[i] - base.point).dot(base.normal);
+    low[i] = height < window.bottom * (1.0 - 1e-9);
+  }
+  Drop(low, Use::kEndFace, sorted);
   statistics.has_base = true;
   statistics.base = base;
   statistics.base.point = frame.ToInstrument(base.point);
   statistics.base.normal = frame.rotation().transpose() * base.normal;
   statistics.base.scale *= frame.scale() * frame.scale();
   statistics.base.rms *= frame.scale();
-}
-
-// \return how many of the points were marked
-std::size_t Drop(const std::vector<bool>& marked, PointList& wall) {
-  std::size_t at = 0;
-  return std::erase_if(wall, [&](const Eigen::Vector3d&) { return marked[at++]; });
 }
 
 // A fit, smooth or of a thread; lengths in nominal radii.
@@ -136,7 +161,19 @@ struct Fitted {
   double largest = 0.0;
   cylinder::Uncertainty uncertainty;
   std::optional<cylinder::Helix> thread;
+  std::vector<Eigen::Index> followed;  // places of the inliers in the points
 };
+
+// The places in `points` of those that were selected, which are in the same order.
+std::vector<Eigen::Index> PlacesOf(const Points& selected, const Points& points) {
+  std::vector<Eigen::Index> places;
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const auto next = static_cast<Eigen::Index>(places.size());
+    if (next == selected.size()) break;
+    if (selected.at(next) == points.at(i)) places.push_back(i);
+  }
+  return places;
+}
 
 Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d& instrument,
                double thread_depth, double thread_share, bool fix_axis, bool fix_radius) {
@@ -152,6 +189,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   fitted.inliers = smooth.points.size();
   fitted.cost = smooth.outcome.sums.cost;
   if (!fitted.converged) return fitted;
+  fitted.followed = PlacesOf(smooth.points, points);
   fitted.thread =
       cylinder::FindHelix(smooth.points, smooth.model, instrument, thread_depth, thread_share);
   if (fitted.thread) {
@@ -166,6 +204,11 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
     fitted.largest = thread.largest;
     fitted.uncertainty = thread.uncertainty;
     fitted.thread->pitch = thread.model.pitch;
+    std::vector<Eigen::Index> followed;
+    for (const Eigen::Index i : thread.inliers) {
+      followed.push_back(fitted.followed[static_cast<std::size_t>(i)]);
+    }
+    fitted.followed = std::move(followed);
     return fitted;
   }
   fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
@@ -223,7 +266,7 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
                                      double bottom_offset, double height, double radius_tolerance,
                                      double plane_tolerance, double thread_depth,
                                      double thread_share, bool fix_axis, bool fix_radius,
-                                     Statistics* statistics) {
+                                     Statistics* statistics, std::vector<Use>* uses) {
   Statistics scratch;
   Statistics& filled = statistics != nullptr ? *statistics : scratch;
   filled = Statistics();
@@ -232,14 +275,15 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
   const Frame frame(nominal.point, nominal.axis.stableNormalized(), scale);
   const Window window{bottom_offset / scale, height / scale, radius_tolerance / scale,
                       plane_tolerance / scale};
-  Sorted sorted = SortPoints(points, frame, window);
+  std::vector<Use> unasked;
+  Sorted sorted = SortPoints(points, frame, window, uses != nullptr ? *uses : unasked);
   filled.windowed = static_cast<int>(sorted.wall.size());
   RequireEnough(sorted.wall);
   DropBase(frame, window, fix_axis, sorted, filled);
-  Drop(cylinder::MarkEndFaces(ToPoints(sorted.wall), frame.axis()), sorted.wall);
+  Drop(cylinder::MarkEndFaces(ToPoints(sorted.wall), frame.axis()), Use::kEndFace, sorted);
   filled.end_face = filled.windowed - static_cast<int>(sorted.wall.size());
   filled.isolated =
-      static_cast<int>(Drop(cylinder::MarkIsolated(ToPoints(sorted.wall)), sorted.wall));
+      static_cast<int>(Drop(cylinder::MarkIsolated(ToPoints(sorted.wall)), Use::kIsolated, sorted));
   RequireEnough(sorted.wall);
 
   const Points wall = ToPoints(sorted.wall);
@@ -247,6 +291,9 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
   const Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
                                 thread_share, fix_axis, fix_radius);
   FillStatistics(fitted, scale, filled);
+  for (const Eigen::Index i : fitted.followed) {
+    sorted.uses[sorted.of_wall[static_cast<std::size_t>(i)]] = Use::kFitted;
+  }
   if (!IsSound(fitted, frame, window)) throw std::runtime_error("Cylinder fitting failed");
   return ToCylinder(fitted, frame, window.bottom);
 }

@@ -65,6 +65,16 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
     BasePlane base;
   };
 
+  /// What became of a point.
+  enum class Use : unsigned char {
+    kOutside,   ///< of the window
+    kBase,      ///< of the base around the cylinder, which was measured
+    kEndFace,   ///< dropped as lying on a flat end or on the base
+    kIsolated,  ///< dropped as lying far from all others
+    kLeftOut,   ///< in the window, and not followed by the fit
+    kFitted     ///< an inlier
+  };
+
   /// Fits a cylinder to `points` (metres, instrument's frame; points that are not finite are
   /// passed over).
   ///
@@ -83,7 +93,7 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
   /// its crests.
   ///
   /// `fix_axis` holds the direction, `fix_radius` the radius at the nominal. `statistics` may be
-  /// null.
+  /// null, and so may `uses`, which receives a value for each point, as far as the fit got.
   ///
   /// \return point: of the axis on the plane of the bottom offset; axis; radius; inliers.
   /// \throws std::invalid_argument, with the first that holds of "NominalCylinderAxis must be a
@@ -99,7 +109,8 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
   static Cylinder Fit(const std::vector<Eigen::Vector3d>& points, const Cylinder& nominal,
                       double bottom_offset, double height, double radius_tolerance,
                       double plane_tolerance, double thread_depth, double thread_share,
-                      bool fix_axis, bool fix_radius, Statistics* statistics);
+                      bool fix_axis, bool fix_radius, Statistics* statistics,
+                      std::vector<Use>* uses = nullptr);
 
   /// Fits a plane to the points of a base. `normal` is the direction that `kFixedNormal` holds and
   /// to whose side the result's normal turns; `tolerance` is read by `kTrimmedPlane` alone.
@@ -110,10 +121,12 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
                                 const Eigen::Vector3d& normal, int mode, double tolerance);
 
   /// Removes from both vectors, which run in step, the samples of poor quality and those that are
-  /// not finite. The order of the rest stays.
+  /// not finite. The order of the rest stays. Numbers of the points, which run in step with them,
+  /// may come along.
   /// \return how many were removed.
   static std::size_t RemoveLowQuality(std::vector<Eigen::Vector3d>& points,
-                                      std::vector<double>& qualities);
+                                      std::vector<double>& qualities,
+                                      std::vector<std::size_t>* numbers = nullptr);
 };
 
 }  // namespace libmfx::geometry

@@ -16,6 +16,14 @@ constexpr double kThreadDepth = 0.02;
 // Share of the depth's variance that a helix has to explain to count as a thread.
 constexpr double kThreadShare = 0.05;
 
+/// What a fit tells of a point, as the fate of its sample.
+SampleFate FateOf(ThreadedCylinderFitter::Use use) {
+  using Use = ThreadedCylinderFitter::Use;
+  if (use == Use::kOutside) return SampleFate::kFar;
+  if (use == Use::kBase) return SampleFate::kSurface;
+  return use == Use::kFitted ? SampleFate::kWall : SampleFate::kDropped;
+}
+
 PointXYZW ToPoint(const Eigen::Vector3d& v, double w) { return {v.x(), v.y(), v.z(), w}; }
 
 }  // namespace
@@ -24,9 +32,10 @@ bool CylinderFeature::Analyze() {
   _logger[log::LOG_LEVEL_1] << "ThreadedCylinderFitter::Analyze!" << std::endl;
   if (_has_error) return false;
   const auto start = std::chrono::high_resolution_clock::now();
-  const std::vector<Eigen::Vector3d> points = PointsOfGoodQuality();
+  std::vector<std::size_t> samples;
+  const std::vector<Eigen::Vector3d> points = PointsOfGoodQuality(samples);
   if (points.empty()) return Fail("All scanned data was filtered!");
-  const std::string error = FitCylinder(points);
+  const std::string error = FitCylinder(points, samples);
   if (!error.empty()) return Fail(error);
   const std::chrono::duration<double, std::milli> time =
       std::chrono::high_resolution_clock::now() - start;
@@ -57,39 +66,57 @@ void CylinderFeature::TellDroppedWall() {
        "threshold.");
 }
 
-std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality() {
+std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(
+    std::vector<std::size_t>& samples) {
   std::vector<Eigen::Vector3d> points;
   std::vector<double> qualities;
-  for (const RawDataPoint& sample : _raw_data) {
+  Record().fates.assign(_raw_data.size(), SampleFate::kUnusable);
+  for (std::size_t i = 0; i < _raw_data.size(); ++i) {
+    const RawDataPoint& sample = _raw_data[i];
     if (!(sample.quality >= _quality_threshold)) continue;
     const PointXYZW point = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
     if (!point.xyz().allFinite()) continue;
     points.push_back(point.xyz());
     qualities.push_back(sample.quality);
+    samples.push_back(i);
   }
   if (_remove_low_quality) {
-    const std::size_t removed = ThreadedCylinderFitter::RemoveLowQuality(points, qualities);
+    const std::size_t removed =
+        ThreadedCylinderFitter::RemoveLowQuality(points, qualities, &samples);
     _logger[log::LOG_LEVEL_1] << "Removed " << removed << " low quality points" << std::endl;
   }
+  for (const std::size_t i : samples) Record().fates[i] = SampleFate::kBetween;
   return points;
 }
 
-std::string CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points) {
+std::string CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points,
+                                         const std::vector<std::size_t>& samples) {
   ThreadedCylinderFitter::Cylinder nominal;
   nominal.point = _nominal_cylinder._center.xyz();
   nominal.axis = _nominal_cylinder._axis.xyz();
   nominal.radius = _nominal_cylinder._radius;
+  std::vector<ThreadedCylinderFitter::Use> uses;
+  std::string error;
   try {
     const ThreadedCylinderFitter::Cylinder fitted = ThreadedCylinderFitter::Fit(
         points, nominal, _bottom_offset, _height, _radius_tolerance, _plane_tolerance, kThreadDepth,
-        kThreadShare, _fix_axis, _fix_radius, &_fitted_cylinder._statistics);
+        kThreadShare, _fix_axis, _fix_radius, &_fitted_cylinder._statistics, &uses);
     _fitted_cylinder._axis = ToPoint(fitted.axis, 0.0);
     _fitted_cylinder._center = ToPoint(fitted.point, 1.0);
     _fitted_cylinder._radius = fitted.radius;
   } catch (const std::exception& failure) {
-    return failure.what();
+    error = failure.what();
   }
-  return {};
+  std::vector<SampleFate>& fates = Record().fates;
+  for (std::size_t i = 0; i < uses.size(); ++i) fates[samples[i]] = FateOf(uses[i]);
+  const ThreadedCylinderFitter::Statistics& statistics = _fitted_cylinder._statistics;
+  if (statistics.has_base) {
+    const PointXYZW point(statistics.base.point);
+    const VectorXYZW normal(statistics.base.normal);
+    const bool faces = normal.dot(_scan_origin - point) >= 0.0;
+    Record().surface.emplace(point, faces ? normal : -normal);
+  }
+  return error;
 }
 
 }  // namespace libmfx::features

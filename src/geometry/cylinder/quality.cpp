@@ -45,7 +45,8 @@ std::vector<bool> MarkPoor(const std::vector<Eigen::Vector3d>& points,
 }  // namespace
 
 std::size_t ThreadedCylinderFitter::RemoveLowQuality(std::vector<Eigen::Vector3d>& points,
-                                                     std::vector<double>& qualities) {
+                                                     std::vector<double>& qualities,
+                                                     std::vector<std::size_t>* numbers) {
   const std::size_t before = points.size();
   const std::size_t count = std::min(points.size(), qualities.size());
   const auto keep_if = [&](std::size_t size, auto keeps) {
@@ -53,9 +54,11 @@ std::size_t ThreadedCylinderFitter::RemoveLowQuality(std::vector<Eigen::Vector3d
     for (std::size_t i = 0; i < size; ++i) {
       if (!keeps(i)) continue;
       points[kept] = points[i];
+      if (numbers != nullptr) (*numbers)[kept] = (*numbers)[i];
       qualities[kept++] = qualities[i];
     }
     points.resize(kept);
+    if (numbers != nullptr) numbers->resize(kept);
     qualities.resize(kept);
   };
   keep_if(count,
