@@ -1,8 +1,13 @@
 // The pictures that an edge adds to a report.
 
+#include <memory>
 #include <regex>
 
+#include "conversation.h"
 #include "examples.h"
+#include "recording.h"
+#include "report/report.h"
+#include "scene_driver.h"
 
 namespace mfx_test {
 namespace {
@@ -45,6 +50,33 @@ TEST(EdgeReportTest, AFailureShowsTheProfileAsFarAsItWasAnalysedAndIsToldOnce) {
   EXPECT_THAT(html, HasSubstr("no split was found"));
   EXPECT_THAT(html, HasSubstr("No curve was fitted."));
   EXPECT_EQ(CountOf(failed.err, "[Edge"), 1U) << failed.err;
+}
+
+TEST(EdgeReportTest, AfterARescanTheEdgeIsDrawnFromTheNominalOfThatPass) {
+  namespace host = libmfx::host;
+  const Example example("edge");
+  const json& request = example.request;
+  const std::unique_ptr<libmfx::features::Feature> edge(
+      libmfx::features::Feature::Create(request.dump()));
+  edge->SetSetting(L"RescanThreshold", 1e-6);
+  host::report::ReportData data;
+  data.request = request.dump();
+  const std::unique_ptr<host::Driver> driver =
+      host::SceneDriver::FromFile(Source("examples/scenes/edge.json"), 5);
+  host::ObservedDriver observed(
+      *driver, [&](const host::Exchange& exchange) { data.exchanges.push_back(exchange); });
+  data.outcome = host::Measure(*edge, observed, {.max_passes = 1}, [] { return false; });
+  ASSERT_EQ(data.outcome.rescans, 1);
+  // The pass around the moved nominal is judged by the normal of the cross section, and fails.
+  ASSERT_FALSE(data.outcome.successful);
+  ASSERT_TRUE(data.outcome.stages.profile);
+  const auto& told = request["Feature"]["EdgePoint"];
+  const libmfx::data_structures::PointXYZW first(told[0], told[1], told[2]);
+  EXPECT_GT(libmfx::data_structures::Distance(data.outcome.stages.profile->nominal, first), 1e-6);
+  const std::string html = host::report::HtmlReport(data);
+  EXPECT_THAT(html, HasSubstr("Dashed cross: the edge point that this pass looked for"));
+  EXPECT_THAT(html, HasSubstr("No curve was fitted."));
+  EXPECT_THAT(html, Not(HasSubstr("Red line: the curve")));
 }
 
 TEST(EdgeReportTest, ARefusedRequestHasNoPictures) {

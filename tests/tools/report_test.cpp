@@ -17,6 +17,7 @@ namespace {
 
 using namespace libmfx::host;
 using Eigen::Vector3d;
+using libmfx::features::SampleFate;
 using report::HtmlReport;
 using report::NumberText;
 using report::ReportData;
@@ -216,19 +217,31 @@ TEST(ReportTest, ATypeAddsItsOwnPictures) {
   EXPECT_THAT(html, HasSubstr("2 points"));
 }
 
-/// A result with 360 samples on a circle of 5 mm around (0, 0, 2), in the plane of z.
+/// The sample of a place.
+libmfx::host::RawDataPoint SampleAt(const Vector3d& p, double quality = 90.0) {
+  const libmfx::data_structures::AzElRange at{libmfx::data_structures::PointXYZW(p)};
+  return {at.azimuth, at.elevation, at.range, quality, 1};
+}
+
+/// A place on a circle of 5 mm around (0, 0, 2), in the plane of z.
+Vector3d OnCircle(int degrees) {
+  const double angle = degrees * 3.14159265358979323846 / 180.0;
+  return {0.005 * std::cos(angle), 0.005 * std::sin(angle), 2.0};
+}
+
+/// A result with 360 samples on that circle.
 std::string RoundResult(const std::string& type, const std::string& keys) {
   json rows = json::array();
   for (int i = 0; i < 360; ++i) {
-    const double angle = i * 3.14159265358979323846 / 180.0;
-    rows.push_back({0.005 * std::cos(angle), 0.005 * std::sin(angle), 2.0, 90, 1});
+    const Vector3d p = OnCircle(i);
+    rows.push_back({p.x(), p.y(), p.z(), 90, 1});
   }
   return "{\"$type\":\"" + type + "\",\"Location\":[0,0,2]," + keys +
          ",\"Success\":true,\"ScanData\":{\"DataFormat\":\"LR_XYZ\",\"Count\":360,\"Data\":" +
          rows.dump() + "}}";
 }
 
-TEST(ReportTest, AStudShowsTheWallInItsWindowUnrolled) {
+TEST(ReportTest, AStudShowsItsWallAsItWasFittedUnrolled) {
   ReportData data = HoleData();
   data.request = R"({"Feature": {"$type": "StudFeature", "Location": [0, 0, 2], "Axis": [0, 1, 0],
       "Radius": 0.005, "Offset": 0.001, "Height": 0.02, "RadiusTolerance": 0.001}})";
@@ -237,24 +250,25 @@ TEST(ReportTest, AStudShowsTheWallInItsWindowUnrolled) {
       "Success":true,"ScanData":{"DataFormat":"LR_XYZ","Count":1,"Data":[[0,0,1.995,90,1]]}})";
   auto& samples = data.exchanges[0].samples;
   samples.clear();
-  const auto add = [&samples](double turn, double height, double radius, double quality) {
-    const libmfx::data_structures::AzElRange at(libmfx::data_structures::PointXYZW(
-        radius * std::sin(turn), height, 2.0 - radius * std::cos(turn)));
-    samples.emplace_back(at.azimuth, at.elevation, at.range, quality, 1);
+  const auto add = [&](double turn, double height, double radius, SampleFate fate) {
+    samples.push_back(SampleAt({radius * std::sin(turn), height, 2.0 - radius * std::cos(turn)}));
+    data.outcome.stages.fates.push_back(fate);
   };
   for (int i = -5; i <= 5; ++i)
-    for (int k = 0; k < 8; ++k) add(0.2 * i, 0.002 + 0.002 * k, 0.005 + 1e-5 * i, 80.0);
-  add(0.0, 0.0005, 0.005, 80.0);  // below the window
-  add(0.0, 0.0100, 0.007, 80.0);  // beside it
-  add(0.0, 0.0100, 0.005, 20.0);  // poor
+    for (int k = 0; k < 8; ++k)
+      add(0.2 * i, 0.002 + 0.002 * k, 0.005 + 1e-5 * i, SampleFate::kWall);
+  add(0.0, 0.0005, 0.005, SampleFate::kFar);
+  add(0.0, 0.0100, 0.0055, SampleFate::kDropped);
+  add(0.0, 0.0100, 0.005, SampleFate::kUnusable);
   std::string html = HtmlReport(data);
   ExpectBalanced(html);
   EXPECT_THAT(html, HasSubstr("<h3>Unrolled wall</h3>"));
-  EXPECT_THAT(html, HasSubstr("The 88 samples in the window"));
+  EXPECT_THAT(html, HasSubstr("The 88 samples of the last scan that the fit"));
+  EXPECT_THAT(html, HasSubstr("Open red: 1 samples in the window that it does not follow"));
   EXPECT_THAT(html, HasSubstr("full colour at 50 \xC2\xB5m"));
   // Full orange outside, full blue inside, pale on the wall.
   for (const char* colour : {"#d96b12", "#1b4f8f", "#e8e8e8"}) EXPECT_THAT(html, HasSubstr(colour));
-  data.request = "{}";  // without a window there is no such picture
+  data.outcome.stages = {};  // where the analysis came to no fit there is no such picture
   html = HtmlReport(data);
   EXPECT_EQ(html.find("Unrolled wall"), std::string::npos);
 }
@@ -276,6 +290,9 @@ TEST(ReportTest, SpheresHolesAndCylindersHaveTheirOwnPictures) {
   for (const auto& c : cases) {
     ReportData data = HoleData();
     data.outcome.result = RoundResult(c.type, c.keys);
+    data.exchanges[0].samples.clear();
+    for (int i = 0; i < 360; ++i) data.exchanges[0].samples.push_back(SampleAt(OnCircle(i)));
+    data.outcome.stages.fates.assign(360, SampleFate::kSurface);
     const std::string html = HtmlReport(data);
     ExpectBalanced(html);
     EXPECT_THAT(html, HasSubstr(std::string("<h3>") + c.title + "</h3>"));

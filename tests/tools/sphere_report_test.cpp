@@ -13,13 +13,13 @@ TEST(SphereReportTest, ShowsStrokePartsFatesAndResiduals) {
                             "Residuals of the sphere", "Scan 1, SURFACE_RANGE"}) {
     EXPECT_THAT(html, HasSubstr("<h3>" + std::string(title) + "</h3>"));
   }
-  // The fates add up, and agree with the library's own count but for samples at a limit.
+  // The fates add up, and agree with the library's own count.
   const json result = json::parse(measured.out);
   const double kept = NumberBefore(html, "kept in the last fit");
   EXPECT_EQ(kept + NumberBefore(html, "left out of it") +
                 NumberBefore(html, "rejected as too far") + NumberBefore(html, "not used"),
             result["ScanData"]["Count"].get<int>());
-  EXPECT_NEAR(kept, result["FinalFitcount"].get<int>(), 20);
+  EXPECT_EQ(kept, result["FinalFitcount"].get<int>());
 }
 
 TEST(SphereReportTest, StrayPointsShowAsRejectedOrNotUsed) {

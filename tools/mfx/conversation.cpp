@@ -148,6 +148,7 @@ Conversation Measure(Feature& feature, Driver& driver, const ConversationOptions
   outcome.successful = feature.GetIsSuccessful();
   outcome.result = feature.GetResult();
   outcome.warnings = feature.GetWarnings();
+  outcome.stages = feature.GetStages();
   if (!outcome.successful) outcome.error = FailureText(session, feature, outcome.rescans);
   return std::move(outcome);
 }

@@ -35,6 +35,7 @@ struct Conversation {
   bool successful = false;
   std::string error;                  ///< why not, for people; empty on success
   std::vector<std::string> warnings;  ///< what the last analysis doubts of its result, for people
+  features::Stages stages;            ///< what the last analysis made of the last scan's samples
   bool searched = false;
   int rescans = 0;
 

@@ -93,7 +93,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   });
   const Conversation outcome = Measure(request, observed, call.options);
   if (recording) recording->Finish(outcome.result);
-  // Pictures may analyse the samples again, and that was told before.
+  // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
   report.Finish(request, call.request, driver->Name(), outcome);
   return Tell(outcome, call.strict, console);
@@ -117,7 +117,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
     console.Note("note: the measurement ended after " + std::to_string(driver.answered()) + " of " +
                  std::to_string(recording.exchanges.size()) + " recorded exchanges");
   }
-  // Pictures may analyse the samples again, and that was told before.
+  // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
   report.Finish(recording.request, "in recording " + call.recording, driver.Name(), outcome);
   return Tell(outcome, call.strict, console);

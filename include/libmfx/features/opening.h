@@ -35,9 +35,10 @@ class LIBMFX_EXPORT Opening : public Feature {
   bool LayPattern(const VectorXYZW& normal, const VectorXYZW& direction, VectorXYZW& along,
                   VectorXYZW& across);
   /// The rules of an outline around the nominal.
+  /// \param tilted error text of a surface that leans too far
   /// \param sizes of the opening: from the centre to the farthest sample that counts, and what
   ///   tells its edge points
-  shared::OutlineRules RulesOf(const char* type, const shared::ScanLayout& layout,
+  shared::OutlineRules RulesOf(const char* tilted, const shared::ScanLayout& layout,
                                const OutlineSizes& sizes) const;
   /// Finds lines, surface and edge points in the scan, for a fit to rest on.
   /// \return false, with an error but for a surface that is none

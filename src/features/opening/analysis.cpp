@@ -1,7 +1,5 @@
 #include "libmfx/features/opening.h"
 
-#include <string>
-
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/feature_class.h"
@@ -11,10 +9,10 @@
 
 namespace libmfx::features {
 
-shared::OutlineRules Opening::RulesOf(const char* type, const shared::ScanLayout& layout,
+shared::OutlineRules Opening::RulesOf(const char* tilted, const shared::ScanLayout& layout,
                                       const OutlineSizes& sizes) const {
   const shared::SearchNominal& nominal = *shared::FeatureAccess::ClassOf(*this).search;
-  return {.type = type,
+  return {.tilted = tilted,
           .layout = layout,
           .surface = {.center = nominal.center.As<PointXYZW>(*this),
                       .normal = nominal.normal.As<VectorXYZW>(*this),
@@ -37,9 +35,7 @@ bool Opening::FindOutline(const shared::OutlineRules& rules, const PointCloud& s
   const double angle = shared::AngleOfCosine(outline.plane.Normal().dot(rules.surface.normal));
   if (!Passed("angle to the nominal normal", angle, rules.surface.reject_angle,
               surface != shared::SurfaceFit::kTilted)) {
-    return Fail(std::string(rules.type) +
-                "::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
-                "nominal rejection threshold!");
+    return Fail(rules.tilted);
   }
   for (std::size_t side = 0; side < outline.lines.size(); ++side) {
     std::vector<shared::EdgePoint>& edges = outline.edges.emplace_back();

@@ -10,7 +10,7 @@ namespace libmfx::features::shared {
 
 /// What tells one opening from another while its outline is looked for.
 struct OutlineRules {
-  const char* type;  ///< as its error texts name it
+  const char* tilted;  ///< error text of a surface that leans too far
   ScanLayout layout;
   SurfaceRules surface;
   EdgeRules edges;

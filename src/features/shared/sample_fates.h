@@ -52,8 +52,10 @@ class SampleFates {
   void SetAll(SampleFate fate) {
     for (const std::size_t sample : _samples) _fates[sample] = fate;
   }
+  /// A column that no sample of the pass stands behind is nobody's.
   void Set(Eigen::Index column, SampleFate fate) {
-    _fates[_samples[static_cast<std::size_t>(column)]] = fate;
+    const auto index = static_cast<std::size_t>(column);
+    if (index < _samples.size()) _fates[_samples[index]] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);

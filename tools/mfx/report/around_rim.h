@@ -6,7 +6,8 @@
 
 namespace libmfx::host::report {
 
-/// A round opening's samples unrolled around its axis, so that the rim stands upright as a line.
+/// The samples of a round opening unrolled around its axis, so that the rim stands upright as a
+/// line.
 std::vector<Figure> AroundTheRim(const Measured& m);
 
 }  // namespace libmfx::host::report

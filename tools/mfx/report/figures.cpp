@@ -11,12 +11,6 @@ namespace {
 using Eigen::Vector3d;
 using nlohmann::json;
 
-constexpr double kWidth = 640.0;
-/// Most marks in one picture: beyond it every n-th sample is drawn, and the caption says so.
-constexpr std::size_t kMostMarks = 6000;
-
-std::size_t StepFor(std::size_t samples) { return (samples + kMostMarks - 1) / kMostMarks; }
-
 /// Few samples get larger dots.
 double DotRadius(std::size_t samples) { return samples < 100 ? 3.0 : samples < 600 ? 2.2 : 1.6; }
 
@@ -44,33 +38,20 @@ std::vector<Stretch> Stretches(const std::vector<Position>& plan) {
   return stretches;
 }
 
-std::vector<Point2> Flattened(const View& view, const std::vector<Vector3d>& points, double scale) {
-  std::vector<Point2> flat;
-  flat.reserve(points.size());
-  for (const Vector3d& p : points) flat.push_back(scale * view.Front(p));
-  return flat;
-}
-
 void Draw(Plot& plot, const View& view, const Outline& outline, double scale,
           std::string_view style) {
   const Point2 place = scale * view.Front(outline.place);
   plot.Cross(place, style);
   if (outline.radius) plot.Circle(place, scale * *outline.radius, style);
-  plot.Line(Flattened(view, outline.corners, scale), style);
+  plot.Line(Scaled(view.Front(outline.corners), scale), style);
 }
 
-void AddOutline(const View& view, const std::optional<Outline>& outline, Extent& x, Extent& y) {
+void AddOutline(const View& view, const std::optional<Outline>& outline, Extents& shown) {
   if (!outline) return;
   const double reach = outline->radius.value_or(0.0);
   const Point2 place = view.Front(outline->place);
-  for (const double side : {-reach, reach}) {
-    x.Add(place.x() + side);
-    y.Add(place.y() + side);
-  }
-  for (const Vector3d& corner : outline->corners) {
-    x.Add(view.Front(corner).x());
-    y.Add(view.Front(corner).y());
-  }
+  for (const double side : {-reach, reach}) shown.Add(place + Point2(side, side));
+  shown.Add(view.Front(outline->corners));
 }
 
 bool Passes(const RawDataPoint& sample, std::optional<double> threshold) {
@@ -83,13 +64,6 @@ Vector3d AlongTheBeam(const View& view, const Vector3d& sample, double height) {
   const double slope = view.normal.dot(sample);
   const double t = (height + view.normal.dot(view.origin)) / slope;
   return std::isfinite(t) && t > 0.0 ? Vector3d(t * sample) : sample;
-}
-
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 /// The heights of samples over the plane of the picture that are finite.
@@ -110,7 +84,7 @@ std::size_t DrawSamples(Plot& plot, const Measured& measured, const Exchange& ex
                         double scale, double reach) {
   const View& view = measured.view;
   const auto& samples = exchange.samples;
-  const double middle = Median(Heights(view, samples));
+  const double middle = Quantile(Heights(view, samples), 0.5);
   const double radius = DotRadius(samples.size());
   std::size_t far_samples = 0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -139,27 +113,19 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
   const auto found = measured.successful ? OutlineOf(measured.result) : std::nullopt;
   const std::vector<Stretch> plan = Stretches(exchange.points);
 
-  Extent x, y;
-  for (const Stretch& stretch : plan) {
-    for (const Vector3d& p : stretch.points) {
-      x.Add(view.Front(p).x());
-      y.Add(view.Front(p).y());
-    }
-  }
-  AddOutline(view, nominal, x, y);
-  AddOutline(view, found, x, y);
-  const LengthUnit unit = UnitFor(std::max(x.Size(), y.Size()));
-  const std::string name = std::string(" / ") + unit.name;
-  const double shape = x.Size() > 0.0 ? y.Size() / x.Size() : 1.0;
-  Plot plot(kWidth, std::clamp(kWidth * shape, 260.0, 560.0),
-            {"to the right" + name, unit.scale * x.low, unit.scale * x.high},
-            {"up" + name, unit.scale * y.low, unit.scale * y.high}, true);
+  Extents shown;
+  for (const Stretch& stretch : plan) shown.Add(view.Front(stretch.points));
+  AddOutline(view, nominal, shown);
+  AddOutline(view, found, shown);
+  const LengthUnit unit = UnitFor(shown.Size());
+  const double shape = shown.x.Size() > 0.0 ? shown.y.Size() / shown.x.Size() : 1.0;
+  Plot plot = FrontPlot(shown, unit, std::clamp(kWidth * shape, 260.0, 560.0));
 
   for (const Stretch& stretch : plan) {
-    plot.Line(Flattened(view, stretch.points, unit.scale), stretch.sampled ? "plan" : "jump");
+    plot.Line(Scaled(view.Front(stretch.points), unit.scale), stretch.sampled ? "plan" : "jump");
   }
   const std::size_t far_samples =
-      DrawSamples(plot, measured, exchange, unit.scale, 0.25 * std::max(x.Size(), y.Size()));
+      DrawSamples(plot, measured, exchange, unit.scale, 0.25 * shown.Size());
   const auto& samples = exchange.samples;
   if (nominal) Draw(plot, view, *nominal, unit.scale, "nominal");
   if (found) Draw(plot, view, *found, unit.scale, "measured");
@@ -196,11 +162,8 @@ Figure HeightsAlong(const Measured& measured, const Exchange& exchange, const Ex
   }
   const LengthUnit along = UnitFor(travelled);
   const LengthUnit out = UnitFor(shown.Size());
-  Plot plot(kWidth, 300.0,
-            {std::string("way along the scan lines / ") + along.name, 0.0, along.scale * travelled},
-            {std::string("out of the plane / ") + out.name, out.scale * shown.low,
-             out.scale * shown.high},
-            false);
+  Plot plot(kWidth, 300.0, LengthAxis("way along the scan lines", along, 0.0, travelled),
+            LengthAxis("out of the plane", out, shown.low, shown.high), false);
   plot.Level(0.0, "nominal", "plane");
   int line = 0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -225,7 +188,7 @@ Figure Profile(const Measured& measured, const Exchange& exchange) {
 
 std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& exchange) {
   std::vector<double> heights = Heights(measured.view, exchange.samples);
-  const double middle = Median(heights);
+  const double middle = Quantile(heights, 0.5);
   Extent all;
   for (double& height : heights) {
     all.Add(height);
@@ -233,7 +196,7 @@ std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& ex
   }
   // Seven robust standard deviations to either side: the median deviation of a normal scatter is
   // 0.674 of one.
-  const double half = 10.0 * Median(heights);
+  const double half = 10.0 * Quantile(heights, 0.5);
   if (!(half > 0.0) || all.Size() < 5.0 * half) return std::nullopt;
   Extent shown;
   shown.Add(middle - half);

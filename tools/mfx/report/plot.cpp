@@ -132,6 +132,33 @@ void Extent::Add(double value) {
   empty = false;
 }
 
+double Quantile(std::vector<double> values, double share) {
+  if (values.empty()) return 0.0;
+  const auto below = static_cast<std::size_t>(share * static_cast<double>(values.size()));
+  const auto at = values.begin() + static_cast<std::ptrdiff_t>(std::min(below, values.size() - 1));
+  std::nth_element(values.begin(), at, values.end());
+  return *at;
+}
+
+std::vector<Point2> Scaled(std::vector<Point2> points, double scale) {
+  for (Point2& p : points) p *= scale;
+  return points;
+}
+
+std::size_t StepFor(std::size_t samples) {
+  constexpr std::size_t kMostMarks = 6000;
+  return std::max<std::size_t>((samples + kMostMarks - 1) / kMostMarks, 1);
+}
+
+Plot::Axis LengthAxis(const std::string& label, const LengthUnit& unit, double low, double high) {
+  return {label + " / " + unit.name, unit.scale * low, unit.scale * high};
+}
+
+Plot FrontPlot(const Extents& shown, const LengthUnit& unit, double height) {
+  return {kWidth, height, LengthAxis("to the right", unit, shown.x.low, shown.x.high),
+          LengthAxis("up", unit, shown.y.low, shown.y.high), true};
+}
+
 std::string QualityColour(double quality) {
   const double step = std::isfinite(quality) ? std::clamp(quality / 20.0, 0.0, 4.0) : 0.0;
   return kQualityColours[static_cast<std::size_t>(step)];

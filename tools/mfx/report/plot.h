@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,30 @@ struct Extent {
   double Middle() const { return 0.5 * (low + high); }
   double Size() const { return high - low; }
 };
+
+/// The extents of places.
+struct Extents {
+  Extent x, y;
+
+  void Add(const Point2& p) {
+    x.Add(p.x());
+    y.Add(p.y());
+  }
+  void Add(const std::vector<Point2>& points) {
+    for (const Point2& p : points) Add(p);
+  }
+  double Size() const { return std::max(x.Size(), y.Size()); }
+};
+
+/// The value that `share` of the values do not reach; 0 for no values.
+double Quantile(std::vector<double> values, double share);
+
+/// The points with both coordinates multiplied.
+std::vector<Point2> Scaled(std::vector<Point2> points, double scale);
+
+/// Of so many samples each n-th is drawn, so that a picture has no more marks than a reader sees.
+/// \return n
+std::size_t StepFor(std::size_t samples);
 
 /// Colour of a quality between 0 and 100, from dark (poor) to light (good).
 std::string QualityColour(double quality);
@@ -78,6 +103,14 @@ class Plot {
   Axis _y;
   std::string _marks;
 };
+
+/// Width of a picture, in the user units of the SVG.
+inline constexpr double kWidth = 640.0;
+
+/// An axis of lengths, which are given in metres and shown in `unit`.
+Plot::Axis LengthAxis(const std::string& label, const LengthUnit& unit, double low, double high);
+/// A picture of what is seen from the front: to the right and up, in `unit`.
+Plot FrontPlot(const Extents& shown, const LengthUnit& unit, double height);
 
 /// Styles of the marks, for the head of a document.
 extern const char* const kPlotStyle;

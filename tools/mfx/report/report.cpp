@@ -206,8 +206,13 @@ std::string HtmlReport(const ReportData& data) {
     }
   }
   const View view = FindView(request, points);
-  const Measured measured{std::move(request), std::move(result),      data.outcome.successful,
-                          data.exchanges,     data.quality_threshold, view};
+  const Measured measured{std::move(request),
+                          std::move(result),
+                          data.outcome.successful,
+                          data.exchanges,
+                          data.outcome.stages,
+                          data.quality_threshold,
+                          view};
 
   std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
   html += "<meta name=\"viewport\" content=\"width=device-width\">\n";

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "libmfx/features/stages.h"
 #include "view.h"
 
 /// \file
@@ -16,7 +18,9 @@
 ///   }
 ///
 /// They stand after the pictures that every measurement has. Whatever is missing in a result, and
-/// a failed measurement has next to nothing, is to be left out: a report never fails.
+/// a failed measurement has next to nothing, is to be left out: a report never fails. They are
+/// drawn from what the analysis recorded and work nothing out again but distances from what is
+/// drawn.
 
 namespace libmfx::host::report {
 
@@ -33,8 +37,18 @@ struct Measured {
   nlohmann::json result;
   bool successful = false;
   const std::vector<Exchange>& exchanges;
+  const features::Stages& stages;           ///< what the last analysis made of the last exchange
   std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   View view;                                ///< of the last exchange
+
+  /// Whether the analysis came to judge the samples of the last exchange.
+  bool IsRecorded() const {
+    return !exchanges.empty() && !stages.fates.empty() &&
+           stages.fates.size() == exchanges.back().samples.size();
+  }
+  std::size_t Count(features::SampleFate fate) const {
+    return static_cast<std::size_t>(std::count(stages.fates.begin(), stages.fates.end(), fate));
+  }
 };
 
 /// One type's pictures, known to the report for as long as the program runs.

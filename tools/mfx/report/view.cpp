@@ -64,6 +64,13 @@ Vector3d Cartesian(const Position& position) {
       .head<3>();
 }
 
+std::vector<Vector3d> Cartesian(const std::vector<Position>& plan) {
+  std::vector<Vector3d> points;
+  points.reserve(plan.size());
+  for (const Position& position : plan) points.push_back(Cartesian(position));
+  return points;
+}
+
 View FindView(const json& request, const std::vector<Vector3d>& points) {
   View view;
   const json feature = request.is_object() ? request.value("Feature", json()) : json();

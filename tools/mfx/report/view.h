@@ -25,6 +25,12 @@ struct View {
   Point2 Front(const Eigen::Vector3d& p) const {
     return {right.dot(p - origin), up.dot(p - origin)};
   }
+  std::vector<Point2> Front(const std::vector<Eigen::Vector3d>& points) const {
+    std::vector<Point2> flat;
+    flat.reserve(points.size());
+    for (const Eigen::Vector3d& p : points) flat.push_back(Front(p));
+    return flat;
+  }
   /// How far it stands out of that plane, towards the reader, metres.
   double Height(const Eigen::Vector3d& p) const { return normal.dot(p - origin); }
 };
@@ -36,6 +42,9 @@ View FindView(const nlohmann::json& request, const std::vector<Eigen::Vector3d>&
 /// The cartesian point of a sample or a drive point, in the instrument's frame.
 Eigen::Vector3d Cartesian(const RawDataPoint& sample);
 Eigen::Vector3d Cartesian(const Position& position);
+
+/// The end points of a plan.
+std::vector<Eigen::Vector3d> Cartesian(const std::vector<Position>& plan);
 
 /// Three finite numbers under a key, or nothing.
 std::optional<Eigen::Vector3d> Triple(const nlohmann::json& object, const char* key);

@@ -14,32 +14,9 @@ namespace libmfx::host::report {
 namespace {
 
 using Eigen::Vector3d;
+using features::SampleFate;
 
 constexpr double kDegrees = 180.0 / 3.14159265358979323846;
-
-/// Samples of the last scan that lie in the window of the request; where they are not told, none.
-std::vector<Vector3d> InWindow(const Measured& m) {
-  std::vector<Vector3d> points;
-  if (m.exchanges.empty() || !m.request.is_object()) return points;
-  const nlohmann::json feature = m.request.value("Feature", nlohmann::json());
-  const auto center = Triple(feature, "Location");
-  const auto direction = Triple(feature, "Axis");
-  const auto radius = Number(feature, "Radius");
-  const auto bottom = Number(feature, "Offset");
-  const auto top = Number(feature, "Height");
-  if (!center || !direction || !radius || !bottom || !top || !(direction->norm() > 0.0)) return {};
-  const double tolerance = Number(feature, "RadiusTolerance").value_or(0.005);
-  const Vector3d axis = direction->normalized();
-  for (const RawDataPoint& sample : m.exchanges.back().samples) {
-    if (!(sample.quality >= m.quality_threshold.value_or(50.0))) continue;
-    const Vector3d out = Cartesian(sample) - *center;
-    const double height = out.dot(axis);
-    if (!(height >= *bottom && height <= *top)) continue;
-    if (!(std::abs(out.cross(axis).norm() - *radius) <= tolerance)) continue;
-    points.push_back(Cartesian(sample));
-  }
-  return points;
-}
 
 /// Blue inside of the wall, orange outside, pale on it; `share` from -1 to 1.
 std::string ResidualColour(double share) {
@@ -54,51 +31,71 @@ std::string ResidualColour(double share) {
   return text;
 }
 
+/// A sample of the wall, laid flat.
+struct Flat {
+  double turn;      ///< degrees
+  double height;    ///< along the axis, metres
+  double residual;  ///< metres
+  bool followed;    ///< by the fit
+};
+
+/// The samples in the window of the analysis. 0 degrees is the middle of the side in sight.
+std::vector<Flat> LaidFlat(const Measured& m, const Vector3d& center, const Vector3d& axis,
+                           double radius) {
+  const Vector3d forward = (-center - (-center).dot(axis) * axis).normalized();
+  if (!m.IsRecorded() || !(forward.norm() > 0.5)) return {};
+  std::vector<std::pair<Vector3d, bool>> points;
+  double facing = 0.0;
+  for (std::size_t i = 0; i < m.stages.fates.size(); ++i) {
+    const SampleFate fate = m.stages.fates[i];
+    if (fate != SampleFate::kWall && fate != SampleFate::kDropped) continue;
+    points.emplace_back(Cartesian(m.exchanges.back().samples[i]) - center,
+                        fate == SampleFate::kWall);
+    facing += points.back().first.dot(forward);
+  }
+  // A bore shows the wall behind its axis, a stud the one before it.
+  const double side = facing < 0.0 ? -1.0 : 1.0;
+  const Vector3d aside = axis.cross(forward);
+  std::vector<Flat> flat;
+  flat.reserve(points.size());
+  for (const auto& [out, followed] : points) {
+    flat.push_back({kDegrees * std::atan2(side * out.dot(aside), side * out.dot(forward)),
+                    out.dot(axis), out.cross(axis).norm() - radius, followed});
+  }
+  return flat;
+}
+
 std::vector<Figure> Unrolled(const Measured& m, const Vector3d& center, const Vector3d& axis,
                              double radius) {
-  constexpr std::size_t kMostMarks = 8000;
-  const std::vector<Vector3d> points = InWindow(m);
-  const Vector3d forward = (-center - (-center).dot(axis) * axis).normalized();
-  if (points.size() < 3 || !(forward.norm() > 0.5)) return {};
-  const Vector3d aside = axis.cross(forward);
-  std::vector<Vector3d> marks;  // turn / degrees, along the axis / m, residual / m
+  const std::vector<Flat> flat = LaidFlat(m, center, axis, radius);
   std::vector<double> sizes;
-  Extent turn, along;
-  // A bore shows the wall behind its axis, a stud the one before it.
-  double facing = 0.0;
-  for (const Vector3d& p : points) facing += (p - center).dot(forward);
-  const double side = facing < 0.0 ? -1.0 : 1.0;
-  for (const Vector3d& p : points) {
-    const Vector3d out = side * (p - center);
-    marks.emplace_back(kDegrees * std::atan2(out.dot(aside), out.dot(forward)),
-                       (p - center).dot(axis), out.cross(axis).norm() - radius);
-    turn.Add(marks.back().x());
-    along.Add(marks.back().y());
-    sizes.push_back(std::abs(marks.back().z()));
+  Extents shown;
+  for (const Flat& f : flat) {
+    shown.Add(Point2(f.turn, f.height));
+    if (f.followed) sizes.push_back(std::abs(f.residual));
   }
-  const auto most = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() * 19 / 20);
-  std::nth_element(sizes.begin(), most, sizes.end());
-  const double full = std::max(*most, 1e-7);
-  const LengthUnit unit = UnitFor(along.Size());
+  if (sizes.size() < 3) return {};
+  const double full = std::max(Quantile(sizes, 0.95), 1e-7);
+  const LengthUnit unit = UnitFor(shown.y.Size());
   const LengthUnit fine = UnitFor(full);
-  Plot plot(640.0, 360.0, {"around the axis / \xC2\xB0", turn.low, turn.high},
-            {std::string("along the axis / ") + unit.name, unit.scale * along.low,
-             unit.scale * along.high},
-            false);
-  const std::size_t step = (marks.size() + kMostMarks - 1) / kMostMarks;
-  for (std::size_t i = 0; i < marks.size(); i += step) {
-    plot.Dot({marks[i].x(), unit.scale * marks[i].y()}, "sample", 2.2,
-             ResidualColour(marks[i].z() / full));
+  Plot plot(kWidth, 360.0, {"around the axis / \xC2\xB0", shown.x.low, shown.x.high},
+            LengthAxis("along the axis", unit, shown.y.low, shown.y.high), false);
+  for (std::size_t i = 0; i < flat.size(); i += StepFor(flat.size())) {
+    const Point2 at(flat[i].turn, unit.scale * flat[i].height);
+    plot.Dot(at, flat[i].followed ? "sample" : "dropped", 2.2,
+             flat[i].followed ? ResidualColour(flat[i].residual / full) : std::string());
   }
   return {
       {"Unrolled wall", plot.Svg("Unrolled wall"),
-       "The " + std::to_string(points.size()) +
-           " samples in the window of the last scan, the wall laid flat; 0\xC2\xB0 is the middle "
-           "of the side in sight. Blue: nearer to the axis than the measured radius, orange: "
+       "The " + std::to_string(sizes.size()) +
+           " samples of the last scan that the fit rests on, the wall laid flat; 0\xC2\xB0 is the "
+           "middle of the side in sight. Blue: nearer to the axis than the measured radius, "
+           "orange: "
            "farther, full colour at " +
            NumberText(fine.scale * full, 3) + " " + fine.name +
-           ". A thread shows as slanted stripes; of a smooth wall stripes or patches mean that "
-           "the fit is not the wall."}};
+           ". Open red: " + std::to_string(flat.size() - sizes.size()) +
+           " samples in the window that it does not follow. A thread shows as slanted stripes; of "
+           "a smooth wall stripes or patches mean that the fit is not the wall."}};
 }
 
 std::vector<Figure> Pictures(const Measured& m) {
@@ -119,10 +116,8 @@ std::vector<Figure> Pictures(const Measured& m) {
     along.Add(side.x());
   }
   const LengthUnit unit = UnitFor(std::max(along.Size(), 2.0 * *radius));
-  const std::string name = std::string(" / ") + unit.name;
-  Plot plot(640.0, 300.0,
-            {"along the axis" + name, unit.scale * along.low, unit.scale * along.high},
-            {"distance from the axis" + name, 0.0, 2.0 * unit.scale * *radius}, false);
+  Plot plot(kWidth, 300.0, LengthAxis("along the axis", unit, along.low, along.high),
+            LengthAxis("distance from the axis", unit, 0.0, 2.0 * *radius), false);
   plot.Level(unit.scale * *radius, "level", "measured radius");
   for (const Point2& side : sides) plot.Dot(unit.scale * side, "sample", 1.6);
   std::vector<Figure> figures = {

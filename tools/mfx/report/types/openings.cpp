@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,234 +18,165 @@ namespace libmfx::host::report {
 namespace {
 
 using Eigen::Vector3d;
+using features::SampleFate;
 
-constexpr double kWidth = 640.0;
 constexpr double kTurn = 6.283185307179586;
-/// Most marks of samples in one picture: beyond it every n-th is drawn.
-constexpr std::size_t kMostMarks = 6000;
 /// Sides in their order; a fifth begins again.
 constexpr const char* kSideColours[] = {"#1b4f8f", "#2f8f4e", "#8c2981", "#a0661a"};
 constexpr const char* kSurfaceColour = "#a9c3e0";
 constexpr const char* kWallColour = "#d9822b";
 constexpr const char* kOtherColour = "#bbbbbb";
 
-enum Kind { kSurface, kWall, kOther };
-
-/// A sample in the plane of the measured opening.
+/// A sample in the plane of the surface.
 struct Seen {
-  Point2 place;   ///< of its foot, from the measured centre, metres; of other kinds of its beam
-  double height;  ///< above the surface, metres
-  Kind kind;
+  Point2 place;  ///< of its foot, from the measured centre, metres; of other fates of its beam
+  SampleFate fate;
 };
 
-/// One scan line with what it shows.
-struct ScanLine {
-  std::vector<Point2> plan;
-  std::vector<Seen> samples;
-  std::optional<Point2> edge;
-  std::size_t side = 0;
+/// The point of the border that a line shows.
+struct EdgeMark {
+  Point2 place;
+  std::string colour;  ///< of its side
 };
 
-/// The measured opening, and the frame in which it is drawn.
+/// The measured opening in the frame in which it is drawn, metres.
 struct Opening {
-  Vector3d center;
-  Vector3d normal;
-  Vector3d right;
-  Vector3d up;
-  double spacing;
+  View view;
   std::vector<Point2> measured;
   std::vector<Point2> nominal;
-
-  Point2 Front(const Vector3d& p) const { return {right.dot(p - center), up.dot(p - center)}; }
+  std::vector<std::vector<Point2>> lines;
+  std::vector<Seen> samples;
+  std::vector<EdgeMark> edges;
 };
 
 /// The closed line of an outline; a circle in steps of a degree.
-std::vector<Point2> LineOf(const nlohmann::json& object, const Opening& opening) {
-  std::vector<Point2> line;
+std::vector<Point2> LineOf(const nlohmann::json& object, const View& view) {
   const auto outline = OutlineOf(object);
-  if (!outline) return line;
-  for (const Vector3d& corner : outline->corners) line.push_back(opening.Front(corner));
+  if (!outline) return {};
+  std::vector<Point2> line = view.Front(outline->corners);
   if (!line.empty() && (line.front() - line.back()).norm() < 1e-12) line.pop_back();
   for (int i = 0; outline->radius && i < 360; ++i) {
     const double turn = kTurn * i / 360.0;
-    line.push_back(opening.Front(outline->place) +
+    line.push_back(view.Front(outline->place) +
                    *outline->radius * Point2(std::cos(turn), std::sin(turn)));
   }
   return line;
 }
 
-std::optional<Opening> FindOpening(const Measured& m) {
+/// The picture's plane: the measured surface, seen from the instrument's side.
+std::optional<View> ViewOf(const Measured& m) {
   const auto center = Triple(m.result, "Location");
-  const auto normal = Triple(m.result, "Normal");
-  if (!m.successful || !center || !normal || !(normal->norm() > 0.0)) return std::nullopt;
-  Opening o;
-  o.center = *center;
-  o.normal = normal->normalized();
-  if (o.normal.dot(*center) > 0.0) o.normal = -o.normal;
-  const Vector3d right = m.view.right - m.view.right.dot(o.normal) * o.normal;
+  if (!m.successful || !m.IsRecorded() || !center || !m.stages.surface) return std::nullopt;
+  View view = m.view;
+  view.origin = *center;
+  view.normal = m.stages.surface->Normal().xyz();
+  const Vector3d right = view.right - view.right.dot(view.normal) * view.normal;
   if (!(right.norm() > 1e-9)) return std::nullopt;
-  o.right = right.normalized();
-  o.up = o.normal.cross(o.right);
-  o.spacing = 0.0001;
-  nlohmann::json feature;
-  if (m.request.is_object()) {
-    o.spacing = Number(m.request, "PointSpacing").value_or(o.spacing);
-    feature = m.request.value("Feature", feature);
-  }
-  o.measured = LineOf(m.result, o);
-  o.nominal = LineOf(feature, o);
-  if (o.measured.size() < 3 || !(o.spacing > 0.0)) return std::nullopt;
-  return o;
+  view.right = right.normalized();
+  view.up = view.normal.cross(view.right);
+  return view;
 }
 
-/// Lines that go to one side, or to one arc.
-std::size_t LinesPerSide(const Measured& m) {
-  if (!m.request.is_object()) return 1;
-  const auto arc = Number(m.request, "ScanPassesPerArc");
-  const bool straight = m.result.contains("Width") || m.result.contains("Sides");
-  if (!straight) return std::numeric_limits<std::size_t>::max();  // a hole has one rim
-  const double lines = arc.value_or(Number(m.request, "ScansPerSide").value_or(2.0));
-  return lines >= 1.0 && lines < 1e6 ? static_cast<std::size_t>(lines) : 1;
-}
-
-Kind KindOf(const Seen& seen, const Border& border, double spacing) {
-  if (std::abs(seen.height) <= 1.5 * spacing) return kSurface;
-  const double reach = 5.0 * spacing;
-  const bool below = seen.height < 0.0 && -seen.height < 0.25 * border.length();
-  return below && std::abs(border.Find(seen.place).off) < reach ? kWall : kOther;
-}
-
-/// The sample of the surface farthest in, if another one lies beside it.
-std::optional<Point2> EdgeOf(const ScanLine& line, const Border& border, double spacing) {
-  std::optional<Point2> edge;
-  double least = std::numeric_limits<double>::max();
-  for (std::size_t i = 0; i < line.samples.size(); ++i) {
-    const Seen& s = line.samples[i];
-    if (s.kind != kSurface) continue;
-    const auto beside = [&](const Seen& other) {
-      return &other != &s && other.kind == kSurface &&
-             (other.place - s.place).norm() < 3.0 * spacing;
-    };
-    const double off = border.Find(s.place).off;
-    if (off >= least || std::none_of(line.samples.begin(), line.samples.end(), beside)) continue;
-    least = off;
-    edge = s.place;
-  }
-  return edge;
-}
-
-/// The lines of the last scan: the moves that are sampled at the request's spacing.
-std::vector<ScanLine> FindLines(const Measured& m, const Opening& opening, const Border& border) {
-  std::vector<ScanLine> lines;
-  if (m.exchanges.empty()) return lines;
-  const Exchange& scan = m.exchanges.back();
-  std::map<int, std::size_t> line_of;  // by segment number
-  const std::size_t per_side = LinesPerSide(m);
-  for (std::size_t i = 1; i < scan.points.size(); ++i) {
-    if (std::abs(scan.points[i].point_spacing - opening.spacing) > 1e-12) continue;
-    line_of[static_cast<int>(i)] = lines.size();
-    ScanLine line;
-    line.side = lines.size() / per_side;
-    line.plan = {opening.Front(Cartesian(scan.points[i - 1])),
-                 opening.Front(Cartesian(scan.points[i]))};
-    lines.push_back(std::move(line));
-  }
-  for (const RawDataPoint& sample : scan.samples) {
-    const auto found = line_of.find(sample.status);
-    const Vector3d p = Cartesian(sample);
-    if (found == line_of.end() || !p.allFinite()) continue;
-    if (m.quality_threshold && !(sample.quality >= *m.quality_threshold)) continue;
-    Seen seen{opening.Front(p), opening.normal.dot(p - opening.center), kOther};
-    seen.kind = KindOf(seen, border, opening.spacing);
-    // What lies elsewhere is drawn where its beam passed the surface.
-    const double along_normal = opening.normal.dot(p);
-    if (seen.kind == kOther && along_normal != 0.0) {
-      seen.place = opening.Front(opening.normal.dot(opening.center) / along_normal * p);
+/// The samples of the lines; what lies off the surface is drawn where its beam passed it.
+std::vector<Seen> SamplesOf(const Measured& m, const View& view, const std::map<int, int>& sides) {
+  const Vector3d on_surface = m.stages.surface->Point().xyz();
+  const std::vector<RawDataPoint>& samples = m.exchanges.back().samples;
+  std::vector<Seen> seen;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const SampleFate fate = m.stages.fates[i];
+    const Vector3d p = Cartesian(samples[i]);
+    if (fate == SampleFate::kSurface || fate == SampleFate::kWall) {
+      seen.push_back({view.Front(p), fate});
+    } else if (fate != SampleFate::kUnusable && sides.contains(samples[i].status)) {
+      const double passed = view.normal.dot(on_surface) / view.normal.dot(p);
+      seen.push_back({view.Front(Vector3d(passed * p)), fate});
     }
-    lines[found->second].samples.push_back(seen);
   }
-  for (ScanLine& line : lines) line.edge = EdgeOf(line, border, opening.spacing);
-  return lines;
+  return seen;
+}
+
+std::optional<Opening> FindOpening(const Measured& m) {
+  const auto view = ViewOf(m);
+  if (!view) return std::nullopt;
+  Opening opening;
+  opening.view = *view;
+  opening.measured = LineOf(m.result, *view);
+  if (m.request.is_object()) {
+    opening.nominal = LineOf(m.request.value("Feature", nlohmann::json()), *view);
+  }
+  if (opening.measured.size() < 3 || m.stages.lines.empty()) return std::nullopt;
+  const std::vector<Vector3d> plan = Cartesian(m.exchanges.back().points);
+  std::map<int, int> sides;  // by segment
+  for (const features::StageLine& line : m.stages.lines) {
+    sides[line.segment] = line.side;
+    const auto end = static_cast<std::size_t>(line.segment);
+    if (line.segment < 1 || end >= plan.size()) continue;
+    opening.lines.push_back(view->Front(std::vector<Vector3d>{plan[end - 1], plan[end]}));
+  }
+  opening.samples = SamplesOf(m, *view, sides);
+  for (const features::StageEdge& edge : m.stages.edges) {
+    const auto side = sides.find(edge.segment);
+    const int number = side == sides.end() ? 0 : side->second;
+    opening.edges.push_back({view->Front(Vector3d(edge.place.xyz())), kSideColours[number % 4]});
+  }
+  return opening;
 }
 
 std::vector<Point2> Closed(const std::vector<Point2>& line, double scale) {
-  std::vector<Point2> closed;
-  closed.reserve(line.size() + 1);
-  for (const Point2& p : line) closed.push_back(scale * p);
+  std::vector<Point2> closed = Scaled(line, scale);
   if (!closed.empty()) closed.push_back(closed.front());
   return closed;
 }
 
-std::string SideColour(const ScanLine& line) { return kSideColours[line.side % 4]; }
-
-void DrawSamples(const std::vector<ScanLine>& lines, double scale, Plot& plot) {
-  std::size_t total = 0;
-  for (const ScanLine& line : lines) total += line.samples.size();
-  const std::size_t step = total / kMostMarks + 1;
-  std::size_t i = 0;
-  for (const ScanLine& line : lines) {
-    for (const Seen& s : line.samples) {
-      if (i++ % step != 0) continue;
-      const char* colour = s.kind == kSurface ? kSurfaceColour
-                           : s.kind == kWall  ? kWallColour
-                                              : kOtherColour;
-      plot.Dot(scale * s.place, "sample", 1.2, colour);
-    }
+void DrawSamples(const std::vector<Seen>& samples, double scale, Plot& plot) {
+  for (std::size_t i = 0; i < samples.size(); i += StepFor(samples.size())) {
+    const SampleFate fate = samples[i].fate;
+    plot.Dot(scale * samples[i].place, "sample", 1.2,
+             fate == SampleFate::kSurface ? kSurfaceColour
+             : fate == SampleFate::kWall  ? kWallColour
+                                          : kOtherColour);
   }
 }
 
-Figure FrontFigure(const Opening& opening, const std::vector<ScanLine>& lines, bool corners) {
-  Extent x, y;
-  for (const ScanLine& line : lines) {
-    for (const Point2& p : line.plan) {
-      x.Add(p.x());
-      y.Add(p.y());
-    }
-  }
-  for (const Point2& p : opening.measured) {
-    x.Add(p.x());
-    y.Add(p.y());
-  }
-  const LengthUnit unit = UnitFor(std::max(x.Size(), y.Size()));
-  const std::string name = std::string(" / ") + unit.name;
-  Plot plot(kWidth, 560.0, {"to the right" + name, unit.scale * x.low, unit.scale * x.high},
-            {"up" + name, unit.scale * y.low, unit.scale * y.high}, true);
-  for (const ScanLine& line : lines) {
-    plot.Line({unit.scale * line.plan[0], unit.scale * line.plan[1]}, "plan");
-  }
-  DrawSamples(lines, unit.scale, plot);
+Figure FrontFigure(const Opening& opening, const Measured& m) {
+  Extents shown;
+  for (const auto& line : opening.lines) shown.Add(line);
+  shown.Add(opening.measured);
+  const LengthUnit unit = UnitFor(shown.Size());
+  Plot plot = FrontPlot(shown, unit, 560.0);
+  for (const auto& line : opening.lines) plot.Line(Scaled(line, unit.scale), "plan");
+  DrawSamples(opening.samples, unit.scale, plot);
   plot.Line(Closed(opening.nominal, unit.scale), "nominal");
   plot.Line(Closed(opening.measured, unit.scale), "measured");
-  std::size_t edges = 0;
-  for (const ScanLine& line : lines) {
-    if (!line.edge) continue;
-    ++edges;
-    plot.Dot(unit.scale * *line.edge, "sample", 3.0, SideColour(line));
+  for (const EdgeMark& edge : opening.edges) {
+    plot.Dot(unit.scale * edge.place, "sample", 3.0, edge.colour);
   }
+  const bool corners = opening.measured.size() <= 12;
   for (std::size_t i = 0; corners && i < opening.measured.size(); ++i) {
     plot.Cross(unit.scale * opening.measured[i], "measured");
   }
   plot.Cross(Point2::Zero(), "measured");
   return {
       "Lines across the opening", plot.Svg("Lines across the opening"),
-      "The last scan from the front, in the measured surface: the driven lines, samples on the "
-      "surface (light blue), on the wall (orange, at their feet) and elsewhere (grey, where the "
-      "beam passed), and the "
-      "innermost surface sample of each line (large dots, a colour a side). Red: the measured "
-      "opening" +
+      "The last scan from the front, in the measured surface: the driven lines, samples that the "
+      "surface rests on (light blue), samples of the wall (orange, at their feet) and others "
+      "(grey, "
+      "where the beam passed the surface), and the point of the border that each line shows (large "
+      "dots, a colour a side). Red: the measured opening" +
           std::string(corners ? ", its corners" : "") + " and its centre; dashed: the nominal. " +
-          std::to_string(edges) + " of " + std::to_string(lines.size()) + " lines show an edge."};
+          std::to_string(opening.edges.size()) + " of " + std::to_string(m.stages.lines.size()) +
+          " lines show an edge."};
 }
 
 /// The distances of the nominal's border from the measured one, in order along it.
 std::vector<Point2> NominalOff(const Opening& opening, const Border& border) {
   std::vector<Point2> curve;
+  const int steps = opening.nominal.size() > 40 ? 1 : 40;
   for (std::size_t i = 0; i < opening.nominal.size(); ++i) {
     const Point2& a = opening.nominal[i];
     const Point2 way = opening.nominal[(i + 1) % opening.nominal.size()] - a;
-    constexpr int kSteps = 40;
-    for (int k = 0; k < (opening.nominal.size() > 40 ? 1 : kSteps); ++k) {
-      const BorderPlace at = border.Find(a + way * (static_cast<double>(k) / kSteps));
+    for (int k = 0; k < steps; ++k) {
+      const BorderPlace at = border.Find(a + way * (static_cast<double>(k) / steps));
       curve.emplace_back(at.along, at.off);
     }
   }
@@ -255,56 +185,50 @@ std::vector<Point2> NominalOff(const Opening& opening, const Border& border) {
   return curve;
 }
 
-Figure ResidualFigure(const Opening& opening, const std::vector<ScanLine>& lines,
-                      const Border& border) {
-  Extent shown;
-  for (const double reach : {-2.0 * opening.spacing, 2.0 * opening.spacing}) shown.Add(reach);
-  for (const ScanLine& line : lines) {
-    if (!line.edge) continue;
-    const double off = border.Find(*line.edge).off;
-    shown.Add(std::clamp(1.1 * off, -10.0 * opening.spacing, 10.0 * opening.spacing));
-  }
-  const LengthUnit along = UnitFor(border.length());
-  Plot plot(kWidth, 320.0,
-            {std::string("along the border / ") + along.name, 0.0, along.scale * border.length()},
-            {"outside of it / \xC2\xB5m", 1e6 * shown.low, 1e6 * shown.high}, false);
-  plot.Level(0.0, "level", "measured");
-  std::vector<Point2> nominal = NominalOff(opening, border);
-  for (Point2& p : nominal) p = Point2(along.scale * p.x(), 1e6 * p.y());
-  plot.Line(nominal, "nominal");
+Figure ResidualFigure(const Opening& opening) {
+  const Border border(opening.measured);
+  std::vector<BorderPlace> places;
+  std::vector<double> sizes;
   double squares = 0.0;
-  double count = 0.0;
-  for (const ScanLine& line : lines) {
-    for (const Seen& s : line.samples) {
-      if (s.kind != kWall) continue;
-      const BorderPlace at = border.Find(s.place);
-      plot.Dot({along.scale * at.along, 1e6 * at.off}, "sample", 1.2, kWallColour);
-    }
+  for (const EdgeMark& edge : opening.edges) {
+    places.push_back(border.Find(edge.place));
+    sizes.push_back(std::abs(places.back().off));
+    squares += places.back().off * places.back().off;
   }
-  for (const ScanLine& line : lines) {
-    if (!line.edge) continue;
-    const BorderPlace at = border.Find(*line.edge);
-    squares += at.off * at.off;
-    ++count;
-    plot.Dot({along.scale * at.along, 1e6 * at.off}, "sample", 3.0, SideColour(line));
+  // Nearly all edge points, and no noise blown up.
+  const double half = std::max(1.3 * Quantile(sizes, 0.95), 10e-6);
+  const LengthUnit along = UnitFor(border.length());
+  const LengthUnit out{1e6, "\xC2\xB5m"};
+  const auto mark = [&](const BorderPlace& at) {
+    return Point2(along.scale * at.along, out.scale * at.off);
+  };
+  Plot plot(kWidth, 320.0, LengthAxis("along the border", along, 0.0, border.length()),
+            LengthAxis("outside of it", out, -half, half), false);
+  plot.Level(0.0, "level", "measured");
+  std::vector<Point2> nominal;
+  for (const Point2& p : NominalOff(opening, border)) nominal.push_back(mark({p.x(), p.y()}));
+  plot.Line(nominal, "nominal");
+  for (const Seen& s : opening.samples) {
+    if (s.fate == SampleFate::kWall)
+      plot.Dot(mark(border.Find(s.place)), "sample", 1.2, kWallColour);
   }
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    plot.Dot(mark(places[i]), "sample", 3.0, opening.edges[i].colour);
+  }
+  const double count = static_cast<double>(places.size());
   const std::string size =
-      count > 0.0 ? NumberText(1e6 * std::sqrt(squares / count), 3) + " \xC2\xB5m" : "none";
+      places.empty() ? "none" : NumberText(1e6 * std::sqrt(squares / count), 3) + " \xC2\xB5m";
   return {"Residuals along the border", plot.Svg("Residuals along the border"),
           "How far the edge points (large dots) and the feet of the wall (orange) lie outside of "
           "the measured border, magnified, along that border; dashed: the nominal border. Root "
           "mean square of the edge points: " +
-              size + ". They are the last samples on the surface, up to a spacing outside."};
+              size + "."};
 }
 
 std::vector<Figure> Pictures(const Measured& m) {
   const auto opening = FindOpening(m);
   if (!opening) return {};
-  const Border border(opening->measured);
-  const std::vector<ScanLine> lines = FindLines(m, *opening, border);
-  if (lines.empty()) return {};
-  const bool corners = opening->measured.size() <= 12;
-  return {FrontFigure(*opening, lines, corners), ResidualFigure(*opening, lines, border)};
+  return {FrontFigure(*opening, m), ResidualFigure(*opening)};
 }
 
 std::vector<Figure> HolePictures(const Measured& m) {

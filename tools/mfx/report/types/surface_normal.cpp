@@ -14,19 +14,10 @@ namespace libmfx::host::report {
 namespace {
 
 using Eigen::Vector3d;
+using features::SampleFate;
 
-constexpr double kWidth = 640.0;
-/// Most marks in one picture: beyond it every n-th sample is drawn.
-constexpr std::size_t kMostMarks = 6000;
 /// How much of the box's depth a slanted picture shows, to the right and upwards.
 constexpr double kSlant = 0.35;
-
-enum Fate { kKept, kRemoved, kUnusable };
-
-struct Seen {
-  Vector3d place;
-  Fate fate;
-};
 
 /// The square across which the beam zigzags, in the instrument's frame.
 struct Box {
@@ -52,56 +43,22 @@ std::optional<Box> BoxOf(const std::vector<Position>& plan) {
   return sound && box.Corners()[2].allFinite() ? std::optional<Box>(box) : std::nullopt;
 }
 
-/// The samples of a scan and what became of them. Those that a result holds are the kept ones, in
-/// the order in which they were taken, with 8 decimals.
-std::vector<Seen> Fates(const Measured& m, const Exchange& scan) {
-  const std::vector<Vector3d> kept = ResultPoints(m.result);
-  std::vector<Seen> seen;
-  seen.reserve(scan.samples.size());
-  std::size_t next = 0;
-  for (const RawDataPoint& sample : scan.samples) {
-    Seen one{Cartesian(sample), kUnusable};
-    if (data_structures::IsUsable(sample, m.quality_threshold.value_or(50.0))) {
-      const bool found =
-          next < kept.size() && (one.place - kept[next]).cwiseAbs().maxCoeff() <= 1.1e-8;
-      one.fate = found ? kKept : kRemoved;
-      next += found ? 1 : 0;
-    }
-    seen.push_back(one);
-  }
-  return seen;
+const char* StyleOf(SampleFate fate) {
+  return fate == SampleFate::kFitted ? "sample" : fate == SampleFate::kDropped ? "odd" : "dropped";
 }
 
-std::size_t Count(const std::vector<Seen>& seen, Fate fate) {
-  return static_cast<std::size_t>(
-      std::count_if(seen.begin(), seen.end(), [fate](const Seen& s) { return s.fate == fate; }));
-}
-
-const char* StyleOf(Fate fate) {
-  return fate == kKept ? "sample" : fate == kRemoved ? "odd" : "dropped";
-}
-
-Figure BoxFigure(const Measured& m, const Exchange& scan, const Box& box,
-                 const std::vector<Seen>& seen) {
-  Extent x, y;
-  std::vector<Point2> outline;
-  for (const Vector3d& corner : box.Corners()) {
-    outline.push_back(m.view.Front(corner));
-    x.Add(outline.back().x());
-    y.Add(outline.back().y());
-  }
-  const LengthUnit unit = UnitFor(std::max(x.Size(), y.Size()));
-  const std::string name = std::string(" / ") + unit.name;
-  Plot plot(kWidth, 520.0, {"to the right" + name, unit.scale * x.low, unit.scale * x.high},
-            {"up" + name, unit.scale * y.low, unit.scale * y.high}, true);
-  for (Point2& corner : outline) corner *= unit.scale;
-  plot.Line(outline, "nominal");
-  std::vector<Point2> zigzag;
-  for (const Position& p : scan.points) zigzag.push_back(unit.scale * m.view.Front(Cartesian(p)));
-  plot.Line(zigzag, "plan");
-  const std::size_t step = (seen.size() + kMostMarks - 1) / kMostMarks;
-  for (std::size_t i = 0; i < seen.size(); i += step) {
-    plot.Dot(unit.scale * m.view.Front(seen[i].place), StyleOf(seen[i].fate), 3.0);
+Figure BoxFigure(const Measured& m, const Box& box) {
+  const Exchange& scan = m.exchanges.back();
+  const std::vector<Point2> outline = m.view.Front(box.Corners());
+  Extents shown;
+  shown.Add(outline);
+  const LengthUnit unit = UnitFor(shown.Size());
+  Plot plot = FrontPlot(shown, unit, 520.0);
+  plot.Line(Scaled(outline, unit.scale), "nominal");
+  plot.Line(Scaled(m.view.Front(Cartesian(scan.points)), unit.scale), "plan");
+  for (std::size_t i = 0; i < scan.samples.size(); i += StepFor(scan.samples.size())) {
+    plot.Dot(unit.scale * m.view.Front(Cartesian(scan.samples[i])), StyleOf(m.stages.fates[i]),
+             3.0);
   }
   plot.Cross(unit.scale * m.view.Front(box.Middle()), "nominal");
   if (const auto found = Triple(m.result, "Location"); found && m.successful) {
@@ -111,9 +68,9 @@ Figure BoxFigure(const Measured& m, const Exchange& scan, const Box& box,
   return {title, plot.Svg(title),
           "Seen from the instrument's side, in the nominal's plane. Dashed: the box around the "
           "nominal; blue line: the planned zigzag. " +
-              std::to_string(Count(seen, kKept)) + " samples kept for the fit (blue), " +
-              std::to_string(Count(seen, kRemoved)) + " removed as outliers (orange), " +
-              std::to_string(Count(seen, kUnusable)) +
+              std::to_string(m.Count(SampleFate::kFitted)) + " samples kept for the fit (blue), " +
+              std::to_string(m.Count(SampleFate::kDropped)) + " removed as outliers (orange), " +
+              std::to_string(m.Count(SampleFate::kUnusable)) +
               " not used (open red: below the quality threshold or not finite)." +
               (m.successful ? " Red cross: as measured." : "")};
 }
@@ -127,16 +84,18 @@ double RoundedDown(double magnification) {
 }
 
 /// The samples over the fitted plane, which is drawn at a slant.
-std::optional<Figure> PlaneFigure(const Measured& m, const Box& box,
-                                  const std::vector<Seen>& seen) {
-  const auto place = Triple(m.result, "Location");
-  const auto direction = Triple(m.result, "Normal");
-  if (!m.successful || !place || !direction || !(direction->norm() > 0.0)) return std::nullopt;
-  const Vector3d normal = direction->normalized();
-  const auto residual = [&](const Vector3d& p) { return normal.dot(p - *place); };
+std::optional<Figure> PlaneFigure(const Measured& m, const Box& box) {
+  if (!m.successful || !m.stages.surface) return std::nullopt;
+  const Vector3d place = m.stages.surface->Point().xyz();
+  const Vector3d normal = m.stages.surface->Normal().xyz();
+  const std::vector<RawDataPoint>& samples = m.exchanges.back().samples;
+  const auto residual = [&](const Vector3d& p) { return normal.dot(p - place); };
   double squares = 0.0;
-  for (const Seen& s : seen) squares += s.fate == kKept ? std::pow(residual(s.place), 2) : 0.0;
-  const double rms = std::sqrt(squares / std::max(1.0, static_cast<double>(Count(seen, kKept))));
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const bool fitted = m.stages.fates[i] == SampleFate::kFitted;
+    squares += fitted ? std::pow(residual(Cartesian(samples[i])), 2) : 0.0;
+  }
+  const double rms = std::sqrt(squares / static_cast<double>(m.Count(SampleFate::kFitted)));
 
   // Three standard deviations fill a fifth of the box.
   const double side = box.across.norm();
@@ -151,23 +110,23 @@ std::optional<Figure> PlaneFigure(const Measured& m, const Box& box,
   };
   const double reach = 0.5 * (1.0 + kSlant) * side;
   const double rise = 0.5 * kSlant * side + 0.3 * side;
-  const std::string name = std::string(" / ") + unit.name;
   const std::string times = NumberText(magnified);
-  Plot plot(kWidth, 380.0, {"along the legs" + name, -unit.scale * reach, unit.scale * reach},
-            {"residual times " + times + name, -unit.scale * rise, unit.scale * rise}, true);
+  Plot plot(kWidth, 380.0, LengthAxis("along the legs", unit, -reach, reach),
+            LengthAxis("residual times " + times, unit, -rise, rise), true);
   std::vector<Point2> outline;
   for (const Vector3d& corner : box.Corners()) outline.push_back(flat(corner));
   plot.Line(outline, "measured");
   std::size_t beyond = 0;
-  const std::size_t step = (seen.size() + kMostMarks - 1) / kMostMarks;
-  for (std::size_t i = 0; i < seen.size(); ++i) {
-    if (seen[i].fate == kUnusable) continue;
-    const Point2 foot = flat(seen[i].place);
-    const Point2 top = foot + Point2(0.0, unit.scale * magnified * residual(seen[i].place));
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const SampleFate fate = m.stages.fates[i];
+    if (fate == SampleFate::kUnusable) continue;
+    const Vector3d p = Cartesian(samples[i]);
+    const Point2 foot = flat(p);
+    const Point2 top = foot + Point2(0.0, unit.scale * magnified * residual(p));
     beyond += std::abs(top.y()) > 1.1 * unit.scale * rise ? 1 : 0;
-    if (i % step != 0) continue;
-    plot.Line({foot, top}, seen[i].fate == kKept ? "plan" : "jump");
-    plot.Dot(top, StyleOf(seen[i].fate), 3.0);
+    if (i % StepFor(samples.size()) != 0) continue;
+    plot.Line({foot, top}, fate == SampleFate::kFitted ? "plan" : "jump");
+    plot.Dot(top, StyleOf(fate), 3.0);
   }
   const char* title = "Fitted plane and residuals";
   return Figure{title, plot.Svg(title),
@@ -181,14 +140,12 @@ std::optional<Figure> PlaneFigure(const Measured& m, const Box& box,
 }
 
 std::vector<Figure> Pictures(const Measured& m) {
-  if (m.exchanges.empty()) return {};
-  const Exchange& scan = m.exchanges.back();
-  const auto box = BoxOf(scan.points);
-  const std::vector<Seen> seen = Fates(m, scan);
   // A measurement that failed before its fit tells nothing of what it kept.
-  if (!box || Count(seen, kKept) == 0) return {};
-  std::vector<Figure> figures{BoxFigure(m, scan, *box, seen)};
-  if (auto plane = PlaneFigure(m, *box, seen)) figures.push_back(std::move(*plane));
+  if (!m.IsRecorded() || m.Count(SampleFate::kFitted) == 0) return {};
+  const auto box = BoxOf(m.exchanges.back().points);
+  if (!box) return {};
+  std::vector<Figure> figures{BoxFigure(m, *box)};
+  if (auto plane = PlaneFigure(m, *box)) figures.push_back(std::move(*plane));
   return figures;
 }
 
