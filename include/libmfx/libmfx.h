@@ -21,6 +21,7 @@
 #include "libmfx/features/search_spiral.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/features/sphere_fit.h"
+#include "libmfx/features/stages.h"
 #include "libmfx/features/stud.h"
 #include "libmfx/features/threaded_hole.h"
 #include "libmfx/features/unknown_feature.h"
