@@ -14,6 +14,7 @@
 #include "libmfx/features/edge.h"
 #include "libmfx/features/feature.h"
 #include "libmfx/features/hole.h"
+#include "libmfx/features/opening.h"
 #include "libmfx/features/polygon.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/rectangle.h"

@@ -10,13 +10,14 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
+#include "ball_scene.h"
 #include "cylinder_points.h"
 #include "edge_profile.h"
 #include "features/shared/sample_fates.h"
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/features/stud.h"
-#include "sphere_probe.h"
+#include "protected.h"
 
 namespace libmfx::features {
 namespace {
@@ -140,13 +141,14 @@ TEST(StagesOfASurfacePoint, EndWithTheTestThatFailed) {
 
 struct Sphere {
   test::Ball ball;
-  test::SphereProbe feature{test::SphereRequest(ball.Front(), ball.radius)};
+  SphereFit feature{test::SphereRequest(ball.Front(), ball.radius)};
   std::vector<RawDataPoint> samples;
 
   Sphere() {
     std::mt19937_64 random(4);
-    test::DriveToPattern(feature, ball, random);
+    test::MeasureBall(feature, ball, random);
     samples = feature.GetRawData();
+    feature.Reset(true, false);
   }
   void Analyse() {
     feature.UpdateRawData(samples);
@@ -174,11 +176,11 @@ TEST(StagesOfASphere, TellPartsAndFates) {
   EXPECT_EQ(stages.fates[7], SampleFate::kFar);
   EXPECT_EQ(stages.fates[8], SampleFate::kDropped);
   EXPECT_EQ(stages.fates[9], SampleFate::kDropped);
-  EXPECT_EQ(CountOf(stages, SampleFate::kFitted), sphere.feature._final_fit_count);
+  EXPECT_EQ(CountOf(stages, SampleFate::kFitted), PROTECTED(sphere.feature, _final_fit_count));
   EXPECT_GT(CountOf(stages, SampleFate::kLeftOut), 0U);
   EXPECT_EQ(CountOf(stages, SampleFate::kBetween), 0U);
 
-  const AzElRange aim = sphere.feature._refined_aer;
+  const AzElRange aim = PROTECTED(sphere.feature, _refined_aer);
   for (std::size_t i = 0; i < n; ++i) {
     if (i >= 5 && i <= 7) {
       EXPECT_EQ(stages.parts[i], -1);
@@ -200,7 +202,7 @@ TEST(StagesOfASphere, TellPartsAndFates) {
 
 TEST(StagesOfASphere, WithoutPartsTellFatesAlone) {
   Sphere sphere;
-  sphere.feature.AdvancedFilter = false;
+  sphere.feature.SetSetting(L"AdvancedFilter", false);
   sphere.samples[5].quality = 10.0;
   sphere.samples[8].range += 0.005;
   sphere.samples[9].azimuth += 0.5;
@@ -244,7 +246,7 @@ TEST(StagesOfAnEdge, TellTheLineItsProfileAndTheEdge) {
   samples[10].quality = 20.0;
   // Beside the plane of the line; the neighbours of samples in it stay with them.
   for (std::size_t i = 20; i < 25; ++i) samples[i] = SampleAt({places[i - 2].x, 0.002, 2.0});
-  test::EdgeProbe edge(EdgeAt(0.001).dump());
+  Edge edge(EdgeAt(0.001).dump());
   edge.UpdateRawData(samples);
   ExpectEmpty(edge.GetStages());
   edge.AnalyzeFeature();
@@ -269,15 +271,15 @@ TEST(StagesOfAnEdge, TellTheLineItsProfileAndTheEdge) {
     EXPECT_FALSE(place.depth > 0.0005 && stages.fates[i] == SampleFate::kSurface) << i;
     EXPECT_FALSE(place.x < 0.0 && stages.fates[i] == SampleFate::kFitted) << i;
   }
-  EXPECT_EQ(profile.nominal, edge._edge_point);
+  EXPECT_EQ(profile.nominal, edge.GetSetting<PointXYZW>(L"NominalEdgePoint"));
   EXPECT_GT(profile.reach, 0.0);
   ASSERT_EQ(stages.lines.size(), 1U);
   EXPECT_EQ(stages.lines[0].segment, 1);
   ASSERT_EQ(stages.edges.size(), 1U);
   EXPECT_EQ(stages.edges[0].segment, 1);
-  EXPECT_EQ(stages.edges[0].place, edge._measured_point);
+  EXPECT_EQ(stages.edges[0].place, edge.GetSetting<PointXYZW>(L"MeasuredPoint"));
   EXPECT_STREQ(stages.verdicts.back().what, "distance from the nominal edge point");
-  EXPECT_EQ(stages.verdicts.back().limit, 0.5 * edge._nominal_offset);
+  EXPECT_EQ(stages.verdicts.back().limit, 0.5 * PROTECTED(edge, _nominal_offset));
   edge.Reset(true, false);
   ExpectEmpty(edge.GetStages());
 }
@@ -306,14 +308,14 @@ TEST(StagesOfAnEdge, AreCutShortWithoutASplitAndHoldTheNominalOfThePass) {
   EXPECT_EQ(straight->GetStages().profile->reach, 0.0);
   EXPECT_TRUE(straight->GetStages().edges.empty());
 
-  test::EdgeProbe moved(EdgeAt(0.001).dump());
-  const PointXYZW first = moved._edge_point;
+  Edge moved(EdgeAt(0.001).dump());
+  const PointXYZW first = moved.GetSetting<PointXYZW>(L"NominalEdgePoint");
   moved.SetSetting(L"RescanThreshold", 0.0002);
   moved.UpdateRawData(test::SamplesOf(test::BorderProfile(0.0063)));
   testing::internal::CaptureStdout();
   moved.AnalyzeFeature();
   EXPECT_EQ(moved.GetStages().profile->nominal, first);
-  const PointXYZW second = moved._edge_point;
+  const PointXYZW second = moved.GetSetting<PointXYZW>(L"NominalEdgePoint");
   ASSERT_GT(Distance(first, second), 0.0002);
   moved.UpdateRawData(test::SamplesOf(test::BorderProfile(0.0063)));
   moved.AnalyzeFeature();

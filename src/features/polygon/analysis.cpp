@@ -11,7 +11,9 @@ using data_structures::Distance;
 shared::OutlineRules Polygon::Rules() const {
   const double reach = ClearanceZone + _input_radius;
   return RulesOf(
-      "Polygon", shared::ScanLayout::Crossing(Sides, ScansPerSide, _point_signs),
+      "Polygon::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
+      "nominal rejection threshold!",
+      shared::ScanLayout::Crossing(Sides, ScansPerSide, _point_signs),
       {reach, _input_radius, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
 }
 

@@ -8,7 +8,9 @@ namespace libmfx::features {
 shared::OutlineRules Rectangle::Rules() const {
   const double reach = ClearanceZone + NominalLength;
   return RulesOf(
-      "Rectangle", shared::ScanLayout::Crossing(_sides, ScanPassesPerSide, _point_signs),
+      "Rectangle::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
+      "nominal rejection threshold!",
+      shared::ScanLayout::Crossing(_sides, ScanPassesPerSide, _point_signs),
       {reach, NominalWidth, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
 }
 

@@ -38,6 +38,10 @@ struct Outline {
   Outline& operator=(const Outline&) = delete;
 };
 
+/// A surface with its normal to the side of the instrument.
+geometry::Plane Facing(const geometry::Plane& surface,
+                       const data_structures::PointXYZW& scan_origin);
+
 /// The places of edge points, shape (3, n).
 data_structures::PointCloud PlacesOf(const std::vector<EdgePoint>& edges);
 std::vector<data_structures::PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides);

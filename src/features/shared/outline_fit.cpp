@@ -102,6 +102,12 @@ PointCloud EdgePoints(const std::vector<PointCloud>& lines, const PointXYZW& pla
   return PointCloud(std::move(edges), lines.front().embeddings());
 }
 
+Plane Facing(const Plane& surface, const PointXYZW& scan_origin) {
+  Plane facing = surface;
+  if (facing.Normal().dot(scan_origin - facing.Point()) < 0.0) facing.Normal(-facing.Normal());
+  return facing;
+}
+
 PointCloud PlacesOf(const std::vector<EdgePoint>& edges) {
   Eigen::MatrixXd places(3, static_cast<Eigen::Index>(edges.size()));
   for (std::size_t i = 0; i < edges.size(); ++i) {

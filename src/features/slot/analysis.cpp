@@ -35,9 +35,10 @@ shared::OutlineRules Slot::Rules() const {
       shared::ScanLayout::Crossing(2, static_cast<unsigned int>(ScanPassesPerArc), _point_signs,
                                    2 * std::int64_t{ScanPassesPerArc} - 1);
   const double reach = ClearanceZone + Length;
-  shared::OutlineRules rules =
-      RulesOf("Slot", layout,
-              {reach * 0.5, Width, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
+  shared::OutlineRules rules = RulesOf(
+      "Slot::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
+      "nominal rejection threshold!",
+      layout, {reach * 0.5, Width, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
   rules.fewest_edges = 1;
   return rules;
 }
@@ -90,10 +91,7 @@ bool Slot::MeasureTangent(const std::array<Circle, 2>& arcs) {
 
 bool Slot::RefitArcs(const shared::Outline& outline, std::array<Circle, 2>& arcs) {
   const VectorXYZW across = MeasuredNormal.cross(MeasuredTangent);
-  geometry::Plane surface = outline.plane;
-  if (surface.Normal().dot(_scan_origin - surface.Point()) < 0.0) {
-    surface.Normal(-surface.Normal());
-  }
+  const geometry::Plane surface = shared::Facing(outline.plane, _scan_origin);
   const shared::GrazedBorder border(_scan_cloud, surface, _scan_origin, PointSpacing);
   for (std::size_t i = 0; i < arcs.size(); ++i) {
     // With the nominal off along the slot, the first and the last line of an arc meet a straight
