@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <numeric>
 
 #include "features/shared/segments.h"
 
@@ -43,20 +44,18 @@ std::vector<std::vector<ScanLine>> SortIntoLines(const PointCloud& scan, const S
   };
   std::vector<std::vector<ScanLine>> lines(layout.sides());
   std::unordered_map<int, Place> known;
-  ScanLine* current = nullptr;
-  for (Eigen::Index i = 0; i + 1 < scan.cols(); ++i) {
-    const int segment = SegmentOf(scan, i);
-    if (current == nullptr || current->segment != segment) {
-      if (layout.EndsBefore(segment)) break;
-      const ScanMove move = layout.At(segment);
-      current = nullptr;
-      if (!move.line) continue;
-      const auto side = static_cast<std::size_t>(move.side);
-      const auto [place, is_new] = known.try_emplace(segment, Place{side, lines[side].size()});
-      if (is_new) lines[side].push_back({segment, move.sense, {}});
-      current = &lines[side][place->second.line];
-    }
-    current->columns.push_back(i);
+  for (const SegmentRun& run : RunsOf(scan)) {
+    const Eigen::Index end = std::min(run.end, scan.cols() - 1);
+    if (run.first == end || layout.EndsBefore(run.segment)) break;
+    const ScanMove move = layout.At(run.segment);
+    if (!move.line) continue;
+    const auto side = static_cast<std::size_t>(move.side);
+    const auto [place, is_new] = known.try_emplace(run.segment, Place{side, lines[side].size()});
+    if (is_new) lines[side].push_back({run.segment, move.sense, {}});
+    std::vector<Eigen::Index>& columns = lines[side][place->second.line].columns;
+    const std::size_t before = columns.size();
+    columns.resize(before + static_cast<std::size_t>(end - run.first));
+    std::iota(columns.begin() + static_cast<std::ptrdiff_t>(before), columns.end(), run.first);
   }
   for (std::vector<ScanLine>& side : lines) {
     for (ScanLine& line : side) {

@@ -1,5 +1,7 @@
 #include "features/shared/grazed_border.h"
 
+#include <limits>
+
 #include "features/shared/beam.h"
 #include "features/shared/segments.h"
 
@@ -26,20 +28,22 @@ constexpr double kOnWall = 0.25;
 GrazedBorder::GrazedBorder(const PointCloud& scan, const geometry::Plane& surface,
                            const PointXYZW& scan_origin, double point_spacing)
     : _scan(scan), _surface(surface), _scan_origin(scan_origin), _point_spacing(point_spacing) {
-  Eigen::Index first = 0;
-  for (Eigen::Index j = 1; j <= scan.cols(); ++j) {
-    const int segment = SegmentOf(scan, first);
-    if (j < scan.cols() && SegmentOf(scan, j) == segment) continue;
-    _lines.emplace(segment, Range(first, j));
-    first = j;
+  for (const SegmentRun& run : RunsOf(scan)) {
+    _lines.emplace(run.segment, Range(run.first, run.end));
   }
 }
 
 Eigen::Index GrazedBorder::NearestColumn(const PointXYZW& p, const Range& line) const {
-  Eigen::Index nearest = 0;
-  const auto points = _scan.data().topRows<3>().middleCols(line.first, line.second - line.first);
-  (points.colwise() - p.xyz()).colwise().squaredNorm().minCoeff(&nearest);
-  return line.first + nearest;
+  const Eigen::Vector3d from = p.xyz();
+  Eigen::Index nearest = line.first;
+  double least = std::numeric_limits<double>::infinity();
+  for (Eigen::Index j = line.first; j < line.second; ++j) {
+    const double squared = (_scan.col(j).head<3>() - from).squaredNorm();
+    if (!(squared < least)) continue;
+    least = squared;
+    nearest = j;
+  }
+  return nearest;
 }
 
 std::optional<PointXYZW> GrazedBorder::Beyond(const PointXYZW& edge, int segment,
