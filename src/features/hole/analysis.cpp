@@ -24,10 +24,13 @@ constexpr Eigen::Index kFewestEdges = 4;
 std::vector<PointCloud> FlattenedFromAbove(const std::vector<PointCloud>& inliers,
                                            const geometry::Plane& plane) {
   std::vector<PointCloud> planar = inliers;
+  const Eigen::Vector3d origin = plane.Point().xyz();
+  const Eigen::Vector3d normal = plane.Normal().xyz();
   for (PointCloud& cloud : planar) {
     for (Eigen::Index j = 0; j < cloud.cols(); ++j) {
-      const PointXYZW p = cloud.point(j);
-      if (plane.SignedDistanceTo(p) > 0.0) cloud.col(j).head<3>() = plane.Project(p).xyz();
+      auto p = cloud.col(j).head<3>();
+      const double height = (p - origin).dot(normal);
+      if (height > 0.0) p -= normal * height;
     }
   }
   return planar;
@@ -73,13 +76,15 @@ bool Hole::Analyze() {
 void Hole::CutIntoSegments() {
   const shared::ScanLayout layout = Layout();
   const double reach = 2.0 * _radius + _clearance_zone;
-  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
-  _columns = shared::CutIntoLines(_scan_cloud, [&](Eigen::Index column, int segment) {
-    if (!layout.At(segment).line) return false;
-    const bool near = (_scan_cloud.point(column) - _input_center_pt).norm() <= reach;
+  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
+  const Eigen::Vector3d center = _input_center_pt.xyz();
+  const auto is_near = [&](Eigen::Index column, int /*segment*/) {
+    const bool near = (_scan_cloud.col(column).head<3>() - center).norm() <= reach;
     fates.Set(column, near ? SampleFate::kDropped : SampleFate::kFar);
     return near;
-  });
+  };
+  _columns = shared::CutIntoLines(
+      _scan_cloud, [&](int segment) { return layout.At(segment).line; }, is_near);
   _segments.clear();
   for (const std::vector<Eigen::Index>& line : _columns) {
     _segments.push_back(shared::Columns(_scan_cloud, line));
@@ -92,7 +97,7 @@ void Hole::CutIntoSegments() {
 }
 
 void Hole::NoteSamples(const std::vector<PointCloud>& inliers) {
-  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
   for (std::size_t s = 0; s < inliers.size(); ++s) {
     fates.SetKept(_columns[s], _scan_cloud, inliers[s], SampleFate::kSurface);
   }
@@ -234,12 +239,15 @@ void Hole::TellSamplesAbove(const std::vector<PointCloud>& inliers,
   const double reach = _radius + _clearance_zone;
   Eigen::Index above = 0;
   Eigen::Index total = shared::ColumnsOf(inliers);
+  const Eigen::Vector3d center = _circle.Center().xyz();
+  const Eigen::Vector3d origin = _plane.Point().xyz();
+  const Eigen::Vector3d normal = _plane.Normal().xyz();
   for (const PointCloud& line : outliers) {
     for (Eigen::Index j = 0; j < line.cols(); ++j) {
-      const PointXYZW p = line.point(j);
-      if ((p - _circle.Center()).norm() > reach) continue;
+      const auto p = line.col(j).head<3>();
+      if ((p - center).norm() > reach) continue;
       ++total;
-      above += _plane.SignedDistanceTo(p) > height ? 1 : 0;
+      above += (p - origin).dot(normal) > height ? 1 : 0;
     }
   }
   const double share = static_cast<double>(above) / static_cast<double>(total);

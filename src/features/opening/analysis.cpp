@@ -57,7 +57,8 @@ bool Opening::FindOutline(const shared::OutlineRules& rules, const PointCloud& s
 void Opening::NoteLines(const shared::OutlineRules& rules, const PointCloud& scan,
                         const shared::Outline& outline) {
   Record().surface = shared::Facing(outline.plane, rules.scan_origin);
-  shared::SampleFates fates(GetRawData(), rules.surface.quality_threshold, Record().fates);
+  shared::SampleFates fates(GetRawData(), rules.surface.quality_threshold, scan.cols(),
+                            Record().fates);
   for (std::size_t side = 0; side < outline.lines.size(); ++side) {
     for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
       const shared::ScanLine& line = outline.lines[side][k];

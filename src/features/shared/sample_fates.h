@@ -11,64 +11,57 @@
 
 namespace libmfx::features::shared {
 
-/// The samples that a cloud of a threshold has columns of, in their order.
-inline std::vector<std::size_t> UsableSamples(
-    const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold) {
-  std::vector<std::size_t> usable;
-  usable.reserve(samples.size());
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    if (data_structures::IsUsable(samples[i], quality_threshold)) usable.push_back(i);
-  }
-  return usable;
-}
-
-/// Of some columns of a scan those that a stage kept, which are in the same order.
-/// \param scan, kept x, y, z in the first rows
-inline std::vector<Eigen::Index> KeptColumns(const std::vector<Eigen::Index>& columns,
-                                             const data_structures::PointCloud& scan,
-                                             const data_structures::PointCloud& kept) {
-  std::vector<Eigen::Index> found;
-  for (const Eigen::Index column : columns) {
-    const auto next = static_cast<Eigen::Index>(found.size());
-    if (next == kept.cols()) break;
-    if (kept.col(next).head<3>() == scan.col(column).head<3>()) found.push_back(column);
-  }
-  return found;
-}
-
 /// Puts fates of columns down for their samples.
 class SampleFates {
  public:
   /// Every usable sample begins as one between the lines, unless the fates are there already.
+  /// \param usable how many columns the scan has
   SampleFates(const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold,
-              std::vector<SampleFate>& fates)
-      : _fates(fates), _samples(UsableSamples(samples, quality_threshold)) {
-    if (_fates.size() == samples.size()) return;
-    _fates.assign(samples.size(), SampleFate::kUnusable);
-    SetAll(SampleFate::kBetween);
+              Eigen::Index usable, std::vector<SampleFate>& fates)
+      : _fates(fates) {
+    const bool all_usable = static_cast<std::size_t>(usable) == samples.size();
+    if (_fates.size() != samples.size()) {
+      _fates.assign(samples.size(), SampleFate::kBetween);
+      for (std::size_t i = 0; i < samples.size() && !all_usable; ++i) {
+        if (!IsUsable(samples[i], quality_threshold)) _fates[i] = SampleFate::kUnusable;
+      }
+    }
+    if (all_usable) return;
+    _samples.resize(samples.size());
+    std::size_t columns = 0;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      _samples[columns] = i;
+      columns += _fates[i] != SampleFate::kUnusable ? 1 : 0;
+    }
   }
 
-  /// Of every usable sample.
-  void SetAll(SampleFate fate) {
-    for (const std::size_t sample : _samples) _fates[sample] = fate;
-  }
-  /// A column that no sample of the pass stands behind is nobody's.
   void Set(Eigen::Index column, SampleFate fate) {
-    const auto index = static_cast<std::size_t>(column);
-    if (index < _samples.size()) _fates[_samples[index]] = fate;
+    const auto k = static_cast<std::size_t>(column);
+    const std::size_t sample = _samples.empty() ? k : _samples[k];
+    // A scan that was not made of the samples has no fates.
+    if (sample < _fates.size()) _fates[sample] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);
   }
-  /// Of those columns of a line that a stage kept.
+  /// Of the columns of a line those that a stage kept, which are in the same order.
+  /// \param scan, kept x, y, z in the first rows
   void SetKept(const std::vector<Eigen::Index>& columns, const data_structures::PointCloud& scan,
                const data_structures::PointCloud& kept, SampleFate fate) {
-    Set(KeptColumns(columns, scan, kept), fate);
+    const double* next = kept.data().data();
+    const double* const end = next + kept.data().size();
+    for (const Eigen::Index column : columns) {
+      if (next == end) return;
+      const double* const sample = &scan.data()(0, column);
+      if (next[0] != sample[0] || next[1] != sample[1] || next[2] != sample[2]) continue;
+      Set(column, fate);
+      next += kept.rows();
+    }
   }
 
  private:
   std::vector<SampleFate>& _fates;
-  std::vector<std::size_t> _samples;  ///< of each column
+  std::vector<std::size_t> _samples;  ///< of each column; empty where all samples are usable
 };
 
 }  // namespace libmfx::features::shared
