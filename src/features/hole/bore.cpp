@@ -33,11 +33,17 @@ Sample SampleAt(const PointCloud& line, Eigen::Index column, const Bore& bore) {
   return {column, DepthBelow(bore.surface, p), (bore.surface.Project(p) - bore.center).norm()};
 }
 
-bool LiesOnWall(const Sample& sample, const PointXYZW& p, const Bore& bore) {
+/// The sample of a column, if it lies on the wall.
+std::optional<Sample> SampleOnWall(const PointCloud& line, Eigen::Index column, const Bore& bore) {
+  const PointXYZW p = line.point(column);
+  const double depth = DepthBelow(bore.surface, p);
   const double top = bore.chamfer_depth > 0.0 ? bore.chamfer_depth + bore.point_spacing : 0.0;
-  if (sample.depth <= top || sample.depth > bore.chamfer_depth + bore.radius) return false;
-  if (std::abs(sample.distance - bore.radius) >= kReach * bore.point_spacing) return false;
-  return (PierceOf(p, bore.scan_origin, bore.surface) - bore.center).dot(bore.far_side) > 0.0;
+  if (depth <= top || depth > bore.chamfer_depth + bore.radius) return std::nullopt;
+  const Sample sample = SampleAt(line, column, bore);
+  if (std::abs(sample.distance - bore.radius) >= kReach * bore.point_spacing) return std::nullopt;
+  const VectorXYZW pierce = PierceOf(p, bore.scan_origin, bore.surface) - bore.center;
+  if (!(pierce.dot(bore.far_side) > 0.0)) return std::nullopt;
+  return sample;
 }
 
 /// The samples whose feet lie within a point spacing of the run's median: the corner of a floor
@@ -69,14 +75,12 @@ Run LongestRun(const PointCloud& line, const Bore& bore) {
   Run best;
   Run run;
   for (Eigen::Index j = 0; j <= line.cols(); ++j) {
-    if (j < line.cols()) {
-      const Sample sample = SampleAt(line, j, bore);
-      if (LiesOnWall(sample, line.point(j), bore)) {
-        run.push_back(sample);
-        continue;
-      }
+    const auto sample = j < line.cols() ? SampleOnWall(line, j, bore) : std::nullopt;
+    if (sample) {
+      run.push_back(*sample);
+      continue;
     }
-    if (run.size() > best.size()) best = run;
+    if (run.size() > best.size()) best.swap(run);
     run.clear();
   }
   return best;

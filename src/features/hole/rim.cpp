@@ -29,8 +29,9 @@ long long ExtremeColumn(bool nearest, const PointCloud& segment, const PointXYZW
                         Counts counts) {
   double best = nearest ? std::numeric_limits<double>::max() : std::numeric_limits<double>::min();
   long long index = -1;
+  const Eigen::Vector3d from = reference.xyz();
   for (long long j = 0; j < segment.cols(); ++j) {
-    const double distance = (segment.point(j) - reference).norm();
+    const double distance = (segment.col(j).head<3>() - from).norm();
     if (!(nearest ? distance < best : distance > best) || !counts(j)) continue;
     best = distance;
     index = j;
@@ -94,10 +95,11 @@ PointCloud Hole::FindEdges(std::vector<PointCloud>& segments, PointXYZW& referen
 int Hole::CountInside(const std::vector<PointCloud>& segments,
                       const geometry::Circle& circle) const {
   const double reach = _radius * _inside_radius_fraction;
+  const Eigen::Vector3d center = circle.Center().xyz();
   int inside = 0;
   for (const PointCloud& segment : segments) {
     for (Eigen::Index j = 0; j < segment.cols(); ++j) {
-      inside += (segment.point(j) - circle.Center()).norm() < reach;
+      inside += (segment.col(j).head<3>() - center).norm() < reach;
     }
   }
   return inside;
