@@ -1,9 +1,9 @@
 #include "features/shared/grazed_border.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "features/shared/beam.h"
-#include "features/shared/segments.h"
 
 namespace libmfx::features::shared {
 
@@ -27,17 +27,17 @@ constexpr double kOnWall = 0.25;
 
 GrazedBorder::GrazedBorder(const PointCloud& scan, const geometry::Plane& surface,
                            const PointXYZW& scan_origin, double point_spacing)
-    : _scan(scan), _surface(surface), _scan_origin(scan_origin), _point_spacing(point_spacing) {
-  for (const SegmentRun& run : RunsOf(scan)) {
-    _lines.emplace(run.segment, Range(run.first, run.end));
-  }
-}
+    : _scan(scan),
+      _surface(surface),
+      _scan_origin(scan_origin),
+      _point_spacing(point_spacing),
+      _runs(RunsOf(scan)) {}
 
-Eigen::Index GrazedBorder::NearestColumn(const PointXYZW& p, const Range& line) const {
+Eigen::Index GrazedBorder::NearestColumn(const PointXYZW& p, const SegmentRun& line) const {
   const Eigen::Vector3d from = p.xyz();
   Eigen::Index nearest = line.first;
   double least = std::numeric_limits<double>::infinity();
-  for (Eigen::Index j = line.first; j < line.second; ++j) {
+  for (Eigen::Index j = line.first; j < line.end; ++j) {
     const double squared = (_scan.col(j).head<3>() - from).squaredNorm();
     if (!(squared < least)) continue;
     least = squared;
@@ -48,12 +48,14 @@ Eigen::Index GrazedBorder::NearestColumn(const PointXYZW& p, const Range& line) 
 
 std::optional<PointXYZW> GrazedBorder::Beyond(const PointXYZW& edge, int segment,
                                               bool outwards) const {
-  const auto found = _lines.find(segment);
-  if (found == _lines.end()) return std::nullopt;
-  const Range& line = found->second;
+  const auto found = std::find_if(_runs.begin(), _runs.end(), [segment](const SegmentRun& run) {
+    return run.segment == segment;
+  });
+  if (found == _runs.end()) return std::nullopt;
+  const SegmentRun& line = *found;
   const Eigen::Index at = NearestColumn(edge, line);
   const Eigen::Index next = outwards ? at - 1 : at + 1;
-  if (next < line.first || next >= line.second) return std::nullopt;
+  if (next < line.first || next >= line.end) return std::nullopt;
   const PointXYZW last_pierce = PierceOf(_scan.point(at), _scan_origin, _surface);
   if ((last_pierce - edge).norm() > kOnWall * _point_spacing) return std::nullopt;
   if (DepthBelow(_surface, _scan.point(next)) < kDeep * _point_spacing) return std::nullopt;

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <map>
 #include <optional>
-#include <utility>
+#include <vector>
 
+#include "features/shared/segments.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/plane.h"
 
@@ -32,16 +32,13 @@ class GrazedBorder {
                                                    int segment, bool outwards) const;
 
  private:
-  /// The columns of a line, first and past the last.
-  using Range = std::pair<Eigen::Index, Eigen::Index>;
-
-  Eigen::Index NearestColumn(const data_structures::PointXYZW& p, const Range& line) const;
+  Eigen::Index NearestColumn(const data_structures::PointXYZW& p, const SegmentRun& line) const;
 
   const data_structures::PointCloud& _scan;
   const geometry::Plane& _surface;
   data_structures::PointXYZW _scan_origin;
   double _point_spacing;
-  std::map<int, Range> _lines;  ///< for each segment number its first unbroken run of columns
+  std::vector<SegmentRun> _runs;  ///< of a segment number the first one is its line
 };
 
 }  // namespace libmfx::features::shared
