@@ -34,24 +34,41 @@ SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, Plane& plane, Li
 
 namespace {
 
-/// Where a sample counts: what lies above the surface does at its foot.
-Eigen::Vector3d PlaceOf(const PointCloud& line, Eigen::Index column, const PointXYZW& plane_point,
-                        const Plane& plane) {
-  const Eigen::Vector3d p = line.col(column).head<3>();
-  const double height = (p - plane_point.xyz()).dot(plane.Normal().xyz());
-  return height > 0.0 ? plane.Project(PointXYZW(p)).xyz() : p;
-}
+/// Where samples count: what lies above the surface does at its foot.
+class Places {
+ public:
+  Places(const PointCloud& line, const PointXYZW& plane_point, const Plane& plane)
+      : _line(line),
+        _plane_point(plane_point.xyz()),
+        _origin(plane.Point().xyz()),
+        _normal(plane.Normal().xyz()) {}
+
+  Eigen::Vector3d operator()(Eigen::Index column) const {
+    const Eigen::Vector3d p = _line.col(column).head<3>();
+    const bool above = (p - _plane_point).dot(_normal) > 0.0;
+    // Noise decides which: without a branch.
+    const double height = above ? (p - _origin).dot(_normal) : 0.0;
+    return p - _normal * height;
+  }
+
+ private:
+  const PointCloud& _line;
+  Eigen::Vector3d _plane_point;
+  Eigen::Vector3d _origin;
+  Eigen::Vector3d _normal;
+};
 
 /// The column of a line that is its edge point, or -1.
 Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, const Plane& plane,
                         const PointXYZW& raised, const EdgeRules& rules) {
   const double radius = 3.0 * rules.point_spacing;
+  const Eigen::Vector3d from = raised.xyz();
   double best = std::numeric_limits<double>::max();
   const auto nearest = [&](auto place, auto counts) {
     Eigen::Index chosen = -1;
     best = std::numeric_limits<double>::max();
     for (Eigen::Index i = 0; i < line.cols(); ++i) {
-      const double distance = (place(i) - raised.xyz()).norm();
+      const double distance = (place(i) - from).norm();
       if (distance < best && counts(i)) {
         best = distance;
         chosen = i;
@@ -59,7 +76,7 @@ Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, co
     }
     return chosen;
   };
-  const auto place = [&](Eigen::Index i) { return PlaceOf(line, i, plane_point, plane); };
+  const Places place(line, plane_point, plane);
   // The nearest of all has its neighbours beside it, as a rule; only where it has not are the
   // others asked.
   Eigen::Index chosen = nearest(place, [](Eigen::Index) { return true; });
