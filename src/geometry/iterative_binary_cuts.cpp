@@ -4,6 +4,7 @@
 
 #include "halving_cuts.h"
 #include "libmfx/geometry/plane.h"
+#include "squared_limit.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -129,12 +130,14 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
     Joined joined = Join(bins);
     HalvingCuts& cuts = joined.cuts;
     const Eigen::MatrixXd& points = cuts.points().data();
+    const Eigen::Vector3d from = center.xyz();
+    const double too_near = SquareBelow(min_distance);
+    const double farthest = SquareWithin(max_distance);
     // The distance is that of the column that gets the weight, the quality the sample's own.
     cuts.WeighCandidates(
         [&](Index own, Index place) {
-          const double distance = (center.xyz() - points.col(place).head<3>()).norm();
-          return min_distance <= distance && distance <= max_distance &&
-                 min_quality < joined.qualities[own];
+          const double squared = (from - points.col(place).head<3>()).squaredNorm();
+          return too_near < squared && squared <= farthest && min_quality < joined.qualities[own];
         },
         first_sigma);
     if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;

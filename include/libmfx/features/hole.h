@@ -184,6 +184,9 @@ class LIBMFX_EXPORT Hole : public Feature {
 
  private:
   void NoteSamples(const std::vector<PointCloud>& inliers);
+  /// FindEdgesRawDist, which leaves its segments as they are.
+  PointCloud NearestEdges(const std::vector<PointCloud>& segments, const PointXYZW& reference,
+                          bool check_isolated, double isolation_radius);
 
   std::vector<std::vector<Eigen::Index>> _columns;  ///< of the scan, for each of `_segments`
 };

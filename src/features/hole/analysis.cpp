@@ -11,6 +11,7 @@
 #include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
 #include "features/shared/text.h"
+#include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
 #include "libmfx/geometry/line.h"
 
@@ -23,10 +24,12 @@ constexpr Eigen::Index kFewestEdges = 4;
 /// lies below stays, which keeps the drop into the hole.
 std::vector<PointCloud> FlattenedFromAbove(const std::vector<PointCloud>& inliers,
                                            const geometry::Plane& plane) {
-  std::vector<PointCloud> planar = inliers;
   const Eigen::Vector3d origin = plane.Point().xyz();
   const Eigen::Vector3d normal = plane.Normal().xyz();
-  for (PointCloud& cloud : planar) {
+  std::vector<PointCloud> planar;
+  planar.reserve(inliers.size());
+  for (const PointCloud& line : inliers) {
+    PointCloud& cloud = planar.emplace_back(line.data());
     for (Eigen::Index j = 0; j < cloud.cols(); ++j) {
       auto p = cloud.col(j).head<3>();
       const double height = (p - origin).dot(normal);
@@ -75,11 +78,11 @@ bool Hole::Analyze() {
 
 void Hole::CutIntoSegments() {
   const shared::ScanLayout layout = Layout();
-  const double reach = 2.0 * _radius + _clearance_zone;
+  const double reach = geometry::SquareWithin(2.0 * _radius + _clearance_zone);
   shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
   const Eigen::Vector3d center = _input_center_pt.xyz();
   const auto is_near = [&](Eigen::Index column, int /*segment*/) {
-    const bool near = (_scan_cloud.col(column).head<3>() - center).norm() <= reach;
+    const bool near = (_scan_cloud.col(column).head<3>() - center).squaredNorm() <= reach;
     fates.Set(column, near ? SampleFate::kDropped : SampleFate::kFar);
     return near;
   };
@@ -114,10 +117,9 @@ void Hole::NoteView() {
 }
 
 bool Hole::FitRim(const std::vector<PointCloud>& planar) {
-  std::vector<PointCloud> lines = planar;
   const auto edges_below = [&](const PointXYZW& center) {
     // From a point one radius above the surface the rim is nearer than the wall beneath it.
-    return FindEdgesRawDist(lines, center + _plane.Normal() * _radius, true, _isolation_radius);
+    return NearestEdges(planar, center + _plane.Normal() * _radius, true, _isolation_radius);
   };
   const PointCloud first = edges_below(_plane.Point());
   if (first.cols() < kFewestEdges) {
@@ -236,7 +238,7 @@ void Hole::TellSamplesAbove(const std::vector<PointCloud>& inliers,
   // then stands above it: 17 to 35 % of the samples in such runs, below 1 % in all others.
   constexpr double kMostAbove = 0.1;
   const double height = 3.0 * _point_spacing;
-  const double reach = _radius + _clearance_zone;
+  const double reach = geometry::SquareWithin(_radius + _clearance_zone);
   Eigen::Index above = 0;
   Eigen::Index total = shared::ColumnsOf(inliers);
   const Eigen::Vector3d center = _circle.Center().xyz();
@@ -245,7 +247,7 @@ void Hole::TellSamplesAbove(const std::vector<PointCloud>& inliers,
   for (const PointCloud& line : outliers) {
     for (Eigen::Index j = 0; j < line.cols(); ++j) {
       const auto p = line.col(j).head<3>();
-      if ((p - center).norm() > reach) continue;
+      if ((p - center).squaredNorm() > reach) continue;
       ++total;
       above += (p - origin).dot(normal) > height ? 1 : 0;
     }

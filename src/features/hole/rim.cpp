@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "features/shared/segments.h"
+#include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
@@ -79,6 +80,11 @@ PointCloud EdgeCloud(const std::vector<PointCloud>& segments, const geometry::Pl
 
 PointCloud Hole::FindEdgesRawDist(std::vector<PointCloud>& segments, const PointXYZW& reference,
                                   const bool& check_isolated, const double& isolation_radius) {
+  return NearestEdges(segments, reference, check_isolated, isolation_radius);
+}
+
+PointCloud Hole::NearestEdges(const std::vector<PointCloud>& segments, const PointXYZW& reference,
+                              bool check_isolated, double isolation_radius) {
   return EdgeCloud(segments, _plane, [&](const PointCloud& segment, PointXYZW& edge) {
     return FindEdgePointForSegment(true, segment, reference, check_isolated, edge,
                                    isolation_radius);
@@ -94,12 +100,12 @@ PointCloud Hole::FindEdges(std::vector<PointCloud>& segments, PointXYZW& referen
 
 int Hole::CountInside(const std::vector<PointCloud>& segments,
                       const geometry::Circle& circle) const {
-  const double reach = _radius * _inside_radius_fraction;
+  const double within = geometry::SquareBelow(_radius * _inside_radius_fraction);
   const Eigen::Vector3d center = circle.Center().xyz();
   int inside = 0;
   for (const PointCloud& segment : segments) {
     for (Eigen::Index j = 0; j < segment.cols(); ++j) {
-      inside += (segment.col(j).head<3>() - center).norm() < reach;
+      inside += (segment.col(j).head<3>() - center).squaredNorm() <= within;
     }
   }
   return inside;

@@ -5,6 +5,7 @@
 #include "features/shared/scan_layout.h"
 #include "features/shared/segments.h"
 #include "geometry/halving_cuts.h"
+#include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
@@ -62,10 +63,13 @@ bool Hole::FitRobustPlane(const PointXYZW& center, double min_distance, double m
                           std::vector<PointCloud>& inliers, std::vector<PointCloud>& outliers) {
   HalvingCuts cuts = Join(_segments, Layout());
   const Eigen::MatrixXd& points = cuts.points().data();
+  const Eigen::Vector3d from = center.xyz();
+  const double too_near = geometry::SquareBelow(min_distance);
+  const double farthest = geometry::SquareWithin(max_distance);
   cuts.WeighCandidates(
       [&](Eigen::Index own, Eigen::Index /*place*/) {
-        const double distance = (points.col(own).head<3>() - center.xyz()).norm();
-        return distance >= min_distance && distance <= max_distance;
+        const double squared = (points.col(own).head<3>() - from).squaredNorm();
+        return squared > too_near && squared <= farthest;
       },
       first_sigma);
   if (points.cols() == 0 || cuts.weights().sum() < 3.0) {
