@@ -51,9 +51,8 @@ void ExpectEmpty(const Stages& stages) {
 TEST(SampleFatesTest, AColumnIsAUsableSample) {
   const std::vector<RawDataPoint> samples = {
       {0, 0, 2, 10, 1}, {0, 0, 2, 50, 1}, {0, 0, kNan, 90, 1}, {0.1, 0, 2, 90, 1}};
-  EXPECT_EQ(shared::UsableSamples(samples, 50.0), (std::vector<std::size_t>{1, 3}));
   std::vector<SampleFate> told;
-  shared::SampleFates fates(samples, 50.0, told);
+  shared::SampleFates fates(samples, 50.0, 2, told);
   using enum SampleFate;
   EXPECT_EQ(told, (std::vector<SampleFate>{kUnusable, kBetween, kUnusable, kBetween}));
   fates.Set(1, kWall);

@@ -68,8 +68,10 @@ bool Edge::Analyze() {
 }
 
 bool Edge::MeasureOnLine() {
-  _scan_cloud = PointCloud(_raw_data, EMBEDDING_XYZ, _quality_threshold, true);
-  if (_scan_cloud.cols() == 0) return Fail("Edge::Analyze(): All scanned data was filtered!");
+  if (!TakeScan(EMBEDDING_XYZ, _quality_threshold, _scan_cloud,
+                "Edge::Analyze(): All scanned data was filtered!")) {
+    return false;
+  }
   if (!SelectLine()) return false;
   const PointCloud& line = _profile.selected;
   if (!smooth_sliding_window(line, SpanOf(line), _profile.smoothed)) return false;
@@ -101,7 +103,7 @@ bool Edge::SelectLine() {
   // Samples of the move to the start of the line carry its number, 0. They are no part of it,
   // unless nothing else is there.
   const bool has_line = (_scan_cloud.row(4).array() > 0.0).any();
-  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
   const auto lines = shared::CutIntoLines(_scan_cloud, [&](Index column, int segment) {
     if (segment <= 0 && has_line) return false;
     const PointXYZW foot = upright.Project(_scan_cloud.point(column));

@@ -77,10 +77,8 @@ bool PVI::DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed) {
 }
 
 bool PVI::Analyze() {
-  if (_has_error) return false;
-  _scan_data = PointCloud(_raw_data, EMBEDDING_AER, _quality_threshold, true);
-  if (_scan_data.cols() == 0) return Fail("All scanned data was filtered!");
-  shared::SampleFates fates(_raw_data, _quality_threshold, Record().fates);
+  if (!TakeScan(EMBEDDING_AER, _quality_threshold, _scan_data)) return false;
+  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_data.cols(), Record().fates);
   std::vector<Eigen::Index> removed;
   if (!DropOutliers(_scan_data, removed)) {
     return Fail("Outlier removal failed for lack of points!");

@@ -35,6 +35,12 @@ class SampleFates {
     }
   }
 
+  /// Of every usable sample.
+  void SetAll(SampleFate fate) {
+    for (SampleFate& each : _fates) {
+      if (each != SampleFate::kUnusable) each = fate;
+    }
+  }
   void Set(Eigen::Index column, SampleFate fate) {
     const auto k = static_cast<std::size_t>(column);
     const std::size_t sample = _samples.empty() ? k : _samples[k];
