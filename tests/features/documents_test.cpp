@@ -205,7 +205,7 @@ bool IsNamed(std::string cell, const std::string& name) {
   const bool all = cell.starts_with("all");
   if (all) cell.erase(0, cell.starts_with("all but ") ? 8 : 3);
   for (std::size_t i = cell.find(" and "); i != std::string::npos; i = cell.find(" and ")) {
-    cell.replace(i, 5, ", ");
+    cell = cell.substr(0, i) + ", " + cell.substr(i + 5);
   }
   const bool listed = (", " + cell + ",").find(", " + name + ",") != std::string::npos;
   return all ? !listed : listed;

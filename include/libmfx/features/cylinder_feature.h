@@ -82,7 +82,7 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   /// \param samples receives the number of the sample behind each point
   std::vector<Eigen::Vector3d> PointsOfGoodQuality(std::vector<std::size_t>& samples);
   /// \param samples behind the points, whose fates it puts down
-  std::string FitCylinder(const std::vector<Eigen::Vector3d>& points,
+  bool FitCylinder(const std::vector<Eigen::Vector3d>& points,
                           const std::vector<std::size_t>& samples);
   /// The doubt about a fit that left much of the wall out.
   void TellDroppedWall();

@@ -145,12 +145,16 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   bool FitAdvanced(FitState& fit);
   bool FitSimple(FitState& fit);
   bool FinishFit(FitState& fit);
+  /// Puts down into which parts the last filter dealt the samples out.
+  void RecordParts();
   /// Puts down what a filter made of the points of `samples`, all of which it got: those in `kept`
   /// are fitted, the others dropped. Both are in the order of the samples.
   void RecordKept(const PointCloud& all, const PointCloud& kept, std::vector<std::size_t>& samples);
 
   /// The samples behind the columns of the latest filtered cloud, or of the joined quadrants.
   std::vector<std::size_t> _passed;
+  std::vector<signed char> _quadrants;  ///< of each sample; -1: of none
+  std::vector<bool> _in_patch;          ///< of the samples of the quadrants, in their order
 };
 
 }  // namespace libmfx::features

@@ -35,8 +35,7 @@ bool CylinderFeature::Analyze() {
   std::vector<std::size_t> samples;
   const std::vector<Eigen::Vector3d> points = PointsOfGoodQuality(samples);
   if (points.empty()) return Fail("All scanned data was filtered!");
-  const std::string error = FitCylinder(points, samples);
-  if (!error.empty()) return Fail(error);
+  if (!FitCylinder(points, samples)) return false;
   const std::chrono::duration<double, std::milli> time =
       std::chrono::high_resolution_clock::now() - start;
   _logger[log::LOG_LEVEL_1] << "Cylinder fitting took " << shared::TextOf(time.count()) << " msec."
@@ -89,7 +88,7 @@ std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(
   return points;
 }
 
-std::string CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points,
+bool CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points,
                                          const std::vector<std::size_t>& samples) {
   ThreadedCylinderFitter::Cylinder nominal;
   nominal.point = _nominal_cylinder._center.xyz();
@@ -116,7 +115,7 @@ std::string CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& poi
     const bool faces = normal.dot(_scan_origin - point) >= 0.0;
     Record().surface.emplace(point, faces ? normal : -normal);
   }
-  return error;
+  return error.empty() || Fail(error);
 }
 
 }  // namespace libmfx::features

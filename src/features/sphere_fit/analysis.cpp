@@ -113,8 +113,11 @@ bool SphereFit::FitAdvanced(FitState& fit) {
   unsigned int spur = 0;
   PointCloud rejected;
   if (!FilterByDistanceFromAzElMedianSpur(_scan_data, _refined_aer, spurs, NominalRadius,
-                                          QualityThreshold) ||
-      !FindBestFitSpur(spurs, spur_center, spur_radius, fit.residuals, spur, NominalRadius) ||
+                                          QualityThreshold)) {
+    return false;
+  }
+  RecordParts();
+  if (!FindBestFitSpur(spurs, spur_center, spur_radius, fit.residuals, spur, NominalRadius) ||
       !CombineDataSets3(spurs, 4, fit.combined) ||
       !SamplingSphereFit(spurs[spur], NominalRadius, fit.center, fit.radius, fit.residuals,
                          FitTolerance) ||

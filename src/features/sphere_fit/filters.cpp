@@ -191,6 +191,7 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
   }
   std::vector<SampleFate>& fates = Record().fates;
   fates.clear();
+  fates.reserve(static_cast<std::size_t>(cloud.cols()));
   const auto passes = [&](const Sample& s) {
     const bool passed =
         s.finite && std::abs(s.place.range - center.range) <= distance && s.quality > quality;
@@ -198,11 +199,8 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
     return passed;
   };
   std::fill(spurs, spurs + kSpurs, PointCloud(MatrixXd::Zero(5, 1), {{EMBEDDING_AER, {0}}}));
-  const QuadrantOf quadrants = Quadrants(cloud, center, passes);
-  const std::vector<bool> patch =
-      FillSpurs(cloud, quadrants, NominalPoint, distance * kPatchShare, spurs);
-  Record().parts = PartsOf(quadrants, patch);
-  _passed = ByQuadrant(quadrants);
+  _quadrants = Quadrants(cloud, center, passes);
+  _in_patch = FillSpurs(cloud, _quadrants, NominalPoint, distance * kPatchShare, spurs);
 
   int bad_count = 0;
   for (int s = 0; s < kSpurs; ++s) {
@@ -219,6 +217,11 @@ bool SphereFit::FilterByDistanceFromAzElMedianSpur(const PointCloud& cloud, cons
   }
   _logger[log::LOG_LEVEL_1] << "FilterByDistanceFromAzElMedianSpur ended" << std::endl;
   return true;
+}
+
+void SphereFit::RecordParts() {
+  Record().parts = PartsOf(_quadrants, _in_patch);
+  _passed = ByQuadrant(_quadrants);
 }
 
 bool SphereFit::CombineDataSets3(const PointCloud* clouds, int count, PointCloud& out) {
