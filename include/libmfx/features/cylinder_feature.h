@@ -83,7 +83,7 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   std::vector<Eigen::Vector3d> PointsOfGoodQuality(std::vector<std::size_t>& samples);
   /// \param samples behind the points, whose fates it puts down
   bool FitCylinder(const std::vector<Eigen::Vector3d>& points,
-                          const std::vector<std::size_t>& samples);
+                   const std::vector<std::size_t>& samples);
   /// The doubt about a fit that left much of the wall out.
   void TellDroppedWall();
 

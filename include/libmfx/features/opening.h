@@ -40,10 +40,10 @@ class LIBMFX_EXPORT Opening : public Feature {
   ///   tells its edge points
   shared::OutlineRules RulesOf(const char* tilted, const shared::ScanLayout& layout,
                                const OutlineSizes& sizes) const;
-  /// Finds lines, surface and edge points in the scan, for a fit to rest on.
+  /// Takes the samples of the pass and finds lines, surface and edge points in them, for a fit to
+  /// rest on.
   /// \return false, with an error but for a surface that is none
-  bool FindOutline(const shared::OutlineRules& rules, const PointCloud& scan,
-                   shared::Outline& outline);
+  bool FindOutline(const shared::OutlineRules& rules, PointCloud& scan, shared::Outline& outline);
   /// What makes the result doubtful, once nothing speaks against it.
   /// \param straight whether the sides are, and the centre is their mean
   void TellDoubts(const shared::OutlineRules& rules, const shared::Outline& outline,

@@ -89,7 +89,7 @@ std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(
 }
 
 bool CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points,
-                                         const std::vector<std::size_t>& samples) {
+                                  const std::vector<std::size_t>& samples) {
   ThreadedCylinderFitter::Cylinder nominal;
   nominal.point = _nominal_cylinder._center.xyz();
   nominal.axis = _nominal_cylinder._axis.xyz();

@@ -49,19 +49,21 @@ shared::SearchNominal CylinderFeature::SearchTable(const CylinderKind& kind) {
   const auto reach = shared::NumberOf(+[](const CylinderFeature& c) {
     return 2.0 * c._nominal_cylinder._radius * c._search_radius_multiplier;
   });
-  return {.center = &Parts::Center,
-          .normal = &Parts::Axis,
-          .quality_threshold = &CylinderFeature::_quality_threshold,
-          .scan_origin = &CylinderFeature::_scan_origin,
-          .spiral = reach,
-          .reach = reach,
-          .opening = shared::NumberOf(
-              +[](const CylinderFeature& c) { return 2.0 * c._nominal_cylinder._radius; }),
-          .words = {.original_center = "Original _nominal_cylinder._center: ",
-                    .original_normal = "Original _nominal_cylinder._axis: ",
-                    .updated_center = "Updated _nominal_cylinder._center: ",
-                    .updated_normal = "Updated _nominal_cylinder._axis: "},
-          .points_away = kind.axis_points_away};
+  const auto opening =
+      shared::NumberOf(+[](const CylinderFeature& c) { return 2.0 * c._nominal_cylinder._radius; });
+  const shared::SearchWords words{.original_center = "Original _nominal_cylinder._center: ",
+                                  .original_normal = "Original _nominal_cylinder._axis: ",
+                                  .updated_center = "Updated _nominal_cylinder._center: ",
+                                  .updated_normal = "Updated _nominal_cylinder._axis: "};
+  return {&Parts::Center,
+          &Parts::Axis,
+          &CylinderFeature::_quality_threshold,
+          &CylinderFeature::_scan_origin,
+          reach,
+          reach,
+          opening,
+          words,
+          kind.axis_points_away};
 }
 
 }  // namespace libmfx::features

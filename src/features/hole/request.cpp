@@ -67,14 +67,15 @@ shared::SearchNominal Hole::SearchTable() {
   const auto reach = shared::NumberOf(+[](const Hole& hole) {
     return 2.0 * hole._nominal_radius * hole._search_radius_multiplier;
   });
-  return {
-      .center = &Hole::_input_center_pt,
-      .normal = &Hole::_input_normal,
-      .quality_threshold = &Hole::_quality_threshold,
-      .scan_origin = &Hole::_scan_origin,
-      .spiral = reach,
-      .reach = reach,
-      .opening = shared::NumberOf(+[](const Hole& hole) { return 2.0 * hole._nominal_radius; })};
+  const auto opening =
+      shared::NumberOf(+[](const Hole& hole) { return 2.0 * hole._nominal_radius; });
+  return {&Hole::_input_center_pt,
+          &Hole::_input_normal,
+          &Hole::_quality_threshold,
+          &Hole::_scan_origin,
+          reach,
+          reach,
+          opening};
 }
 
 const shared::FeatureClass& Hole::Class() const {

@@ -1,5 +1,7 @@
 #include "libmfx/features/opening.h"
 
+#include <string>
+
 #include "features/shared/border_doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/feature_class.h"
@@ -25,8 +27,11 @@ shared::OutlineRules Opening::RulesOf(const char* tilted, const shared::ScanLayo
           .clearance = sizes.clearance};
 }
 
-bool Opening::FindOutline(const shared::OutlineRules& rules, const PointCloud& scan,
+bool Opening::FindOutline(const shared::OutlineRules& rules, PointCloud& scan,
                           shared::Outline& outline) {
+  if (!TakeScan(EMBEDDING_XYZ, rules.surface.quality_threshold, scan)) return false;
+  const std::string refusal = rules.checks_plan ? RefusePlan() : std::string();
+  if (!refusal.empty()) return Fail(refusal);
   outline.lines = shared::SortIntoLines(scan, rules.layout);
   const shared::SurfaceFit surface = shared::FitSurface(
       shared::SamplesOf(scan, outline.lines), rules.surface, outline.plane, outline.surface);

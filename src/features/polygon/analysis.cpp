@@ -10,11 +10,13 @@ using data_structures::Distance;
 
 shared::OutlineRules Polygon::Rules() const {
   const double reach = ClearanceZone + _input_radius;
-  return RulesOf(
+  shared::OutlineRules rules = RulesOf(
       "Polygon::Analyze(): The normal vector of the scan data fit plane exceeds the angle to "
       "nominal rejection threshold!",
       shared::ScanLayout::Crossing(Sides, ScansPerSide, _point_signs),
       {reach, _input_radius, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
+  rules.checks_plan = true;
+  return rules;
 }
 
 PointCloud Polygon::edge_points_from_bins(const std::vector<PointCloud>& bins,
@@ -24,9 +26,6 @@ PointCloud Polygon::edge_points_from_bins(const std::vector<PointCloud>& bins,
 }
 
 bool Polygon::Analyze() {
-  if (!TakeScan(EMBEDDING_XYZ, QualityThreshold, _scan_cloud)) return false;
-  const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return Fail(refusal);
   const shared::OutlineRules rules = Rules();
   shared::Outline outline;
   if (!FindOutline(rules, _scan_cloud, outline)) return false;

@@ -21,7 +21,6 @@ PointCloud Rectangle::edge_points_from_bins(const std::vector<PointCloud>& bins,
 }
 
 bool Rectangle::Analyze() {
-  if (!TakeScan(EMBEDDING_XYZ, QualityThreshold, _scan_cloud)) return false;
   const shared::OutlineRules rules = Rules();
   shared::Outline outline;
   if (!FindOutline(rules, _scan_cloud, outline)) return false;

@@ -39,14 +39,16 @@ shared::SearchNominal Rectangle::SearchTable() {
   const auto reach = shared::NumberOf(+[](const Rectangle& rectangle) {
     return rectangle.NominalLength * rectangle._search_radius_multiplier;
   });
-  return {.center = &Rectangle::NominalPoint,
-          .normal = &Rectangle::NominalNormal,
-          .quality_threshold = &Rectangle::QualityThreshold,
-          .scan_origin = &Rectangle::_scan_origin,
-          .spiral = reach,
-          .reach = reach,
-          .opening = shared::NumberOf(+[](const Rectangle& r) { return r.NominalWidth; }),
-          .words = shared::kOpeningSearchWords};
+  const auto opening =
+      shared::NumberOf(+[](const Rectangle& rectangle) { return rectangle.NominalWidth; });
+  return {&Rectangle::NominalPoint,
+          &Rectangle::NominalNormal,
+          &Rectangle::QualityThreshold,
+          &Rectangle::_scan_origin,
+          reach,
+          reach,
+          opening,
+          shared::kOpeningSearchWords};
 }
 
 const shared::FeatureClass& Rectangle::Class() const {

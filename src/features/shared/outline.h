@@ -17,6 +17,7 @@ struct OutlineRules {
   data_structures::PointXYZW scan_origin;
   double clearance;
   std::size_t fewest_edges = 2;  ///< of one side
+  bool checks_plan = false;      ///< settings that no plan can be made of are refused here too
 };
 
 /// The point of the outline that a scan line shows.

@@ -11,17 +11,21 @@
 namespace libmfx::features::shared {
 namespace {
 
-/// Reads one value by its rule.
+/// Reads one value by its rule, or as a direction.
 /// \returns false if it is refused
 struct ReadValue {
   const Value& object;
   std::string_view key;
   Rule rule;
+  bool unit;         ///< made unit
+  bool refuse_zero;  ///< a direction that is none
 
   template <typename T>
   bool operator()(T& target) const {
-    if constexpr (std::is_arithmetic_v<T>) return ReadNumber(target);
-    if constexpr (requires { object.Read(key, target); }) {
+    if constexpr (std::is_arithmetic_v<T>) {
+      return ReadNumber(target);
+    } else if constexpr (requires { object.Read(key, target); }) {
+      if (unit) return ReadUnit(target);
       if (!object.Read(key, target) && rule == Rule::kValue) target = T();
     }
     return true;
@@ -43,18 +47,10 @@ struct ReadValue {
     if (rule == Rule::kGivenPositive && !given) return false;
     return (rule != Rule::kGivenPositive && rule != Rule::kPositive) || target > T();
   }
-};
-
-/// Reads a direction and makes it unit.
-/// \returns false if it is refused
-struct ReadUnit {
-  const Value& object;
-  std::string_view key;
-  bool refuse_zero;
 
   template <typename T>
-  bool operator()(T& target) const {
-    if constexpr (std::is_same_v<T, VectorXYZW> || std::is_same_v<T, PointXYZW>) {
+  bool ReadUnit(T& target) const {
+    if constexpr (!std::is_same_v<T, std::string>) {
       VectorXYZW direction;
       object.Read(key, direction);
       if (refuse_zero && direction.isZero(kZeroDirection)) return false;
@@ -119,8 +115,8 @@ std::string RequestKeys::Read(const std::string& json, Feature& feature) const {
     bool sound = std::all_of(row.needed.begin(), row.needed.end(),
                              [&](std::string_view key) { return object.Has(key); });
     for (const RequestKey& read : row.read) {
-      sound = row.unit ? read.member.In(feature, ReadUnit{object, row.key, !row.refusal.empty()})
-                       : read.member.In(feature, ReadValue{object, row.key, read.rule});
+      sound = read.member.In(feature,
+                             ReadValue{object, row.key, read.rule, row.unit, !row.refusal.empty()});
     }
     if (!sound) return std::string(row.refusal);
   }

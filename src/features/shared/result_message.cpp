@@ -13,7 +13,6 @@ namespace {
 
 using data_structures::PointCloud;
 using data_structures::PointXYZW;
-using data_structures::RawDataPoint;
 using data_structures::VectorXYZW;
 
 void AppendInteger(std::string& text, std::int64_t value) {
@@ -129,13 +128,14 @@ ResultMessage& ResultMessage::AddScanData(std::string_view format, const PointCl
   return *this;
 }
 
-ResultMessage& ResultMessage::AddScanData(const std::vector<RawDataPoint>& samples) {
+ResultMessage& ResultMessage::AddScanData(
+    const std::vector<data_structures::RawDataPoint>& samples) {
   Key("ScanData");
   ResultMessage data;
   data.Add("$type", "ScanData").Add("DataFormat", "LR_AER").Key("Data");
   data._text += '[';
   data._text.reserve(samples.size() * 64);
-  for (const RawDataPoint& sample : samples) {
+  for (const auto& sample : samples) {
     const double values[] = {sample.azimuth, sample.elevation, sample.range, sample.quality};
     AppendRow(data._text, values, sample.status);
   }

@@ -40,6 +40,7 @@ shared::OutlineRules Slot::Rules() const {
       "nominal rejection threshold!",
       layout, {reach * 0.5, Width, 2.0 * reach, ClearanceZone, PointSpacing, _normal_reject_angle});
   rules.fewest_edges = 1;
+  rules.checks_plan = true;
   return rules;
 }
 
@@ -49,9 +50,6 @@ PointCloud Slot::edge_points_from_bins(const std::vector<PointCloud>& bins,
 }
 
 bool Slot::Analyze() {
-  if (!TakeScan(EMBEDDING_XYZ, QualityThreshold, _scan_cloud)) return false;
-  const std::string refusal = RefusePlan();
-  if (!refusal.empty()) return Fail(refusal);
   const shared::OutlineRules rules = Rules();
   shared::Outline outline;
   if (!FindOutline(rules, _scan_cloud, outline)) return false;

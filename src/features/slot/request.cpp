@@ -39,14 +39,15 @@ shared::Settings Slot::SettingsTable() {
 shared::SearchNominal Slot::SearchTable() {
   const auto reach = shared::NumberOf(
       +[](const Slot& slot) { return slot.Length * slot._search_radius_multiplier; });
-  return {.center = &Slot::NominalPoint,
-          .normal = &Slot::NominalNormal,
-          .quality_threshold = &Slot::QualityThreshold,
-          .scan_origin = &Slot::_scan_origin,
-          .spiral = reach,
-          .reach = reach,
-          .opening = shared::NumberOf(+[](const Slot& slot) { return slot.Width; }),
-          .words = shared::kOpeningSearchWords};
+  const auto opening = shared::NumberOf(+[](const Slot& slot) { return slot.Width; });
+  return {&Slot::NominalPoint,
+          &Slot::NominalNormal,
+          &Slot::QualityThreshold,
+          &Slot::_scan_origin,
+          reach,
+          reach,
+          opening,
+          shared::kOpeningSearchWords};
 }
 
 const shared::FeatureClass& Slot::Class() const {
