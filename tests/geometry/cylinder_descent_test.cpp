@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "geometry/cylinder/damped_descent.h"
@@ -11,10 +12,9 @@ namespace libmfx::geometry::cylinder {
 namespace {
 
 /// One parameter x, one residual r(x), and a constant cost beside it.
-template <typename Residual, typename Slope>
 struct Curve {
-  Residual residual;
-  Slope slope;
+  std::function<double(double)> residual;
+  std::function<double(double)> slope;
   double x;
   double least = 0.0;
   double tried = 0.0;
