@@ -135,6 +135,7 @@ PointCloud PlacesOf(const std::vector<EdgePoint>& edges) {
 
 std::vector<PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides) {
   std::vector<PointCloud> places;
+  places.reserve(sides.size());
   for (const std::vector<EdgePoint>& side : sides) places.push_back(PlacesOf(side));
   return places;
 }
