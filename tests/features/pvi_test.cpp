@@ -411,5 +411,14 @@ TEST(Pvi, ASurfaceAlongTheLineOfSightIsRefused) {
   EXPECT_NE(pvi.GetError(), "");
 }
 
+TEST(PviRequest, TellsTheDistanceThresholdOfARequestAndNothingOfAnyOtherText) {
+  testing::internal::CaptureStdout();
+  PVI nothing("{");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  testing::internal::CaptureStdout();
+  PVI refused(R"({"DistanceThreshold":0.5,"Feature":{}})");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "DistanceThreshold: 0.5\n");
+}
+
 }  // namespace
 }  // namespace libmfx::features

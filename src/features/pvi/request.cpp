@@ -1,6 +1,7 @@
 #include <ostream>
 
 #include "features/shared/feature_class.h"
+#include "features/shared/request.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/pvi.h"
 
@@ -10,7 +11,10 @@ PVI::PVI() { _high_speed_allowed = false; }
 
 PVI::PVI(std::string json) : PVI() {
   ReadRequest(json);
-  shared::Trace() << "DistanceThreshold: " << _distance_threshold << std::endl;
+  // A text that is no request has told nothing.
+  if (_nominals_valid || shared::Request(json).ok()) {
+    shared::Trace() << "DistanceThreshold: " << _distance_threshold << std::endl;
+  }
 }
 
 shared::RequestKeys PVI::RequestTable() {
