@@ -23,8 +23,9 @@ inline double SquareWithin(double limit) {
   return square;
 }
 
-/// The same for roots that are less than `limit`.
+/// The same for roots that are less than `limit`; NaN for NaN, which is neither above nor below.
 inline double SquareBelow(double limit) {
+  if (std::isnan(limit)) return limit;
   return SquareWithin(std::nextafter(limit, -std::numeric_limits<double>::infinity()));
 }
 
