@@ -8,7 +8,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "kept_settings.h"
+#include "host/kept_settings.h"
 #include "measuring.h"
 #include "random_cases.h"
 #include "sim/scenario.h"

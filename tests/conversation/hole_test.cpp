@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-#include "kept_settings.h"
+#include "host/kept_settings.h"
 #include "measuring.h"
 #include "random_cases.h"
 #include "sim/rng.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "converse.h"
-#include "scene_driver.h"
+#include "host/scene_driver.h"
 
 /// \file
 /// What the measurements with the virtual instrument share.

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "errors.h"
+#include "host/errors.h"
 #include "measuring.h"
 #include "random_cases.h"
 #include "sim/rng.h"

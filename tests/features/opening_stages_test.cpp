@@ -10,7 +10,7 @@
 
 #include "converse.h"
 #include "libmfx/features/feature.h"
-#include "scene_driver.h"
+#include "host/scene_driver.h"
 #include "sim/scenario.h"
 
 namespace libmfx::features {

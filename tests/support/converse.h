@@ -1,6 +1,6 @@
 #pragma once
 
-#include "conversation.h"
+#include "host/conversation.h"
 
 namespace libmfx::test {
 

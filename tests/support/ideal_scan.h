@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "driver.h"
+#include "host/driver.h"
 #include "sim/path_walk.h"
 
 namespace libmfx::test {

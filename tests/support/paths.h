@@ -3,7 +3,7 @@
 #include <queue>
 #include <vector>
 
-#include "conversation.h"
+#include "host/conversation.h"
 
 namespace libmfx::test {
 

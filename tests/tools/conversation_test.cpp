@@ -1,14 +1,14 @@
 // The conversation with a feature of the test's own, which asks for what the test wants asked.
 
-#include "conversation.h"
+#include "host/conversation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <deque>
 
-#include "errors.h"
-#include "kept_settings.h"
+#include "host/errors.h"
+#include "host/kept_settings.h"
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/win32_support/exports.h"
 

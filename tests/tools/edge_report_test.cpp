@@ -3,11 +3,11 @@
 #include <memory>
 #include <regex>
 
-#include "conversation.h"
+#include "host/conversation.h"
 #include "examples.h"
-#include "recording.h"
+#include "host/recording.h"
 #include "report/report.h"
-#include "scene_driver.h"
+#include "host/scene_driver.h"
 
 namespace mfx_test {
 namespace {

@@ -1,6 +1,6 @@
 // The lines that go to an instrument and come back.
 
-#include "wire.h"
+#include "host/wire.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "errors.h"
+#include "host/errors.h"
 
 namespace {
 

@@ -1,11 +1,20 @@
+#include <memory>
 #include <string>
 
-#include "batch.h"
-#include "commands.h"
-#include "files.h"
+#include "host/batch.h"
+#include "host/files.h"
+#include "options.h"
 #include "progress.h"
 
 namespace libmfx::host {
+namespace {
+
+struct BatchCall {
+  std::string jobs;  ///< file with a job a line, "-" for standard input
+  bool show_library_lines = false;
+  bool strict = false;  ///< the answer of a doubtful success says so
+  ConversationOptions options;
+};
 
 int RunBatch(const BatchCall& call, Console& console) {
   console.ShowLibraryLines(call.show_library_lines);
@@ -24,6 +33,23 @@ int RunBatch(const BatchCall& call, Console& console) {
     progress.Show(lines.taken(), lines.total(), jobs, errors);
   }
   return kMeasured;
+}
+
+}  // namespace
+
+void AddBatch(CLI::App& program, Execute& execute) {
+  const auto call = std::make_shared<BatchCall>();
+  CLI::App& command = *program.add_subcommand("batch", "Carry out one job a line, answer each");
+  command.add_option("JOBS", call->jobs, "File with jobs, - for standard input")->required();
+  AddSearch(command, call->options);
+  AddPasses(command, [call](int passes) { call->options.max_passes = passes; });
+  AddScanData(command, [call](ScanData form) { call->options.scan_data = form; });
+  command.add_flag("--strict", call->strict,
+                   "Mark the answer of a success with warnings as doubtful");
+  command.add_flag("--log", call->show_library_lines, "Show the library's log lines and traces");
+  command.callback([&execute, call] {
+    execute = [call](Console& console) { return RunBatch(*call, console); };
+  });
 }
 
 }  // namespace libmfx::host

@@ -8,8 +8,9 @@
 #include <iostream>
 #include <streambuf>
 
-#include "errors.h"
-#include "interrupts.h"
+#include "host/errors.h"
+#include "host/interrupts.h"
+#include "host/utf8.h"
 #include "libmfx/win32_support/exports.h"
 
 namespace libmfx::host {
@@ -136,42 +137,6 @@ void Console::Note(const std::string& text) {
 void Console::ShowLibraryLines(bool show) {
   _traces->Show(show);
   RegisterLogCallbackFunction(show ? OnLogLine : nullptr);
-}
-
-std::string Utf8Of(const wchar_t* text) {
-  std::string out;
-  const auto append = [&out](char32_t c) {
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | c >> 6);
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | c >> 12);
-      out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | c >> 18);
-      out += static_cast<char>(0x80 | (c >> 12 & 0x3F));
-      out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  };
-  const auto unit = [](wchar_t c) { return static_cast<char32_t>(c); };
-  for (; *text != 0; ++text) {
-    const char32_t c = unit(*text);
-    const bool high = c >= 0xD800 && c < 0xDC00;
-    const bool low_follows = unit(text[1]) >= 0xDC00 && unit(text[1]) < 0xE000;
-    if (high && low_follows) {
-      append(0x10000 + ((c - 0xD800) << 10) + (unit(text[1]) - 0xDC00));
-      ++text;
-    } else if (c >= 0xD800 && c < 0xE000) {
-      append(0xFFFD);
-    } else {
-      append(c);
-    }
-  }
-  return out;
 }
 
 }  // namespace libmfx::host

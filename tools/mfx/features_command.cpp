@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <memory>
 #include <nlohmann/json.hpp>
 
-#include "commands.h"
+#include "host/utf8.h"
 #include "libmfx/win32_support/exports.h"
+#include "options.h"
 
 namespace libmfx::host {
 namespace {
@@ -79,12 +81,10 @@ std::string Listed(const ordered_json& type) {
   return text;
 }
 
-}  // namespace
-
-int RunFeatures(const FeaturesCall& call, Console& console) {
+int RunFeatures(bool as_json, Console& console) {
   ordered_json types = ordered_json::array();
   for (const auto& descriptor : *GetFeatureDescriptors()) types.push_back(Described(*descriptor));
-  if (call.json) {
+  if (as_json) {
     console.Result(types.dump());
     return kMeasured;
   }
@@ -92,6 +92,17 @@ int RunFeatures(const FeaturesCall& call, Console& console) {
   for (const ordered_json& type : types) text += (text.empty() ? "" : "\n\n") + Listed(type);
   console.Result(text);
   return kMeasured;
+}
+
+}  // namespace
+
+void AddFeatures(CLI::App& program, Execute& execute) {
+  const auto as_json = std::make_shared<bool>(false);
+  CLI::App& command = *program.add_subcommand("features", "List the feature types and settings");
+  command.add_flag("--json", *as_json, "As one line of JSON");
+  command.callback([&execute, as_json] {
+    execute = [as_json](Console& console) { return RunFeatures(*as_json, console); };
+  });
 }
 
 }  // namespace libmfx::host

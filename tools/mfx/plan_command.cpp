@@ -1,13 +1,17 @@
 #include <memory>
 
-#include "commands.h"
-#include "errors.h"
-#include "files.h"
-#include "kept_settings.h"
-#include "numbers.h"
+#include "host/files.h"
+#include "host/kept_settings.h"
+#include "options.h"
 
 namespace libmfx::host {
 namespace {
+
+struct PlanCall {
+  std::string request;
+  bool csv = false;
+  bool search = false;
+};
 
 std::string Csv(const std::vector<Position>& points) {
   std::string text = "azimuth,elevation,range,point_spacing";
@@ -22,8 +26,6 @@ std::string Csv(const std::vector<Position>& points) {
   return text;
 }
 
-}  // namespace
-
 int RunPlan(const PlanCall& call, Console& console) {
   const std::string request = ReadText(call.request, "request");
   const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
@@ -37,6 +39,22 @@ int RunPlan(const PlanCall& call, Console& console) {
   if (!points.empty()) return kMeasured;
   console.Note("nothing to drive: " + WhyNothingToDrive(*feature));
   return kNotMeasured;
+}
+
+}  // namespace
+
+void AddPlan(CLI::App& program, Execute& execute) {
+  const auto call = std::make_shared<PlanCall>();
+  CLI::App& command = *program.add_subcommand("plan", "Print the drive points, drive nothing");
+  AddRequest(command, call->request);
+  command
+      .add_option_function<std::string>(
+          "--format", [call](const std::string& format) { call->csv = format == "csv"; },
+          "json (default) or csv")
+      ->check(CLI::IsMember({"json", "csv"}));
+  command.add_flag("--search", call->search, "The search pattern instead of the feature's");
+  command.callback(
+      [&execute, call] { execute = [call](Console& console) { return RunPlan(*call, console); }; });
 }
 
 }  // namespace libmfx::host

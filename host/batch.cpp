@@ -1,0 +1,119 @@
+#include "host/batch.h"
+
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/json_text.h"
+#include "libmfx/features/request_text.h"
+#include "host/recording.h"
+#include "host/scene_driver.h"
+#include "sim/rng.h"
+#include "sim/scene.h"
+
+namespace libmfx::host {
+namespace {
+
+using nlohmann::json;
+
+/// \throws CallError
+json ParseJob(const std::string& line) {
+  const auto strict = [&line](int nesting) {
+    return features::StrictJson(line, nesting, features::SURROUNDINGS_BLANK);
+  };
+  const CallError not_json("the job is not JSON: " + Excerpt(line));
+  const std::optional<std::string> text = strict(kLineNesting);
+  if (!text) {
+    if (strict(std::numeric_limits<int>::max())) throw CallError("the job nests too deep");
+    if (json::accept(line)) throw CallError("the job is no object: " + Excerpt(line));
+    throw not_json;
+  }
+  json job = json::parse(*text);
+  // A request is mended where it has to be. An id has to come back as it was sent.
+  const bool replaced = Dump(job.value("id", json())).find("\uFFFD") != std::string::npos;
+  if (replaced && !json::accept(line)) throw not_json;
+  return job;
+}
+
+std::optional<std::uint64_t> SeedOfJob(const json& job) {
+  if (job.contains("seed")) {
+    if (!job["seed"].is_number_unsigned()) {
+      throw CallError("\"seed\" is no whole number from 0 on: " + Excerpt(Dump(job["seed"])));
+    }
+    return job["seed"].get<std::uint64_t>();
+  }
+  if (job.contains("id")) return sim::DeriveSeed(0, Dump(job["id"]));
+  return std::nullopt;
+}
+
+Conversation MeasureJob(const json& job, const ConversationOptions& options) {
+  if (!job.contains("request")) throw CallError("the job has no \"request\"");
+  if (!job.contains("scene")) throw CallError("the job has no \"scene\"");
+  const std::optional<std::uint64_t> seed = SeedOfJob(job);
+  try {
+    SceneDriver driver(sim::Scene::FromJson(job["scene"]), seed);
+    return Measure(Dump(job["request"]), driver, options);
+  } catch (const sim::SceneError& error) {
+    throw CallError(std::string("scene: ") + error.what());
+  }
+}
+
+Conversation ReplayJob(const json& job) {
+  const json& file = job["recording"];
+  if (!file.is_string()) throw CallError("\"recording\" is no file name");
+  if (job.contains("request") || job.contains("scene")) {
+    throw CallError("the job has both a \"recording\" and a \"request\" or \"scene\"");
+  }
+  if (file == "-") throw CallError("\"recording\" cannot be standard input in a batch");
+  const Recording recording = ReadRecording(file.get<std::string>());
+  ReplayDriver driver(recording);
+  return Measure(recording.request, driver, recording.options);
+}
+
+/// The members of an answer beside its id, and whether they tell an error.
+using Outcome = std::pair<std::string, bool>;
+
+Outcome Error(const std::string& text) { return {"\"error\":" + Dump(json(OneLine(text))), true}; }
+
+/// What `carry` returns, or the error that it throws; nothing that a job can do ends the batch.
+template <typename Carry>
+Outcome Guarded(Carry carry) {
+  try {
+    return {carry(), false};
+  } catch (const CallError& error) {
+    return Error(error.what());
+  } catch (const std::bad_alloc&) {
+    return Error("out of memory");
+  } catch (const std::exception& error) {
+    return Error(std::string("internal error: ") + error.what());
+  } catch (const std::string& error) {
+    return Error("internal error: " + error);
+  }
+}
+
+JobAnswer Framed(const std::string& id, const Outcome& outcome) {
+  return {"{\"id\":" + id + "," + outcome.first + "}", outcome.second};
+}
+
+}  // namespace
+
+JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options, bool strict) {
+  std::string id = "null";
+  return Framed(id, Guarded([&] {
+                  const json job = ParseJob(line);
+                  if (job.contains("id")) id = Dump(job["id"]);
+                  const Conversation held =
+                      job.contains("recording") ? ReplayJob(job) : MeasureJob(job, options);
+                  const bool doubtful = strict && held.IsDoubtful();
+                  return "\"result\":" + held.result + (doubtful ? ",\"doubtful\":true" : "");
+                }));
+}
+
+JobAnswer RefuseJob(const std::string& why) { return Framed("null", Error(why)); }
+
+}  // namespace libmfx::host

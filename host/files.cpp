@@ -1,0 +1,172 @@
+#include "host/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "host/errors.h"
+#include "host/interrupts.h"
+
+namespace libmfx::host {
+namespace {
+
+constexpr std::size_t kChunk = std::size_t{1} << 16;
+
+std::string Reason() { return strerror(errno); }
+
+std::string Named(const std::string& what, const std::string& path) {
+  return what + " " + (path == "-" ? "on standard input" : OneLine(path));
+}
+
+/// A descriptor to read from; 0 is standard input itself.
+int OpenToRead(const std::string& path, const std::string& what) {
+  if (path == "-") return STDIN_FILENO;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw CallError("cannot read " + Named(what, path) + ": " + Reason());
+  return file;
+}
+
+/// Appends the next bytes to `text`.
+/// \returns their number, 0 at the end, -1 on an error
+ssize_t ReadSome(int file, std::string& text) {
+  const std::size_t before = text.size();
+  text.resize(before + kChunk);
+  ssize_t n = 0;
+  do {
+    n = read(file, text.data() + before, kChunk);
+  } while (n < 0 && errno == EINTR);
+  text.resize(before + static_cast<std::size_t>(n > 0 ? n : 0));
+  return n;
+}
+
+/// The file that a path leads to, through links that exist.
+std::string Resolved(const std::string& path) {
+  char buffer[PATH_MAX];
+  return realpath(path.c_str(), buffer) == nullptr ? path : std::string(buffer);
+}
+
+}  // namespace
+
+std::string ReadText(const std::string& path, const std::string& what) {
+  const int file = OpenToRead(path, what);
+  std::string text;
+  ssize_t n = 0;
+  while ((n = ReadSome(file, text)) > 0 && text.size() <= kLongestText) {
+  }
+  const std::string reason = Reason();
+  if (file != STDIN_FILENO) close(file);
+  if (n < 0) throw CallError("cannot read " + Named(what, path) + ": " + reason);
+  if (text.size() > kLongestText) {
+    throw CallError(Named(what, path) + " is longer than 256 MiB");
+  }
+  return text;
+}
+
+WholeFile::WholeFile(std::string path, std::string what)
+    : _path(Resolved(path)), _what(std::move(what)) {
+  struct stat status {};
+  const bool in_place = stat(_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  if (in_place) {
+    _file = open(_path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (_file < 0) Fail();
+    return;
+  }
+  _temporary = _path + ".mfx-" + std::to_string(getpid());
+  const Uninterrupted registered;
+  _file = open(_temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (_file < 0) Fail();
+  RemoveOnSignal(_temporary);
+}
+
+WholeFile::~WholeFile() {
+  if (_file >= 0) close(_file);
+  if (_temporary.empty()) return;
+  unlink(_temporary.c_str());
+  KeepOnSignal(_temporary);
+}
+
+void WholeFile::Fail() const {
+  throw CallError("cannot write " + Named(_what, _path) + ": " + Reason());
+}
+
+void WholeFile::Write(std::string_view text) {
+  _pending += text;
+  if (_pending.size() >= kChunk) Flush();
+}
+
+void WholeFile::Flush() {
+  std::string_view rest = _pending;
+  while (!rest.empty()) {
+    const ssize_t n = write(_file, rest.data(), rest.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) Fail();
+    rest.remove_prefix(static_cast<std::size_t>(n));
+  }
+  _pending.clear();
+}
+
+void WholeFile::Commit() {
+  Flush();
+  if (close(std::exchange(_file, -1)) != 0) Fail();
+  if (_temporary.empty()) return;
+  const Uninterrupted moved;
+  if (rename(_temporary.c_str(), _path.c_str()) != 0) Fail();
+  KeepOnSignal(_temporary);
+  _temporary.clear();
+}
+
+LineReader::LineReader(const std::string& path, std::string what)
+    : _what(Named(what, path)), _file(OpenToRead(path, what)) {
+  struct stat status {};
+  if (fstat(_file, &status) == 0 && S_ISREG(status.st_mode)) {
+    _total = static_cast<std::size_t>(status.st_size);
+  }
+}
+
+LineReader::~LineReader() {
+  if (_file != STDIN_FILENO) close(_file);
+}
+
+bool LineReader::Fill() {
+  _buffer.erase(0, std::exchange(_next, 0));
+  const ssize_t n = ReadSome(_file, _buffer);
+  if (n < 0) throw CallError("cannot read " + _what + ": " + Reason());
+  return n > 0;
+}
+
+LineReader::Got LineReader::Next(std::string& line) {
+  bool too_long = false;
+  std::size_t searched = 0;
+  for (;;) {
+    const std::size_t end = _buffer.find('\n', _next + searched);
+    if (end != std::string::npos) {
+      line.assign(_buffer, _next, end - _next);
+      _taken += line.size() + 1;
+      _next = end + 1;
+      return too_long ? Got::kTooLong : Got::kLine;
+    }
+    searched = _buffer.size() - _next;
+    if (searched > kLongestText) {
+      too_long = true;
+      _taken += searched;
+      searched = 0;
+      _buffer.clear();
+      _buffer.shrink_to_fit();
+      _next = 0;
+    }
+    if (Fill()) continue;
+    // The last line may lack its end.
+    line = std::exchange(_buffer, {});
+    _taken += line.size();
+    if (too_long) return Got::kTooLong;
+    return line.empty() ? Got::kEnd : Got::kLine;
+  }
+}
+
+}  // namespace libmfx::host

@@ -1,0 +1,43 @@
+#include "host/json_text.h"
+
+#include <nlohmann/json.hpp>
+
+namespace libmfx::host {
+namespace {
+
+using nlohmann::json;
+
+/// Takes the first key of an object, and stops the parser at it.
+class KeyReader final : public nlohmann::json_sax<json> {
+ public:
+  std::string first;
+
+  bool start_object(std::size_t) override { return true; }
+  bool key(string_t& name) override {
+    first = name;
+    return false;
+  }
+  bool null() override { return false; }
+  bool boolean(bool) override { return false; }
+  bool number_integer(number_integer_t) override { return false; }
+  bool number_unsigned(number_unsigned_t) override { return false; }
+  bool number_float(number_float_t, const string_t&) override { return false; }
+  bool string(string_t&) override { return false; }
+  bool binary(binary_t&) override { return false; }
+  bool start_array(std::size_t) override { return false; }
+  bool end_object() override { return false; }
+  bool end_array() override { return false; }
+  bool parse_error(std::size_t, const std::string&, const json::exception&) override {
+    return false;
+  }
+};
+
+}  // namespace
+
+std::string FirstKey(std::string_view text) {
+  KeyReader reader;
+  json::sax_parse(text.begin(), text.end(), &reader);
+  return std::move(reader.first);
+}
+
+}  // namespace libmfx::host

@@ -1,0 +1,37 @@
+#include "host/scene_driver.h"
+
+#include <utility>
+
+#include "host/errors.h"
+
+namespace libmfx::host {
+
+SceneDriver::SceneDriver(const sim::Scene& scene, std::optional<std::uint64_t> seed,
+                         std::string name)
+    : _instrument(scene, seed.value_or(scene.seed)),
+      _name(std::move(name)),
+      _seed(seed.value_or(scene.seed)) {}
+
+std::string SceneDriver::Name() const {
+  return "virtual, scene " + _name + ", seed " + std::to_string(_seed);
+}
+
+std::unique_ptr<SceneDriver> SceneDriver::FromFile(const std::string& path,
+                                                   std::optional<std::uint64_t> seed) {
+  try {
+    return std::make_unique<SceneDriver>(sim::Scene::FromFile(path), seed, path);
+  } catch (const sim::SceneError& error) {
+    throw CallError("scene " + OneLine(error.what()));
+  }
+}
+
+std::vector<RawDataPoint> SceneDriver::Drive(const std::vector<Position>& points,
+                                             const std::string& step) {
+  try {
+    return _instrument.Drive(points);
+  } catch (const sim::DriveError& error) {
+    throw CallError("virtual instrument, step " + step + ": " + OneLine(error.what()));
+  }
+}
+
+}  // namespace libmfx::host

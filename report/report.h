@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/conversation.h"
+#include "host/recording.h"
+
+namespace libmfx::host::report {
+
+/// What a report is made from.
+struct ReportData {
+  std::string request;       ///< the request's text
+  std::string request_name;  ///< where it came from
+  std::string instrument;    ///< what was driven, in words, with its seed where it has one
+  std::optional<double> quality_threshold;  ///< below which the feature drops a sample
+  Conversation outcome;
+  std::vector<Exchange> exchanges;
+};
+
+/// The report as one HTML document, with its pictures inside: it needs no network and no script.
+/// The same measurement gives the same bytes.
+std::string HtmlReport(const ReportData& data);
+
+}  // namespace libmfx::host::report

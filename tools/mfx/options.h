@@ -1,0 +1,48 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "commands.h"
+#include "host/conversation.h"
+#include "host/errors.h"
+#include "host/numbers.h"
+
+/// \file
+/// Options that several calls have, and numbers.
+
+namespace libmfx::host {
+
+/// A number option, read the same under every locale.
+/// \param take is given the number, which lies between `lowest` and `highest`
+template <typename T, typename Take>
+CLI::Option* AddNumber(CLI::App& call, const std::string& name, T lowest, T highest, Take take,
+                       const std::string& description) {
+  return call.add_option_function<std::string>(
+      name,
+      [name, lowest, highest, take](const std::string& text) {
+        const std::optional<T> value = NumberOf<T>(text);
+        if (!value || !(*value >= lowest && *value <= highest)) {
+          std::string range;
+          AppendNumber(range, static_cast<double>(lowest));
+          range += " to ";
+          AppendNumber(range, static_cast<double>(highest));
+          throw CLI::ValidationError(name,
+                                     "wants a number from " + range + ", not " + Excerpt(text));
+        }
+        take(*value);
+      },
+      description);
+}
+
+void AddRequest(CLI::App& call, std::string& request);
+void AddSearch(CLI::App& call, ConversationOptions& options);
+void AddPasses(CLI::App& call, std::function<void(int)> take);
+void AddScanData(CLI::App& call, std::function<void(ScanData)> take);
+void AddReport(CLI::App& call, std::string& report);
+/// A success with warnings ends the call with status 1.
+void AddStrict(CLI::App& call, bool& strict);
+
+}  // namespace libmfx::host

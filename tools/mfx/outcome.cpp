@@ -1,0 +1,57 @@
+#include "outcome.h"
+
+#include <memory>
+#include <stdexcept>
+
+#include "exit_status.h"
+
+namespace libmfx::host {
+namespace {
+
+/// The quality below which a request's feature drops a sample, if it has such a setting.
+std::optional<double> QualityThreshold(const std::string& request) {
+  const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
+  try {
+    return feature->GetSetting<double>(L"QualityThreshold");
+  } catch (const std::logic_error&) {  // no such setting, or not a number
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+int Tell(const Conversation& outcome, bool strict, Console& console) {
+  console.Result(outcome.result);
+  for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
+  if (!outcome.successful) {
+    console.Note("the measurement failed: " + outcome.error);
+    return kNotMeasured;
+  }
+  if (strict && outcome.IsDoubtful()) {
+    console.Note("the measurement is doubtful, and --strict counts that as failed");
+    return kNotMeasured;
+  }
+  return kMeasured;
+}
+
+ReportWriter::ReportWriter(const std::string& path) {
+  if (!path.empty()) _file.emplace(path, "report");
+}
+
+void ReportWriter::Take(const Exchange& exchange) {
+  if (_file) _data.exchanges.push_back(exchange);
+}
+
+void ReportWriter::Finish(const std::string& request, const std::string& request_name,
+                          const std::string& instrument, const Conversation& outcome) {
+  if (!_file) return;
+  _data.request = request;
+  _data.request_name = request_name == "-" ? "standard input" : request_name;
+  _data.instrument = instrument;
+  _data.quality_threshold = QualityThreshold(request);
+  _data.outcome = outcome;
+  _file->Write(report::HtmlReport(_data));
+  _file->Commit();
+}
+
+}  // namespace libmfx::host

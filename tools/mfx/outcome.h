@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "console.h"
+#include "host/conversation.h"
+#include "host/files.h"
+#include "host/recording.h"
+#include "report/report.h"
+
+/// \file
+/// What a measurement leaves behind: a line on standard output, notes, a report.
+
+namespace libmfx::host {
+
+/// Prints the outcome of a measurement.
+/// \param strict a doubtful success counts as failed
+/// \returns the exit status
+int Tell(const Conversation& outcome, bool strict, Console& console);
+
+/// Keeps what a report needs, and writes it in the end. The file is made beforehand, so that one
+/// that cannot be written ends the call before anything is driven.
+class ReportWriter {
+ public:
+  /// \param path empty: no report
+  /// \throws CallError
+  explicit ReportWriter(const std::string& path);
+  void Take(const Exchange& exchange);
+  void Finish(const std::string& request, const std::string& request_name,
+              const std::string& instrument, const Conversation& outcome);
+
+ private:
+  std::optional<WholeFile> _file;
+  report::ReportData _data;
+};
+
+}  // namespace libmfx::host

@@ -1,0 +1,62 @@
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/recording.h"
+#include "options.h"
+#include "outcome.h"
+
+namespace libmfx::host {
+namespace {
+
+struct ReplayCall {
+  std::string recording;
+  std::string report;
+  bool search = false;            ///< search even if the recorded measurement did not
+  std::optional<int> max_passes;  ///< instead of the recorded one
+  std::optional<ScanData> scan_data;
+  bool strict = false;  ///< as for measure
+};
+
+int RunReplay(const ReplayCall& call, Console& console) {
+  const Recording recording = ReadRecording(call.recording);
+  ConversationOptions options = recording.options;
+  options.search = options.search || call.search;
+  options.max_passes = call.max_passes.value_or(options.max_passes);
+  options.scan_data = call.scan_data.value_or(options.scan_data);
+
+  ReportWriter report(call.report);
+  ReplayDriver driver(recording);
+  ObservedDriver observed(driver, [&](const Exchange& exchange) { report.Take(exchange); });
+  const Conversation outcome = Measure(recording.request, observed, options);
+  if (driver.deviations() > 0) {
+    console.Note("note: the library now asks for other drive points than were recorded");
+  }
+  if (driver.answered() < recording.exchanges.size()) {
+    console.Note("note: the measurement ended after " + std::to_string(driver.answered()) + " of " +
+                 std::to_string(recording.exchanges.size()) + " recorded exchanges");
+  }
+  // The report asks the request for its threshold, and what the library says to it was told before.
+  console.ShowLibraryLines(false);
+  report.Finish(recording.request, "in recording " + call.recording, driver.Name(), outcome);
+  return Tell(outcome, call.strict, console);
+}
+
+}  // namespace
+
+void AddReplay(CLI::App& program, Execute& execute) {
+  const auto call = std::make_shared<ReplayCall>();
+  CLI::App& command = *program.add_subcommand("replay", "Analyse a recording again");
+  command.add_option("RECORDING", call->recording, "File with a recording, - for standard input")
+      ->required();
+  command.add_flag("--search", call->search, "Search as measure does");
+  AddReport(command, call->report);
+  AddPasses(command, [call](int passes) { call->max_passes = passes; });
+  AddScanData(command, [call](ScanData form) { call->scan_data = form; });
+  AddStrict(command, call->strict);
+  command.callback([&execute, call] {
+    execute = [call](Console& console) { return RunReplay(*call, console); };
+  });
+}
+
+}  // namespace libmfx::host
