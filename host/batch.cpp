@@ -10,9 +10,9 @@
 
 #include "host/errors.h"
 #include "host/json_text.h"
-#include "libmfx/features/request_text.h"
 #include "host/recording.h"
 #include "host/scene_driver.h"
+#include "libmfx/features/request_text.h"
 #include "sim/rng.h"
 #include "sim/scene.h"
 

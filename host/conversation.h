@@ -8,6 +8,7 @@
 
 #include "host/driver.h"
 #include "libmfx/features/feature.h"
+#include "libmfx/measurement/measurement.h"
 
 namespace libmfx::host {
 
@@ -17,8 +18,10 @@ enum class ScanData { kJson, kBinary, kNone };
 std::string ScanDataName(ScanData form);
 std::optional<ScanData> ScanDataOf(std::string_view name);
 
-/// Most re-scans that can be asked for.
-inline constexpr int kMostPasses = 1000;
+using measurement::kMostPasses;
+using measurement::PointsOf;
+using measurement::ResetKeepingSettings;
+using measurement::WhyNothingToDrive;
 
 /// How a measurement is held.
 struct ConversationOptions {
@@ -53,12 +56,5 @@ Conversation Measure(const std::string& request, Driver& driver,
 /// \param search_enabled asked, at most once, whether a search may follow a failure
 Conversation Measure(features::Feature& feature, Driver& driver, const ConversationOptions& options,
                      const std::function<bool()>& search_enabled);
-
-/// The points of a queue, front first.
-std::vector<Position> PointsOf(std::queue<Position> queue);
-
-/// Why a feature has nothing to drive, in the library's words; asks its analysis where it has not
-/// said so yet.
-std::string WhyNothingToDrive(features::Feature& feature);
 
 }  // namespace libmfx::host

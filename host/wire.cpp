@@ -167,13 +167,6 @@ void Parse(std::string_view line, RowReader& reader) {
 
 }  // namespace
 
-std::string StepName(features::DRIVE_STEP step) {
-  static constexpr const char* kNames[] = {"INITIAL", "SURFACE_RANGE", "FEATURE_SCAN_PATTERN",
-                                           "SEARCH", "RESCAN"};
-  const int index = step;
-  return index >= 0 && index < 5 ? kNames[index] : std::to_string(index);
-}
-
 std::string DriveLine(const std::vector<Position>& points, const std::string& step) {
   std::string text = "{\"drive\":[";
   text.reserve(points.size() * 80 + 64);

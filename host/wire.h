@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "libmfx/features/feature.h"
+#include "libmfx/measurement/measurement.h"
 
 /// \file
 /// The lines that go to an instrument and come back, which are the lines of a recording too.
@@ -19,7 +20,7 @@ using data_structures::RawDataPoint;
 /// Most samples that one answer may hold: 240 MB of records.
 inline constexpr std::size_t kMostSamples = 5'000'000;
 
-std::string StepName(features::DRIVE_STEP step);
+using measurement::StepName;
 
 /// {"drive":[[azimuth,elevation,range,point_spacing],...],"step":"..."}
 std::string DriveLine(const std::vector<Position>& points, const std::string& step);

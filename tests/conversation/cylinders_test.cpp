@@ -8,7 +8,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "host/kept_settings.h"
 #include "measuring.h"
 #include "random_cases.h"
 #include "sim/scenario.h"

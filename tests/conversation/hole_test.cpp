@@ -12,7 +12,6 @@
 #include <optional>
 #include <vector>
 
-#include "host/kept_settings.h"
 #include "measuring.h"
 #include "random_cases.h"
 #include "sim/rng.h"

@@ -20,7 +20,7 @@ struct Rules {
 
 const std::map<std::string, Rules>& LibraryRooms() {
   static const std::set<std::string> all = {"data_structures", "math",    "geometry", "log",
-                                            "win32_support",   "features"};
+                                            "win32_support",   "features", "measurement"};
   static const std::map<std::string, Rules> rooms = {
       {"data_structures", {{}, {"Eigen", "sys"}}},
       {"math", {{"data_structures"}, {"Eigen"}}},
@@ -30,6 +30,7 @@ const std::map<std::string, Rules>& LibraryRooms() {
       {"features",
        {{"data_structures", "math", "geometry", "log", "win32_support"},
         {"Eigen", "nlohmann", "locale.h", "immintrin.h", "utf8.h"}}},
+      {"measurement", {{"data_structures", "win32_support", "features"}, {"Eigen"}}},
       {"root", {all, {}}},
   };
   return rooms;

@@ -1,7 +1,7 @@
 #include <memory>
 
 #include "host/files.h"
-#include "host/kept_settings.h"
+#include "host/conversation.h"
 #include "options.h"
 
 namespace libmfx::host {

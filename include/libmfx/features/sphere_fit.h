@@ -132,6 +132,7 @@ class LIBMFX_EXPORT SphereFit : public Feature {
   static shared::Settings SettingsTable();
   static shared::RequestKeys RequestTable();
   static shared::PlanChecks PlanTable();
+  static shared::ResultKeys ResultTable();
   const shared::FeatureClass& Class() const override;
 
   bool TakeSurfaceRange(const std::vector<RawDataPoint>& samples, std::queue<Position>& next);

@@ -1,5 +1,6 @@
 #include "libmfx/features/opening.h"
 
+#include <algorithm>
 #include <string>
 
 #include "features/shared/border_doubts.h"
@@ -10,6 +11,23 @@
 #include "features/shared/segments.h"
 
 namespace libmfx::features {
+namespace {
+
+/// Samples of the lines that lie within reach of the nominal.
+double SamplesNear(const shared::OutlineRules& rules, const PointCloud& scan,
+                   const shared::Outline& outline) {
+  Eigen::Index near = 0;
+  for (const std::vector<shared::ScanLine>& side : outline.lines) {
+    for (const shared::ScanLine& line : side) {
+      near += std::count_if(line.columns.begin(), line.columns.end(), [&](Eigen::Index column) {
+        return Distance(scan.point(column), rules.surface.center) <= rules.surface.max_distance;
+      });
+    }
+  }
+  return static_cast<double>(near);
+}
+
+}  // namespace
 
 shared::OutlineRules Opening::RulesOf(const char* tilted, const shared::ScanLayout& layout,
                                       const OutlineSizes& sizes) const {
@@ -35,7 +53,11 @@ bool Opening::FindOutline(const shared::OutlineRules& rules, PointCloud& scan,
   outline.lines = shared::SortIntoLines(scan, rules.layout);
   const shared::SurfaceFit surface = shared::FitSurface(
       shared::SamplesOf(scan, outline.lines), rules.surface, outline.plane, outline.surface);
-  if (surface == shared::SurfaceFit::kNoPlane) return false;
+  if (surface == shared::SurfaceFit::kNoPlane) {
+    // No text is told of it; the record says what was missed.
+    return Passed("samples of a surface near the nominal", SamplesNear(rules, scan, outline), 3.0,
+                  false);
+  }
   NoteLines(rules, scan, outline);
   const double angle = shared::AngleOfCosine(outline.plane.Normal().dot(rules.surface.normal));
   if (!Passed("angle to the nominal normal", angle, rules.surface.reject_angle,

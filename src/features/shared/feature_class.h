@@ -60,6 +60,11 @@ struct FeatureAccess {
   static void* Address(const Feature& feature, const std::wstring& name) {
     return feature.AddressOfSetting(name);
   }
+  /// Puts the reason of a failure that has no text into the result message.
+  static void TellWhy(Feature& feature, std::string text) {
+    feature._has_error = true;
+    feature._error = std::move(text);
+  }
   static const FeatureClass& ClassOf(const Feature& feature) { return feature.Class(); }
 };
 

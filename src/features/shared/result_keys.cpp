@@ -29,4 +29,20 @@ std::string ResultKeys::Write(const Feature& feature) const {
   return message.AddEnd(feature).Finish();
 }
 
+std::vector<ResultValue> ResultKeys::Values(const Feature& feature) const {
+  std::vector<ResultValue> values;
+  for (const Key& row : _keys) {
+    row.member.In(const_cast<Feature&>(feature), [&](const auto& value) {
+      using Value = std::decay_t<decltype(value)>;
+      if constexpr (std::is_same_v<Value, unsigned int>) {
+        values.push_back({std::string(row.key), static_cast<int>(value)});
+      } else if constexpr (std::is_constructible_v<decltype(ResultValue::value), Value> &&
+                           !std::is_same_v<Value, bool>) {
+        values.push_back({std::string(row.key), value});
+      }
+    });
+  }
+  return values;
+}
+
 }  // namespace libmfx::features::shared

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/shared/member.h"
+#include "libmfx/features/result_value.h"
 
 namespace libmfx::features::shared {
 
@@ -33,6 +34,8 @@ class ResultKeys {
 
   bool empty() const { return _type.empty(); }
   std::string Write(const Feature& feature) const;
+  /// The keys of a success with their values.
+  std::vector<ResultValue> Values(const Feature& feature) const;
 
  private:
   struct Key {

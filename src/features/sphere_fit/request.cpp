@@ -46,7 +46,7 @@ shared::Settings SphereFit::SettingsTable() {
 
 const shared::FeatureClass& SphereFit::Class() const {
   static const auto sphere =
-      shared::MakeClass<SphereFit>(SettingsTable(), RequestTable(), PlanTable());
+      shared::MakeClass<SphereFit>(SettingsTable(), RequestTable(), PlanTable(), ResultTable());
   return sphere;
 }
 

@@ -1,10 +1,18 @@
 #include <ostream>
 
+#include "features/shared/result_keys.h"
 #include "features/shared/result_message.h"
 #include "libmfx/features/sphere_fit.h"
 
 namespace libmfx::features {
 
+shared::ResultKeys SphereFit::ResultTable() {
+  return shared::ResultKeys("MatteSphereTargetResult")
+      .Add("Location", &SphereFit::MeasuredPoint, "Radius", &SphereFit::MeasuredRadius, "Quality",
+           &SphereFit::Quality);
+}
+
+// Of its own: its failure has a place too, and what stands around the samples differs.
 std::string SphereFit::GenerateResult() const {
   _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
   shared::ResultMessage message;

@@ -6,7 +6,7 @@
 #include "libmfx/features/feature.h"
 #include "libmfx/win32_support/feature_descriptor.h"
 
-namespace libmfx::host {
+namespace libmfx::measurement {
 
 /// Makes the live settings of a feature the defaults of its class, for as long as it lives:
 /// `Reset(false, ...)`, which puts every setting back to its default, then leaves them as they are.
@@ -22,12 +22,4 @@ class KeptSettings {
   std::vector<win32_support::FeatureSetting> _rows;  ///< the table as it was
 };
 
-/// `Reset(false, search)` that leaves the settings, the nominal among them, as they are.
-/// \returns whether the next pattern is a search
-bool ResetKeepingSettings(features::Feature& feature, bool search);
-
-/// Whether a search may follow a failed measurement of this request. Asked of a feature of its
-/// own, since asking clears the error and the samples.
-bool SearchIsEnabled(const std::string& request);
-
-}  // namespace libmfx::host
+}  // namespace libmfx::measurement

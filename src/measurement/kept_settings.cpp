@@ -1,11 +1,12 @@
-#include "host/kept_settings.h"
+#include "measurement/kept_settings.h"
 
 #include <algorithm>
 #include <string>
 
+#include "libmfx/measurement/measurement.h"
 #include "libmfx/win32_support/exports.h"
 
-namespace libmfx::host {
+namespace libmfx::measurement {
 namespace {
 
 using data_structures::AzElRange;
@@ -82,9 +83,4 @@ bool ResetKeepingSettings(Feature& feature, bool search) {
   return feature.Reset(false, search);
 }
 
-bool SearchIsEnabled(const std::string& request) {
-  const std::unique_ptr<Feature> probe(Feature::Create(request));
-  return ResetKeepingSettings(*probe, true);
-}
-
-}  // namespace libmfx::host
+}  // namespace libmfx::measurement
