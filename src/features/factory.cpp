@@ -1,17 +1,17 @@
 #include <utility>
 
 #include "features/shared/feature_types.h"
-#include "features/shared/request.h"
 #include "libmfx/features/custom_scan.h"
 #include "libmfx/features/feature.h"
 #include "libmfx/features/unknown_feature.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 
 Feature* Feature::Create(const std::string& json) {
   std::string type;
   {
-    const shared::Request request(json);
+    const messages::Request request(json);
     if (!request.ok()) return new UnknownFeature(json);
     type = request.feature()["$type"].AsString();
   }

@@ -1,15 +1,15 @@
 #include "libmfx/features/unknown_feature.h"
 
 #include "features/shared/feature_class.h"
-#include "features/shared/request.h"
-#include "features/shared/result_message.h"
+#include "messages/request.h"
+#include "messages/result_message.h"
 
 namespace libmfx::features {
 
 UnknownFeature::UnknownFeature() = default;
 
 UnknownFeature::UnknownFeature(std::string json) {
-  const shared::Request request(json);
+  const messages::Request request(json);
   if (!request.ok()) return;
   request.root().Read("$id", _id);
   request.feature().Read("Name", _name);
@@ -31,12 +31,12 @@ std::queue<Position> UnknownFeature::GenerateDrivePoints() { return {}; }
 bool UnknownFeature::Analyze() { return Fail("Unknown feature"); }
 
 std::string UnknownFeature::GenerateResult() const {
-  shared::ResultMessage message;
+  messages::ResultMessage message;
   // "Success" is the text in quotes here, not a boolean: hosts rely on it.
   message.Add("$type", _type).Add("$id", _id).Add("Success", "false");
   if (!_name.empty()) message.Add("Name", _name);
   message.Add("ErrorMessage", "The feature type requested is not supported!");
-  return message.AddEnd(*this).Finish();
+  return message.AddEnd(GetWarnings()).Finish();
 }
 
 }  // namespace libmfx::features

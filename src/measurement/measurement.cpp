@@ -126,11 +126,15 @@ void Measurement::End() {
   _drive.clear();
   _done = true;
   if (_feature.GetIsSuccessful()) return;
-  if (_feature.GetError().empty()) {
-    features::shared::FeatureAccess::TellWhy(
-        _feature, WantsRescan() ? WhyStillMoving(_rescans) : WhyItStopped(_feature.GetStages()));
-  }
   _error = _feature.GetError();
+  if (_error.empty()) {
+    _error = WantsRescan() ? WhyStillMoving(_rescans) : WhyItStopped(_feature.GetStages());
+  }
+}
+
+std::string Measurement::result() const {
+  if (_error.empty() || !_feature.GetError().empty()) return _feature.GetResult();
+  return features::shared::FeatureAccess::ResultTelling(_feature, _error);
 }
 
 void Measurement::BreakOff(const std::string& why) {

@@ -8,7 +8,7 @@
 #include <limits>
 #include <random>
 
-#include "features/shared/text.h"
+#include "messages/text.h"
 
 namespace libmfx::features::shared {
 namespace {
@@ -19,6 +19,9 @@ using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::RawDataPoint;
 using data_structures::VectorXYZW;
+using messages::MillimetreText;
+using messages::PercentText;
+using messages::RoundedText;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "features/pvi/peeler.h"
+#include "geometry/peeling/peeler.h"
 #include "libmfx/features/pvi.h"
 #include "protected.h"
 #include "random_cases.h"
@@ -46,7 +46,7 @@ Round FitAnew(const Matrix3Xd& points, const std::vector<Index>& left) {
 /// Peels `rounds` points off and compares each round. `tolerance` is what the rounding of the
 /// coordinates may make of a distance.
 void ComparePeeling(const Matrix3Xd& points, Index rounds, double tolerance) {
-  pvi::Peeler peeler(points);
+  geometry::peeling::Peeler peeler(points);
   std::vector<Index> left(static_cast<std::size_t>(points.cols()));
   for (std::size_t i = 0; i < left.size(); ++i) left[i] = static_cast<Index>(i);
   for (Index k = 0; k < rounds; ++k) {
@@ -162,7 +162,7 @@ TEST(PviPeeling, IsThatOfAFreshFitInEveryRound) {
 
 /// The order in which all points but three go.
 std::vector<Index> OrderOf(const Matrix3Xd& points) {
-  pvi::Peeler peeler(points);
+  geometry::peeling::Peeler peeler(points);
   std::vector<Index> order;
   while (peeler.Left() > 3) order.push_back(peeler.RemoveFarthest());
   return order;
@@ -184,7 +184,7 @@ TEST(PviPeeling, TheFirstColumnWinsATie) {
     pairs.col(i) << (corner % 2 == 0 ? 64 : -64), (corner / 2 == 0 ? 64 : -64),
         (i % 8 < 4 ? level : -level);
   }
-  EXPECT_EQ(pvi::Peeler(pairs).RemoveFarthest(), 8);
+  EXPECT_EQ(geometry::peeling::Peeler(pairs).RemoveFarthest(), 8);
 }
 
 /// The kept columns of the plain algorithm, by their number; empty if too few are left.

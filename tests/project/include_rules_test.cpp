@@ -24,7 +24,7 @@ const std::set<std::string> kFiles = {
     "include/libmfx/geometry/plane.h",
     "include/libmfx/log/logger.h",
     "include/libmfx/features/feature.h",
-    "src/features/shared/request.h",
+    "src/features/shared/search.h",
     "src/geometry/moments.h",
     "sim/scene.h",
     "host/conversation.h",
@@ -55,6 +55,7 @@ TEST(IncludeRules, ARoomMayIncludeItselfAndItsLowerRooms) {
   EXPECT_THAT(Check("src/geometry/plane.cpp", "<cmath>"), IsEmpty());
   EXPECT_THAT(Check("src/features/hole/fit.cpp", "\"libmfx/geometry/plane.h\""), IsEmpty());
   EXPECT_THAT(Check("src/features/hole/fit.cpp", "<nlohmann/json.hpp>"), IsEmpty());
+  EXPECT_THAT(Check("src/messages/text.cpp", "<nlohmann/json.hpp>"), IsEmpty());
 }
 
 TEST(IncludeRules, ARoomMayNotIncludeARoomAbove) {
@@ -63,6 +64,7 @@ TEST(IncludeRules, ARoomMayNotIncludeARoomAbove) {
                                     "not include the room features")));
   EXPECT_EQ(Check("src/data_structures/a.cpp", "\"libmfx/geometry/plane.h\"").size(), 1u);
   EXPECT_EQ(Check("src/geometry/plane.cpp", "\"libmfx/libmfx.h\"").size(), 1u);
+  EXPECT_EQ(Check("src/messages/text.cpp", "\"features/shared/search.h\"").size(), 1u);
   EXPECT_EQ(Check("src/log/stream.cpp", "\"libmfx/features/feature.h\"").size(), 1u);
   EXPECT_THAT(Check("src/log/logger.cpp", "\"libmfx/features/feature.h\""), IsEmpty());
   EXPECT_THAT(Check("src/win32_support/exports.cpp", "\"libmfx/log/logger.h\""), IsEmpty());
@@ -76,7 +78,7 @@ TEST(IncludeRules, PackagesStayInTheirRooms) {
 }
 
 TEST(IncludeRules, PublicHeadersNeedNoPrivateOnes) {
-  EXPECT_EQ(Check("include/libmfx/features/hole.h", "\"features/shared/request.h\"").size(), 1u);
+  EXPECT_EQ(Check("include/libmfx/features/hole.h", "\"features/shared/search.h\"").size(), 1u);
 }
 
 TEST(IncludeRules, TheLibraryKnowsNothingOutsideItself) {
@@ -94,11 +96,11 @@ TEST(IncludeRules, TheHostAndItsInstrumentSeeOnlyWhatIsPublic) {
   EXPECT_EQ(Check("report/report.cpp", "\"tools/mfx/console.h\"").size(), 1u);
   EXPECT_EQ(Check("report/report.cpp", "\"sim/scene.h\"").size(), 1u);
   EXPECT_THAT(Check("tools/mfx/main.cpp", "<CLI/CLI.hpp>"), IsEmpty());
-  EXPECT_EQ(Check("tools/mfx/main.cpp", "\"features/shared/request.h\"").size(), 1u);
-  EXPECT_EQ(Check("sim/scene.cpp", "\"features/shared/request.h\"").size(), 1u);
+  EXPECT_EQ(Check("tools/mfx/main.cpp", "\"features/shared/search.h\"").size(), 1u);
+  EXPECT_EQ(Check("sim/scene.cpp", "\"features/shared/search.h\"").size(), 1u);
   EXPECT_EQ(Check("sim/scene.cpp", "\"tools/mfx/console.h\"").size(), 1u);
   EXPECT_EQ(Check("sim/scene.cpp", "\"nowhere.h\"").size(), 1u);
-  EXPECT_THAT(Check("tests/features/a_test.cpp", "\"features/shared/request.h\""), IsEmpty());
+  EXPECT_THAT(Check("tests/features/a_test.cpp", "\"features/shared/search.h\""), IsEmpty());
 }
 
 TEST(IncludeRules, AFileInNoRoomIsReported) {

@@ -65,7 +65,7 @@ class LIBMFX_EXPORT Measurement {
   bool broken_off() const { return _broken_off; }
 
   /// The result message; that of a failure always says why. Can be asked for at any time.
-  std::string result() const { return _feature.GetResult(); }
+  std::string result() const;
   bool successful() const { return !_broken_off && _feature.GetIsSuccessful(); }
   /// Why not, for people; empty on success and before the end.
   const std::string& error() const { return _error; }

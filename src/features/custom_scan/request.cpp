@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "features/shared/feature_class.h"
-#include "features/shared/request.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 namespace {
@@ -14,7 +14,7 @@ class Spacings {
  public:
   /// \param spacing the request's "PointSpacing": a number for the whole path, an array with a
   /// number for each segment, or an array of arrays with a number for each step
-  explicit Spacings(const shared::Value& spacing) {
+  explicit Spacings(const messages::Value& spacing) {
     if (spacing.IsNumber()) {
       _values = {spacing.AsDouble()};
       return;
@@ -22,7 +22,7 @@ class Spacings {
     const bool by_segment = spacing.At(0).IsNumber();
     _per = by_segment ? Per::kSegment : Per::kStep;
     for (std::size_t i = 0; i < spacing.Size(); ++i) {
-      const shared::Value entry = spacing.At(i);
+      const messages::Value entry = spacing.At(i);
       if (by_segment) {
         _values.push_back(entry.AsDouble());
       } else if (entry.IsArray()) {
@@ -52,20 +52,20 @@ struct PathRequest {
   std::string error;
 };
 
-PathRequest ReadPath(const shared::Request& request) {
+PathRequest ReadPath(const messages::Request& request) {
   if (!request.root().Has("PointSpacing")) return {{}, "PointSpacing not specified!"};
-  const shared::Value spacing = request.root()["PointSpacing"];
+  const messages::Value spacing = request.root()["PointSpacing"];
   if (!spacing.IsNumber() && !spacing.IsArray()) {
     return {{}, "PointSpacing type is not double or array"};
   }
   if (spacing.IsArray() && spacing.Size() == 0) return {{}, "PointSpacing array is empty"};
-  const shared::Value segments = request.feature()["Path"]["Segments"];
+  const messages::Value segments = request.feature()["Path"]["Segments"];
   if (!segments.IsArray()) return {{}, "Segments are not specified!"};
 
   Spacings spacings(spacing);
   PathRequest result;
   for (std::size_t s = 0; s < segments.Size(); ++s) {
-    const shared::Value segment = segments.At(s);
+    const messages::Value segment = segments.At(s);
     for (std::size_t i = 0; segment.IsArray() && i < segment.Size(); ++i) {
       const std::optional<double> step = i == 0 ? 0.0 : spacings.Next();
       if (!step) return {{}, "PointSpacing array is too short for the path"};
@@ -81,9 +81,9 @@ PathRequest ReadPath(const shared::Request& request) {
 CustomScan::CustomScan() = default;
 
 CustomScan::CustomScan(std::string json) {
-  const shared::Request request(json);
+  const messages::Request request(json);
   if (!request.ok()) return;
-  const shared::Value root = request.root();
+  const messages::Value root = request.root();
   root.Read("$id", _id);
   request.feature().Read("Name", _name);
   root.Read("QualityThreshold", _quality_threshold);

@@ -7,9 +7,9 @@
 #include <span>
 #include <string_view>
 
-#include "features/custom_scan/base64.h"
-#include "features/shared/result_message.h"
 #include "libmfx/features/custom_scan.h"
+#include "messages/base64.h"
+#include "messages/result_message.h"
 
 namespace libmfx::features {
 namespace {
@@ -66,9 +66,10 @@ void AppendBinary(std::string& text, const std::vector<RawDataPoint>& samples, s
   const auto bytes_of = [](const void* data, std::size_t count) {
     return std::span(static_cast<const unsigned char*>(data), count);
   };
-  text.reserve(text.size() + Base64Size(sizeof head + size, kLineEnd) + tail);
+  text.reserve(text.size() + messages::Base64Size(sizeof head + size, kLineEnd) + tail);
   text += '"';
-  AppendBase64(text, bytes_of(head.data(), sizeof head), bytes_of(samples.data(), size), kLineEnd);
+  messages::AppendBase64(text, bytes_of(head.data(), sizeof head), bytes_of(samples.data(), size),
+                         kLineEnd);
   text += '"';
 }
 
@@ -77,7 +78,7 @@ void AppendBinary(std::string& text, const std::vector<RawDataPoint>& samples, s
 std::string CustomScan::GenerateResult() const {
   const bool binary = _scan_path_return_type == SCANPATH_RETURN_BINARY;
   // Keys are sorted, but for what every result ends with, and doubles round-trip.
-  shared::ResultMessage message;
+  messages::ResultMessage message;
   message.Add("$id", _id).Add("$type", "ScanPathTargetResult");
   if (!_name.empty()) message.Add("Name", _name);
   message.AddText("ScanData", [&](std::string& text) {
@@ -89,7 +90,7 @@ std::string CustomScan::GenerateResult() const {
     text += R"(],"DataFormat":"LR_AER"})";
   });
   message.Add("Success", _is_successful).Add("Target", _id);
-  return message.AddEnd(*this).Finish();
+  return message.AddEnd(GetWarnings()).Finish();
 }
 
 }  // namespace libmfx::features

@@ -3,8 +3,8 @@
 #include <ostream>
 #include <vector>
 
-#include "features/shared/text.h"
 #include "libmfx/features/cylinder_feature.h"
+#include "messages/text.h"
 
 namespace libmfx::features {
 namespace {
@@ -38,8 +38,8 @@ bool CylinderFeature::Analyze() {
   if (!FitCylinder(points, samples)) return false;
   const std::chrono::duration<double, std::milli> time =
       std::chrono::high_resolution_clock::now() - start;
-  _logger[log::LOG_LEVEL_1] << "Cylinder fitting took " << shared::TextOf(time.count()) << " msec."
-                            << std::endl;
+  _logger[log::LOG_LEVEL_1] << "Cylinder fitting took " << messages::TextOf(time.count())
+                            << " msec." << std::endl;
   const double moved =
       (_fitted_cylinder._center.eigen() - _nominal_cylinder._center.eigen()).norm();
   if (TriggerRescan(moved)) {
@@ -58,8 +58,8 @@ void CylinderFeature::TellDroppedWall() {
   const int dropped = wall - statistics.inliers;
   const double share = static_cast<double>(dropped) / static_cast<double>(wall);
   if (!(share >= kMostDropped)) return;
-  Warn(shared::PercentText(share) + " of the wall's samples (" + std::to_string(dropped) + " of " +
-       std::to_string(wall) +
+  Warn(messages::PercentText(share) + " of the wall's samples (" + std::to_string(dropped) +
+       " of " + std::to_string(wall) +
        ") do not follow the fitted cylinder and were left out of it. Look what else stands in the "
        "window: narrow \"RadiusTolerance\" and \"Height\" to the wall, or raise the quality "
        "threshold.");

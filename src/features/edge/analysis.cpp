@@ -8,10 +8,10 @@
 #include "features/shared/quality.h"
 #include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
-#include "features/shared/text.h"
 #include "libmfx/features/edge.h"
 #include "libmfx/geometry/line.h"
 #include "libmfx/math/gaussian_window.h"
+#include "messages/text.h"
 
 namespace libmfx::features {
 
@@ -285,13 +285,14 @@ bool Edge::Judge(const PointXYZW& edge) {
 
 void Edge::TellDoubts() {
   if (_profile.off_level > Reach()) {
-    Warn("The sample taken for the edge lies " + shared::MillimetreText(_profile.off_level) +
+    Warn("The sample taken for the edge lies " + messages::MillimetreText(_profile.off_level) +
          " above or below the depth asked for, and no sample lies nearer to it. Look at what the "
          "line shows of the border: a finer spacing, a lower threshold or a look from farther "
          "outside lets it show more.");
   }
   if (_profile.alike > Reach()) {
-    Warn("The line shows the depth asked for in places " + shared::MillimetreText(_profile.alike) +
+    Warn("The line shows the depth asked for in places " +
+         messages::MillimetreText(_profile.alike) +
          " apart, as with a step or a second surface at that depth: the edge may be at either. "
          "Move \"EdgePoint\" to a depth that the border alone has.");
   }

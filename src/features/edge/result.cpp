@@ -1,9 +1,9 @@
 #include <fstream>
 
 #include "features/shared/result_keys.h"
-#include "features/shared/text.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/edge.h"
+#include "messages/text.h"
 
 namespace libmfx::features {
 namespace {
@@ -13,7 +13,7 @@ void WriteMatrix(std::ostream& out, const char* name, const PointCloud& cloud) {
   out << name << " = [";
   for (Eigen::Index row = 0; row < 3 && cloud.rows() >= 3; ++row) {
     for (Eigen::Index i = 0; i < cloud.cols(); ++i) {
-      out << (i > 0 ? " " : "") << shared::TextOf(cloud.data()(row, i));
+      out << (i > 0 ? " " : "") << messages::TextOf(cloud.data()(row, i));
     }
     out << (row < 2 ? "; " : "");
   }

@@ -10,10 +10,10 @@
 #include "features/shared/quality.h"
 #include "features/shared/sample_fates.h"
 #include "features/shared/segments.h"
-#include "features/shared/text.h"
 #include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
 #include "libmfx/geometry/line.h"
+#include "messages/text.h"
 
 namespace libmfx::features {
 namespace {
@@ -225,8 +225,8 @@ void Hole::TellRadius() {
   const double resolution = (_has_chamfer ? 3.0 : 0.5) * _point_spacing;
   const double off = std::abs(fitted.Radius() - _radius);
   if (!(off > std::max(kMostOff * _radius, resolution))) return;
-  Warn("The fitted rim has a radius of " + shared::MillimetreText(fitted.Radius()) +
-       ", the nominal one " + shared::MillimetreText(_radius) +
+  Warn("The fitted rim has a radius of " + messages::MillimetreText(fitted.Radius()) +
+       ", the nominal one " + messages::MillimetreText(_radius) +
        ": the result repeats the nominal, and the centre may be off by the difference. Correct "
        "\"Radius\" and the chamfer, or look whether this is the right hole.");
 }
@@ -254,8 +254,8 @@ void Hole::TellSamplesAbove(const std::vector<PointCloud>& inliers,
   }
   const double share = static_cast<double>(above) / static_cast<double>(total);
   if (!(share > kMostAbove)) return;
-  Warn(shared::PercentText(share) + " of the samples around the hole stand more than " +
-       shared::MillimetreText(height) +
+  Warn(messages::PercentText(share) + " of the samples around the hole stand more than " +
+       messages::MillimetreText(height) +
        " above the plane that was fitted to the surface: it may lie between surface and wall, or "
        "something lies on the surface. Look from a smaller angle, or widen \"ClearanceZone\".");
 }

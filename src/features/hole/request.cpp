@@ -4,8 +4,8 @@
 
 #include "features/shared/directions.h"
 #include "features/shared/feature_class.h"
-#include "features/shared/text.h"
 #include "libmfx/features/hole.h"
+#include "messages/text.h"
 
 namespace libmfx::features {
 
@@ -35,7 +35,7 @@ void Hole::DeriveFromRequest() {
     // this one points away from it.
     _input_normal = shared::UnitFromTo(_scan_origin, _input_center_pt);
   } else {
-    _logger[log::LOG_LEVEL_1] << "use nominal _input_normal: " << shared::TextOf(_input_normal)
+    _logger[log::LOG_LEVEL_1] << "use nominal _input_normal: " << messages::TextOf(_input_normal)
                               << std::endl;
     _input_normal.normalize();
   }

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "features/pvi/peeler.h"
 #include "features/shared/directions.h"
 #include "features/shared/sample_fates.h"
 #include "features/shared/trace.h"
+#include "geometry/peeling/peeler.h"
 #include "libmfx/features/pvi.h"
 #include "libmfx/geometry/plane.h"
 
@@ -46,7 +46,7 @@ bool PVI::DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed) {
 
   Eigen::Matrix3Xd points = cloud.data().topRows(3);
   if (!points.allFinite()) return true;  // no plane, no residuals: nothing to drop
-  pvi::Peeler peeler(std::move(points));
+  geometry::peeling::Peeler peeler(std::move(points));
   std::size_t to_drop = 0;
   double deviation = peeler.Deviation();
   do {

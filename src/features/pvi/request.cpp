@@ -1,9 +1,9 @@
 #include <ostream>
 
 #include "features/shared/feature_class.h"
-#include "features/shared/request.h"
 #include "features/shared/trace.h"
 #include "libmfx/features/pvi.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 
@@ -12,7 +12,7 @@ PVI::PVI() { _high_speed_allowed = false; }
 PVI::PVI(std::string json) : PVI() {
   ReadRequest(json);
   // A text that is no request has told nothing.
-  if (_nominals_valid || shared::Request(json).ok()) {
+  if (_nominals_valid || messages::Request(json).ok()) {
     shared::Trace() << "DistanceThreshold: " << _distance_threshold << std::endl;
   }
 }

@@ -6,9 +6,14 @@
 
 #include "features/shared/beam.h"
 #include "features/shared/segments.h"
-#include "features/shared/text.h"
+#include "messages/text.h"
 
 namespace libmfx::features::shared {
+
+using messages::MillimetreText;
+using messages::PercentText;
+using messages::RoundedText;
+
 namespace {
 
 using data_structures::PointCloud;

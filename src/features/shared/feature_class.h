@@ -60,10 +60,13 @@ struct FeatureAccess {
   static void* Address(const Feature& feature, const std::wstring& name) {
     return feature.AddressOfSetting(name);
   }
-  /// Puts the reason of a failure that has no text into the result message.
-  static void TellWhy(Feature& feature, std::string text) {
-    feature._has_error = true;
-    feature._error = std::move(text);
+  /// The result message of a failure that the feature has no text for, with this one. The feature
+  /// stays as it is: its host may go on with it.
+  static std::string ResultTelling(Feature& feature, std::string why) {
+    feature._error.swap(why);
+    std::string result = feature.GetResult();
+    feature._error.swap(why);
+    return result;
   }
   static const FeatureClass& ClassOf(const Feature& feature) { return feature.Class(); }
 };

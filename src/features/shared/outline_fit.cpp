@@ -4,12 +4,12 @@
 #include <cmath>
 #include <limits>
 
-#include "features/shared/close_neighbours.h"
 #include "features/shared/directions.h"
 #include "features/shared/outline.h"
 #include "features/shared/quality.h"
-#include "features/shared/text.h"
+#include "geometry/close_neighbours.h"
 #include "libmfx/geometry/line.h"
+#include "messages/text.h"
 
 namespace libmfx::features::shared {
 
@@ -18,6 +18,7 @@ using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
 using geometry::Line;
 using geometry::Plane;
+using messages::MillimetreText;
 
 SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, Plane& plane, LineBins& selected) {
   constexpr double kFirstSigma = 0.25;
@@ -80,12 +81,12 @@ Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, co
   // The nearest of all has its neighbours beside it, as a rule; only where it has not are the
   // others asked.
   Eigen::Index chosen = nearest(place, [](Eigen::Index) { return true; });
-  if (chosen >= 0 && !HasTwoBeside(line.data(), chosen, place(chosen), radius)) {
+  if (chosen >= 0 && !geometry::HasTwoBeside(line.data(), chosen, place(chosen), radius)) {
     const Eigen::Matrix3Xd points = line.data().topRows(3);
     Eigen::Matrix3Xd places(3, line.cols());
     for (Eigen::Index i = 0; i < line.cols(); ++i) places.col(i) = place(i);
     // A place is compared with the other samples as they stand.
-    CloseNeighbours neighbours(points, places, radius);
+    geometry::CloseNeighbours neighbours(points, places, radius);
     chosen = nearest([&](Eigen::Index i) { return Eigen::Vector3d(places.col(i)); },
                      [&](Eigen::Index i) { return neighbours.HasTwo(i); });
   }

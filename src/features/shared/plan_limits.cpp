@@ -2,9 +2,12 @@
 
 #include <cmath>
 
-#include "features/shared/text.h"
+#include "messages/text.h"
 
 namespace libmfx::features::shared {
+
+using messages::TextOf;
+
 namespace {
 
 std::string RefuseTriple(std::string_view what, const Eigen::Vector4d& v) {

@@ -6,9 +6,13 @@
 
 #include "features/shared/directions.h"
 #include "features/shared/feature_class.h"
-#include "features/shared/request.h"
+#include "messages/request.h"
 
 namespace libmfx::features::shared {
+
+using messages::Request;
+using messages::Value;
+
 namespace {
 
 /// Reads one value by its rule, or as a direction.

@@ -1,9 +1,11 @@
 #include "features/shared/result_keys.h"
 
 #include "features/shared/feature_class.h"
-#include "features/shared/result_message.h"
+#include "messages/result_message.h"
 
 namespace libmfx::features::shared {
+
+using messages::ResultMessage;
 
 std::string ResultKeys::Write(const Feature& feature) const {
   ResultMessage message;
@@ -26,7 +28,7 @@ std::string ResultKeys::Write(const Feature& feature) const {
   message.Add("Success", feature.GetIsSuccessful())
       .Add("Target", FeatureAccess::Id().As<std::string>(feature));
   if (!name.empty()) message.Add("Name", name);
-  return message.AddEnd(feature).Finish();
+  return message.AddEnd(feature.GetWarnings()).Finish();
 }
 
 std::vector<ResultValue> ResultKeys::Values(const Feature& feature) const {

@@ -7,14 +7,17 @@
 #include <utility>
 
 #include "features/shared/directions.h"
-#include "features/shared/text.h"
 #include "features/shared/trace.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/mesh.h"
 #include "libmfx/geometry/plane.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "messages/text.h"
 
 namespace libmfx::features::shared {
+
+using messages::TextOf;
+
 namespace {
 
 using data_structures::EMBEDDING_XY;

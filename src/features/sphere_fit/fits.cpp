@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "features/shared/trace.h"
-#include "features/sphere_fit/sphere_solver.h"
 #include "features/sphere_fit/spurs.h"
+#include "geometry/sphere_solver.h"
 #include "libmfx/features/sphere_fit.h"
 
 namespace libmfx::features {
@@ -81,7 +81,7 @@ class ConsensusSet {
 
 bool SphereFitLS(const PointCloud& points, PointXYZW& center, double& radius, VectorXd& residuals) {
   if (!CanFit(points.data())) return false;
-  SphereSolver solver;
+  geometry::SphereSolver solver;
   solver.Fit(points.data());
   center = PointXYZW(solver.center());
   radius = solver.radius();
@@ -141,7 +141,7 @@ bool SphereFit::SamplingSphereFit(const PointCloud& cloud, double nominal_radius
   }
   ConsensusSet consensus(cloud.data());
   MatrixXd sample(cloud.rows(), n > 0 ? sample_size : 0);
-  SphereSolver estimate;
+  geometry::SphereSolver estimate;
   // No column is adopted twice: a threshold beyond the cloud is out of reach of any draw, and one
   // round is then enough to say what was estimated.
   const int rounds = fit_threshold > n ? 1 : kRounds;

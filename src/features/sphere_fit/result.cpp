@@ -1,8 +1,8 @@
 #include <ostream>
 
 #include "features/shared/result_keys.h"
-#include "features/shared/result_message.h"
 #include "libmfx/features/sphere_fit.h"
+#include "messages/result_message.h"
 
 namespace libmfx::features {
 
@@ -15,7 +15,7 @@ shared::ResultKeys SphereFit::ResultTable() {
 // Of its own: its failure has a place too, and what stands around the samples differs.
 std::string SphereFit::GenerateResult() const {
   _logger[log::LOG_LEVEL_1] << "GenerateResult() called." << std::endl;
-  shared::ResultMessage message;
+  messages::ResultMessage message;
   message.Add("$type", "MatteSphereTargetResult");
   if (GetIsSuccessful()) {
     message.Add("Location", MeasuredPoint).Add("Radius", MeasuredRadius);
@@ -26,7 +26,7 @@ std::string SphereFit::GenerateResult() const {
   message.Add("Quality", Quality, 2);
   message.Add("Success", GetIsSuccessful()).Add("Target", _target_uuid);
   if (!_name.empty()) message.Add("Name", _name);
-  message.Add("FinalFitcount", _final_fit_count).AddEnd(*this);
+  message.Add("FinalFitcount", _final_fit_count).AddEnd(GetWarnings());
   std::string text = message.Finish();
   _logger[log::LOG_LEVEL_1] << "GenerateResult() done." << std::endl;
   return text;

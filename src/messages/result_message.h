@@ -11,11 +11,7 @@
 /// Writing of results in the order of the calls. Numbers have a fixed count of decimals; one that
 /// is not finite is written as null and none as a negative zero, so a result is always valid JSON.
 
-namespace libmfx::features {
-class Feature;
-}
-
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 
 /// Builds one JSON object, key by key.
 class ResultMessage {
@@ -53,7 +49,7 @@ class ResultMessage {
   }
   /// What every result ends with, after all other keys: "Warnings", an array of texts, where there
   /// is one.
-  ResultMessage& AddEnd(const Feature& feature);
+  ResultMessage& AddEnd(const std::vector<std::string>& warnings);
 
   /// Closes the object and hands the text over; the message is spent.
   std::string Finish();
@@ -70,4 +66,4 @@ void AppendNumber(std::string& text, double value, int decimals);
 /// A double that holds a 32-bit number, truncated and held at its limits; NaN gives 0.
 std::int32_t IntegerOf(double value);
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

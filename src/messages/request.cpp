@@ -1,4 +1,4 @@
-#include "features/shared/request.h"
+#include "messages/request.h"
 
 #include <algorithm>
 #include <charconv>
@@ -7,10 +7,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "features/shared/json_reader.h"
-#include "features/shared/mended_json.h"
+#include "messages/json_reader.h"
+#include "messages/mended_json.h"
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 using data_structures::PointXYZW;
@@ -144,4 +144,4 @@ bool Value::Read(std::string_view key, VectorXYZW& target) const {
   return ReadMember(*this, key, target, &Value::AsVector);
 }
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -1,14 +1,14 @@
-#include "features/shared/text.h"
+#include "messages/text.h"
 
 #include <charconv>
 #include <cmath>
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 std::string TextOf(const Eigen::Vector4d& v) {
-  return "(" + shared::TextOf(v[0]) + ", " + shared::TextOf(v[1]) + ", " + shared::TextOf(v[2]) +
-         ", " + shared::TextOf(v[3]) + ")";
+  return "(" + messages::TextOf(v[0]) + ", " + messages::TextOf(v[1]) + ", " +
+         messages::TextOf(v[2]) + ", " + messages::TextOf(v[3]) + ")";
 }
 
 }  // namespace
@@ -37,4 +37,4 @@ std::string TextOf(const data_structures::PointXYZW& point) { return TextOf(poin
 
 std::string TextOf(const data_structures::VectorXYZW& vector) { return TextOf(vector.eigen()); }
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -1,4 +1,4 @@
-#include "features/shared/result_message.h"
+#include "messages/result_message.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,18 +7,13 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "feature_probe.h"
-#include "features/shared/plan_limits.h"
-#include "features/shared/result_keys.h"
-
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::RawDataPoint;
 using data_structures::VectorXYZW;
-using test::FeatureProbe;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -95,62 +90,11 @@ TEST(ResultMessage, ScanDataOfAnEmptyCloudAndOfSamples) {
                               R"([0.50000000,null,2.00000000,10.00000000,-1]],"Count":1}})");
 }
 
-/// A feature with one key of its own.
-class Told : public FeatureProbe {
- public:
-  Told(bool successful, const std::string& error, const std::string& name) {
-    analysis_succeeds = successful;
-    _uuid = "id";
-    _name = name;
-    if (!error.empty()) SetError(error);
-  }
-  double radius = 0.5;
-
-  std::string Result() {
-    AnalyzeFeature();
-    return ResultKeys("T").Add("Radius", &Told::radius).Write(*this);
-  }
-};
-
-TEST(ResultMessage, FrameOfASuccessAndOfAFailure) {
-  EXPECT_EQ(Told(true, "", "").Result(),
-            R"({"$type":"T","Radius":0.50000000,"ScanData":{"$type":"ScanData",)"
-            R"("DataFormat":"LR_AER","Data":[],"Count":0},"Success":true,"Target":"id"})");
-  EXPECT_EQ(Told(false, "bad", "name").Result(),
-            R"({"$type":"T","ErrorMessage":"bad","ScanData":{"$type":"ScanData",)"
-            R"("DataFormat":"LR_AER","Data":[],"Count":0},"Success":false,"Target":"id",)"
-            R"("Name":"name"})");
-}
-
-TEST(ResultMessage, WarningsAreTheLastKeyWhereThereAreAny) {
-  Told told(true, "", "name");
-  told.doubts = {"a \"b\"", "c"};
-  EXPECT_THAT(told.Result(), testing::EndsWith(R"("Success":true,"Target":"id","Name":"name",)"
-                                               R"("Warnings":["a \"b\"","c"]})"));
-}
-
 TEST(ResultMessage, IntegerOfADouble) {
   EXPECT_EQ(IntegerOf(-1.0), -1);
   EXPECT_EQ(IntegerOf(kNan), 0);
   EXPECT_EQ(IntegerOf(1e300), std::numeric_limits<std::int32_t>::max());
 }
 
-TEST(PlanLimits, RefusalsNameTheValue) {
-  EXPECT_EQ(RefuseCount("ScanLines", 1e6), "");
-  EXPECT_EQ(RefuseCount("ScanLines", 2e6),
-            "ScanLines asks for a plan of 2e+06 drive points; the limit is 1000000");
-  EXPECT_NE(RefuseCount("ScanLines", kNan), "");
-  EXPECT_EQ(RefuseNotPositive("PointSpacing", 1e-4), "");
-  EXPECT_EQ(RefuseNotPositive("PointSpacing", 0.0),
-            "PointSpacing has to be positive and finite: 0");
-  EXPECT_NE(RefuseNotPositive("PointSpacing", kNan), "");
-  EXPECT_NE(RefuseNotPositive("PointSpacing", kInf), "");
-  EXPECT_EQ(RefuseNotFinite("Location", PointXYZW(1, 2, 3)), "");
-  EXPECT_EQ(RefuseNotFinite("Location", PointXYZW(1, kNan, kInf)),
-            "Location is not finite: (1, nan, inf)");
-  EXPECT_EQ(RefuseNotFinite("Radius", 1e300), "");
-  EXPECT_EQ(RefuseNotFinite("Radius", -kInf), "Radius is not finite: -inf");
-}
-
 }  // namespace
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace libmfx::features {
+namespace libmfx::messages {
 
 /// The quickest encoder that the processor has, or the one that every processor has. They write the
 /// same text.
@@ -22,4 +22,4 @@ void AppendBase64(std::string& text, std::span<const unsigned char> head,
                   std::span<const unsigned char> body, std::string_view line_end,
                   Base64Encoder encoder = Base64Encoder::kQuickest);
 
-}  // namespace libmfx::features
+}  // namespace libmfx::messages

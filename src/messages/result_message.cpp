@@ -1,4 +1,4 @@
-#include "features/shared/result_message.h"
+#include "messages/result_message.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,9 +6,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "libmfx/features/feature.h"
-
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 using data_structures::PointCloud;
@@ -144,12 +142,11 @@ ResultMessage& ResultMessage::AddScanData(
   return *this;
 }
 
-ResultMessage& ResultMessage::AddEnd(const Feature& feature) {
-  const std::vector<std::string>& texts = feature.GetWarnings();
-  if (texts.empty()) return *this;
+ResultMessage& ResultMessage::AddEnd(const std::vector<std::string>& warnings) {
+  if (warnings.empty()) return *this;
   Key("Warnings");
   _text += '[';
-  for (const std::string& text : texts) {
+  for (const std::string& text : warnings) {
     if (_text.back() != '[') _text += ',';
     AppendString(_text, text);
   }
@@ -162,4 +159,4 @@ std::string ResultMessage::Finish() {
   return std::move(_text);
 }
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <random>
 
-#include "features/shared/request.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 namespace {
@@ -69,7 +69,7 @@ TEST(StrictJson, NumbersKeepTheirValueToTheLastBit) {
     if (!std::isfinite(value)) continue;
     char text[64];
     std::snprintf(text, sizeof text, "{\"v\":%.17e}", value);
-    const shared::Request request(text);
+    const messages::Request request(text);
     const auto strict = StrictJson(text);
     ASSERT_TRUE(strict);
     EXPECT_EQ(std::bit_cast<std::uint64_t>(json::parse(*strict)["v"].get<double>()),
@@ -86,8 +86,8 @@ TEST(StrictJson, TheTextIsReadAsTheOriginalIs) {
   const auto strict = StrictJson(text);
   ASSERT_TRUE(strict);
   ASSERT_TRUE(json::accept(*strict));
-  const shared::Request original(text);
-  const shared::Request copy(*strict);
+  const messages::Request original(text);
+  const messages::Request copy(*strict);
   for (std::size_t i = 0; i < 6; ++i) {
     EXPECT_EQ(copy.root()["a"].At(i).AsDouble(), original.root()["a"].At(i).AsDouble());
     EXPECT_EQ(copy.root()["a"].At(i).AsString(), original.root()["a"].At(i).AsString());

@@ -1,13 +1,12 @@
-#include "features/shared/json_reader.h"
+#include "messages/json_reader.h"
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "features/shared/mended_json.h"
+#include "messages/mended_json.h"
 
-namespace libmfx::features {
-namespace shared {
+namespace libmfx::messages {
 namespace {
 
 using nlohmann::json;
@@ -157,11 +156,13 @@ std::optional<json> ReadObject(std::string_view text, int nesting) {
   return Read<Builder>(text, nesting, false);
 }
 
-}  // namespace shared
+}  // namespace libmfx::messages
+
+namespace libmfx::features {
 
 std::optional<std::string> StrictJson(std::string_view text, int nesting,
                                       REQUEST_SURROUNDINGS surroundings) {
-  return shared::Read<shared::Writer>(text, nesting, surroundings == SURROUNDINGS_BLANK);
+  return messages::Read<messages::Writer>(text, nesting, surroundings == SURROUNDINGS_BLANK);
 }
 
 }  // namespace libmfx::features

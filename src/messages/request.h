@@ -12,7 +12,7 @@
 /// Reading of requests. The conversion rules hold for every value in every place: nothing about a
 /// request's content throws.
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 
 /// A view of one value of a request; a missing value reads like null. Valid as long as its Request.
 class Value {
@@ -84,4 +84,4 @@ class Request {
   std::unique_ptr<nlohmann::json> _document;
 };
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

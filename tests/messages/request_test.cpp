@@ -1,10 +1,10 @@
-#include "features/shared/request.h"
+#include "messages/request.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 using data_structures::PointXYZW;
@@ -259,4 +259,4 @@ TEST(Request, AnAbsentKeyLeavesTheDefault) {
 }
 
 }  // namespace
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

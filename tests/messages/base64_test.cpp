@@ -1,4 +1,4 @@
-#include "features/custom_scan/base64.h"
+#include "messages/base64.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 
 namespace {
 
-using libmfx::features::AppendBase64;
-using libmfx::features::Base64Encoder;
-using libmfx::features::Base64Size;
+using libmfx::messages::AppendBase64;
+using libmfx::messages::Base64Encoder;
+using libmfx::messages::Base64Size;
 using Bytes = std::vector<unsigned char>;
 
 /// The textbook form, one group at a time. A padded group ends the text, not its line.

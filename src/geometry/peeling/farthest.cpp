@@ -1,11 +1,11 @@
-#include "features/pvi/farthest.h"
+#include "geometry/peeling/farthest.h"
 
 #include <algorithm>
 #include <cfloat>
 #include <cstddef>
 #include <utility>
 
-namespace libmfx::features::pvi {
+namespace libmfx::geometry::peeling {
 namespace {
 constexpr std::size_t kShare = 8;      // a pool holds one in so many points of the pool before it
 constexpr std::size_t kSmallest = 48;  // points of the last pool
@@ -103,4 +103,4 @@ void Farthest::Refill(Side& side, std::size_t first, const LocalPlane& plane) {
   }
 }
 
-}  // namespace libmfx::features::pvi
+}  // namespace libmfx::geometry::peeling

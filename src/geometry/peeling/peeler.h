@@ -2,9 +2,9 @@
 
 #include <Eigen/Core>
 
-#include "features/pvi/farthest.h"
+#include "geometry/peeling/farthest.h"
 
-namespace libmfx::features::pvi {
+namespace libmfx::geometry::peeling {
 
 /// A sum of many doubles with the error of one of them: what is taken out again leaves the sum of
 /// the rest, also when it was much larger than that.
@@ -64,4 +64,4 @@ class Peeler {
   double _deviation = 0.0;
 };
 
-}  // namespace libmfx::features::pvi
+}  // namespace libmfx::geometry::peeling

@@ -4,7 +4,7 @@
 #include <limits>
 #include <vector>
 
-namespace libmfx::features::pvi {
+namespace libmfx::geometry::peeling {
 
 /// The plane of all p with normal.dot(p) = offset; a normal of zero length for points that
 /// coincide.
@@ -86,4 +86,4 @@ class Farthest {
   Eigen::Vector3d _reach = Eigen::Vector3d::Zero();  ///< largest magnitude of each coordinate
 };
 
-}  // namespace libmfx::features::pvi
+}  // namespace libmfx::geometry::peeling

@@ -1,4 +1,4 @@
-#include "features/shared/mended_json.h"
+#include "messages/mended_json.h"
 
 #include <utf8.h>
 
@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 namespace {
 
 /// Walks a text from token to token, no further than it takes to know what is a string, a comment
@@ -134,4 +134,4 @@ std::string MendedJson(std::string_view text) {
   return Mender(valid).Run();
 }
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace libmfx::features::shared {
+namespace libmfx::geometry {
 
 /// Whether at least two of the two columns to either side of `column` stand strictly closer than
 /// `radius` to `from`.
@@ -52,4 +52,4 @@ class CloseNeighbours {
   std::unordered_map<std::uint64_t, Cell> _grid;
 };
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::geometry

@@ -1,4 +1,4 @@
-#include "features/custom_scan/base64.h"
+#include "messages/base64.h"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,7 @@
 #define LIBMFX_SHUFFLES
 #endif
 
-namespace libmfx::features {
+namespace libmfx::messages {
 namespace {
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -151,4 +151,4 @@ void AppendBase64(std::string& text, std::span<const unsigned char> head,
   text.append(line_end);
 }
 
-}  // namespace libmfx::features
+}  // namespace libmfx::messages

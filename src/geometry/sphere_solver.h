@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-namespace libmfx::features {
+namespace libmfx::geometry {
 
 /// Solves the algebraic least-squares sphere |p|^2 + s . (p, 1) = 0 and keeps its work space, so
 /// that a run of solves of one size allocates once.
@@ -54,4 +54,4 @@ class SphereSolver {
   double _radius = 0.0;
 };
 
-}  // namespace libmfx::features
+}  // namespace libmfx::geometry

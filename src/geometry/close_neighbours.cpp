@@ -1,9 +1,9 @@
-#include "features/shared/close_neighbours.h"
+#include "geometry/close_neighbours.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace libmfx::features::shared {
+namespace libmfx::geometry {
 
 bool CloseNeighbours::HasTwo(Eigen::Index column) {
   if (!(_radius > 0.0)) return false;
@@ -48,4 +48,4 @@ std::uint64_t CloseNeighbours::KeyOf(const Eigen::Array3d& cell) const {
   return key;
 }
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::geometry

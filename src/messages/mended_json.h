@@ -6,7 +6,7 @@
 /// \file
 /// Values of a JSON text that are in order to its author and on which the parser gives up.
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 
 /// Whether this is a JSON number beyond the largest double.
 bool Overflows(std::string_view number);
@@ -17,4 +17,4 @@ bool Overflows(std::string_view number);
 /// in proportion to the text, whatever stands in it.
 std::string MendedJson(std::string_view text);
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

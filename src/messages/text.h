@@ -7,7 +7,7 @@
 /// \file
 /// Numbers in messages. They read the same under every locale.
 
-namespace libmfx::features::shared {
+namespace libmfx::messages {
 
 /// The shortest text that reads back as the same double.
 std::string TextOf(double value);
@@ -21,4 +21,4 @@ std::string PercentText(double share);
 std::string TextOf(const data_structures::PointXYZW& point);
 std::string TextOf(const data_structures::VectorXYZW& vector);
 
-}  // namespace libmfx::features::shared
+}  // namespace libmfx::messages

@@ -1,4 +1,4 @@
-#include "features/pvi/peeler.h"
+#include "geometry/peeling/peeler.h"
 
 #include <Eigen/Jacobi>
 #include <algorithm>
@@ -10,7 +10,7 @@
 #include "geometry/column_sums.h"
 #include "geometry/sweep/expansion.h"
 
-namespace libmfx::features::pvi {
+namespace libmfx::geometry::peeling {
 namespace {
 
 constexpr int kMostSweeps = 12;
@@ -154,4 +154,4 @@ void Peeler::Fit() {
   _deviation = std::sqrt(std::abs(scatter(least, least)) / n);
 }
 
-}  // namespace libmfx::features::pvi
+}  // namespace libmfx::geometry::peeling
