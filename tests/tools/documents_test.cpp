@@ -164,7 +164,9 @@ TEST(DocumentsTest, TheLinesOfAnInstrumentAreThoseOfTheWire) {
 TEST(DocumentsTest, ABatchMayBeSpreadAsShown) {
   std::string command;
   for (const Block& block : BlocksOf(ReadDocument("docs/mfx.md"))) {
-    if (block.language == "sh") command = block.text;
+    if (block.language == "sh" && block.text.find("split ") != std::string::npos) {
+      command = block.text;
+    }
   }
   ASSERT_THAT(command, HasSubstr("split "));
   std::string jobs;
@@ -178,10 +180,14 @@ TEST(DocumentsTest, ABatchMayBeSpreadAsShown) {
   Root root;
   std::ofstream(root.Path("jobs")) << jobs;
   const Ended whole = root.Shell("mfx batch jobs");
-  const Ended spread = root.Shell(command);
-  EXPECT_EQ(spread.status, 0) << spread.err;
   EXPECT_EQ(Lines(whole.out).size(), 9u);
-  EXPECT_EQ(spread.out, whole.out);
+  // Twice: what the first one leaves behind is no job of the second.
+  for (int run = 0; run < 2; ++run) {
+    const Ended spread = root.Shell(command);
+    EXPECT_EQ(spread.status, 0) << spread.err;
+    EXPECT_EQ(spread.out, whole.out);
+    EXPECT_THAT(root.Names(), testing::ElementsAre("examples", "jobs"));
+  }
 }
 
 TEST(DocumentsTest, TheOptionsAreThoseOfTheHelp) {
