@@ -51,6 +51,14 @@ std::string Resolved(const std::string& path) {
   return realpath(path.c_str(), buffer) == nullptr ? path : std::string(buffer);
 }
 
+/// Whether a file is there to stay: one that nobody may write, or this process may not. Moving
+/// another into its place would take no more than the right to write its folder.
+bool IsProtected(const std::string& path, const struct stat& status) {
+  constexpr mode_t kWritable = S_IWUSR | S_IWGRP | S_IWOTH;
+  return (status.st_mode & kWritable) == 0 ||
+         faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0;
+}
+
 }  // namespace
 
 std::string ReadText(const std::string& path, const std::string& what) {
@@ -71,11 +79,14 @@ std::string ReadText(const std::string& path, const std::string& what) {
 WholeFile::WholeFile(std::string path, std::string what)
     : _path(Resolved(path)), _what(std::move(what)) {
   struct stat status {};
-  const bool in_place = stat(_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-  if (in_place) {
+  const bool exists = stat(_path.c_str(), &status) == 0;
+  if (exists && !S_ISREG(status.st_mode)) {
     _file = open(_path.c_str(), O_WRONLY | O_CLOEXEC);
     if (_file < 0) Fail();
     return;
+  }
+  if (exists && IsProtected(_path, status)) {
+    throw CallError("cannot write " + Named(_what, _path) + ": it is write-protected");
   }
   _temporary = _path + ".mfx-" + std::to_string(getpid());
   const Uninterrupted registered;

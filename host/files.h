@@ -15,7 +15,8 @@ inline constexpr std::size_t kLongestText = std::size_t{256} << 20;
 std::string ReadText(const std::string& path, const std::string& what);
 
 /// A file that appears whole or not at all: it is written beside its place and moved there by
-/// Commit. A place that is no regular file (a device, a pipe) is written as it stands.
+/// Commit. A place that is no regular file (a device, a pipe) is written as it stands; a file that
+/// is write-protected is not replaced.
 class WholeFile {
  public:
   /// \param what names the file's role in an error

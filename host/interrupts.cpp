@@ -55,6 +55,7 @@ void HandleSignals() {
     sigaction(signal, &action, nullptr);
   }
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 Uninterrupted::Uninterrupted() { ++g_holders; }

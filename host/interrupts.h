@@ -11,7 +11,8 @@
 
 namespace libmfx::host {
 
-/// Handles SIGINT, SIGTERM and SIGHUP as told above; a closed pipe becomes an error of the write.
+/// Handles SIGINT, SIGTERM and SIGHUP as told above; a closed pipe and
+/// a file that may not grow become an error of the write.
 void HandleSignals();
 
 /// While one lives, a signal waits for its end: for a step that must not be left half done.

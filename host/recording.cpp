@@ -142,11 +142,17 @@ RecordingWriter::RecordingWriter(const std::string& path, const std::string& req
 }
 
 void RecordingWriter::Write(const Exchange& exchange) {
-  _file.Write(DriveLine(exchange.points, exchange.step) + "\n");
-  _file.Write(SamplesLine(exchange.samples) + "\n");
+  if (_failure) return;
+  try {
+    _file.Write(DriveLine(exchange.points, exchange.step) + "\n");
+    _file.Write(SamplesLine(exchange.samples) + "\n");
+  } catch (const CallError& error) {
+    _failure = error;
+  }
 }
 
 void RecordingWriter::Finish(const std::string& result) {
+  if (_failure) throw *_failure;
   _file.Write("{\"result\":" + result + "}\n");
   _file.Commit();
 }

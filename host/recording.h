@@ -1,11 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/conversation.h"
 #include "host/driver.h"
+#include "host/errors.h"
 #include "host/files.h"
 
 /// \file
@@ -29,14 +31,17 @@ std::string RequestLine(const std::string& request, const ConversationOptions& o
 /// Writes a recording while the conversation is held. The file appears with Finish.
 class RecordingWriter {
  public:
-  /// \throws CallError if the file cannot be written
+  /// \throws CallError if the file cannot be made
   RecordingWriter(const std::string& path, const std::string& request,
                   const ConversationOptions& options);
+  /// A file that takes no more is told of by Finish: the measurement does not end with it.
   void Write(const Exchange& exchange);
+  /// \throws CallError if the file could not be written
   void Finish(const std::string& result);
 
  private:
   WholeFile _file;
+  std::optional<CallError> _failure;  ///< what Write came to
 };
 
 /// A recording in memory.

@@ -6,6 +6,14 @@
 
 namespace libmfx::host {
 
+sim::Scene ReadScene(const std::string& path) {
+  try {
+    return sim::Scene::FromFile(path);
+  } catch (const sim::SceneError& error) {
+    throw CallError("scene " + OneLine(error.what()));
+  }
+}
+
 SceneDriver::SceneDriver(const sim::Scene& scene, std::optional<std::uint64_t> seed,
                          std::string name)
     : _instrument(scene, seed.value_or(scene.seed)),
@@ -18,11 +26,7 @@ std::string SceneDriver::Name() const {
 
 std::unique_ptr<SceneDriver> SceneDriver::FromFile(const std::string& path,
                                                    std::optional<std::uint64_t> seed) {
-  try {
-    return std::make_unique<SceneDriver>(sim::Scene::FromFile(path), seed, path);
-  } catch (const sim::SceneError& error) {
-    throw CallError("scene " + OneLine(error.what()));
-  }
+  return std::make_unique<SceneDriver>(ReadScene(path), seed, path);
 }
 
 std::vector<RawDataPoint> SceneDriver::Drive(const std::vector<Position>& points,

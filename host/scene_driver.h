@@ -10,6 +10,10 @@
 
 namespace libmfx::host {
 
+/// The scene of a file.
+/// \throws CallError that names the file, the key and its value
+sim::Scene ReadScene(const std::string& path);
+
 /// The virtual instrument in front of a scene.
 class SceneDriver final : public Driver {
  public:
@@ -17,8 +21,7 @@ class SceneDriver final : public Driver {
   /// \param name of the scene, for people
   SceneDriver(const sim::Scene& scene, std::optional<std::uint64_t> seed, std::string name = {});
 
-  /// With the scene of a file.
-  /// \throws CallError that names the file, the key and its value
+  /// With the scene of a file, read by ReadScene.
   static std::unique_ptr<SceneDriver> FromFile(const std::string& path,
                                                std::optional<std::uint64_t> seed);
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sim/noise.h"
 #include "sim/part.h"
@@ -30,6 +31,7 @@ struct Scene {
   std::optional<double> behind;
   Noise noise;
   std::uint64_t seed = 1;
+  std::vector<std::filesystem::path> files;  ///< part files that were read for it
 
   /// Reads a scene file; docs/scenes.md tells its keys. Part files are looked for beside it.
   /// \throws SceneError

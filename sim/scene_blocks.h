@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 #include "sim/scene_section.h"
 
@@ -11,7 +12,9 @@
 namespace libmfx::sim {
 
 /// "part": a built-in part, or a mesh file that is looked for in `folder`.
-std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder);
+/// \param[out] files takes the part files that it read
+std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder,
+                                     std::vector<std::filesystem::path>& files);
 
 /// "pose": where the part stands.
 Pose ReadPose(SceneSection section);

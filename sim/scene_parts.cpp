@@ -169,7 +169,8 @@ PartPtr ReadBore(SceneSection& s) {
 }
 
 /// A file of triangles; its own frame, in metres, is the part's frame.
-PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder) {
+PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder,
+                 std::vector<std::filesystem::path>& files) {
   const std::filesystem::path name = s.Text("file");
   const std::string unit = s.Choice("unit", {"m", "mm", "cm", "um", "inch"});
   const double metres = unit == "m"    ? 1.0
@@ -178,9 +179,10 @@ PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder) {
                         : unit == "um" ? 1e-6
                                        : 0.0254;
   const bool may_be_open = s.Flag("open", false);
+  files.push_back(name.is_absolute() ? name : folder / name);
   TriangleMesh mesh;
   try {
-    mesh = ReadPartFile(name.is_absolute() ? name : folder / name, metres);
+    mesh = ReadPartFile(files.back(), metres);
   } catch (const PartFileError& e) {
     s.Refuse("file", e.what());
   }
@@ -196,7 +198,8 @@ PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder) {
 
 }  // namespace
 
-std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder) {
+std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder,
+                                     std::vector<std::filesystem::path>& files) {
   using Reader = PartPtr (*)(SceneSection&);
   static const std::map<std::string, Reader, std::less<>> readers = {
       {"plane", ReadPlane}, {"plate", ReadPlate}, {"ball", ReadBall},
@@ -208,7 +211,7 @@ std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem
     for (const auto& [name, reader] : readers) listed += ", " + name;
     section.Refuse("type", "is not a known part (known: " + listed + ")");
   }
-  auto part = found == readers.end() ? ReadMesh(section, folder) : found->second(section);
+  auto part = found == readers.end() ? ReadMesh(section, folder, files) : found->second(section);
   section.Finish();
   return part;
 }

@@ -3,6 +3,7 @@
 
 #include "host/batch.h"
 #include "host/files.h"
+#include "host/outputs.h"
 #include "options.h"
 #include "progress.h"
 
@@ -18,6 +19,7 @@ struct BatchCall {
 
 int RunBatch(const BatchCall& call, Console& console) {
   console.ShowLibraryLines(call.show_library_lines);
+  KeepApart({{"jobs", call.jobs}}, {}, console.output());
   LineReader lines(call.jobs, "jobs");
   Progress progress;
   std::size_t jobs = 0;

@@ -22,6 +22,9 @@ class Console {
   /// \throws CallError if standard output takes no more
   void Result(std::string_view line);
 
+  /// The descriptor of standard output, or -1 if the process was started without one.
+  int output() const { return _out; }
+
   /// One line on standard error, begun by the program's name.
   void Note(const std::string& text);
 

@@ -4,7 +4,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "host/outputs.h"
 #include "host/process_driver.h"
 #include "host/recording.h"
 #include "host/scene_driver.h"
@@ -26,35 +28,59 @@ struct MeasureCall {
   ConversationOptions options;
 };
 
-std::unique_ptr<Driver> MakeDriver(const MeasureCall& call) {
+/// \throws CallError if the options name no instrument, or two
+void CheckInstrument(const MeasureCall& call) {
   if (call.scene && call.instrument) {
     throw CallError("give --scene or --instrument, not both");
   }
-  if (call.scene) return SceneDriver::FromFile(*call.scene, call.seed);
-  if (!call.instrument) {
+  if (!call.scene && !call.instrument) {
     throw CallError("nothing to measure with: give --scene SCENE or --instrument 'COMMAND'");
   }
-  if (call.seed) throw CallError("--seed is for the virtual instrument of --scene");
+  if (call.seed && !call.scene) throw CallError("--seed is for the virtual instrument of --scene");
+}
+
+std::unique_ptr<Driver> MakeDriver(const MeasureCall& call,
+                                   const std::optional<sim::Scene>& scene) {
+  if (scene) return std::make_unique<SceneDriver>(*scene, call.seed, *call.scene);
   return std::make_unique<ProcessDriver>(*call.instrument, call.timeout);
 }
 
+void KeepFilesApart(const MeasureCall& call, const std::optional<sim::Scene>& scene,
+                    const Console& console) {
+  std::vector<NamedFile> inputs = {{"request", call.request}};
+  if (scene) {
+    inputs.push_back({"scene", *call.scene});
+    for (const auto& file : scene->files) inputs.push_back({"part file", file.string()});
+  }
+  KeepApart(inputs, {{"recording", call.record}, {"report", call.report}}, console.output());
+}
+
 int RunMeasure(const MeasureCall& call, Console& console) {
+  CheckInstrument(call);
   const std::string request = ReadText(call.request, "request");
+  std::optional<sim::Scene> scene;
+  if (call.scene) scene = ReadScene(*call.scene);
+  KeepFilesApart(call, scene, console);
   std::optional<RecordingWriter> recording;
   if (!call.record.empty()) recording.emplace(call.record, request, call.options);
   ReportWriter report(call.report);
 
-  const std::unique_ptr<Driver> driver = MakeDriver(call);
+  const std::unique_ptr<Driver> driver = MakeDriver(call, scene);
   ObservedDriver observed(*driver, [&](const Exchange& exchange) {
     if (recording) recording->Write(exchange);
     report.Take(exchange);
   });
   const Conversation outcome = Measure(request, observed, call.options);
-  if (recording) recording->Finish(outcome.result);
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
-  report.Finish(request, call.request, driver->Name(), outcome);
-  return Tell(outcome, call.strict, console);
+  int status = kCallFailed;
+  TakeAll({[&] { status = Tell(outcome, call.strict, console); },
+           [&] {
+             if (recording) recording->Finish(outcome.result);
+           },
+           [&] { report.Finish(request, call.request, driver->Name(), outcome); }},
+          console);
+  return status;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "outcome.h"
 
+#include <exception>
 #include <memory>
 #include <stdexcept>
 
@@ -32,6 +33,22 @@ int Tell(const Conversation& outcome, bool strict, Console& console) {
     return kNotMeasured;
   }
   return kMeasured;
+}
+
+void TakeAll(const std::vector<std::function<void()>>& steps, Console& console) {
+  std::exception_ptr first;
+  for (const auto& step : steps) {
+    try {
+      step();
+    } catch (const std::exception& error) {
+      if (first) {
+        console.Note(error.what());
+      } else {
+        first = std::current_exception();
+      }
+    }
+  }
+  if (first) std::rethrow_exception(first);
 }
 
 ReportWriter::ReportWriter(const std::string& path) {

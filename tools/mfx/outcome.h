@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "console.h"
 #include "host/conversation.h"
@@ -18,6 +20,11 @@ namespace libmfx::host {
 /// \param strict a doubtful success counts as failed
 /// \returns the exit status
 int Tell(const Conversation& outcome, bool strict, Console& console);
+
+/// Takes every step, whatever became of the ones before: a full disk costs the file that it is to
+/// hold, and neither the result nor another file. Throws the first failure in the end, and tells
+/// the others.
+void TakeAll(const std::vector<std::function<void()>>& steps, Console& console);
 
 /// Keeps what a report needs, and writes it in the end. The file is made beforehand, so that one
 /// that cannot be written ends the call before anything is driven.

@@ -1,7 +1,8 @@
 #include <memory>
 
-#include "host/files.h"
 #include "host/conversation.h"
+#include "host/files.h"
+#include "host/outputs.h"
 #include "options.h"
 
 namespace libmfx::host {
@@ -27,6 +28,7 @@ std::string Csv(const std::vector<Position>& points) {
 }
 
 int RunPlan(const PlanCall& call, Console& console) {
+  KeepApart({{"request", call.request}}, {}, console.output());
   const std::string request = ReadText(call.request, "request");
   const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
   // A request with an error is told of by that error; asking for a search would clear it.

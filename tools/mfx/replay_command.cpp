@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "host/outputs.h"
 #include "host/recording.h"
 #include "options.h"
 #include "outcome.h"
@@ -19,6 +20,7 @@ struct ReplayCall {
 };
 
 int RunReplay(const ReplayCall& call, Console& console) {
+  KeepApart({{"recording", call.recording}}, {{"report", call.report}}, console.output());
   const Recording recording = ReadRecording(call.recording);
   ConversationOptions options = recording.options;
   options.search = options.search || call.search;
@@ -38,8 +40,14 @@ int RunReplay(const ReplayCall& call, Console& console) {
   }
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
-  report.Finish(recording.request, "in recording " + call.recording, driver.Name(), outcome);
-  return Tell(outcome, call.strict, console);
+  int status = kCallFailed;
+  TakeAll({[&] { status = Tell(outcome, call.strict, console); },
+           [&] {
+             report.Finish(recording.request, "in recording " + call.recording, driver.Name(),
+                           outcome);
+           }},
+          console);
+  return status;
 }
 
 }  // namespace
