@@ -7,7 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
+#include <vector>
 
+#include "host/changes.h"
 #include "host/errors.h"
 #include "host/json_text.h"
 #include "host/recording.h"
@@ -63,16 +65,40 @@ Conversation MeasureJob(const json& job, const ConversationOptions& options) {
   }
 }
 
-Conversation ReplayJob(const json& job) {
+/// The members of an answer that tell how a measurement went.
+std::string Told(const Conversation& held, bool strict) {
+  return "\"result\":" + held.result + (strict && held.IsDoubtful() ? ",\"doubtful\":true" : "");
+}
+
+/// The recording that a job names, with its request as the job wants it.
+Recording RecordingOfJob(const json& job) {
   const json& file = job["recording"];
   if (!file.is_string()) throw CallError("\"recording\" is no file name");
-  if (job.contains("request") || job.contains("scene")) {
-    throw CallError("the job has both a \"recording\" and a \"request\" or \"scene\"");
-  }
+  if (job.contains("scene")) throw CallError("the job has both a \"recording\" and a \"scene\"");
   if (file == "-") throw CallError("\"recording\" cannot be standard input in a batch");
-  const Recording recording = ReadRecording(file.get<std::string>());
+  Recording recording = ReadRecording(file.get<std::string>());
+  if (job.contains("request")) {
+    recording.request = RequestWithChanges(recording.request, job["request"]);
+  }
+  return recording;
+}
+
+/// Analyses a recording again.
+/// \param[out] comparison for ComparisonSummary
+/// \returns the members of the answer
+std::string ReplayJob(const json& job, const BatchOptions& options, std::string& comparison) {
+  const Recording recording = RecordingOfJob(job);
   ReplayDriver driver(recording);
-  return Measure(recording.request, driver, recording.options);
+  const Conversation held = Measure(recording.request, driver, recording.options);
+  std::string members = Told(held, options.strict);
+  const std::vector<std::string> notes = ReplayNotes(driver, recording);
+  const bool tells_notes = options.compare || job.contains("request");
+  if (tells_notes && !notes.empty()) members += ",\"notes\":" + Dump(json(notes));
+  if (!options.compare) return members;
+  const Changes changes = ChangesBetween(recording.result, held.result);
+  if (!changes.values.empty()) members += ",\"changed\":" + changes.values;
+  comparison = ComparisonText(changes);
+  return members;
 }
 
 /// The members of an answer beside its id, and whether they tell an error.
@@ -97,23 +123,38 @@ Outcome Guarded(Carry carry) {
 }
 
 JobAnswer Framed(const std::string& id, const Outcome& outcome) {
-  return {"{\"id\":" + id + "," + outcome.first + "}", outcome.second};
+  return {"{\"id\":" + id + "," + outcome.first + "}", outcome.second, {}};
 }
 
 }  // namespace
 
-JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options, bool strict) {
+JobAnswer AnswerJob(const std::string& line, const BatchOptions& options) {
   std::string id = "null";
-  return Framed(id, Guarded([&] {
-                  const json job = ParseJob(line);
-                  if (job.contains("id")) id = Dump(job["id"]);
-                  const Conversation held =
-                      job.contains("recording") ? ReplayJob(job) : MeasureJob(job, options);
-                  const bool doubtful = strict && held.IsDoubtful();
-                  return "\"result\":" + held.result + (doubtful ? ",\"doubtful\":true" : "");
-                }));
+  std::string comparison;
+  const Outcome outcome = Guarded([&] {
+    const json job = ParseJob(line);
+    if (job.contains("id")) id = Dump(job["id"]);
+    if (!job.contains("recording")) {
+      return Told(MeasureJob(job, options.conversation), options.strict);
+    }
+    if (options.compare) comparison = ComparisonText({});
+    return ReplayJob(job, options, comparison);
+  });
+  JobAnswer answer = Framed(id, outcome);
+  answer.comparison = std::move(comparison);
+  return answer;
 }
 
-JobAnswer RefuseJob(const std::string& why) { return Framed("null", Error(why)); }
+JobAnswer RefuseJob(const std::string& why, const std::string& id) {
+  return Framed(id, Error(why));
+}
+
+std::string IdOfJob(const std::string& line) {
+  try {
+    return Dump(ParseJob(line).value("id", json()));
+  } catch (const std::exception&) {  // not a job, or too large a one
+    return "null";
+  }
+}
 
 }  // namespace libmfx::host

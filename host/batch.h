@@ -6,21 +6,33 @@
 
 namespace libmfx::host {
 
+/// How the jobs of a batch are carried out.
+struct BatchOptions {
+  ConversationOptions conversation;  ///< of a job with a scene
+  bool strict = false;               ///< the answer of a doubtful success says so
+  bool compare = false;              ///< the answer of a recording says what changed
+};
+
 /// The answer to one job of a batch: {"id":...,"result":{...}} or {"id":...,"error":"..."}; the
-/// former may have "doubtful":true as its last key.
+/// former may have "doubtful", "notes" and "changed" behind its result.
 struct JobAnswer {
   std::string line;
   bool is_error = false;
+  std::string comparison;  ///< for ComparisonSummary; empty where there was nothing to compare
 };
 
 /// Carries out one job: {"request": {...}, "scene": {...}} or {"recording": "FILE"}, each with an
 /// optional "id" (any value) and "seed". Nothing about the job throws, and nothing of it is left
 /// for the next one. The virtual instrument is seeded by the job's "seed", else by its "id", else
-/// by the scene's own. A recording is held with the options that it was recorded with.
-/// \param strict whether the answer of a doubtful success says so
-JobAnswer AnswerJob(const std::string& line, const ConversationOptions& options, bool strict);
+/// by the scene's own. A recording is held with the options that it was recorded with, and with
+/// its request; the keys of a "request" that stands beside it take the place of the recorded ones.
+JobAnswer AnswerJob(const std::string& line, const BatchOptions& options);
 
-/// The answer to a job that cannot even be read.
-JobAnswer RefuseJob(const std::string& why);
+/// The answer to a job that cannot be read or was not finished.
+/// \param id as IdOfJob tells it
+JobAnswer RefuseJob(const std::string& why, const std::string& id = "null");
+
+/// The text of a job's "id" as its answer echoes it; "null" where it has none or is no job.
+std::string IdOfJob(const std::string& line);
 
 }  // namespace libmfx::host

@@ -144,40 +144,44 @@ LineReader::~LineReader() {
   if (_file != STDIN_FILENO) close(_file);
 }
 
-bool LineReader::Fill() {
+void LineReader::Fill() {
   _buffer.erase(0, std::exchange(_next, 0));
   const ssize_t n = ReadSome(_file, _buffer);
   if (n < 0) throw CallError("cannot read " + _what + ": " + Reason());
-  return n > 0;
+  _at_end = n == 0;
 }
 
 LineReader::Got LineReader::Next(std::string& line) {
-  bool too_long = false;
-  std::size_t searched = 0;
   for (;;) {
-    const std::size_t end = _buffer.find('\n', _next + searched);
-    if (end != std::string::npos) {
-      line.assign(_buffer, _next, end - _next);
-      _taken += line.size() + 1;
-      _next = end + 1;
-      return too_long ? Got::kTooLong : Got::kLine;
-    }
-    searched = _buffer.size() - _next;
-    if (searched > kLongestText) {
-      too_long = true;
-      _taken += searched;
-      searched = 0;
-      _buffer.clear();
-      _buffer.shrink_to_fit();
+    if (const std::optional<Got> got = Buffered(line)) return *got;
+    Fill();
+  }
+}
+
+std::optional<LineReader::Got> LineReader::Buffered(std::string& line) {
+  if (_back) {
+    const auto [got, again] = *std::exchange(_back, std::nullopt);
+    line = again;
+    return got;
+  }
+  const std::size_t end = _buffer.find('\n', _next + _searched);
+  _had_end = end != std::string::npos;
+  if (!_had_end) {
+    _searched = _buffer.size() - _next;
+    if (_searched > kLongestText) {
+      _too_long = true;
+      _taken += std::exchange(_searched, 0);
+      _buffer = {};
       _next = 0;
     }
-    if (Fill()) continue;
-    // The last line may lack its end.
-    line = std::exchange(_buffer, {});
-    _taken += line.size();
-    if (too_long) return Got::kTooLong;
-    return line.empty() ? Got::kEnd : Got::kLine;
+    if (!_at_end) return std::nullopt;
   }
+  line.assign(_buffer, _next, _had_end ? end - _next : std::string::npos);
+  _taken += line.size() + (_had_end ? 1 : 0);
+  _next = _had_end ? end + 1 : _buffer.size();
+  _searched = 0;
+  if (std::exchange(_too_long, false)) return Got::kTooLong;
+  return _had_end || !line.empty() ? Got::kLine : Got::kEnd;
 }
 
 }  // namespace libmfx::host

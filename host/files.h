@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace libmfx::host {
 
@@ -54,17 +56,31 @@ class LineReader {
 
   /// The next line without its end. A line of more than kLongestText is passed over.
   Got Next(std::string& line);
+  /// The same from what was read already; nothing while the line is not whole.
+  std::optional<Got> Buffered(std::string& line);
+  /// Reads once, and waits for it where nothing has come yet.
+  void Fill();
+  /// Makes a line the next one again.
+  void PutBack(Got got, std::string line) { _back.emplace(got, std::move(line)); }
+
+  /// Whether the last line had an end; the last one of a file may lack it.
+  bool had_end() const { return _had_end; }
+  /// What can be waited for before Fill.
+  int file() const { return _file; }
   /// Bytes taken so far, and in all if that is known; else 0.
   std::size_t taken() const { return _taken; }
   std::size_t total() const { return _total; }
 
  private:
-  bool Fill();
-
   std::string _what;
   int _file = -1;
+  bool _at_end = false;
   std::string _buffer;
-  std::size_t _next = 0;
+  std::size_t _next = 0;      ///< in `_buffer`
+  std::size_t _searched = 0;  ///< bytes from there without a line's end
+  bool _too_long = false;     ///< what went before of this line is dropped
+  bool _had_end = false;
+  std::optional<std::pair<Got, std::string>> _back;
   std::size_t _taken = 0;
   std::size_t _total = 0;
 };

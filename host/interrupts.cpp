@@ -19,6 +19,7 @@ struct DoomedFile {
 
 std::array<DoomedFile, 8> g_files;
 std::atomic<pid_t> g_group{0};
+std::array<std::atomic<pid_t>, kMostProcesses> g_processes{};
 std::atomic<int> g_holders{0};
 std::atomic<int> g_waiting{0};
 
@@ -28,6 +29,10 @@ std::atomic<int> g_waiting{0};
   if (group > 0) {
     kill(-group, SIGKILL);
     waitpid(group, nullptr, 0);
+  }
+  for (const std::atomic<pid_t>& process : g_processes) {
+    const pid_t doomed = process.load();
+    if (doomed > 0) kill(doomed, SIGKILL);
   }
   for (const DoomedFile& file : g_files) {
     if (file.set.load()) unlink(file.path);
@@ -69,6 +74,20 @@ void Uninterrupted::LeaveIfAsked() {
 }
 
 void KillGroupOnSignal(pid_t group) { g_group = group; }
+
+void KillOnSignal(pid_t process) {
+  for (std::atomic<pid_t>& place : g_processes) {
+    pid_t none = 0;
+    if (place.compare_exchange_strong(none, process)) return;
+  }
+}
+
+void ForgetProcess(pid_t process) {
+  for (std::atomic<pid_t>& place : g_processes) {
+    pid_t same = process;
+    if (place.compare_exchange_strong(same, 0)) return;
+  }
+}
 
 void RemoveOnSignal(const std::string& path) {
   for (DoomedFile& file : g_files) {

@@ -30,6 +30,11 @@ class Uninterrupted {
 /// Names the process group to kill; 0 for none.
 void KillGroupOnSignal(pid_t group);
 
+/// Names a process to kill, until it is forgotten. At most kMostProcesses at a time.
+inline constexpr int kMostProcesses = 256;
+void KillOnSignal(pid_t process);
+void ForgetProcess(pid_t process);
+
 /// Names a file to remove, until it is forgotten. At most 8 at a time, each a path of less than
 /// 4096 bytes: what goes beyond is not removed.
 void RemoveOnSignal(const std::string& path);

@@ -177,4 +177,16 @@ std::vector<RawDataPoint> ReplayDriver::Drive(const std::vector<Position>& point
   return exchange.samples;
 }
 
+std::vector<std::string> ReplayNotes(const ReplayDriver& driver, const Recording& recording) {
+  std::vector<std::string> notes;
+  if (driver.deviations() > 0) {
+    notes.emplace_back("the library now asks for other drive points than were recorded");
+  }
+  if (driver.answered() < recording.exchanges.size()) {
+    notes.push_back("the measurement ended after " + std::to_string(driver.answered()) + " of " +
+                    std::to_string(recording.exchanges.size()) + " recorded exchanges");
+  }
+  return notes;
+}
+
 }  // namespace libmfx::host

@@ -90,4 +90,7 @@ class ReplayDriver final : public Driver {
   std::size_t _deviations = 0;
 };
 
+/// What a person should know about how a recording was analysed again, in whole sentences.
+std::vector<std::string> ReplayNotes(const ReplayDriver& driver, const Recording& recording);
+
 }  // namespace libmfx::host

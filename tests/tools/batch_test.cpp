@@ -9,36 +9,10 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "program_test.h"
+#include "batch_jobs.h"
 
 namespace mfx_test {
 namespace {
-
-json Path(const std::string& id) {
-  return {{"$id", id},
-          {"PointSpacing", 0.02},
-          {"Feature",
-           {{"$type", "ScanPathFeature"},
-            {"Path", {{"Segments", {{{-0.05, 0.0, 2.0}, {0.05, 0.0, 2.0}}}}}}}}};
-}
-
-json Plane(double distance) {
-  return {{"part", {{"type", "plane"}}}, {"pose", {{"position", {0.0, 0.0, distance}}}}};
-}
-
-std::string Job(int i) {
-  return json{{"id", i},
-              {"request", Path("r" + std::to_string(i))},
-              {"scene", Plane(2.0 + 0.01 * i)}}
-             .dump() +
-         "\n";
-}
-
-std::string Jobs(int count) {
-  std::string text;
-  for (int i = 0; i < count; ++i) text += Job(i);
-  return text;
-}
 
 TEST(BatchTest, AnswersEveryJobInOrder) {
   const Ended ended = RunMfx({"batch", "-"}, {.input = Jobs(20)});
@@ -221,48 +195,6 @@ TEST(BatchTest, NothingToDoIsDone) {
   EXPECT_THAT(ended.out, IsEmpty());
   EXPECT_EQ(RunMfx({"batch", "/no/such/jobs"}).status, 2);
 }
-
-/// Runs a batch whose standard input and output are pipes held by the test.
-struct LiveBatch {
-  int to = -1;
-  int from = -1;
-  pid_t pid = 0;
-
-  explicit LiveBatch(int error_file) {
-    int in[2], out[2];
-    EXPECT_EQ(pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC), 0);
-    pid = fork();
-    if (pid == 0) {
-      dup2(in[0], 0);
-      dup2(out[1], 1);
-      dup2(error_file, 2);
-      execl(LIBMFX_MFX_PROGRAM, "mfx", "batch", "-", nullptr);
-      _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    to = in[1];
-    from = out[0];
-  }
-  ~LiveBatch() {
-    End();
-    close(from);
-  }
-  void End() {
-    if (to >= 0) close(to);
-    to = -1;
-    if (pid > 0) waitpid(pid, nullptr, 0);
-    pid = 0;
-  }
-  void Send(const std::string& text) {
-    EXPECT_EQ(write(to, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  }
-  std::string ReadLine() {
-    std::string line;
-    for (char c = 0; read(from, &c, 1) == 1 && c != '\n';) line += c;
-    return line;
-  }
-};
 
 TEST(BatchTest, EveryAnswerIsFlushedBeforeTheNextJobIsRead) {
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);

@@ -1,7 +1,12 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <memory>
 #include <string>
 
-#include "host/batch.h"
+#include "host/batch_run.h"
+#include "host/batch_workers.h"
+#include "host/changes.h"
 #include "host/files.h"
 #include "host/outputs.h"
 #include "options.h"
@@ -11,28 +16,49 @@ namespace libmfx::host {
 namespace {
 
 struct BatchCall {
-  std::string jobs;  ///< file with a job a line, "-" for standard input
+  std::string jobs;    ///< file with a job a line, "-" for standard input
+  std::string resume;  ///< file with the answers that there are; empty: none
+  int processes = 1;   ///< 0: as many as there are processors
   bool show_library_lines = false;
-  bool strict = false;  ///< the answer of a doubtful success says so
-  ConversationOptions options;
+  BatchOptions options;
 };
+
+/// The answers that there are may be what standard output goes to, as long as it goes to their end.
+void KeepFilesApart(const BatchCall& call, const Console& console) {
+  const int output = console.output();
+  const bool continues = !call.resume.empty() && IsSameFile(call.resume, output);
+  if (continues && (fcntl(output, F_GETFL) & O_APPEND) == 0) {
+    throw CallError("standard output would write over answers " + OneLine(call.resume) +
+                    " (>> writes behind them)");
+  }
+  KeepApart({{"jobs", call.jobs}}, {{"answers", call.resume}}, continues ? -1 : output);
+  KeepApart({{"jobs", call.jobs}}, {}, output);
+}
 
 int RunBatch(const BatchCall& call, Console& console) {
   console.ShowLibraryLines(call.show_library_lines);
-  KeepApart({{"jobs", call.jobs}}, {}, console.output());
+  if (call.resume == "-") throw CallError("--resume wants a file, not standard input");
+  KeepFilesApart(call, console);
   LineReader lines(call.jobs, "jobs");
-  Progress progress;
-  std::size_t jobs = 0;
+  std::size_t jobs = call.resume.empty() ? 0 : PassOverAnswered(lines, call.resume);
   std::size_t errors = 0;
-  std::string line;
-  for (auto got = lines.Next(line); got != LineReader::Got::kEnd; got = lines.Next(line)) {
-    const JobAnswer answer = got == LineReader::Got::kTooLong
-                                 ? RefuseJob("the job is longer than 256 MiB")
-                                 : AnswerJob(line, call.options, call.strict);
-    console.Result(answer.line);
-    ++jobs;
-    errors += answer.is_error ? 1 : 0;
-    progress.Show(lines.taken(), lines.total(), jobs, errors);
+  ComparisonSummary comparison;
+  {
+    Progress progress;
+    const int processes = call.processes == 0 ? ProcessorsToUse() : call.processes;
+    CarryOutJobs(lines, call.options, processes, [&](const JobAnswer& answer) {
+      console.Result(answer.line);
+      ++jobs;
+      errors += answer.is_error ? 1 : 0;
+      comparison.Take(jobs, answer.comparison);
+      progress.Show(lines.taken(), lines.total(), jobs, errors);
+    });
+  }
+  if (isatty(STDERR_FILENO) == 1) {
+    console.Note(std::to_string(jobs) + " jobs, " + std::to_string(errors) + " with errors");
+  }
+  if (call.options.compare) {
+    for (const std::string& line : comparison.Lines()) console.Note(line);
   }
   return kMeasured;
 }
@@ -41,12 +67,20 @@ int RunBatch(const BatchCall& call, Console& console) {
 
 void AddBatch(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<BatchCall>();
+  ConversationOptions& conversation = call->options.conversation;
   CLI::App& command = *program.add_subcommand("batch", "Carry out one job a line, answer each");
   command.add_option("JOBS", call->jobs, "File with jobs, - for standard input")->required();
-  AddSearch(command, call->options);
-  AddPasses(command, [call](int passes) { call->options.max_passes = passes; });
-  AddScanData(command, [call](ScanData form) { call->options.scan_data = form; });
-  command.add_flag("--strict", call->strict,
+  AddNumber<int>(
+      command, "-j", 0, kMostWorkers, [call](int count) { call->processes = count; },
+      "Jobs at a time, in processes of their own (1); 0: as many as there are processors");
+  command.add_option("--resume", call->resume,
+                     "File with the answers that there are: goes on with the jobs behind them");
+  command.add_flag("--compare", call->options.compare,
+                   "Tell what changed against the results of recordings");
+  AddSearch(command, conversation);
+  AddPasses(command, [&conversation](int passes) { conversation.max_passes = passes; });
+  AddScanData(command, [&conversation](ScanData form) { conversation.scan_data = form; });
+  command.add_flag("--strict", call->options.strict,
                    "Mark the answer of a success with warnings as doubtful");
   command.add_flag("--log", call->show_library_lines, "Show the library's log lines and traces");
   command.callback([&execute, call] {

@@ -31,13 +31,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
   ReplayDriver driver(recording);
   ObservedDriver observed(driver, [&](const Exchange& exchange) { report.Take(exchange); });
   const Conversation outcome = Measure(recording.request, observed, options);
-  if (driver.deviations() > 0) {
-    console.Note("note: the library now asks for other drive points than were recorded");
-  }
-  if (driver.answered() < recording.exchanges.size()) {
-    console.Note("note: the measurement ended after " + std::to_string(driver.answered()) + " of " +
-                 std::to_string(recording.exchanges.size()) + " recorded exchanges");
-  }
+  for (const std::string& note : ReplayNotes(driver, recording)) console.Note("note: " + note);
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
   int status = kCallFailed;
