@@ -206,6 +206,8 @@ TEST(HoleAnalysis, AHoleOfAnotherSizeFails) {
               "Hole::Analyze(): Final validation: Fit circle size does not match input "
               "specifications. Check the nominal radius!")
         << radius;
+    ASSERT_EQ(hole.GetStages().fitted.size(), 1U);
+    EXPECT_NEAR(hole.GetStages().fitted[0].value, radius, 1e-4);
   }
   for (const double radius : {0.0072, 0.0088}) {
     EXPECT_TRUE(Measure(HoleRequest(), {.radius = radius}).GetIsSuccessful()) << radius;

@@ -76,6 +76,10 @@ TEST(HoleDoubts, ARadiusOffByMoreThanTwoPercentIsDoubted) {
     const Hole hole = Measure(HoleRequest(), {.radius = radius});
     EXPECT_TRUE(hole.GetIsSuccessful()) << hole.GetError();
     EXPECT_EQ(hole.GetSetting<double>(L"Radius"), 0.008) << "the nominal is repeated";
+    const std::vector<StageSize>& fitted = hole.GetStages().fitted;
+    EXPECT_EQ(fitted.size(), 1U);
+    EXPECT_STREQ(fitted.at(0).what, "RimRadius");
+    EXPECT_NEAR(fitted.at(0).value, radius, 1e-4) << "the samples stand a spacing apart";
     return hole.GetWarnings();
   };
   EXPECT_THAT(warnings_at(0.008), testing::IsEmpty());

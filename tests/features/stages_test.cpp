@@ -43,6 +43,7 @@ void ExpectEmpty(const Stages& stages) {
   EXPECT_FALSE(stages.surface);
   EXPECT_TRUE(stages.edges.empty());
   EXPECT_FALSE(stages.profile);
+  EXPECT_TRUE(stages.fitted.empty());
   EXPECT_TRUE(stages.verdicts.empty());
 }
 
@@ -197,6 +198,11 @@ TEST(StagesOfASphere, TellPartsAndFates) {
   }
   EXPECT_STREQ(stages.verdicts.back().what, "quality of the fit");
   EXPECT_TRUE(stages.verdicts.back().passed);
+  ASSERT_EQ(stages.fitted.size(), 1U);
+  EXPECT_STREQ(stages.fitted[0].what, "Radius");
+  // Of the fit, so close to the ball's own and not it.
+  EXPECT_NEAR(stages.fitted[0].value, sphere.ball.radius, 5e-5);
+  EXPECT_NE(stages.fitted[0].value, sphere.ball.radius);
 }
 
 TEST(StagesOfASphere, WithoutPartsTellFatesAlone) {

@@ -47,6 +47,12 @@ struct StageVerdict {
   bool passed;
 };
 
+/// A size that a fit found, whatever the result states of it.
+struct StageSize {
+  const char* what;  ///< "Radius", or "RimRadius" of a hole, where a chamfer meets the surface
+  double value;
+};
+
 /// The profile of a border, as one scan line shows it. A stage that was not reached leaves its part
 /// empty.
 struct StageProfile {
@@ -78,6 +84,7 @@ struct Stages {
   std::optional<geometry::Plane> surface;  ///< normal to the side of the instrument
   std::vector<StageEdge> edges;
   std::optional<StageProfile> profile;  ///< of an edge alone
+  std::vector<StageSize> fitted;        ///< sizes for which the result repeats the nominal
   std::vector<StageVerdict> verdicts;   ///< in the order of the tests; the last one may have failed
 };
 

@@ -152,6 +152,7 @@ bool Hole::FitRim(const std::vector<PointCloud>& planar) {
   if (!_circle.LeastSquares(_edge_points)) {
     return Fail("Hole::Analyze(): Circle::LeastSquares() final outer circle fit failed.");
   }
+  Record().fitted = {{"RimRadius", _circle.Radius()}};
   if (!HoleValid(planar, _circle)) {
     return Fail("Hole::Analyze(): Fit outer circle is invalid. Too many points inside the hole.");
   }
@@ -220,6 +221,7 @@ void Hole::TellRadius() {
   const PointCloud rim = GrazedRim(_edge_points, _scan_cloud, Layout(), BoreBelow(_circle));
   geometry::Circle fitted;
   if (!fitted.LeastSquares(rim) || !fitted.IsValid()) return;
+  Record().fitted = {{"RimRadius", fitted.Radius()}};  // without what the beam loses at the rim
   // A rim that stands halfway between two samples is known to half a spacing; that of a chamfer,
   // which leaves the surface slowly, to the three within which a sample counts as of the surface.
   const double resolution = (_has_chamfer ? 3.0 : 0.5) * _point_spacing;

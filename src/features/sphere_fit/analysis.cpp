@@ -176,6 +176,7 @@ bool SphereFit::FinishFit(FitState& fit) {
       return Fail("SphereFit::Analyze(): SphereFitLS failed after std multiplier filtering.");
     }
   }
+  Record().fitted = {{"Radius", fit.radius}};
   // The ball is seen from one side, where its radius and its distance are hard to tell apart: the
   // known radius decides, and its miss becomes a shift along the line of sight.
   const VectorXYZW sight = shared::UnitFromTo(PointXYZW(), NominalPoint);
