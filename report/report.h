@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/conversation.h"
+#include "host/labels.h"
 #include "host/recording.h"
 
 namespace libmfx::host::report {
@@ -13,6 +14,7 @@ namespace libmfx::host::report {
 struct ReportData {
   std::string request;       ///< the request's text
   std::string request_name;  ///< where it came from
+  Labels labels;             ///< what a person noted beside it
   std::string instrument;    ///< what was driven, in words, with its seed where it has one
   std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   Conversation outcome;

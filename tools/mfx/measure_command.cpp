@@ -24,6 +24,7 @@ struct MeasureCall {
   std::chrono::milliseconds timeout{60'000};
   std::string record;   ///< empty: no recording
   std::string report;   ///< empty: no report
+  Labels labels;        ///< for the report
   bool strict = false;  ///< a doubtful success ends like a failure
   ConversationOptions options;
 };
@@ -63,7 +64,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   KeepFilesApart(call, scene, console);
   std::optional<RecordingWriter> recording;
   if (!call.record.empty()) recording.emplace(call.record, request, call.options);
-  ReportWriter report(call.report);
+  ReportWriter report(call.report, call.labels);
 
   const std::unique_ptr<Driver> driver = MakeDriver(call, scene);
   ObservedDriver observed(*driver, [&](const Exchange& exchange) {
@@ -74,7 +75,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(outcome, call.strict, console); },
+  TakeAll({[&] { status = Tell(request, outcome, call.strict, console); },
            [&] {
              if (recording) recording->Finish(outcome.result);
            },
@@ -107,6 +108,7 @@ void AddMeasure(CLI::App& program, Execute& execute) {
   AddScanData(command, [call](ScanData form) { call->options.scan_data = form; });
   command.add_option("--record", call->record, "File to write the conversation to");
   AddReport(command, call->report);
+  AddLabels(command, call->labels);
   AddStrict(command, call->strict);
   command.callback([&execute, call] {
     execute = [call](Console& console) { return RunMeasure(*call, console); };

@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <utility>
+#include <vector>
 
 namespace libmfx::host {
 
@@ -25,6 +26,17 @@ void AddScanData(CLI::App& call, std::function<void(ScanData)> take) {
           [take = std::move(take)](const std::string& form) { take(*ScanDataOf(form)); },
           "How the result of a scan path holds its samples: json (default), binary, none")
       ->check(CLI::IsMember({"json", "binary", "none"}));
+}
+
+void AddLabels(CLI::App& call, Labels& labels) {
+  call.add_option_function<std::vector<std::string>>(
+          "--label",
+          [&labels](const std::vector<std::string>& texts) {
+            labels.clear();
+            for (const std::string& text : texts) labels.push_back(LabelOf(text));
+          },
+          "KEY=VALUE that the report shows: part, operator, date; as often as needed")
+      ->allow_extra_args(false);
 }
 
 void AddReport(CLI::App& call, std::string& report) {

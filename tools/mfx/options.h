@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "host/conversation.h"
 #include "host/errors.h"
+#include "host/labels.h"
 #include "host/numbers.h"
 
 /// \file
@@ -41,6 +42,8 @@ void AddRequest(CLI::App& call, std::string& request);
 void AddSearch(CLI::App& call, ConversationOptions& options);
 void AddPasses(CLI::App& call, std::function<void(int)> take);
 void AddScanData(CLI::App& call, std::function<void(ScanData)> take);
+/// Each use of the option adds a label, in their order.
+void AddLabels(CLI::App& call, Labels& labels);
 void AddReport(CLI::App& call, std::string& report);
 /// A success with warnings ends the call with status 1.
 void AddStrict(CLI::App& call, bool& strict);

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "exit_status.h"
+#include "host/quantities.h"
 
 namespace libmfx::host {
 namespace {
@@ -21,9 +22,12 @@ std::optional<double> QualityThreshold(const std::string& request) {
 
 }  // namespace
 
-int Tell(const Conversation& outcome, bool strict, Console& console) {
+int Tell(const std::string& request, const Conversation& outcome, bool strict, Console& console) {
   console.Result(outcome.result);
   for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
+  for (const std::string& note : NotesOf(QuantitiesOf(request, outcome.result, outcome.stages))) {
+    console.Note("note: " + note);
+  }
   if (!outcome.successful) {
     console.Note("the measurement failed: " + outcome.error);
     return kNotMeasured;
@@ -51,7 +55,8 @@ void TakeAll(const std::vector<std::function<void()>>& steps, Console& console) 
   if (first) std::rethrow_exception(first);
 }
 
-ReportWriter::ReportWriter(const std::string& path) {
+ReportWriter::ReportWriter(const std::string& path, const Labels& labels) {
+  _data.labels = labels;
   if (!path.empty()) _file.emplace(path, "report");
 }
 

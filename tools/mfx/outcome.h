@@ -8,6 +8,7 @@
 #include "console.h"
 #include "host/conversation.h"
 #include "host/files.h"
+#include "host/labels.h"
 #include "host/recording.h"
 #include "report/report.h"
 
@@ -16,10 +17,12 @@
 
 namespace libmfx::host {
 
-/// Prints the outcome of a measurement.
+/// Prints the outcome of a measurement: the result, and as notes its warnings, what was fitted and
+/// stands in no result, and what was not measured. Log lines of the library are to be off: the
+/// request is read once more.
 /// \param strict a doubtful success counts as failed
 /// \returns the exit status
-int Tell(const Conversation& outcome, bool strict, Console& console);
+int Tell(const std::string& request, const Conversation& outcome, bool strict, Console& console);
 
 /// Takes every step, whatever became of the ones before: a full disk costs the file that it is to
 /// hold, and neither the result nor another file. Throws the first failure in the end, and tells
@@ -32,7 +35,7 @@ class ReportWriter {
  public:
   /// \param path empty: no report
   /// \throws CallError
-  explicit ReportWriter(const std::string& path);
+  ReportWriter(const std::string& path, const Labels& labels);
   void Take(const Exchange& exchange);
   void Finish(const std::string& request, const std::string& request_name,
               const std::string& instrument, const Conversation& outcome);

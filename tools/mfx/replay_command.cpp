@@ -13,6 +13,7 @@ namespace {
 struct ReplayCall {
   std::string recording;
   std::string report;
+  Labels labels;                  ///< for the report
   bool search = false;            ///< search even if the recorded measurement did not
   std::optional<int> max_passes;  ///< instead of the recorded one
   std::optional<ScanData> scan_data;
@@ -27,7 +28,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
   options.max_passes = call.max_passes.value_or(options.max_passes);
   options.scan_data = call.scan_data.value_or(options.scan_data);
 
-  ReportWriter report(call.report);
+  ReportWriter report(call.report, call.labels);
   ReplayDriver driver(recording);
   ObservedDriver observed(driver, [&](const Exchange& exchange) { report.Take(exchange); });
   const Conversation outcome = Measure(recording.request, observed, options);
@@ -35,7 +36,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.ShowLibraryLines(false);
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(outcome, call.strict, console); },
+  TakeAll({[&] { status = Tell(recording.request, outcome, call.strict, console); },
            [&] {
              report.Finish(recording.request, "in recording " + call.recording, driver.Name(),
                            outcome);
@@ -53,6 +54,7 @@ void AddReplay(CLI::App& program, Execute& execute) {
       ->required();
   command.add_flag("--search", call->search, "Search as measure does");
   AddReport(command, call->report);
+  AddLabels(command, call->labels);
   AddPasses(command, [call](int passes) { call->max_passes = passes; });
   AddScanData(command, [call](ScanData form) { call->scan_data = form; });
   AddStrict(command, call->strict);
