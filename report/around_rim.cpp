@@ -22,7 +22,8 @@ std::vector<Figure> AroundTheRim(const Measured& m) {
   const LengthUnit unit = UnitFor(2.0 * band);
   Plot plot(kWidth, 300.0, {"angle around the axis / \xC2\xB0", -180.0, 180.0},
             LengthAxis("distance from the axis", unit, *radius - band, *radius + band), false);
-  plot.Level(unit.scale * *radius, "level", "measured radius");
+  plot.Level(unit.scale * *radius, "level",
+             m.radius_as_told ? "radius as told" : "measured radius");
   std::size_t drawn = 0;
   for (std::size_t i = 0; i < m.stages.fates.size(); ++i) {
     const SampleFate fate = m.stages.fates[i];

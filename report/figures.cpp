@@ -77,14 +77,20 @@ std::vector<double> Heights(const View& view, const std::vector<RawDataPoint>& s
   return heights;
 }
 
-/// Draws the samples of a scan. What lies farther than `reach` out of the plane of the others is
+/// The height at which a scan's samples count as of the part: that of the surface where the picture
+/// stands on one, however many samples pass beside it; else that of most samples.
+double LevelOf(const View& view, const std::vector<RawDataPoint>& samples) {
+  return view.on_surface ? 0.0 : Quantile(Heights(view, samples), 0.5);
+}
+
+/// Draws the samples of a scan. What lies farther than `reach` out of the plane of the part is
 /// drawn where the beam went through that plane, in grey.
 /// \returns how many do
 std::size_t DrawSamples(Plot& plot, const Measured& measured, const Exchange& exchange,
                         double scale, double reach) {
   const View& view = measured.view;
   const auto& samples = exchange.samples;
-  const double middle = Quantile(Heights(view, samples), 0.5);
+  const double middle = LevelOf(view, samples);
   const double radius = DotRadius(samples.size());
   std::size_t far_samples = 0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -124,8 +130,13 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
   for (const Stretch& stretch : plan) {
     plot.Line(Scaled(view.Front(stretch.points), unit.scale), stretch.sampled ? "plan" : "jump");
   }
-  const std::size_t far_samples =
-      DrawSamples(plot, measured, exchange, unit.scale, 0.25 * shown.Size());
+  // What stands out of the surface is the part as far as the nominal's height says so.
+  const double height =
+      measured.request.is_object()
+          ? Number(measured.request.value("Feature", json()), "Height").value_or(0.0)
+          : 0.0;
+  const double reach = 0.25 * shown.Size() + 2.0 * std::abs(height);
+  const std::size_t far_samples = DrawSamples(plot, measured, exchange, unit.scale, reach);
   const auto& samples = exchange.samples;
   if (nominal) Draw(plot, view, *nominal, unit.scale, "nominal");
   if (found) Draw(plot, view, *found, unit.scale, "measured");
@@ -135,14 +146,37 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
                         "open red dots: below the quality threshold. ";
   if (far_samples > 0) {
     caption += "Grey: " + std::to_string(far_samples) +
-               " samples far behind or before the others, drawn where the beam passed between. ";
+               " samples far behind or before it, drawn where the beam passed. ";
   }
   if (nominal) caption += "Dashed grey: the nominal. ";
-  if (found) caption += "Red: as measured. ";
+  if (found) {
+    caption += measured.radius_as_told && found->radius
+                   ? "Red: as measured, with the radius as told. "
+                   : "Red: as measured. ";
+  }
   return {title, plot.Svg(title), caption + DrawnText(samples.size())};
 }
 
 namespace {
+
+/// Whether the line of each sample is the second, the fourth and so on of the scan. The few samples
+/// of a move from line to line count with the line behind them, so that lines take turns.
+std::vector<bool> Turns(const std::vector<RawDataPoint>& samples) {
+  std::vector<std::size_t> begins;
+  std::size_t longest = 0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if (i == 0 || samples[i].status != samples[i - 1].status) begins.push_back(i);
+    longest = std::max(longest, i + 1 - begins.back());
+  }
+  std::vector<bool> odd(samples.size());
+  bool turn = false;
+  for (std::size_t k = 0; k < begins.size(); ++k) {
+    const std::size_t end = k + 1 < begins.size() ? begins[k + 1] : samples.size();
+    for (std::size_t i = begins[k]; i < end; ++i) odd[i] = turn;
+    if (10 * (end - begins[k]) >= longest) turn = !turn;
+  }
+  return odd;
+}
 
 /// The heights of a scan's samples along the way; `shown` is the part of them in the picture.
 Figure HeightsAlong(const Measured& measured, const Exchange& exchange, const Extent& shown,
@@ -165,11 +199,9 @@ Figure HeightsAlong(const Measured& measured, const Exchange& exchange, const Ex
   Plot plot(kWidth, 300.0, LengthAxis("way along the scan lines", along, 0.0, travelled),
             LengthAxis("out of the plane", out, shown.low, shown.high), false);
   plot.Level(0.0, "nominal", "plane");
-  int line = 0;
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    if (i > 0 && samples[i].status != samples[i - 1].status) ++line;
-    if (i % StepFor(samples.size()) != 0) continue;
-    plot.Dot({along.scale * way[i].x(), out.scale * way[i].y()}, line % 2 == 0 ? "sample" : "odd",
+  const std::vector<bool> odd = Turns(samples);
+  for (std::size_t i = 0; i < samples.size(); i += StepFor(samples.size())) {
+    plot.Dot({along.scale * way[i].x(), out.scale * way[i].y()}, odd[i] ? "odd" : "sample",
              DotRadius(samples.size()));
   }
   return {title, plot.Svg(title), caption + " " + DrawnText(samples.size())};
@@ -186,14 +218,29 @@ Figure Profile(const Measured& measured, const Exchange& exchange) {
                           "two colours by turns.");
 }
 
-std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& exchange) {
-  std::vector<double> heights = Heights(measured.view, exchange.samples);
-  const double middle = Quantile(heights, 0.5);
-  Extent all;
-  for (double& height : heights) {
-    all.Add(height);
-    height = std::abs(height - middle);
+namespace {
+
+/// The samples that the surface rests on; none where the analysis did not tell.
+std::vector<RawDataPoint> SurfaceSamples(const Measured& measured, const Exchange& exchange) {
+  std::vector<RawDataPoint> kept;
+  for (std::size_t i = 0; measured.IsRecorded() && i < exchange.samples.size(); ++i) {
+    if (measured.stages.fates[i] == features::SampleFate::kSurface) {
+      kept.push_back(exchange.samples[i]);
+    }
   }
+  return kept;
+}
+
+}  // namespace
+
+std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& exchange) {
+  Extent all;
+  for (const double height : Heights(measured.view, exchange.samples)) all.Add(height);
+  const std::vector<RawDataPoint> surface = SurfaceSamples(measured, exchange);
+  std::vector<double> heights =
+      Heights(measured.view, surface.empty() ? exchange.samples : surface);
+  const double middle = Quantile(heights, 0.5);
+  for (double& height : heights) height = std::abs(height - middle);
   // Seven robust standard deviations to either side: the median deviation of a normal scatter is
   // 0.674 of one.
   const double half = 10.0 * Quantile(heights, 0.5);
@@ -202,7 +249,8 @@ std::optional<Figure> SurfaceDetail(const Measured& measured, const Exchange& ex
   shown.Add(middle - half);
   shown.Add(middle + half);
   return HeightsAlong(measured, exchange, shown, "Profile, close to the surface",
-                      "The same, cut down to the heights where most samples lie.");
+                      surface.empty() ? "The same, cut down to the heights where most samples lie."
+                                      : "The same, cut down to the heights of the surface.");
 }
 
 Figure Quality(const Measured& measured, const Exchange& exchange) {

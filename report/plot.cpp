@@ -9,10 +9,10 @@ namespace libmfx::host::report {
 namespace {
 
 // Room around the axes, in user units.
-constexpr double kLeft = 62.0;
+constexpr double kLeft = 88.0;
 constexpr double kRight = 14.0;
 constexpr double kTop = 10.0;
-constexpr double kBottom = 42.0;
+constexpr double kBottom = 52.0;
 
 // Even steps of lightness, so that the order survives a black-and-white printer.
 constexpr std::array<const char*, 5> kQualityColours = {"#3b0f70", "#8c2981", "#de4968", "#f08a3c",
@@ -59,19 +59,38 @@ void StretchTo(Plot::Axis& axis, double size) {
 
 }  // namespace
 
+// A colour that a mark brings along is one of a few, which a dark page replaces by their own words:
+// the order of lightness of the qualities and the names that captions use stay.
 const char* const kPlotStyle = R"(
-svg .frame { fill: none; stroke: #555; stroke-width: 1; }
-svg .grid { stroke: #e3e3e3; stroke-width: 1; }
-svg text { font: 11px sans-serif; fill: #333; }
-svg .plan { fill: none; stroke: #3b6fb6; stroke-width: 1; opacity: .55; }
-svg .jump { fill: none; stroke: #999; stroke-width: .7; stroke-dasharray: 2 3; }
-svg .nominal { fill: none; stroke: #777; stroke-width: 1.2; stroke-dasharray: 6 4; }
-svg .measured { fill: none; stroke: #c8102e; stroke-width: 1.6; }
-svg .level { fill: none; stroke: #c8102e; stroke-width: 1; stroke-dasharray: 5 3; }
-svg .sample { fill: #1b4f8f; }
-svg .odd { fill: #d9822b; }
-svg .far { fill: none; stroke: #999; stroke-width: .7; }
-svg .dropped { fill: none; stroke: #c8102e; stroke-width: .8; }
+:root { --text: #333; --frame: #555; --grid: #e3e3e3; --plan: #3b6fb6; --faint-line: #999;
+  --nominal: #777; --measured: #c8102e; --sample: #1b4f8f; --odd: #d9822b; }
+svg .frame { fill: none; stroke: var(--frame); stroke-width: 1; }
+svg .grid { stroke: var(--grid); stroke-width: 1; }
+svg text { font: 14px sans-serif; fill: var(--text); }
+svg .plan { fill: none; stroke: var(--plan); stroke-width: 1; opacity: .55; }
+svg .jump { fill: none; stroke: var(--faint-line); stroke-width: .7; stroke-dasharray: 2 3; }
+svg .nominal { fill: none; stroke: var(--nominal); stroke-width: 1.2; stroke-dasharray: 6 4; }
+svg .measured { fill: none; stroke: var(--measured); stroke-width: 1.6; }
+svg .level { fill: none; stroke: var(--measured); stroke-width: 1; stroke-dasharray: 5 3; }
+svg .sample { fill: var(--sample); }
+svg .odd { fill: var(--odd); }
+svg .far { fill: none; stroke: var(--faint-line); stroke-width: .7; }
+svg .dropped { fill: none; stroke: var(--measured); stroke-width: .8; }
+@media (max-width: 560px) { svg text { font-size: 19px; } }
+@media print { svg text { font-size: 18px; } }
+@media screen and (prefers-color-scheme: dark) {
+  :root { --text: #ccc; --frame: #8a8a8a; --grid: #303338; --plan: #6fa0e0; --faint-line: #858585;
+    --nominal: #a0a0a0; --measured: #ff5d6c; --sample: #5c9df0; }
+  [style="fill:#3b0f70"], [style="color:#3b0f70"] { fill: #7b55c7 !important; color: #7b55c7 !important; }
+  [style="fill:#8c2981"], [style="color:#8c2981"] { fill: #b6479f !important; color: #b6479f !important; }
+  [style="fill:#de4968"], [style="color:#de4968"] { fill: #e5607c !important; color: #e5607c !important; }
+  [style="fill:#e8b93a"], [style="color:#e8b93a"] { fill: #f3cd5c !important; color: #f3cd5c !important; }
+  [style="fill:#1b4f8f"] { fill: #4a8ae0 !important; }
+  [style="fill:#7fa8d9"] { fill: #b9d3f3 !important; }
+  [style="fill:#00707f"] { fill: #2fb3c4 !important; }
+  [style="fill:#a0661a"] { fill: #c98f45 !important; }
+  [style="fill:#bbbbbb"] { fill: #777 !important; }
+}
 )";
 
 std::string Escaped(std::string_view text) {
@@ -169,8 +188,8 @@ std::string QualityLegend() {
                                                         "60 to 80", "80 and above"};
   std::string html = "<p class=\"legend\">Quality of a sample:";
   for (std::size_t i = 0; i < kNames.size(); ++i) {
-    html += " <span style=\"color:" + std::string(kQualityColours[i]) + "\">&#9679;</span> " +
-            kNames[i];
+    html += " <span><i style=\"color:" + std::string(kQualityColours[i]) + "\">&#9679;</i> " +
+            kNames[i] + "</span>";
   }
   return html + "</p>\n";
 }
@@ -235,7 +254,9 @@ void Plot::Level(double y, std::string_view style, const std::string& label) {
   if (!(y >= _y.low && y <= _y.high)) return;
   Line({{_x.low, y}, {_x.high, y}}, style);
   const Point2 end = Pixel({_x.high, y});
-  _marks += "<text text-anchor=\"end\"" + At("x", "y", end + Point2(-4.0, -4.0)) + ">" +
+  // Above the line, unless that is outside of the axes.
+  const double up = end.y() - kTop < 24.0 ? 20.0 : -5.0;
+  _marks += "<text text-anchor=\"end\"" + At("x", "y", end + Point2(-4.0, up)) + ">" +
             Escaped(label) + "</text>\n";
 }
 
@@ -251,17 +272,17 @@ void Plot::Axes(std::string& svg) const {
   for (double i = std::ceil(_x.low / x_step); i * x_step <= _x.high; ++i) {
     const double x = i * x_step;
     line(Pixel({x, _y.low}), Pixel({x, _y.high}));
-    label(Pixel({x, _y.low}) + Point2(0.0, 15.0), "middle", NumberText(x, 4));
+    label(Pixel({x, _y.low}) + Point2(0.0, 19.0), "middle", NumberText(x, 4));
   }
   const double y_step = TickStep(_y.high - _y.low);
   for (double i = std::ceil(_y.low / y_step); i * y_step <= _y.high; ++i) {
     const double y = i * y_step;
     line(Pixel({_x.low, y}), Pixel({_x.high, y}));
-    label(Pixel({_x.low, y}) + Point2(-5.0, 4.0), "end", NumberText(y, 4));
+    label(Pixel({_x.low, y}) + Point2(-6.0, 5.0), "end", NumberText(y, 4));
   }
   label({0.5 * (kLeft + _width - kRight), _height - 8.0}, "middle", _x.label);
   const std::string middle = Coordinate(0.5 * (kTop + _height - kBottom));
-  svg += "<text text-anchor=\"middle\" transform=\"translate(12 " + middle + ") rotate(-90)\">" +
+  svg += "<text text-anchor=\"middle\" transform=\"translate(18 " + middle + ") rotate(-90)\">" +
          Escaped(_y.label) + "</text>\n";
 }
 

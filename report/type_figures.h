@@ -34,12 +34,13 @@ struct Figure {
 /// A measurement as the pictures see it.
 struct Measured {
   nlohmann::json request;  ///< null if it is no JSON
-  nlohmann::json result;
+  nlohmann::json result;   ///< the message; of a hole with the radius of the fitted rim
   bool successful = false;
   const std::vector<Exchange>& exchanges;
   const features::Stages& stages;           ///< what the last analysis made of the last exchange
   std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   View view;                                ///< of the last exchange
+  bool radius_as_told = false;              ///< the result's radius is not a measured one
 
   /// Whether the analysis came to judge the samples of the last exchange.
   bool IsRecorded() const {

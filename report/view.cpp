@@ -3,6 +3,7 @@
 #include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <nlohmann/json.hpp>
 
 namespace libmfx::host::report {
@@ -25,6 +26,14 @@ Vector3d Mean(const std::vector<Vector3d>& points) {
   Vector3d sum = Vector3d::Zero();
   for (const Vector3d& p : points) sum += p;
   return points.empty() ? sum : Vector3d(sum / static_cast<double>(points.size()));
+}
+
+/// What stands under the first of the keys that holds a triple.
+std::optional<Vector3d> FirstTriple(const json& object, std::initializer_list<const char*> keys) {
+  for (const char* key : keys) {
+    if (const auto triple = Triple(object, key)) return triple;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -71,17 +80,29 @@ std::vector<Vector3d> Cartesian(const std::vector<Position>& plan) {
   return points;
 }
 
-View FindView(const json& request, const std::vector<Vector3d>& points) {
+std::optional<geometry::Plane> MeasuredSurface(const features::Stages& stages) {
+  if (stages.surface) return stages.surface;
+  // Of an edge the line shows the surface, in its cross section.
+  if (!stages.profile || !(stages.profile->surface_normal.norm() > 0.0)) return std::nullopt;
+  return geometry::Plane(stages.profile->surface_point, stages.profile->surface_normal);
+}
+
+View FindView(const json& request, const std::vector<Vector3d>& points,
+              const std::optional<geometry::Plane>& surface) {
   View view;
   const json feature = request.is_object() ? request.value("Feature", json()) : json();
-  view.origin = Triple(feature, "Location").value_or(Mean(points));
-  std::optional<Vector3d> normal = Triple(feature, "Normal");
-  if (!normal) normal = Triple(feature, "Axis");
+  const std::optional<Vector3d> place = FirstTriple(feature, {"Location", "SurfacePoint"});
+  view.origin = place.value_or(Mean(points));
+  std::optional<Vector3d> normal = FirstTriple(feature, {"Normal", "Axis", "SurfaceNormal"});
   view.plane = "the nominal's plane";
-  if (!normal || !(normal->norm() > 1e-12)) {
-    normal = feature.is_object() && feature.contains("Location")
-                 ? std::nullopt
-                 : FlatDirection(points, view.origin);
+  if (surface && surface->Normal().xyz().norm() > 1e-12) {
+    normal = surface->Normal().xyz().normalized();
+    view.origin -= normal->dot(view.origin - surface->Point().xyz()) * *normal;
+    view.plane = "the measured surface";
+  }
+  view.on_surface = normal && normal->norm() > 1e-12;
+  if (!view.on_surface) {
+    normal = place ? std::nullopt : FlatDirection(points, view.origin);
     view.plane = "the plane in which most samples lie";
   }
   if (!normal) {
@@ -93,7 +114,7 @@ View FindView(const json& request, const std::vector<Vector3d>& points) {
   if (view.normal.dot(view.origin) > 0.0) view.normal = -view.normal;
 
   // A plane of the samples' own goes through most of them: what lies far behind has no say.
-  if (!Triple(feature, "Location") && !points.empty()) {
+  if (!place && !surface && !points.empty()) {
     std::vector<double> heights;
     heights.reserve(points.size());
     for (const Vector3d& p : points) heights.push_back(view.normal.dot(p - view.origin));

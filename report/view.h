@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "report/plot.h"
 #include "host/recording.h"
+#include "libmfx/features/stages.h"
+#include "report/plot.h"
 
 namespace libmfx::host::report {
 
@@ -19,7 +20,8 @@ struct View {
   Eigen::Vector3d right = Eigen::Vector3d::UnitX();
   Eigen::Vector3d up = Eigen::Vector3d::UnitY();
   Eigen::Vector3d normal = -Eigen::Vector3d::UnitZ();
-  std::string plane;  ///< which plane it is, in words
+  std::string plane;        ///< which plane it is, in words
+  bool on_surface = false;  ///< it is a surface of the part, measured or nominal
 
   /// A point of the instrument's frame in the plane of the picture, metres.
   Point2 Front(const Eigen::Vector3d& p) const {
@@ -35,9 +37,14 @@ struct View {
   double Height(const Eigen::Vector3d& p) const { return normal.dot(p - origin); }
 };
 
-/// The view of a measurement: the plane of the nominal where the request names one, else the plane
-/// that fits the points best.
-View FindView(const nlohmann::json& request, const std::vector<Eigen::Vector3d>& points);
+/// The surface that an analysis found; nothing if it did not get that far, or looks for none.
+std::optional<geometry::Plane> MeasuredSurface(const features::Stages& stages);
+
+/// The view of a measurement: the measured surface where there is one, the plane of the nominal
+/// where the request names one, else the plane that fits the points best. Its origin is the foot of
+/// the nominal place on it.
+View FindView(const nlohmann::json& request, const std::vector<Eigen::Vector3d>& points,
+              const std::optional<geometry::Plane>& surface = std::nullopt);
 
 /// The cartesian point of a sample or a drive point, in the instrument's frame.
 Eigen::Vector3d Cartesian(const RawDataPoint& sample);

@@ -118,7 +118,8 @@ std::vector<Figure> Pictures(const Measured& m) {
   const LengthUnit unit = UnitFor(std::max(along.Size(), 2.0 * *radius));
   Plot plot(kWidth, 300.0, LengthAxis("along the axis", unit, along.low, along.high),
             LengthAxis("distance from the axis", unit, 0.0, 2.0 * *radius), false);
-  plot.Level(unit.scale * *radius, "level", "measured radius");
+  plot.Level(unit.scale * *radius, "level",
+             m.radius_as_told ? "radius as told" : "measured radius");
   for (const Point2& side : sides) plot.Dot(unit.scale * side, "sample", 1.6);
   std::vector<Figure> figures = {
       {"From the side", plot.Svg("From the side"),

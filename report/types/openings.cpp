@@ -22,7 +22,7 @@ using features::SampleFate;
 
 constexpr double kTurn = 6.283185307179586;
 /// Sides in their order; a fifth begins again.
-constexpr const char* kSideColours[] = {"#1b4f8f", "#2f8f4e", "#8c2981", "#a0661a"};
+constexpr const char* kSideColours[] = {"#1b4f8f", "#00707f", "#8c2981", "#a0661a"};
 constexpr const char* kSurfaceColour = "#a9c3e0";
 constexpr const char* kWallColour = "#d9822b";
 constexpr const char* kOtherColour = "#bbbbbb";

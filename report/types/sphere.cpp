@@ -16,7 +16,7 @@ using Eigen::Vector3d;
 using features::SampleFate;
 
 /// Quadrants as the reader sees them, upper right first and anticlockwise, then the centre patch.
-constexpr const char* kPartColours[] = {"#1b4f8f", "#d9822b", "#2f8f4e", "#8c2981", "#222222"};
+constexpr const char* kPartColours[] = {"#1b4f8f", "#d9822b", "#00707f", "#8c2981", "#858585"};
 
 const Exchange* LastScan(const Measured& measured, const char* step) {
   const Exchange* found = nullptr;
@@ -80,7 +80,7 @@ Figure PartsFigure(const Measured& measured, double radius) {
   };
   return {title, FrontSvg(measured, radius, title, colour),
           "The parts that compete for the fit: quadrants upper right (blue), upper left (orange), "
-          "lower left (green), lower right (violet), and the centre patch (black), whose samples "
+          "lower left (teal), lower right (violet), and the centre patch (grey), whose samples "
           "count in their quadrants too. Open red dots: below the quality threshold, or farther "
           "from the surface than a radius. Dashed: the ball around the nominal."};
 }
@@ -127,13 +127,13 @@ std::vector<Figure> ResidualFigures(const Measured& m) {
   const LengthUnit unit = UnitFor(2.0 * shown);
   Plot plot(kWidth, 300.0, {"angle from the line of sight / \xC2\xB0", angles.low, angles.high},
             LengthAxis("residual", unit, -shown, shown), false);
-  plot.Level(0.0, "level", "fitted radius");
+  plot.Level(0.0, "level", "radius as told");
   for (const Point2& r : residuals) plot.Dot({r.x(), unit.scale * r.y()}, "sample", 1.6);
   const auto outside =
       std::count_if(sizes.begin(), sizes.end(), [shown](double size) { return size > shown; });
   return {{"Residuals of the sphere", plot.Svg("Residuals of the sphere"),
            "Distance of the samples in the result from the sphere with the measured centre and the "
-           "radius, above 0 outside. " +
+           "radius as told, above 0 outside. " +
                std::to_string(outside) + " of " + std::to_string(points.size()) +
                " lie beyond the picture."}};
 }
