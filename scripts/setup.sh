@@ -7,6 +7,7 @@
 #   bench   what the benchmarks and their peers need
 #   check   clang, clang-format and clang-tidy: formatting, static analysis, fuzzing
 #   report  what scripts/coverage.sh prints its table with
+#   pages   the browser in which tests look at a report; they are left out without it
 #
 # Runs as root, or through sudo. When nothing is missing it changes nothing and needs neither.
 set -euo pipefail
@@ -19,7 +20,8 @@ packages_of() {
     bench) echo libbenchmark-dev libcgal-dev libceres-dev ;;
     check) echo clang clang-format clang-tidy libclang-rt-14-dev ;;
     report) echo gcovr ;;
-    *) echo "setup: unknown group '$1' (build, test, bench, check, report)" >&2; return 1 ;;
+    pages) echo chromium poppler-utils ;;
+    *) echo "setup: unknown group '$1' (build, test, bench, check, report, pages)" >&2; return 1 ;;
   esac
 }
 
