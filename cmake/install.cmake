@@ -44,4 +44,18 @@ if(TARGET mfx)
   file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
   set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up}")
   install(TARGETS mfx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # Its manual pages and the completion of shells, which it prints itself. A build for another
+  # machine cannot run it, and installs neither.
+  if(NOT CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR)
+    set(pages "${CMAKE_CURRENT_BINARY_DIR}/pages")
+    add_custom_command(OUTPUT "${pages}.made"
+      COMMAND ${CMAKE_COMMAND} "-DMFX=${CMAKE_CROSSCOMPILING_EMULATOR};$<TARGET_FILE:mfx>"
+              "-DFOLDER=${pages}" -P "${CMAKE_CURRENT_SOURCE_DIR}/cmake/pages.cmake"
+      COMMAND ${CMAKE_COMMAND} -E touch "${pages}.made"
+      DEPENDS mfx "${CMAKE_CURRENT_SOURCE_DIR}/cmake/pages.cmake"
+      COMMENT "Making the manual pages and completions of mfx" VERBATIM)
+    add_custom_target(mfx_pages ALL DEPENDS "${pages}.made")
+    install(DIRECTORY "${pages}/man1" DESTINATION ${CMAKE_INSTALL_MANDIR})
+    install(DIRECTORY "${pages}/share/" DESTINATION ${CMAKE_INSTALL_DATADIR})
+  endif()
 endif()

@@ -5,7 +5,8 @@
 #   build   the compiler, CMake and what the library, the virtual instrument and mfx are built from
 #   test    what the tests need on top
 #   bench   what the benchmarks and their peers need
-#   check   clang, clang-format and clang-tidy: formatting, static analysis, fuzzing
+#   check   clang, clang-format and clang-tidy: formatting, static analysis, fuzzing; shells that mfx
+#           prints a completion for
 #   report  what scripts/coverage.sh prints its table with
 #   pages   the browser in which tests look at a report; they are left out without it
 #
@@ -16,9 +17,9 @@ packages_of() {
   case $1 in
     build) echo g++ cmake ninja-build libeigen3-dev nlohmann-json3-dev libnanoflann-dev \
                 libutfcpp-dev libembree-dev libassimp-dev libcli11-dev python3 ;;
-    test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config ;;
+    test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config mandoc ;;
     bench) echo libbenchmark-dev libcgal-dev libceres-dev ;;
-    check) echo clang clang-format clang-tidy libclang-rt-14-dev ;;
+    check) echo clang clang-format clang-tidy libclang-rt-14-dev zsh fish ;;
     report) echo gcovr ;;
     pages) echo chromium poppler-utils ;;
     *) echo "setup: unknown group '$1' (build, test, bench, check, report, pages)" >&2; return 1 ;;

@@ -108,7 +108,6 @@ TEST(CallTest, PlanOfARefusedRequestSaysSoBeforeItAsksForASearch) {
 }
 
 TEST(CallTest, WrongArgumentsAreRefusedInOneLine) {
-  ExpectRefused(RunMfx({}), "subcommand");
   ExpectRefused(RunMfx({"melt"}), "melt");
   ExpectRefused(RunMfx({"plan"}), "REQUEST");
   ExpectRefused(RunMfx({"plan", "-", "--format", "xml"}), "xml");

@@ -68,13 +68,26 @@ int RunBatch(const BatchCall& call, Console& console) {
 void AddBatch(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<BatchCall>();
   ConversationOptions& conversation = call->options.conversation;
-  CLI::App& command = *program.add_subcommand("batch", "Carry out one job a line, answer each");
-  command.add_option("JOBS", call->jobs, "File with jobs, - for standard input")->required();
+  CLI::App& command = Call::Add(
+      program, "batch",
+      {.summary = "Carry out one job a line, answer each",
+       .about =
+           "Each line of JOBS is a JSON object with a request and a scene, or with the file of a "
+           "recording; each answer is a line on standard output, in the same order. A line that "
+           "cannot be carried out is answered by an error and does not end the batch.",
+       .examples = {{"mfx batch jobs.jsonl > answers.jsonl", "Answers every job of a file."},
+                    {"head -n 2 jobs.jsonl | mfx batch - --strict",
+                     "Takes the jobs from a pipe, and marks doubtful answers."}},
+       .statuses = {{kMeasured, "every line was answered"}, FailedStatus(), BrokenOffStatus()}});
+  command.add_option("JOBS", call->jobs, "File with jobs, - for standard input")
+      ->required()
+      ->type_name("FILE");
   AddNumber<int>(
       command, "-j", 0, kMostWorkers, [call](int count) { call->processes = count; },
       "Jobs at a time, in processes of their own (1); 0: as many as there are processors");
   command.add_option("--resume", call->resume,
-                     "File with the answers that there are: goes on with the jobs behind them");
+                     "File with the answers that there are: goes on with the jobs behind them")
+      ->type_name("FILE");
   command.add_flag("--compare", call->options.compare,
                    "Tell what changed against the results of recordings");
   AddSearch(command, conversation);

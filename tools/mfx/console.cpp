@@ -134,7 +134,20 @@ void Console::Note(const std::string& text) {
   WriteError("mfx: " + OneLine(text) + "\n");
 }
 
+void Console::SetVerbosity(Verbosity verbosity) {
+  _verbosity = verbosity;
+  ShowLibraryLines(true);
+}
+
 void Console::ShowLibraryLines(bool show) {
+  Pass(_verbosity == Verbosity::kVerbose || (show && _verbosity == Verbosity::kUsual));
+}
+
+void Console::DropLibraryLines() { Pass(false); }
+
+bool Console::OutputIsTerminal() const { return isatty(_out) == 1; }
+
+void Console::Pass(bool show) {
   _traces->Show(show);
   RegisterLogCallbackFunction(show ? OnLogLine : nullptr);
 }

@@ -9,6 +9,13 @@
 
 namespace libmfx::host {
 
+/// Whether the library's log lines and traces are shown.
+enum class Verbosity {
+  kQuiet,   ///< never
+  kUsual,   ///< where the call shows them
+  kVerbose  ///< always
+};
+
 /// Takes standard output away from everybody else for as long as it lives: what the library
 /// traces there goes to standard error.
 class Console {
@@ -28,13 +35,23 @@ class Console {
   /// One line on standard error, begun by the program's name.
   void Note(const std::string& text);
 
-  /// Sends the library's log lines and traces to standard error, or drops them.
+  /// What the command line says of the library's lines; it holds for the calls below.
+  void SetVerbosity(Verbosity verbosity);
+  /// Sends the library's log lines and traces to standard error, or drops them, unless the command
+  /// line says otherwise.
   void ShowLibraryLines(bool show);
+  /// Drops them whatever the command line says: what follows has been told before.
+  void DropLibraryLines();
+
+  /// Whether the process was started with a terminal as its standard output.
+  bool OutputIsTerminal() const;
 
  private:
   class TraceBuffer;
   void WriteOut(std::string_view text);
+  void Pass(bool show);
 
+  Verbosity _verbosity = Verbosity::kUsual;
   int _out = -1;  ///< the standard output that the process was started with
   std::unique_ptr<TraceBuffer> _traces;
   std::streambuf* _cout_buffer = nullptr;

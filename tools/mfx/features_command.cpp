@@ -98,7 +98,13 @@ int RunFeatures(bool as_json, Console& console) {
 
 void AddFeatures(CLI::App& program, Execute& execute) {
   const auto as_json = std::make_shared<bool>(false);
-  CLI::App& command = *program.add_subcommand("features", "List the feature types and settings");
+  CLI::App& command = Call::Add(
+      program, "features",
+      {.summary = "List the feature types and settings",
+       .about = "Each type is listed with its settings: name, type, kind, default and label.",
+       .examples = {{"mfx features", "Lists them for people."},
+                    {"mfx features --json | python3 -m json.tool", "Lists them for a program."}},
+       .statuses = {{kMeasured, "they were listed"}, FailedStatus()}});
   command.add_flag("--json", *as_json, "As one line of JSON");
   command.callback([&execute, as_json] {
     execute = [as_json](Console& console) { return RunFeatures(*as_json, console); };

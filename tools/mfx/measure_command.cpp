@@ -73,7 +73,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   });
   const Conversation outcome = Measure(request, observed, call.options);
   // The report asks the request for its threshold, and what the library says to it was told before.
-  console.ShowLibraryLines(false);
+  console.DropLibraryLines();
   int status = kCallFailed;
   TakeAll({[&] { status = Tell(request, outcome, call.strict, console); },
            [&] {
@@ -88,25 +88,42 @@ int RunMeasure(const MeasureCall& call, Console& console) {
 
 void AddMeasure(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<MeasureCall>();
-  CLI::App& command = *program.add_subcommand("measure", "Measure, and print the result message");
+  CLI::App& command = Call::Add(
+      program, "measure",
+      {.summary = "Measure, and print the result message",
+       .about =
+           "Holds the whole conversation with the library: drives the virtual instrument of "
+           "--scene or the instrument process of --instrument along the points that the library "
+           "asks for, scans again or searches where it has to, and prints the result.",
+       .examples = {{"mfx measure examples/requests/hole.json --scene examples/scenes/hole.json",
+                     "Measures a hole with the virtual instrument."},
+                    {"mfx measure examples/requests/scan_path.json --instrument "
+                     "examples/instrument/flat_wall.py --record wall.rec",
+                     "Measures with an instrument process, and keeps the conversation."}},
+       .statuses = MeasuringStatuses()});
   AddRequest(command, call->request);
-  command.add_option("--scene", call->scene, "File with a scene for the virtual instrument");
+  command.add_option("--scene", call->scene, "File with a scene for the virtual instrument")
+      ->type_name("SCENE");
   AddNumber<std::uint64_t>(
       command, "--seed", 0, std::numeric_limits<std::uint64_t>::max(),
       [call](std::uint64_t seed) { call->seed = seed; },
       "Of the virtual instrument, instead of the scene's");
-  command.add_option("--instrument", call->instrument,
-                     "Command of an instrument that speaks JSON lines");
+  command
+      .add_option("--instrument", call->instrument,
+                  "Command of an instrument that speaks JSON lines")
+      ->type_name("COMMAND");
   AddNumber<double>(
       command, "--timeout", 0.001, 86400.0,
       [call](double seconds) {
         call->timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000.0));
       },
-      "Seconds that the instrument may take for an answer (60)");
+      "Seconds that the instrument may take for an answer (60)")
+      ->type_name("SECONDS");
   AddSearch(command, call->options);
   AddPasses(command, [call](int passes) { call->options.max_passes = passes; });
   AddScanData(command, [call](ScanData form) { call->options.scan_data = form; });
-  command.add_option("--record", call->record, "File to write the conversation to");
+  command.add_option("--record", call->record, "File to write the conversation to")
+      ->type_name("FILE");
   AddReport(command, call->report);
   AddLabels(command, call->labels);
   AddStrict(command, call->strict);

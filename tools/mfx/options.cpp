@@ -5,9 +5,21 @@
 
 namespace libmfx::host {
 
+CLI::Option* AddChoice(CLI::App& call, const std::string& name,
+                       const std::vector<std::string>& words,
+                       std::function<void(const std::string&)> take,
+                       const std::string& description) {
+  std::string value;
+  for (const std::string& word : words) value += (value.empty() ? "" : "|") + word;
+  CLI::Option* const option = call.add_option_function<std::string>(
+      name, [take = std::move(take)](const std::string& word) { take(word); }, description);
+  return option->type_name(value)->check(CLI::IsMember(words).description(""));
+}
+
 void AddRequest(CLI::App& call, std::string& request) {
   call.add_option("REQUEST", request, "File with a target request, - for standard input")
-      ->required();
+      ->required()
+      ->type_name("FILE");
 }
 
 void AddSearch(CLI::App& call, ConversationOptions& options) {
@@ -21,11 +33,10 @@ void AddPasses(CLI::App& call, std::function<void(int)> take) {
 }
 
 void AddScanData(CLI::App& call, std::function<void(ScanData)> take) {
-  call.add_option_function<std::string>(
-          "--scan-data",
-          [take = std::move(take)](const std::string& form) { take(*ScanDataOf(form)); },
-          "How the result of a scan path holds its samples: json (default), binary, none")
-      ->check(CLI::IsMember({"json", "binary", "none"}));
+  AddChoice(
+      call, "--scan-data", {"json", "binary", "none"},
+      [take = std::move(take)](const std::string& form) { take(*ScanDataOf(form)); },
+      "How the result of a scan path holds its samples: json (default), binary, none");
 }
 
 void AddLabels(CLI::App& call, Labels& labels) {
@@ -35,12 +46,14 @@ void AddLabels(CLI::App& call, Labels& labels) {
             labels.clear();
             for (const std::string& text : texts) labels.push_back(LabelOf(text));
           },
-          "KEY=VALUE that the report shows: part, operator, date; as often as needed")
-      ->allow_extra_args(false);
+          "What the report shows beside: part, operator, date; as often as needed")
+      ->allow_extra_args(false)
+      ->type_name("KEY=VALUE");
 }
 
 void AddReport(CLI::App& call, std::string& report) {
-  call.add_option("--report", report, "HTML file to write a report with pictures to");
+  call.add_option("--report", report, "HTML file to write a report with pictures to")
+      ->type_name("FILE");
 }
 
 void AddStrict(CLI::App& call, bool& strict) {

@@ -4,7 +4,9 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "call.h"
 #include "commands.h"
 #include "host/conversation.h"
 #include "host/errors.h"
@@ -21,7 +23,7 @@ namespace libmfx::host {
 template <typename T, typename Take>
 CLI::Option* AddNumber(CLI::App& call, const std::string& name, T lowest, T highest, Take take,
                        const std::string& description) {
-  return call.add_option_function<std::string>(
+  CLI::Option* const option = call.add_option_function<std::string>(
       name,
       [name, lowest, highest, take](const std::string& text) {
         const std::optional<T> value = NumberOf<T>(text);
@@ -36,7 +38,15 @@ CLI::Option* AddNumber(CLI::App& call, const std::string& name, T lowest, T high
         take(*value);
       },
       description);
+  return option->type_name("N");
 }
+
+/// An option whose value is one of some words.
+/// \param take is given the word
+CLI::Option* AddChoice(CLI::App& call, const std::string& name,
+                       const std::vector<std::string>& words,
+                       std::function<void(const std::string&)> take,
+                       const std::string& description);
 
 void AddRequest(CLI::App& call, std::string& request);
 void AddSearch(CLI::App& call, ConversationOptions& options);

@@ -47,13 +47,21 @@ int RunPlan(const PlanCall& call, Console& console) {
 
 void AddPlan(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<PlanCall>();
-  CLI::App& command = *program.add_subcommand("plan", "Print the drive points, drive nothing");
+  CLI::App& command = Call::Add(
+      program, "plan",
+      {.summary = "Print the drive points, drive nothing",
+       .about =
+           "Prints the points along which the library wants the beam steered first: azimuth and "
+           "elevation in radians, range and point spacing in metres.",
+       .examples = {{"mfx plan examples/requests/hole.json --format csv",
+                     "Prints the plan of a hole as a table."}},
+       .statuses = {{kMeasured, "the points were printed"},
+                    {kNotMeasured, "the library refuses the request; standard error says why"},
+                    FailedStatus()}});
   AddRequest(command, call->request);
-  command
-      .add_option_function<std::string>(
-          "--format", [call](const std::string& format) { call->csv = format == "csv"; },
-          "json (default) or csv")
-      ->check(CLI::IsMember({"json", "csv"}));
+  AddChoice(
+      command, "--format", {"json", "csv"},
+      [call](const std::string& format) { call->csv = format == "csv"; }, "json (default) or csv");
   command.add_flag("--search", call->search, "The search pattern instead of the feature's");
   command.callback(
       [&execute, call] { execute = [call](Console& console) { return RunPlan(*call, console); }; });

@@ -34,7 +34,7 @@ int RunReplay(const ReplayCall& call, Console& console) {
   const Conversation outcome = Measure(recording.request, observed, options);
   for (const std::string& note : ReplayNotes(driver, recording)) console.Note("note: " + note);
   // The report asks the request for its threshold, and what the library says to it was told before.
-  console.ShowLibraryLines(false);
+  console.DropLibraryLines();
   int status = kCallFailed;
   TakeAll({[&] { status = Tell(recording.request, outcome, call.strict, console); },
            [&] {
@@ -49,9 +49,19 @@ int RunReplay(const ReplayCall& call, Console& console) {
 
 void AddReplay(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<ReplayCall>();
-  CLI::App& command = *program.add_subcommand("replay", "Analyse a recording again");
+  CLI::App& command = Call::Add(
+      program, "replay",
+      {.summary = "Analyse a recording again",
+       .about =
+           "Hands the samples of a recording to the library once more, without an instrument, and "
+           "prints the result: the same bytes as when it was measured, as long as the library is "
+           "the same.",
+       .examples = {{"mfx replay wall.rec --report wall.html",
+                     "Analyses a recording again, and writes a report of it."}},
+       .statuses = MeasuringStatuses()});
   command.add_option("RECORDING", call->recording, "File with a recording, - for standard input")
-      ->required();
+      ->required()
+      ->type_name("FILE");
   command.add_flag("--search", call->search, "Search as measure does");
   AddReport(command, call->report);
   AddLabels(command, call->labels);
