@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/errors.h"
+#include "host/json_text.h"
 
 namespace libmfx::host {
 namespace {
@@ -18,13 +19,16 @@ measurement::MeasurementOptions OptionsOf(const ConversationOptions& options) {
           .binary_samples = options.scan_data == ScanData::kBinary};
 }
 
-Conversation Hold(Measurement& measurement, Driver& driver) {
+Conversation Hold(Measurement& measurement, Driver& driver, const ConversationOptions& options) {
   while (!measurement.done()) {
     measurement.take(driver.Drive(measurement.drive(), StepName(measurement.step())));
   }
   if (measurement.broken_off()) throw CallError(measurement.error());
   driver.Finish();
-  return {.result = measurement.result(),
+  const bool omit = options.scan_data == ScanData::kNone;
+  std::string result = measurement.result();
+  return {.result = omit ? WithoutSamples(result) : result,
+          .with_samples = omit ? std::move(result) : std::string(),
           .successful = measurement.successful(),
           .error = measurement.error(),
           .warnings = measurement.feature().GetWarnings(),
@@ -50,13 +54,13 @@ std::optional<ScanData> ScanDataOf(std::string_view name) {
 Conversation Measure(const std::string& request, Driver& driver,
                      const ConversationOptions& options) {
   Measurement measurement(request, OptionsOf(options));
-  return Hold(measurement, driver);
+  return Hold(measurement, driver, options);
 }
 
 Conversation Measure(Feature& feature, Driver& driver, const ConversationOptions& options,
                      const std::function<bool()>& search_enabled) {
   Measurement measurement(feature, OptionsOf(options), search_enabled);
-  return Hold(measurement, driver);
+  return Hold(measurement, driver, options);
 }
 
 }  // namespace libmfx::host

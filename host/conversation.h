@@ -12,7 +12,7 @@
 
 namespace libmfx::host {
 
-/// What the result of a scan path holds of its samples.
+/// What the result holds of its samples. Only that of a scan path can hold them in binary.
 enum class ScanData { kJson, kBinary, kNone };
 
 std::string ScanDataName(ScanData form);
@@ -34,7 +34,8 @@ struct ConversationOptions {
 
 /// How a measurement went.
 struct Conversation {
-  std::string result;  ///< the result message
+  std::string result;        ///< the result message, with its samples as the options want them
+  std::string with_samples;  ///< the same with all its samples, where the options want none
   bool successful = false;
   std::string error;                  ///< why not, for people; empty on success
   std::vector<std::string> warnings;  ///< what the last analysis doubts of its result, for people

@@ -40,4 +40,27 @@ std::string FirstKey(std::string_view text) {
   return std::move(reader.first);
 }
 
+std::string WithoutSamples(std::string result) {
+  // A quote within a JSON string has a backslash before it: what is found here are members.
+  const std::size_t scan = result.find("\"ScanData\":{");
+  if (scan == std::string::npos) return result;
+  constexpr std::string_view kCount = "\"Count\":";
+  if (const std::size_t count = result.find(kCount, scan); count != std::string::npos) {
+    const std::size_t digits = count + kCount.size();
+    result.replace(digits, result.find_first_of(",}", digits) - digits, "0");
+  }
+  constexpr std::string_view kData = "\"Data\":[";
+  if (const std::size_t data = result.find(kData, scan); data != std::string::npos) {
+    // Rows hold numbers and null: no bracket stands for anything else.
+    const std::size_t rows = data + kData.size();
+    std::size_t end = rows;
+    for (int depth = 1; end < result.size(); ++end) {
+      if (result[end] == '[') ++depth;
+      if (result[end] == ']' && --depth == 0) break;
+    }
+    result.erase(rows, end - rows);
+  }
+  return result;
+}
+
 }  // namespace libmfx::host

@@ -21,6 +21,10 @@ std::string Dump(const Json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+/// A result message whose "ScanData" holds no rows and counts none; all else keeps its bytes. One
+/// without such rows stays as it is.
+std::string WithoutSamples(std::string result);
+
 /// How deep a line that holds an object with a request as a member may nest, the root counted.
 inline constexpr int kLineNesting = features::kRequestNesting + 1;
 

@@ -47,6 +47,33 @@ TEST_P(ExampleTest, MeasuresReplaysAndReports) {
   EXPECT_EQ(lines[1] + "\n", RunMfx({"plan", request}).out);
 }
 
+TEST_P(ExampleTest, ItsResultMayGoWithoutSamples) {
+  Folder folder;
+  const auto measure = [&](const std::string& form) {
+    return RunMfx({"measure", Source("examples/requests/" + GetParam() + ".json"), "--scene",
+                   Source("examples/scenes/" + GetParam() + ".json"), "--scan-data", form,
+                   "--record", folder.Path(form + ".rec"), "--report", folder.Path(form)});
+  };
+  const std::string with = measure("json").out;
+  const Ended without = measure("none");
+  EXPECT_EQ(without.status, 0);
+  nlohmann::ordered_json expected = nlohmann::ordered_json::parse(with);
+  EXPECT_GT(expected["ScanData"]["Count"], 10);
+  expected["ScanData"]["Data"] = json::array();
+  expected["ScanData"]["Count"] = 0;
+  EXPECT_EQ(nlohmann::ordered_json::parse(without.out), expected);
+  // The members before and after the samples, to the byte.
+  const std::size_t begin = with.find("\"ScanData\"");
+  EXPECT_EQ(without.out.substr(0, begin), with.substr(0, begin));
+  EXPECT_EQ(without.out.substr(without.out.find("},", begin)), with.substr(with.find("},", begin)));
+
+  EXPECT_EQ(RunMfx({"replay", folder.Path("none.rec")}).out, without.out);
+  // A report shows the samples, whatever the result holds of them; those of a scan path are gone.
+  if (GetParam() != "scan_path") {
+    EXPECT_EQ(folder.Read("none"), folder.Read("json"));
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, ExampleTest, testing::ValuesIn(Examples()), [](const auto& example) {
   std::string name = example.param;
   std::replace_if(

@@ -36,7 +36,7 @@ void AddScanData(CLI::App& call, std::function<void(ScanData)> take) {
   AddChoice(
       call, "--scan-data", {"json", "binary", "none"},
       [take = std::move(take)](const std::string& form) { take(*ScanDataOf(form)); },
-      "How the result of a scan path holds its samples: json (default), binary, none");
+      "How the result holds its samples: json (default); none; binary, of a scan path");
 }
 
 void AddLabels(CLI::App& call, Labels& labels) {

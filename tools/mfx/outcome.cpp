@@ -72,6 +72,7 @@ void ReportWriter::Finish(const std::string& request, const std::string& request
   _data.instrument = instrument;
   _data.quality_threshold = QualityThreshold(request);
   _data.outcome = outcome;
+  if (!outcome.with_samples.empty()) _data.outcome.result = outcome.with_samples;
   _file->Write(report::HtmlReport(_data));
   _file->Commit();
 }
