@@ -48,12 +48,13 @@ ProcessDriver::~ProcessDriver() { Stop(_ended_well ? kGraceToEnd : milliseconds{
 void ProcessDriver::Start() {
   int to[2];
   int from[2];
-  if (pipe2(to, O_CLOEXEC) != 0) Fail(std::string("cannot be started: ") + strerror(errno));
+  if (pipe2(to, O_CLOEXEC) != 0)
+    Fail(ProcessFault::kNotStarted, std::string("cannot be started: ") + strerror(errno));
   if (pipe2(from, O_CLOEXEC) != 0) {
     const std::string reason = strerror(errno);
     close(to[0]);
     close(to[1]);
-    Fail("cannot be started: " + reason);
+    Fail(ProcessFault::kNotStarted, "cannot be started: " + reason);
   }
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
@@ -85,7 +86,7 @@ void ProcessDriver::Start() {
     _process = 0;
     CloseFile(_to);
     CloseFile(_from);
-    Fail(std::string("cannot be started: ") + strerror(status));
+    Fail(ProcessFault::kNotStarted, std::string("cannot be started: ") + strerror(status));
   }
   _handle = static_cast<int>(syscall(SYS_pidfd_open, _process, 0));  // -1 on an old kernel
   fcntl(_to, F_SETFL, O_NONBLOCK);
@@ -94,44 +95,68 @@ void ProcessDriver::Start() {
 
 std::vector<RawDataPoint> ProcessDriver::Drive(const std::vector<Position>& points,
                                                const std::string& step) {
-  const std::string line = Exchange(DriveLine(points, step) + "\n");
+  const std::string line = Ask(DriveLine(points, step));
   Answer answer;
   try {
     answer = ReadAnswer(line);
   } catch (const CallError& error) {
-    Fail(std::string("sent an answer that cannot be used: ") + error.what());
+    Fail(ProcessFault::kUnusable,
+         std::string("sent an answer that cannot be used: ") + error.what());
   }
-  if (answer.error) Fail("says: " + OneLine(*answer.error));
+  if (answer.error) Fail(ProcessFault::kUnusable, "says: " + OneLine(*answer.error));
   return std::move(answer.samples);
 }
 
-std::string ProcessDriver::Exchange(const std::string& question) {
+std::string ProcessDriver::Ask(const std::string& line) {
   if (_exchanges > 0) RefuseUnasked(milliseconds{0});
   ++_exchanges;
   const Clock::time_point deadline = Clock::now() + _timeout;
+  const std::string question = line + "\n";
   std::string_view rest = question;
   std::size_t searched = 0;
   for (;;) {
-    const std::size_t end = _received.find('\n', searched);
-    if (end != std::string::npos) {
-      if (!rest.empty() && _to >= 0) Fail("answered before it had taken the whole line");
-      std::string line = _received.substr(0, end);
-      _received.erase(0, end + 1);
-      return line;
+    if (std::optional<std::string> answer = TakeLine(searched)) {
+      if (!rest.empty() && _to >= 0) {
+        Fail(ProcessFault::kUnasked, "answered before it had taken the whole line");
+      }
+      return std::move(*answer);
     }
     searched = _received.size();
-    if (searched > kLongestText) Fail("sent more than 256 MiB without ending the line");
+    if (searched > kLongestText) {
+      Fail(ProcessFault::kUnusable, "sent more than 256 MiB without ending the line");
+    }
     const Ready ready = Wait(!rest.empty() && _to >= 0, deadline);
     if (ready.writable) WriteSome(rest);
     // What a process wrote before it ended can still be read; after that, nothing more will come,
     // even if something that it has started keeps the pipe open.
-    if (ready.readable ? !ReadSome() : ready.ended) {
-      Fail((_received.empty() ? "closed its pipe before it answered"
-                              : "closed its pipe in the middle of its answer") +
-           HowItEnded());
-    }
+    if (ready.readable ? !ReadSome() : ready.ended) FailAsEnded();
   }
 }
+
+std::optional<std::string> ProcessDriver::TakeLine(std::size_t searched) {
+  const std::size_t end = _received.find('\n', searched);
+  if (end == std::string::npos) return std::nullopt;
+  std::string line = _received.substr(0, end);
+  _received.erase(0, end + 1);
+  return line;
+}
+
+std::optional<std::string> ProcessDriver::Overhear(milliseconds patience) {
+  const Clock::time_point deadline = Clock::now() + patience;
+  for (std::size_t searched = 0;;) {
+    if (std::optional<std::string> line = TakeLine(searched)) return line;
+    searched = _received.size();
+    const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
+    if (left < 0 || searched > kLongestText) return std::nullopt;
+    pollfd file{_from, POLLIN, 0};
+    const int n = poll(&file, 1, static_cast<int>(left) + 1);
+    if (n > 0 && !ReadSome()) return std::nullopt;
+  }
+}
+
+void ProcessDriver::CloseInput() { CloseFile(_to); }
+
+bool ProcessDriver::End() { return Stop(kGraceToEnd); }
 
 ProcessDriver::Ready ProcessDriver::Wait(bool to_write, Clock::time_point deadline) {
   // A descriptor below 0 is passed over.
@@ -139,9 +164,12 @@ ProcessDriver::Ready ProcessDriver::Wait(bool to_write, Clock::time_point deadli
   const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
   const int wait = static_cast<int>(std::clamp<long long>(left + 1, 0, 3'600'000));
   const int n = left < 0 ? 0 : poll(files, 3, wait);
-  if (n < 0 && errno != EINTR) Fail(std::string("cannot be waited for: ") + strerror(errno));
+  if (n < 0 && errno != EINTR) {
+    Fail(ProcessFault::kUnusable, std::string("cannot be waited for: ") + strerror(errno));
+  }
   if (n == 0 && Clock::now() >= deadline) {
-    Fail("gave no whole answer within " + std::to_string(_timeout.count()) + " ms");
+    Fail(ProcessFault::kSilent,
+         "gave no whole answer within " + std::to_string(_timeout.count()) + " ms");
   }
   if (n <= 0) return {};
   return {files[0].revents != 0, files[1].revents != 0, files[2].revents != 0};
@@ -172,7 +200,8 @@ void ProcessDriver::RefuseUnasked(milliseconds grace) {
     _received.clear();
     return;
   }
-  Fail("sent more than one line for one drive: " + Excerpt(_received.substr(text, 80)));
+  Fail(ProcessFault::kUnasked,
+       "sent more than one line for one drive: " + Excerpt(_received.substr(text, 80)));
 }
 
 void ProcessDriver::Finish() {
@@ -181,18 +210,24 @@ void ProcessDriver::Finish() {
   Stop(kGraceToEnd);
 }
 
-std::string ProcessDriver::HowItEnded() {
+void ProcessDriver::FailAsEnded() {
+  const std::string what = _received.empty() ? "closed its pipe before it answered"
+                                             : "closed its pipe in the middle of its answer";
   siginfo_t info{};
   for (int i = 0; i < 20; ++i) {
     if (waitid(P_PID, static_cast<id_t>(_process), &info, WEXITED | WNOHANG | WNOWAIT) != 0) break;
-    if (info.si_pid != 0) {
-      return (info.si_code == CLD_EXITED ? " (it ended with exit status "
-                                         : " (it was ended by signal ") +
-             std::to_string(info.si_status) + ")";
+    if (info.si_pid == 0) {
+      std::this_thread::sleep_for(milliseconds{5});
+      continue;
     }
-    std::this_thread::sleep_for(milliseconds{5});
+    const std::string number = std::to_string(info.si_status);
+    if (info.si_code != CLD_EXITED) {
+      Fail(ProcessFault::kEnded, what + " (it was ended by signal " + number + ")");
+    }
+    Fail(ProcessFault::kEnded, what + " (it ended with exit status " + number + ")",
+         info.si_status);
   }
-  return " (it is still running)";
+  Fail(ProcessFault::kEnded, what + " (it is still running)");
 }
 
 bool ProcessDriver::WaitForEnd(milliseconds grace) {
@@ -208,12 +243,13 @@ bool ProcessDriver::WaitForEnd(milliseconds grace) {
   }
 }
 
-void ProcessDriver::Stop(milliseconds grace) {
+bool ProcessDriver::Stop(milliseconds grace) {
   CloseFile(_to);
   CloseFile(_from);
   CloseFile(_handle);
-  if (_process <= 0) return;
-  if (!WaitForEnd(grace)) {
+  if (_process <= 0) return true;
+  const bool ended = WaitForEnd(grace);
+  if (!ended) {
     kill(-_process, SIGTERM);
     WaitForEnd(kGraceToTerminate);
   }
@@ -223,11 +259,13 @@ void ProcessDriver::Stop(milliseconds grace) {
   waitpid(_process, nullptr, 0);
   KillGroupOnSignal(0);
   _process = 0;
+  return ended;
 }
 
-void ProcessDriver::Fail(const std::string& what) {
+void ProcessDriver::Fail(ProcessFault fault, const std::string& what,
+                         std::optional<int> exit_status) {
   const std::string place = _exchanges > 0 ? ", exchange " + std::to_string(_exchanges) : "";
-  throw CallError("instrument " + Excerpt(_command) + place + ": " + what);
+  throw ProcessError(fault, exit_status, "instrument " + Excerpt(_command) + place + ": " + what);
 }
 
 }  // namespace libmfx::host
