@@ -30,6 +30,22 @@ inline void AppendNumber(std::string& text, long long value) {
   text.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
 }
 
+/// A number for people, to some significant digits; "null" for one that is not finite.
+inline std::string Rounded(double value, int digits = 4) {
+  if (!std::isfinite(value)) return "null";
+  char buffer[40];
+  return {
+      buffer,
+      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, digits).ptr};
+}
+
+/// A length in metres for people, in the unit that suits it.
+inline std::string LengthText(double metres, int digits = 3) {
+  if (!std::isfinite(metres)) return "null";
+  return std::fabs(metres) < 0.1 ? Rounded(metres * 1000.0, digits) + " mm"
+                                 : Rounded(metres, digits) + " m";
+}
+
 /// The number that the whole of `text` spells, if it spells one.
 template <typename T>
 std::optional<T> NumberOf(std::string_view text) {

@@ -85,8 +85,9 @@ void AddBatch(CLI::App& program, Execute& execute) {
   AddNumber<int>(
       command, "-j", 0, kMostWorkers, [call](int count) { call->processes = count; },
       "Jobs at a time, in processes of their own (1); 0: as many as there are processors");
-  command.add_option("--resume", call->resume,
-                     "File with the answers that there are: goes on with the jobs behind them")
+  command
+      .add_option("--resume", call->resume,
+                  "File with the answers that there are: goes on with the jobs behind them")
       ->type_name("FILE");
   command.add_flag("--compare", call->options.compare,
                    "Tell what changed against the results of recordings");

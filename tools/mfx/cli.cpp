@@ -54,6 +54,7 @@ class CommandLine {
     AddMeasure(_app, _execute);
     AddReplay(_app, _execute);
     AddBatch(_app, _execute);
+    AddCheckInstrument(_app, _execute);
     AddHelp(_app, _execute);
     AddCompletion(_app, _execute);
   }

@@ -25,6 +25,7 @@ void AddPlan(CLI::App& program, Execute& execute);
 void AddMeasure(CLI::App& program, Execute& execute);
 void AddReplay(CLI::App& program, Execute& execute);
 void AddBatch(CLI::App& program, Execute& execute);
+void AddCheckInstrument(CLI::App& program, Execute& execute);
 /// `help` tells of the calls that were added before it, and of itself and `completion`.
 void AddHelp(CLI::App& program, Execute& execute);
 void AddCompletion(CLI::App& program, Execute& execute);

@@ -112,13 +112,7 @@ void AddMeasure(CLI::App& program, Execute& execute) {
       .add_option("--instrument", call->instrument,
                   "Command of an instrument that speaks JSON lines")
       ->type_name("COMMAND");
-  AddNumber<double>(
-      command, "--timeout", 0.001, 86400.0,
-      [call](double seconds) {
-        call->timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000.0));
-      },
-      "Seconds that the instrument may take for an answer (60)")
-      ->type_name("SECONDS");
+  AddTimeout(command, call->timeout, "Seconds that the instrument may take for an answer (60)");
   AddSearch(command, call->options);
   AddPasses(command, [call](int passes) { call->options.max_passes = passes; });
   AddScanData(command, [call](ScanData form) { call->options.scan_data = form; });

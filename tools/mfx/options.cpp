@@ -16,6 +16,16 @@ CLI::Option* AddChoice(CLI::App& call, const std::string& name,
   return option->type_name(value)->check(CLI::IsMember(words).description(""));
 }
 
+void AddTimeout(CLI::App& call, std::chrono::milliseconds& timeout, const std::string& help) {
+  AddNumber<double>(
+      call, "--timeout", 0.001, 86400.0,
+      [&timeout](double seconds) {
+        timeout = std::chrono::milliseconds(static_cast<long long>(seconds * 1000.0));
+      },
+      help)
+      ->type_name("SECONDS");
+}
+
 void AddRequest(CLI::App& call, std::string& request) {
   call.add_option("REQUEST", request, "File with a target request, - for standard input")
       ->required()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -48,6 +49,8 @@ CLI::Option* AddChoice(CLI::App& call, const std::string& name,
                        std::function<void(const std::string&)> take,
                        const std::string& description);
 
+/// How long an instrument may take for an answer.
+void AddTimeout(CLI::App& call, std::chrono::milliseconds& timeout, const std::string& help);
 void AddRequest(CLI::App& call, std::string& request);
 void AddSearch(CLI::App& call, ConversationOptions& options);
 void AddPasses(CLI::App& call, std::function<void(int)> take);
