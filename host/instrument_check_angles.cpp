@@ -18,7 +18,7 @@ using std::numbers::pi;
 constexpr double kRight = 0.95;
 constexpr double kUnderstood = 0.9;
 /// Most samples that a way to understand them is tried on.
-constexpr std::size_t kMostTried = 2000;
+constexpr std::size_t kMostTried = 500;
 
 /// A way to understand the first three values of a sample.
 struct Reading {

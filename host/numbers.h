@@ -30,13 +30,18 @@ inline void AppendNumber(std::string& text, long long value) {
   text.append(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
 }
 
-/// A number for people, to some significant digits; "null" for one that is not finite.
+/// A number for people, to some significant digits, those before the point all kept; "null" for one
+/// that is not finite.
 inline std::string Rounded(double value, int digits = 4) {
   if (!std::isfinite(value)) return "null";
+  const double size = std::fabs(value);
+  const bool whole = size < 1e7 && size >= std::pow(10.0, digits) - 0.5;
   char buffer[40];
-  return {
-      buffer,
-      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, digits).ptr};
+  const auto end =
+      whole ? std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, 0)
+            : std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general,
+                            digits);
+  return {buffer, end.ptr};
 }
 
 /// A length in metres for people, in the unit that suits it.

@@ -67,7 +67,9 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   ReportWriter report(call.report, call.labels);
 
   const std::unique_ptr<Driver> driver = MakeDriver(call, scene);
+  Exchange last;
   ObservedDriver observed(*driver, [&](const Exchange& exchange) {
+    last = exchange;
     if (recording) recording->Write(exchange);
     report.Take(exchange);
   });
@@ -75,7 +77,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.DropLibraryLines();
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(request, outcome, call.strict, console); },
+  TakeAll({[&] { status = Tell(request, outcome, last, call.strict, console); },
            [&] {
              if (recording) recording->Finish(outcome.result);
            },

@@ -1,28 +1,15 @@
 #include "outcome.h"
 
 #include <exception>
-#include <memory>
-#include <stdexcept>
 
 #include "exit_status.h"
 #include "host/quantities.h"
+#include "host/sample_doubts.h"
 
 namespace libmfx::host {
-namespace {
 
-/// The quality below which a request's feature drops a sample, if it has such a setting.
-std::optional<double> QualityThreshold(const std::string& request) {
-  const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
-  try {
-    return feature->GetSetting<double>(L"QualityThreshold");
-  } catch (const std::logic_error&) {  // no such setting, or not a number
-    return std::nullopt;
-  }
-}
-
-}  // namespace
-
-int Tell(const std::string& request, const Conversation& outcome, bool strict, Console& console) {
+int Tell(const std::string& request, const Conversation& outcome, const Exchange& last, bool strict,
+         Console& console) {
   console.Result(outcome.result);
   for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
   for (const std::string& note : NotesOf(QuantitiesOf(request, outcome.result, outcome.stages))) {
@@ -30,6 +17,10 @@ int Tell(const std::string& request, const Conversation& outcome, bool strict, C
   }
   if (!outcome.successful) {
     console.Note("the measurement failed: " + outcome.error);
+    if (last.points.empty()) return kNotMeasured;
+    for (const std::string& doubt : SampleDoubts(QualityThreshold(request), last, outcome.stages)) {
+      console.Note("samples: " + doubt);
+    }
     return kNotMeasured;
   }
   if (strict && outcome.IsDoubtful()) {

@@ -18,16 +18,13 @@
 namespace libmfx::host {
 
 /// Prints the outcome of a measurement: the result, and as notes its warnings, what was fitted and
-/// stands in no result, and what was not measured. Log lines of the library are to be off: the
-/// request is read once more.
+/// stands in no result, and what was not measured; of a failed one what its samples look like. Log
+/// lines of the library are to be off: the request is read once more.
 /// \param strict a doubtful success counts as failed
+/// \param last the scan that was driven last; it has no points where nothing was driven
 /// \returns the exit status
-int Tell(const std::string& request, const Conversation& outcome, bool strict, Console& console);
-
-/// Takes every step, whatever became of the ones before: a full disk costs the file that it is to
-/// hold, and neither the result nor another file. Throws the first failure in the end, and tells
-/// the others.
-void TakeAll(const std::vector<std::function<void()>>& steps, Console& console);
+int Tell(const std::string& request, const Conversation& outcome, const Exchange& last, bool strict,
+         Console& console);
 
 /// Keeps what a report needs, and writes it in the end. The file is made beforehand, so that one
 /// that cannot be written ends the call before anything is driven.

@@ -30,13 +30,17 @@ int RunReplay(const ReplayCall& call, Console& console) {
 
   ReportWriter report(call.report, call.labels);
   ReplayDriver driver(recording);
-  ObservedDriver observed(driver, [&](const Exchange& exchange) { report.Take(exchange); });
+  Exchange last;
+  ObservedDriver observed(driver, [&](const Exchange& exchange) {
+    last = exchange;
+    report.Take(exchange);
+  });
   const Conversation outcome = Measure(recording.request, observed, options);
   for (const std::string& note : ReplayNotes(driver, recording)) console.Note("note: " + note);
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.DropLibraryLines();
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(recording.request, outcome, call.strict, console); },
+  TakeAll({[&] { status = Tell(recording.request, outcome, last, call.strict, console); },
            [&] {
              report.Finish(recording.request, "in recording " + call.recording, driver.Name(),
                            outcome);
