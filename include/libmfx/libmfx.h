@@ -44,3 +44,4 @@
 #include "libmfx/measurement/measurement.h"
 #include "libmfx/win32_support/exports.h"
 #include "libmfx/win32_support/feature_descriptor.h"
+#include "libmfx/win32_support/request_key.h"

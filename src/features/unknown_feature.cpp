@@ -10,15 +10,15 @@ UnknownFeature::UnknownFeature() = default;
 
 UnknownFeature::UnknownFeature(std::string json) {
   const messages::Request request(json);
-  if (!request.ok()) return;
-  request.root().Read("$id", _id);
-  request.feature().Read("Name", _name);
-  request.root().Read("$type", _type);
+  if (request.ok()) Class().request.Read(request, *this);
 }
 
 const shared::FeatureClass& UnknownFeature::Class() const {
   static const auto unknown = shared::MakeClass<UnknownFeature>(
-      shared::Settings("UnknownFeature", L"A feature that is not recognized by this library"));
+      shared::Settings("UnknownFeature", L"A feature that is not recognized by this library"),
+      shared::RequestKeys()
+          .Root("$id", &UnknownFeature::_id, "$type", &UnknownFeature::_type)
+          .Nominal("Name", &UnknownFeature::_name));
   return unknown;
 }
 

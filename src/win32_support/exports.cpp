@@ -23,6 +23,7 @@ const Descriptors* GetFeatureDescriptors() {
     for (const libmfx::features::shared::FeatureType& type :
          libmfx::features::shared::FeatureTypes()) {
       TheDescriptors().push_back(type.descriptor());
+      if (type.request_type != nullptr) TheDescriptors().back()->_request_type = type.request_type;
     }
   }
   return &TheDescriptors();

@@ -34,6 +34,20 @@ TEST(CallTest, FeaturesAsJsonListEverySetting) {
     }
     if (type["name"] != "CustomScan") continue;
     found = true;
+    EXPECT_EQ(type["request_type"], "ScanPathFeature");
+    ASSERT_THAT(type["request"], SizeIs(7));
+    EXPECT_EQ(type["request"][3], (json{{"key", "QualityThreshold"},
+                                        {"place", "root"},
+                                        {"kind", "number"},
+                                        {"unit", "quality"},
+                                        {"rule", "any"},
+                                        {"group", "own"},
+                                        {"required", false},
+                                        {"default", 50.0},
+                                        {"meaning", "samples of lower quality are dropped"}}));
+    EXPECT_EQ(type["request"][6]["kind"], "segments");
+    EXPECT_EQ(type["request"][6]["place"], "Path");
+    EXPECT_EQ(type["request"][6]["default"], nullptr);
     ASSERT_THAT(type["settings"], SizeIs(2));
     EXPECT_EQ(type["settings"][0], (json{{"name", "QualityThreshold"},
                                          {"label", "Quality threshold"},
@@ -52,6 +66,12 @@ TEST(CallTest, FeaturesForPeopleNameTheSameSettings) {
     EXPECT_THAT(listed, HasSubstr(type["name"].get<std::string>() + ": "));
     for (const json& row : type["settings"]) {
       EXPECT_THAT(listed, HasSubstr(row["label"].get<std::string>()));
+    }
+    if (type["request_type"] == "") continue;
+    EXPECT_THAT(listed, HasSubstr("\"" + type["request_type"].get<std::string>() + "\":\n"));
+    for (const json& row : type["request"]) {
+      EXPECT_THAT(listed, HasSubstr("\n  " + row["key"].get<std::string>() + " "));
+      EXPECT_THAT(listed, HasSubstr(" " + row["meaning"].get<std::string>()));
     }
   }
 }

@@ -12,17 +12,33 @@ namespace {
 using nlohmann::ordered_json;
 using win32_support::FeatureDescriptor;
 using win32_support::FeatureSetting;
+using win32_support::RequestKey;
+
+std::string NameIn(std::initializer_list<const char*> names, int number) {
+  const bool known = number >= 0 && static_cast<std::size_t>(number) < names.size();
+  return known ? names.begin()[number] : "unknown";
+}
 
 std::string TypeName(int type) {
-  static constexpr const char* kNames[] = {"double",   "int",      "bool",     "enum",
-                                           "PointXYZ", "PointAER", "VectorXYZ"};
-  return type >= 0 && type < 7 ? kNames[type] : "unknown";
+  return NameIn({"double", "int", "bool", "enum", "PointXYZ", "PointAER", "VectorXYZ"}, type);
 }
 
-std::string KindName(int kind) {
-  static constexpr const char* kNames[] = {"nominal", "parameter", "result"};
-  return kind >= 0 && kind < 3 ? kNames[kind] : "unknown";
+std::string KindName(int kind) { return NameIn({"nominal", "parameter", "result"}, kind); }
+
+/// The object of a request in which a key stands.
+std::string PlaceName(int place) { return NameIn({"root", "Feature", "Path"}, place); }
+
+std::string ValueName(int kind) {
+  return NameIn({"number", "whole number", "count", "boolean", "switch", "text", "point",
+                 "direction", "spacings", "segments", "object"},
+                kind);
 }
+
+std::string RuleName(int rule) {
+  return NameIn({"any", "positive", "if positive", "not zero"}, rule);
+}
+
+std::string GroupName(int group) { return NameIn({"own", "common", "search"}, group); }
 
 ordered_json DefaultOf(const FeatureSetting& row) {
   const auto triple = [](double a, double b, double c) { return ordered_json::array({a, b, c}); };
@@ -45,6 +61,31 @@ ordered_json DefaultOf(const FeatureSetting& row) {
   }
 }
 
+/// What holds where the key is absent; null where that is refused.
+ordered_json DefaultOf(const RequestKey& key) {
+  if (key.required) return nullptr;
+  switch (key.kind) {
+    case win32_support::REQUEST_NUMBER:
+      return key.default_number;
+    case win32_support::REQUEST_BOOL:
+      return key.default_number != 0.0;
+    case win32_support::REQUEST_TEXT:
+      return "";
+    case win32_support::REQUEST_POINT:
+    case win32_support::REQUEST_DIRECTION:
+      return {key.default_point.x(), key.default_point.y(), key.default_point.z()};
+    default:
+      return static_cast<std::int64_t>(key.default_number);
+  }
+}
+
+ordered_json Described(const RequestKey& key) {
+  return {
+      {"key", key.key},           {"place", PlaceName(key.place)}, {"kind", ValueName(key.kind)},
+      {"unit", key.unit},         {"rule", RuleName(key.rule)},    {"group", GroupName(key.group)},
+      {"required", key.required}, {"default", DefaultOf(key)},     {"meaning", key.meaning}};
+}
+
 ordered_json Described(const FeatureDescriptor& descriptor) {
   ordered_json settings = ordered_json::array();
   for (const FeatureSetting& row : descriptor._settings) {
@@ -54,31 +95,47 @@ ordered_json Described(const FeatureDescriptor& descriptor) {
                         {"kind", KindName(row.kind)},
                         {"default", DefaultOf(row)}});
   }
+  ordered_json keys = ordered_json::array();
+  for (const RequestKey& key : descriptor._request) keys.push_back(Described(key));
   return {{"name", Utf8Of(descriptor._name.c_str())},
           {"label", Utf8Of(descriptor._label.c_str())},
-          {"settings", std::move(settings)}};
+          {"settings", std::move(settings)},
+          {"request_type", descriptor._request_type},
+          {"request", std::move(keys)}};
 }
 
-/// One type for people: a line of its own, and a line of aligned columns for each setting.
-std::string Listed(const ordered_json& type) {
-  std::string text = type["name"].get<std::string>() + ": " + type["label"].get<std::string>();
-  static constexpr const char* kColumns[] = {"name", "type", "kind", "default"};
+/// Rows for people: a line of aligned columns each, and a text at its end.
+std::string Aligned(const ordered_json& rows, const std::vector<const char*>& columns,
+                    const char* last) {
   const auto cell = [](const ordered_json& value) {
+    if (value.is_null()) return std::string("required");
     return value.is_string() ? value.get<std::string>() : value.dump();
   };
-  std::size_t widths[4] = {};
-  for (const ordered_json& row : type["settings"]) {
-    for (int c = 0; c < 4; ++c) widths[c] = std::max(widths[c], cell(row[kColumns[c]]).size());
+  std::vector<std::size_t> widths(columns.size());
+  for (const ordered_json& row : rows) {
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      widths[c] = std::max(widths[c], cell(row[columns[c]]).size());
+    }
   }
-  for (const ordered_json& row : type["settings"]) {
+  std::string text;
+  for (const ordered_json& row : rows) {
     text += "\n ";
-    for (int c = 0; c < 4; ++c) {
-      const std::string shown = cell(row[kColumns[c]]);
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      const std::string shown = cell(row[columns[c]]);
       text += ' ' + shown + std::string(widths[c] - shown.size() + 1, ' ');
     }
-    text += ' ' + row["label"].get<std::string>();
+    text += ' ' + row[last].get<std::string>();
   }
   return text;
+}
+
+/// One type for people: a line of its own, its settings, and what its requests hold.
+std::string Listed(const ordered_json& type) {
+  std::string text = type["name"].get<std::string>() + ": " + type["label"].get<std::string>();
+  text += Aligned(type["settings"], {"name", "type", "kind", "default"}, "label");
+  if (type["request_type"] == "") return text;
+  text += "\n  Keys of a request with the \"$type\" \"" + type["request_type"].get<std::string>() + "\":";
+  return text + Aligned(type["request"], {"key", "place", "kind", "unit", "default"}, "meaning");
 }
 
 int RunFeatures(bool as_json, Console& console) {

@@ -8,6 +8,7 @@
 #include "libmfx/data_structures/point.h"
 #include "libmfx/data_structures/records.h"
 #include "libmfx/export.h"
+#include "libmfx/win32_support/request_key.h"
 
 /// \file
 /// The reflection of feature types: for each class a table of named, typed settings that knows
@@ -71,6 +72,10 @@ class LIBMFX_EXPORT FeatureDescriptor {
   std::wstring _label;                    ///< text for people
   std::vector<FeatureSetting> _settings;  ///< the table, in order
   bool _defaults_captured = false;        ///< set once the defaults have been read
+  /// "$type" of the "Feature" of its requests, empty where none asks for it; GetFeatureDescriptors
+  /// fills it in.
+  std::string _request_type;
+  std::vector<RequestKey> _request;  ///< what it reads from a request, in reading order
 
  protected:
   FeatureDescriptor(std::wstring name, std::wstring label);

@@ -83,10 +83,7 @@ CustomScan::CustomScan() = default;
 CustomScan::CustomScan(std::string json) {
   const messages::Request request(json);
   if (!request.ok()) return;
-  const messages::Value root = request.root();
-  root.Read("$id", _id);
-  request.feature().Read("Name", _name);
-  root.Read("QualityThreshold", _quality_threshold);
+  Class().request.Read(request, *this);
   _output_data_by_segment = true;
 
   PathRequest asked = ReadPath(request);
@@ -107,7 +104,14 @@ const shared::FeatureClass& CustomScan::Class() const {
   static const auto custom_scan = shared::MakeClass<CustomScan>(
       shared::Settings("CustomScan", L"Custom Scan")
           .Parameter(L"QualityThreshold", &CustomScan::_quality_threshold, L"IDCMethod",
-                     &CustomScan::_idc_method));
+                     &CustomScan::_idc_method),
+      shared::RequestKeys()
+          .Root("$id", &CustomScan::_id)
+          .Nominal("Name", &CustomScan::_name)
+          .Root("QualityThreshold", &CustomScan::_quality_threshold)
+          .Own(win32_support::REQUEST_ROOT, "PointSpacing", win32_support::REQUEST_SPACINGS)
+          .Own(win32_support::REQUEST_FEATURE, "Path", win32_support::REQUEST_OBJECT)
+          .Own(win32_support::REQUEST_PATH, "Segments", win32_support::REQUEST_SEGMENTS));
   return custom_scan;
 }
 

@@ -75,8 +75,11 @@ struct FeatureAccess {
 template <typename T>
 FeatureClass MakeClass(const Settings& settings, RequestKeys request = {}, PlanChecks plan = {},
                        ResultKeys result = {}, std::optional<SearchNominal> search = {}) {
-  return {settings.name(), MakeDescriptor<T>(settings), std::move(request),
-          std::move(plan), std::move(result),           std::move(search)};
+  std::shared_ptr<win32_support::FeatureDescriptor> descriptor = MakeDescriptor<T>(settings);
+  T probe;
+  descriptor->_request = request.Described(settings.name(), probe);
+  return {settings.name(), std::move(descriptor), std::move(request),
+          std::move(plan), std::move(result),     std::move(search)};
 }
 
 /// The descriptor of a live feature's class.
