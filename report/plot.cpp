@@ -77,7 +77,7 @@ svg .odd { fill: var(--odd); }
 svg .far { fill: none; stroke: var(--faint-line); stroke-width: .7; }
 svg .dropped { fill: none; stroke: var(--measured); stroke-width: .8; }
 @media (max-width: 560px) { svg text { font-size: 19px; } }
-@media print { svg text { font-size: 18px; } }
+@media print { svg text { font-size: 20px; } }
 @media screen and (prefers-color-scheme: dark) {
   :root { --text: #ccc; --frame: #8a8a8a; --grid: #303338; --plan: #6fa0e0; --faint-line: #858585;
     --nominal: #a0a0a0; --measured: #ff5d6c; --sample: #5c9df0; }

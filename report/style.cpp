@@ -63,9 +63,10 @@ pre { background: var(--box); padding: .7rem; white-space: pre-wrap; font-size: 
   .verdict { padding: .4rem .8rem; margin: .5rem 0; }
   pre { orphans: 6; widows: 6; }
   tr, .verdict, .legend { break-inside: avoid; }
-  .numbers > section { flex-basis: 300px; }
+  .numbers > section { flex-basis: 370px; }
+  .numbers > section + section { flex-basis: 260px; }
   .pictures { columns: 2; }
-  figure > svg { max-height: 50mm; }
+  figure > svg { max-height: 58mm; }
   .good, .doubtful, .bad { print-color-adjust: exact; }
 }
 )";

@@ -72,7 +72,7 @@ constexpr const char* kWidths =
     "(root.scrollWidth <= root.clientWidth ? 'fits' : root.scrollWidth);";
 
 TEST(ReportPagesTest, ANarrowScreenNeedsNoScrollingSideways) {
-  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here";
+  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here: scripts/setup.sh pages";
   const Folder folder;
   EXPECT_EQ(Ask(folder, LongReport(folder), 390, kWidths), "390 fits");
   // What is wider shows as wider.
@@ -96,7 +96,7 @@ constexpr const char* kContrast = R"(
   return (ground < 0.1 ? 'dark ' : 'light ') + Math.floor(10 * least);)";
 
 TEST(ReportPagesTest, ADarkBrowserGetsADarkPageThatCanBeRead) {
-  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here";
+  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here: scripts/setup.sh pages";
   const Folder folder;
   const std::string html = Example("edge").Report(folder).html;
   for (const std::string scheme : {"dark", "light"}) {
@@ -126,8 +126,8 @@ double LowestInk(const std::string& pgm) {
 }
 
 TEST(ReportPagesTest, OnPaperNoPageButTheLastIsHalfEmpty) {
-  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here";
-  if (!HasTool("pdftoppm")) GTEST_SKIP() << "there is no pdftoppm here";
+  if (!HasTool("chromium")) GTEST_SKIP() << "there is no chromium here: scripts/setup.sh pages";
+  if (!HasTool("pdftoppm")) GTEST_SKIP() << "there is no pdftoppm here: scripts/setup.sh pages";
   const std::string name = "matte-sphere";  // with tall and flat pictures and long words
   const Folder folder;
   ASSERT_FALSE(Example(name).Report(folder).html.empty());
