@@ -89,8 +89,8 @@ class Lister {
   Quantity& Angle(const char* key, const wchar_t* nominal, bool directed = false) {
     Quantity& q = Add({std::string(key) + ", angle to the nominal", kDeg});
     const std::optional<Vector3d> measured = Measured(key);
-    if (!measured) return q;
     const Vector3d n = NominalPlace(nominal);
+    if (!measured || !(measured->norm() > 0.0) || !(n.norm() > 0.0)) return q;
     const double along = measured->dot(n);
     q.measured =
         std::atan2(measured->cross(n).norm(), directed ? along : std::abs(along)) * kDegrees;

@@ -217,10 +217,23 @@ TEST(ReportWordsTest, ThePlateStandsAtHeight0HoweverManySamplesPassThroughItsHol
   EXPECT_THAT(close, HasSubstr("cut down to the heights of the surface"));
 }
 
+TEST(ReportWordsTest, LinesTakeTurnsInColourWhateverFewSamplesStandBetweenThem) {
+  ReportData data = MostlyThrough(false);
+  auto& samples = data.exchanges.front().samples;
+  samples.clear();
+  int segment = 0;
+  for (const int count : {20, 1, 20, 1, 20}) {
+    ++segment;
+    for (int i = 0; i < count; ++i) samples.emplace_back(0.0001 * i, 0.0, 2.0, 90.0, segment);
+  }
+  const std::string profile = FigureOf(HtmlReport(data), "Profile along the scan lines");
+  EXPECT_EQ(CountOf(profile, "<circle class=\"odd\""), 21U);  // the second, and what leads to it
+  EXPECT_EQ(CountOf(profile, "<circle class=\"sample\""), 41U);
+}
+
 TEST(ReportWordsTest, AnEdgeIsSeenAcrossItsSurface) {
   const std::string html = Example("edge").Report().html;
   EXPECT_THAT(FigureOf(html, "Front view"), HasSubstr("in the measured surface"));
-  // Of the samples before the border nearly all lie on it.
   EXPECT_THAT(FigureOf(html, "Profile along the scan lines"),
               HasSubstr("Height of the samples over the measured surface"));
 }
