@@ -47,6 +47,7 @@ struct Outcome {
 
 std::vector<std::string> NamesOf(const std::vector<Quantity>& quantities) {
   std::vector<std::string> names;
+  names.reserve(quantities.size());
   for (const Quantity& q : quantities) names.push_back(q.name);
   return names;
 }
