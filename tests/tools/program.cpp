@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -49,7 +52,23 @@ void Take(int& file, std::string& text) {
   char buffer[1 << 16];
   const ssize_t n = read(file, buffer, sizeof buffer);
   if (n > 0) text.append(buffer, static_cast<std::size_t>(n));
-  if (n == 0) CloseFile(file);
+  // A terminal that nobody writes to any more ends in an error.
+  if (n == 0 || (n < 0 && errno == EIO)) CloseFile(file);
+}
+
+/// Puts a terminal in the place of a pipe, one that passes on what is written to it as it is.
+void MakeTerminal(Pipe& pipe) {
+  CloseFile(pipe.read_end);
+  CloseFile(pipe.write_end);
+  if (openpty(&pipe.read_end, &pipe.write_end, nullptr, nullptr, nullptr) != 0) {
+    throw std::runtime_error("no terminal");
+  }
+  termios how = {};
+  tcgetattr(pipe.write_end, &how);
+  how.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  tcsetattr(pipe.write_end, TCSANOW, &how);
+  fcntl(pipe.read_end, F_SETFD, FD_CLOEXEC);
+  fcntl(pipe.write_end, F_SETFD, FD_CLOEXEC);
 }
 
 }  // namespace
@@ -57,6 +76,7 @@ void Take(int& file, std::string& text) {
 Ended RunMfx(const std::vector<std::string>& arguments, const How& how) {
   std::signal(SIGPIPE, SIG_IGN);
   Pipe in, out, err;
+  if (how.terminal != Terminal::kNone) MakeTerminal(out);
   // Gone before the program starts, so that its first write cannot slip through.
   if (how.close_output) CloseFile(out.read_end);
   const Clock::time_point start = Clock::now();
@@ -65,7 +85,7 @@ Ended RunMfx(const std::vector<std::string>& arguments, const How& how) {
     std::signal(SIGPIPE, SIG_DFL);
     dup2(in.read_end, STDIN_FILENO);
     dup2(out.write_end, STDOUT_FILENO);
-    dup2(err.write_end, STDERR_FILENO);
+    dup2(how.terminal == Terminal::kBoth ? out.write_end : err.write_end, STDERR_FILENO);
     Become(arguments, how);
   }
   CloseFile(in.read_end);

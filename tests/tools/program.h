@@ -14,6 +14,13 @@ struct Ended {
   double seconds = 0.0;
 };
 
+/// Which of a program's streams are a terminal; what it writes to one keeps its bytes.
+enum class Terminal {
+  kNone,
+  kOutput,  ///< standard output alone
+  kBoth     ///< standard error too: the same one, so that all stands in `Ended::out`
+};
+
 /// How to run a program.
 struct How {
   std::string input = {};
@@ -22,6 +29,7 @@ struct How {
   int signal = 0;                             ///< sent once `signal_when` exists
   std::filesystem::path signal_when = {};
   bool close_output = false;  ///< the reader of standard output is gone
+  Terminal terminal = Terminal::kNone;
 };
 
 /// Runs mfx to its end. A program that runs for longer than two minutes is killed.

@@ -147,6 +147,10 @@ void Console::DropLibraryLines() { Pass(false); }
 
 bool Console::OutputIsTerminal() const { return isatty(_out) == 1; }
 
+bool Console::OneTerminalShowsAll() const {
+  return OutputIsTerminal() && isatty(STDERR_FILENO) == 1;
+}
+
 void Console::Pass(bool show) {
   _traces->Show(show);
   RegisterLogCallbackFunction(show ? OnLogLine : nullptr);

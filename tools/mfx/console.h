@@ -45,6 +45,8 @@ class Console {
 
   /// Whether the process was started with a terminal as its standard output.
   bool OutputIsTerminal() const;
+  /// Whether results and notes stand on a terminal, one below the other.
+  bool OneTerminalShowsAll() const;
 
  private:
   class TraceBuffer;

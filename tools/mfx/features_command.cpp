@@ -134,7 +134,8 @@ std::string Listed(const ordered_json& type) {
   std::string text = type["name"].get<std::string>() + ": " + type["label"].get<std::string>();
   text += Aligned(type["settings"], {"name", "type", "kind", "default"}, "label");
   if (type["request_type"] == "") return text;
-  text += "\n  Keys of a request with the \"$type\" \"" + type["request_type"].get<std::string>() + "\":";
+  text += "\n  Keys of a request with the \"$type\" \"" + type["request_type"].get<std::string>() +
+          "\":";
   return text + Aligned(type["request"], {"key", "place", "kind", "unit", "default"}, "meaning");
 }
 

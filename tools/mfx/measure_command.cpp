@@ -22,10 +22,10 @@ struct MeasureCall {
   std::optional<std::string> scene;       ///< file with a scene for the virtual instrument
   std::optional<std::uint64_t> seed;      ///< of the virtual instrument
   std::chrono::milliseconds timeout{60'000};
-  std::string record;   ///< empty: no recording
-  std::string report;   ///< empty: no report
-  Labels labels;        ///< for the report
-  bool strict = false;  ///< a doubtful success ends like a failure
+  std::string record;  ///< empty: no recording
+  std::string report;  ///< empty: no report
+  Labels labels;       ///< for the report
+  Telling telling;
   ConversationOptions options;
 };
 
@@ -73,11 +73,12 @@ int RunMeasure(const MeasureCall& call, Console& console) {
     if (recording) recording->Write(exchange);
     report.Take(exchange);
   });
+  console.ShowLibraryLines(!call.telling.IsText(console));
   const Conversation outcome = Measure(request, observed, call.options);
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.DropLibraryLines();
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(request, outcome, last, call.strict, console); },
+  TakeAll({[&] { status = Tell(request, outcome, last, call.telling, console); },
            [&] {
              if (recording) recording->Finish(outcome.result);
            },
@@ -96,7 +97,8 @@ void AddMeasure(CLI::App& program, Execute& execute) {
        .about =
            "Holds the whole conversation with the library: drives the virtual instrument of "
            "--scene or the instrument process of --instrument along the points that the library "
-           "asks for, scans again or searches where it has to, and prints the result.",
+           "asks for, scans again or searches where it has to, and prints the result: a short text "
+           "on a terminal, the result message anywhere else.",
        .examples = {{"mfx measure examples/requests/hole.json --scene examples/scenes/hole.json",
                      "Measures a hole with the virtual instrument."},
                     {"mfx measure examples/requests/scan_path.json --instrument "
@@ -122,7 +124,8 @@ void AddMeasure(CLI::App& program, Execute& execute) {
       ->type_name("FILE");
   AddReport(command, call->report);
   AddLabels(command, call->labels);
-  AddStrict(command, call->strict);
+  AddStrict(command, call->telling.strict);
+  AddResultFormat(command, call->telling.as_text);
   command.callback([&execute, call] {
     execute = [call](Console& console) { return RunMeasure(*call, console); };
   });

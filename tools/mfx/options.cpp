@@ -66,6 +66,14 @@ void AddReport(CLI::App& call, std::string& report) {
       ->type_name("FILE");
 }
 
+void AddResultFormat(CLI::App& call, std::optional<bool>& as_text) {
+  AddChoice(
+      call, "--format", {"json", "text"},
+      [&as_text](const std::string& format) { as_text = format == "text"; },
+      "json: the result message; text: a short one for people, without the library's log lines. On "
+      "a terminal text, else json");
+}
+
 void AddStrict(CLI::App& call, bool& strict) {
   call.add_flag("--strict", strict, "Count a success with warnings as failed: exit with status 1");
 }

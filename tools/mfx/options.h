@@ -58,6 +58,8 @@ void AddScanData(CLI::App& call, std::function<void(ScanData)> take);
 /// Each use of the option adds a label, in their order.
 void AddLabels(CLI::App& call, Labels& labels);
 void AddReport(CLI::App& call, std::string& report);
+/// Whether the result is a text for people, if the command line says so.
+void AddResultFormat(CLI::App& call, std::optional<bool>& as_text);
 /// A success with warnings ends the call with status 1.
 void AddStrict(CLI::App& call, bool& strict);
 

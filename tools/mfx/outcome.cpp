@@ -5,25 +5,29 @@
 #include "exit_status.h"
 #include "host/quantities.h"
 #include "host/sample_doubts.h"
+#include "result_text.h"
 
 namespace libmfx::host {
 
-int Tell(const std::string& request, const Conversation& outcome, const Exchange& last, bool strict,
-         Console& console) {
-  console.Result(outcome.result);
-  for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
-  for (const std::string& note : NotesOf(QuantitiesOf(request, outcome.result, outcome.stages))) {
-    console.Note("note: " + note);
+int Tell(const std::string& request, const Conversation& outcome, const Exchange& last,
+         const Telling& telling, Console& console) {
+  const bool is_text = telling.IsText(console);
+  console.Result(is_text ? ResultText(request, outcome) : outcome.result);
+  if (!is_text || !console.OneTerminalShowsAll()) {
+    for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
+    for (const std::string& note : NotesOf(QuantitiesOf(request, outcome.result, outcome.stages))) {
+      console.Note("note: " + note);
+    }
+    if (!outcome.successful) console.Note("the measurement failed: " + outcome.error);
   }
   if (!outcome.successful) {
-    console.Note("the measurement failed: " + outcome.error);
     if (last.points.empty()) return kNotMeasured;
     for (const std::string& doubt : SampleDoubts(QualityThreshold(request), last, outcome.stages)) {
       console.Note("samples: " + doubt);
     }
     return kNotMeasured;
   }
-  if (strict && outcome.IsDoubtful()) {
+  if (telling.strict && outcome.IsDoubtful()) {
     console.Note("the measurement is doubtful, and --strict counts that as failed");
     return kNotMeasured;
   }

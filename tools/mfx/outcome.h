@@ -17,14 +17,28 @@
 
 namespace libmfx::host {
 
+/// How an outcome is told.
+struct Telling {
+  bool strict = false;          ///< a doubtful success counts as failed
+  std::optional<bool> as_text;  ///< a text for people; if not told, on a terminal alone
+
+  /// Whether the result is told as a text. The library's lines are then in its way.
+  bool IsText(const Console& console) const { return as_text.value_or(console.OutputIsTerminal()); }
+};
+
 /// Prints the outcome of a measurement: the result, and as notes its warnings, what was fitted and
-/// stands in no result, and what was not measured; of a failed one what its samples look like. Log
+/// stands in no result, and what was not measured; of a failed one what its samples look like. A
+/// text tells the outcome itself, and on a terminal that shows both nothing is told twice. Log
 /// lines of the library are to be off: the request is read once more.
-/// \param strict a doubtful success counts as failed
 /// \param last the scan that was driven last; it has no points where nothing was driven
 /// \returns the exit status
-int Tell(const std::string& request, const Conversation& outcome, const Exchange& last, bool strict,
-         Console& console);
+int Tell(const std::string& request, const Conversation& outcome, const Exchange& last,
+         const Telling& telling, Console& console);
+
+/// Takes every step, whatever became of the ones before: a full disk costs the file that it is to
+/// hold, and neither the result nor another file. Throws the first failure in the end, and tells
+/// the others.
+void TakeAll(const std::vector<std::function<void()>>& steps, Console& console);
 
 /// Keeps what a report needs, and writes it in the end. The file is made beforehand, so that one
 /// that cannot be written ends the call before anything is driven.

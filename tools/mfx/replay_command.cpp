@@ -17,7 +17,7 @@ struct ReplayCall {
   bool search = false;            ///< search even if the recorded measurement did not
   std::optional<int> max_passes;  ///< instead of the recorded one
   std::optional<ScanData> scan_data;
-  bool strict = false;  ///< as for measure
+  Telling telling;
 };
 
 int RunReplay(const ReplayCall& call, Console& console) {
@@ -35,12 +35,13 @@ int RunReplay(const ReplayCall& call, Console& console) {
     last = exchange;
     report.Take(exchange);
   });
+  console.ShowLibraryLines(!call.telling.IsText(console));
   const Conversation outcome = Measure(recording.request, observed, options);
   for (const std::string& note : ReplayNotes(driver, recording)) console.Note("note: " + note);
   // The report asks the request for its threshold, and what the library says to it was told before.
   console.DropLibraryLines();
   int status = kCallFailed;
-  TakeAll({[&] { status = Tell(recording.request, outcome, last, call.strict, console); },
+  TakeAll({[&] { status = Tell(recording.request, outcome, last, call.telling, console); },
            [&] {
              report.Finish(recording.request, "in recording " + call.recording, driver.Name(),
                            outcome);
@@ -71,7 +72,8 @@ void AddReplay(CLI::App& program, Execute& execute) {
   AddLabels(command, call->labels);
   AddPasses(command, [call](int passes) { call->max_passes = passes; });
   AddScanData(command, [call](ScanData form) { call->scan_data = form; });
-  AddStrict(command, call->strict);
+  AddStrict(command, call->telling.strict);
+  AddResultFormat(command, call->telling.as_text);
   command.callback([&execute, call] {
     execute = [call](Console& console) { return RunReplay(*call, console); };
   });

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "host/conversation.h"
+
+namespace libmfx::host {
+
+/// The outcome of a measurement for people, on lines of which the last is not ended: its name and
+/// the verdict; of a success the quantities in millimetres and degrees, nominal, measured and
+/// deviation; warnings, notes and the error. Reads the request once more, so that log lines of the
+/// library may go out.
+std::string ResultText(const std::string& request, const Conversation& outcome);
+
+}  // namespace libmfx::host
