@@ -1,13 +1,17 @@
-// The smallest measurement host: it asks for a scan path, drives an instrument along it, and prints
-// the result message. The instrument here is three lines of arithmetic that see a flat wall; a real
-// host puts its own in place of MeasureWall and keeps the rest.
+// The smallest measurement host: it takes a request (its own, or the file that it is given), drives
+// an instrument wherever the library asks it to, and prints the result message. The instrument here
+// is three lines of arithmetic that see a flat wall; a real host puts its own in place of
+// MeasureWall and keeps the rest.
+//
+// Exit status: 0 measured, 1 not measured, 2 there is no request that could be.
 
+#include <libmfx/features/request_text.h>
 #include <libmfx/libmfx.h>
 
 #include <cmath>
+#include <fstream>
 #include <iostream>
-#include <memory>
-#include <queue>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -15,7 +19,7 @@ namespace {
 
 using libmfx::data_structures::Position;
 using libmfx::data_structures::RawDataPoint;
-using libmfx::features::Feature;
+using libmfx::measurement::Measurement;
 
 // Two lines across the wall, samples every 20 mm. Lengths are metres: the beam looks along +Z.
 const char* const kRequest = R"({
@@ -40,11 +44,11 @@ RawDataPoint MeasureWall(double azimuth, double elevation, int move) {
 
 /// Walks from drive point to drive point. A move to a point with a spacing is sampled, and each
 /// sample carries the index of the drive point that ends its move.
-std::vector<RawDataPoint> Drive(std::queue<Position> path) {
+std::vector<RawDataPoint> Drive(const std::vector<Position>& path) {
   std::vector<RawDataPoint> samples;
   Position from;
-  for (int move = 0; !path.empty(); ++move, path.pop()) {
-    const Position to = path.front();
+  int move = 0;
+  for (const Position& to : path) {
     if (to.point_spacing > 0.0) {
       const double length =
           to.range * std::hypot(to.azimuth - from.azimuth, to.elevation - from.elevation);
@@ -57,25 +61,33 @@ std::vector<RawDataPoint> Drive(std::queue<Position> path) {
       }
     }
     from = to;
+    ++move;
   }
   return samples;
 }
 
 }  // namespace
 
-int main() {
-  const std::unique_ptr<Feature> feature(Feature::Create(kRequest));
-  feature->OutputDataBySegment(false);  // the samples are wanted in the result
-
-  std::queue<Position> path = feature->GetDrivePoints(false);
-  if (path.empty()) {
-    std::cerr << "nothing to drive: " << feature->GetError() << '\n';
+int main(int argc, char** argv) {
+  std::string request = kRequest;
+  if (argc > 1) {
+    std::ifstream file(argv[1], std::ios::binary);
+    request.assign(std::istreambuf_iterator<char>(file), {});
+    if (!file) {
+      std::cerr << "cannot read the request " << argv[1] << '\n';
+      return 2;
+    }
+  }
+  // The library makes a feature of anything, one that measures nothing of what it cannot read.
+  if (!libmfx::features::StrictJson(request)) {
+    std::cerr << "the request is no JSON object\n";
     return 2;
   }
-  std::queue<Position> next;
-  while (!feature->SetRawData(Drive(path), next)) path.swap(next);
-  feature->AnalyzeFeature();
 
-  std::cout << feature->GetResult() << '\n';
-  return feature->GetIsSuccessful() ? 0 : 1;
+  Measurement measurement(request);
+  while (!measurement.done()) measurement.take(Drive(measurement.drive()));
+  std::cout << measurement.result() << '\n';
+  if (measurement.successful()) return 0;
+  std::cerr << "not measured: " << measurement.error() << '\n';
+  return 1;
 }

@@ -35,6 +35,16 @@ function(expect_printed file)
   endif()
 endfunction()
 
+# What a program says of a request that cannot be measured, and the status that it ends with.
+function(expect_refused program request expected_status expected_text)
+  file(WRITE "${WORK_DIR}/request.json" "${request}")
+  execute_process(COMMAND ${program} ${WORK_DIR}/request.json RESULT_VARIABLE status
+                  OUTPUT_QUIET ERROR_VARIABLE err)
+  if(NOT status EQUAL expected_status OR NOT err MATCHES "${expected_text}")
+    message(FATAL_ERROR "${program} ended with ${status} for ${request}: ${err}")
+  endif()
+endfunction()
+
 file(REMOVE_RECURSE "${WORK_DIR}")
 set(prefix "${WORK_DIR}/prefix")
 run(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
@@ -67,6 +77,9 @@ run(COMMAND ${CMAKE_COMMAND} -S ${example} -B ${WORK_DIR}/cmake -DCMAKE_PREFIX_P
             -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 run(COMMAND ${CMAKE_COMMAND} --build ${WORK_DIR}/cmake)
 expect_measured(${WORK_DIR}/cmake/minimal_host)
+expect_refused(${WORK_DIR}/cmake/minimal_host "{\"Feature\": " 2 "the request is no JSON object")
+expect_refused(${WORK_DIR}/cmake/minimal_host "" 2 "the request is no JSON object")
+expect_refused(${WORK_DIR}/cmake/minimal_host "{}" 1 "not measured: Unknown feature")
 
 # The tree was installed under another prefix than the one that it was configured for: pkg-config
 # has to find it where it lies.
