@@ -133,18 +133,8 @@ class Check {
     std::optional<std::string> more =
         _driver.Overhear(checked.is_object || _said_nothing_more ? kForMore : kForLate);
     _said_nothing_more = !more;
-    if (!checked.is_object && more) {
-      CheckedLine second = CheckLine(*more);
-      if (second.is_object) {
-        Find({"banner",
-              "a line that is no answer comes before the answer: " + Excerpt(line),
-              "send nothing but answers to standard output; a greeting or a log belongs on "
-              "standard error",
-              {}});
-        checked = std::move(second);
-        more = _driver.Overhear(kForMore);
-      }
-    }
+    if (!checked.is_object) SkipBanner(line, checked, more);
+    if (IsCutOff(checked)) JoinLines(line, checked, more);
     TakeExtra(more);
     _result.samples += checked.samples.size();
     const bool readable = !checked.samples.empty() || checked.findings.empty();
@@ -158,6 +148,45 @@ class Check {
     for (InstrumentFinding& finding : CheckSamples(checked.samples, _paths[index], before)) {
       if (has_statuses || !finding.name.starts_with("status-")) Find(std::move(finding));
     }
+  }
+
+  static bool IsCutOff(const CheckedLine& checked) {
+    return !checked.findings.empty() && checked.findings.back().name == "line-cut-off";
+  }
+
+  /// Passes over lines that are no answer, if one follows that is.
+  /// \param checked is what stands in the line, or in the answer that follows
+  /// \param more is what follows
+  void SkipBanner(const std::string& line, CheckedLine& checked, std::optional<std::string>& more) {
+    for (int lines = 0; more && !checked.is_object && lines < kMostExtra; ++lines) {
+      CheckedLine next = CheckLine(*more);
+      more = _driver.Overhear(kForMore);
+      if (!next.is_object) continue;
+      Find({"banner",
+            "a line that is no answer comes before the answer: " + Excerpt(line),
+            "send nothing but answers to standard output; a greeting or a log belongs on standard "
+            "error",
+            {}});
+      checked = std::move(next);
+    }
+  }
+
+  /// Puts an answer together that stands on several lines.
+  void JoinLines(const std::string& line, CheckedLine& checked, std::optional<std::string>& more) {
+    const auto deadline = std::chrono::steady_clock::now() + kForLate;
+    std::string whole = line;
+    while (more && whole.size() <= kLongestAnswer && std::chrono::steady_clock::now() < deadline) {
+      whole += " " + *more;
+      more = _driver.Overhear(kForMore);
+    }
+    if (whole.size() == line.size()) return;
+    CheckedLine joined = CheckLine(whole);
+    if (joined.samples.empty()) return;
+    Find({"line-broken-up",
+          "the answer stands on several lines, the first of which is " + Excerpt(line),
+          "write the object on one line, without indents",
+          {}});
+    checked = std::move(joined);
   }
 
   /// Lines that follow an answer; blank ones harm nothing.

@@ -20,8 +20,6 @@ namespace {
 
 using nlohmann::json;
 
-/// Longest answer that is looked into: far more than the paths of a check can bring.
-constexpr std::size_t kLongestAnswer = std::size_t{4} << 20;
 const std::string kByteOrderMark = "\xef\xbb\xbf";
 
 /// What may lie deeper than an answer does is not kept.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,9 @@
 #include "host/wire.h"
 
 namespace libmfx::host {
+
+/// Longest answer that is looked into, bytes: far more than the paths of a check can bring.
+inline constexpr std::size_t kLongestAnswer = std::size_t{4} << 20;
 
 /// An answer of an instrument as a check reads it: it takes samples from lines that a measurement
 /// refuses.

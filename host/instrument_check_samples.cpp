@@ -256,7 +256,8 @@ void Append(std::vector<InstrumentFinding>& all, std::optional<InstrumentFinding
 
 double Quantile(std::vector<double> values, double share) {
   if (values.empty()) return 0.0;
-  const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1) + 0.5);
+  const auto at =
+      static_cast<std::ptrdiff_t>(std::lround(share * static_cast<double>(values.size() - 1)));
   std::nth_element(values.begin(), values.begin() + at, values.end());
   return values[static_cast<std::size_t>(at)];
 }

@@ -181,7 +181,7 @@ def only_once(queue, state):
 
 def banner(queue, state):
     if state.drives == 0:
-        say("Laser ready, firmware 1.7")
+        say("Laser ready, firmware 1.7\n\nCalibrated.")
     say(answer(drive(queue)))
 
 
@@ -291,6 +291,7 @@ MISBEHAVING = {
     "line-array": lambda queue, state: say(json.dumps(drive(queue))),
     "line-no-object": lambda queue, state: say(str(len(drive(queue)))),
     "line-cut-off": text(lambda line: line[:1000]),
+    "line-broken-up": lambda queue, state: say(json.dumps({"samples": drive(queue)}, indent=1)),
     "line-malformed": text(lambda line: line.replace("]]", "],]")),
     "line-no-json": lambda queue, state: say("OK"),
     "line-blank": lambda queue, state: say(""),
