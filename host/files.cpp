@@ -132,8 +132,10 @@ void WholeFile::Commit() {
   _temporary.clear();
 }
 
-LineReader::LineReader(const std::string& path, std::string what)
-    : _what(Named(what, path)), _file(OpenToRead(path, what)) {
+LineReader::LineReader(const std::string& path, std::string what, Packing packing)
+    : _what(Named(what, path)),
+      _file(OpenToRead(path, what)),
+      _may_be_packed(packing == Packing::kMayBeGzip) {
   struct stat status {};
   if (fstat(_file, &status) == 0 && S_ISREG(status.st_mode)) {
     _total = static_cast<std::size_t>(status.st_size);
@@ -146,9 +148,25 @@ LineReader::~LineReader() {
 
 void LineReader::Fill() {
   _buffer.erase(0, std::exchange(_next, 0));
-  const ssize_t n = ReadSome(_file, _buffer);
+  std::string packed;
+  const ssize_t n = ReadSome(_file, _unpacker ? packed : _buffer);
   if (n < 0) throw CallError("cannot read " + _what + ": " + Reason());
   _at_end = n == 0;
+  if (_may_be_packed && GzipUnpacker::IsPacked(_buffer)) {
+    _unpacker.emplace(kLongestText);
+    std::swap(packed, _buffer);
+  }
+  _may_be_packed = _may_be_packed && !_unpacker && _buffer == "\x1f";
+  if (_unpacker) Unpack(packed);
+}
+
+void LineReader::Unpack(std::string_view bytes) {
+  try {
+    _unpacker->Add(bytes, _buffer);
+    if (_at_end) _unpacker->End();
+  } catch (const CallError& error) {
+    throw CallError("cannot read " + _what + ": " + error.what());
+  }
 }
 
 LineReader::Got LineReader::Next(std::string& line) {

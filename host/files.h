@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "host/gzip.h"
+
 namespace libmfx::host {
 
 /// The longest text that is taken from outside in one piece: a file, an answer, a job.
@@ -46,10 +48,13 @@ class WholeFile {
 class LineReader {
  public:
   enum class Got { kLine, kTooLong, kEnd };
+  /// Whether a file may be packed as gzip, which its first bytes tell. It may unpack to
+  /// kLongestText.
+  enum class Packing { kNone, kMayBeGzip };
 
   /// \param path a file, or "-" for standard input
   /// \throws CallError if it cannot be opened
-  LineReader(const std::string& path, std::string what);
+  LineReader(const std::string& path, std::string what, Packing packing = Packing::kNone);
   ~LineReader();
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
@@ -59,6 +64,7 @@ class LineReader {
   /// The same from what was read already; nothing while the line is not whole.
   std::optional<Got> Buffered(std::string& line);
   /// Reads once, and waits for it where nothing has come yet.
+  /// \throws CallError if it cannot be read or unpacked
   void Fill();
   /// Makes a line the next one again.
   void PutBack(Got got, std::string line) { _back.emplace(got, std::move(line)); }
@@ -67,14 +73,18 @@ class LineReader {
   bool had_end() const { return _had_end; }
   /// What can be waited for before Fill.
   int file() const { return _file; }
-  /// Bytes taken so far, and in all if that is known; else 0.
+  /// Bytes taken so far, unpacked, and in all if that is known; else 0.
   std::size_t taken() const { return _taken; }
   std::size_t total() const { return _total; }
 
  private:
+  void Unpack(std::string_view bytes);
+
   std::string _what;
   int _file = -1;
   bool _at_end = false;
+  bool _may_be_packed;  ///< as long as too little was read to tell
+  std::optional<GzipUnpacker> _unpacker;
   std::string _buffer;
   std::size_t _next = 0;      ///< in `_buffer`
   std::size_t _searched = 0;  ///< bytes from there without a line's end

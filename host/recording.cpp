@@ -1,6 +1,7 @@
 #include "host/recording.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -29,10 +30,15 @@ ordered_json OptionsValue(const ConversationOptions& options) {
           {"scan_data", ScanDataName(options.scan_data)}};
 }
 
+/// Most exchanges that a recording may hold: more than twice those of a measurement with
+/// kMostPasses re-scans, a search with as many, and every scan driven twice.
+constexpr std::size_t kMostExchanges = 10'000;
+
 /// Reads recordings line by line.
 class Reader {
  public:
-  explicit Reader(const std::string& path) : _name(OneLine(path)), _lines(path, "recording") {}
+  explicit Reader(const std::string& path)
+      : _name(OneLine(path)), _lines(path, "recording", LineReader::Packing::kMayBeGzip) {}
 
   Recording Read() {
     std::string line;
@@ -62,10 +68,42 @@ class Reader {
     const std::optional<std::string> strict =
         features::StrictJson(line, kLineNesting, features::SURROUNDINGS_BLANK);
     const ordered_json first = strict ? ordered_json::parse(*strict) : ordered_json();
+    if (first.contains("format")) CheckFormat(first["format"]);
     if (!first.contains("request")) Fail("it is no object with \"request\"");
     const ordered_json& request = first["request"];
     _recording.request = request.is_string() ? request.get<std::string>() : Dump(request);
     if (first.contains("options")) ReadOptions(first["options"]);
+    ReadText(first, "program", _recording.program);
+    ReadText(first, "time", _recording.time);
+    ReadText(first, "instrument", _recording.instrument);
+    if (first.contains("labels")) ReadLabels(first["labels"]);
+  }
+
+  void CheckFormat(const ordered_json& format) {
+    if (!format.is_number_unsigned() || format == 0)
+      Fail("\"format\" is no whole number from 1 on");
+    if (format > kRecordingFormat) {
+      Fail("it has the format " + Dump(format) + ", and this program knows none above " +
+           std::to_string(kRecordingFormat) + ": a newer one is needed");
+    }
+  }
+
+  void ReadText(const ordered_json& first, const char* key, std::string& text) {
+    if (!first.contains(key)) return;
+    if (!first[key].is_string()) Fail("\"" + std::string(key) + "\" is no text");
+    text = first[key].get<std::string>();
+  }
+
+  void ReadLabels(const ordered_json& labels) {
+    const auto is_label = [](const ordered_json& label) {
+      return label.is_array() && label.size() == 2 && label[0].is_string() && label[1].is_string();
+    };
+    if (!labels.is_array() || !std::all_of(labels.begin(), labels.end(), is_label)) {
+      Fail("\"labels\" is no array of pairs of texts");
+    }
+    for (const ordered_json& label : labels) {
+      _recording.labels.emplace_back(label[0].get<std::string>(), label[1].get<std::string>());
+    }
   }
 
   void ReadOptions(const ordered_json& options) {
@@ -90,6 +128,9 @@ class Reader {
   }
 
   void ReadExchange(const std::string& drive) {
+    if (_recording.exchanges.size() >= kMostExchanges) {
+      Fail("it is one exchange more than the " + std::to_string(kMostExchanges) + " that are read");
+    }
     Exchange exchange;
     exchange.points = Checked([&] { return ReadDrive(drive); });
     std::string samples;
@@ -129,31 +170,60 @@ class Reader {
 
 }  // namespace
 
-std::string RequestLine(const std::string& request, const ConversationOptions& options) {
-  std::string line = "{\"request\":" + RequestValue(request);
-  if (options != ConversationOptions{}) line += ",\"options\":" + Dump(OptionsValue(options));
-  return line + "}";
+std::string HeadLine(const RecordingHead& head) {
+  std::string line = "{\"request\":" + RequestValue(head.request);
+  if (head.options != ConversationOptions{})
+    line += ",\"options\":" + Dump(OptionsValue(head.options));
+  ordered_json rest = {{"format", kRecordingFormat},
+                       {"program", head.program},
+                       {"time", head.time},
+                       {"instrument", head.instrument}};
+  if (!head.labels.empty()) {
+    ordered_json& labels = rest["labels"] = ordered_json::array();
+    for (const auto& [key, value] : head.labels)
+      labels.push_back(ordered_json::array({key, value}));
+  }
+  return line + "," + Dump(rest).substr(1);
 }
 
-RecordingWriter::RecordingWriter(const std::string& path, const std::string& request,
-                                 const ConversationOptions& options)
-    : _file(path, "recording") {
-  _file.Write(RequestLine(request, options) + "\n");
+std::string UtcNow() {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const auto day = std::chrono::floor<std::chrono::days>(now);
+  const std::chrono::year_month_day date{day};
+  const std::chrono::hh_mm_ss time{now - day};
+  const auto two = [](long long value) {
+    return std::string(value < 10 ? "0" : "") + std::to_string(value);
+  };
+  return std::to_string(static_cast<int>(date.year())) + "-" +
+         two(static_cast<unsigned>(date.month())) + "-" + two(static_cast<unsigned>(date.day())) +
+         "T" + two(time.hours().count()) + ":" + two(time.minutes().count()) + ":" +
+         two(time.seconds().count()) + "Z";
 }
 
-void RecordingWriter::Write(const Exchange& exchange) {
+RecordingWriter::RecordingWriter(const std::string& path) : _file(path, "recording") {
+  if (path.ends_with(".gz")) _packer.emplace();
+}
+
+void RecordingWriter::Put(const std::string& line) {
   if (_failure) return;
   try {
-    _file.Write(DriveLine(exchange.points, exchange.step) + "\n");
-    _file.Write(SamplesLine(exchange.samples) + "\n");
+    _file.Write(_packer ? _packer->Add(line + "\n") : line + "\n");
   } catch (const CallError& error) {
     _failure = error;
   }
 }
 
+void RecordingWriter::Begin(const RecordingHead& head) { Put(HeadLine(head)); }
+
+void RecordingWriter::Write(const Exchange& exchange) {
+  Put(DriveLine(exchange.points, exchange.step));
+  Put(SamplesLine(exchange.samples));
+}
+
 void RecordingWriter::Finish(const std::string& result) {
+  Put("{\"result\":" + result + "}");
   if (_failure) throw *_failure;
-  _file.Write("{\"result\":" + result + "}\n");
+  if (_packer) _file.Write(_packer->End());
   _file.Commit();
 }
 
@@ -164,6 +234,13 @@ std::vector<RawDataPoint> ObservedDriver::Drive(const std::vector<Position>& poi
   Exchange exchange{points, step, _driver.Drive(points, step)};
   _observer(exchange);
   return std::move(exchange.samples);
+}
+
+std::string ReplayDriver::Name() const {
+  std::string name = "samples of a recording";
+  if (!_recording.time.empty()) name += " of " + _recording.time;
+  if (!_recording.instrument.empty()) name += ", " + _recording.instrument;
+  return name;
 }
 
 std::vector<RawDataPoint> ReplayDriver::Drive(const std::vector<Position>& points,

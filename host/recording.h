@@ -9,12 +9,14 @@
 #include "host/driver.h"
 #include "host/errors.h"
 #include "host/files.h"
+#include "host/gzip.h"
+#include "host/labels.h"
 
 /// \file
 /// A conversation on file, as JSON lines: {"request": {...}} first, then a {"drive": ...} and a
-/// {"samples": ...} line for each exchange, and {"result": {...}} last. The first line also has
-/// "options" where a measurement was not held with the default ones. A request that is no JSON
-/// object stands as a text.
+/// {"samples": ...} line for each exchange, and {"result": {...}} last. The first line also tells
+/// how, when and with what it was measured: see RecordingHead. A request that is no JSON object
+/// stands as a text. The file may be packed as gzip.
 
 namespace libmfx::host {
 
@@ -25,29 +27,48 @@ struct Exchange {
   std::vector<RawDataPoint> samples;
 };
 
-/// The first line of a recording.
-std::string RequestLine(const std::string& request, const ConversationOptions& options);
+/// The newest form of a recording that is understood, and the one that is written. Recordings that
+/// name none are older than the first.
+inline constexpr int kRecordingFormat = 1;
 
-/// Writes a recording while the conversation is held. The file appears with Finish.
+/// What the first line of a recording tells.
+struct RecordingHead {
+  std::string request;  ///< the text that the library was given
+  ConversationOptions options;
+  std::string program;     ///< with its version; empty in an older recording, like what follows
+  std::string time;        ///< of the measurement's beginning, as UtcNow tells it
+  std::string instrument;  ///< as its driver names it
+  Labels labels;
+};
+
+/// The first line of a recording, without its end.
+std::string HeadLine(const RecordingHead& head);
+
+/// Now, to the second, in UTC: "2026-01-31T23:59:59Z".
+std::string UtcNow();
+
+/// Writes a recording while the conversation is held. The file appears with Finish. One whose name
+/// ends in ".gz" is packed.
 class RecordingWriter {
  public:
   /// \throws CallError if the file cannot be made
-  RecordingWriter(const std::string& path, const std::string& request,
-                  const ConversationOptions& options);
-  /// A file that takes no more is told of by Finish: the measurement does not end with it.
+  explicit RecordingWriter(const std::string& path);
+  /// Both are told by Finish of a file that takes no more: the measurement does not end with it.
+  void Begin(const RecordingHead& head);
   void Write(const Exchange& exchange);
   /// \throws CallError if the file could not be written
   void Finish(const std::string& result);
 
  private:
+  void Put(const std::string& line);
+
   WholeFile _file;
-  std::optional<CallError> _failure;  ///< what Write came to
+  std::optional<GzipPacker> _packer;
+  std::optional<CallError> _failure;  ///< what Put came to
 };
 
 /// A recording in memory.
-struct Recording {
-  std::string request;  ///< the text that the library was given
-  ConversationOptions options;
+struct Recording : RecordingHead {
   std::vector<Exchange> exchanges;
   std::string result;  ///< the recorded result message; empty if there is none
 };
@@ -77,7 +98,7 @@ class ReplayDriver final : public Driver {
  public:
   explicit ReplayDriver(const Recording& recording) : _recording(recording) {}
 
-  std::string Name() const override { return "samples of a recording"; }
+  std::string Name() const override;
   std::vector<RawDataPoint> Drive(const std::vector<Position>& points,
                                   const std::string& step) override;
   /// Exchanges answered so far, and how many of them had been driven along other points.

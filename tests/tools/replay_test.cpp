@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 
 #include "program_test.h"
 
@@ -35,7 +36,8 @@ TEST(ReplayTest, ARecordingHoldsTheWholeConversationInOrder) {
   const auto lines = Lines(folder.Read("r.jsonl"));
   ASSERT_THAT(lines, SizeIs(4));
   std::ifstream request(kRequest);
-  EXPECT_EQ(json::parse(lines[0]), (json{{"request", json::parse(request)}}));
+  EXPECT_THAT(lines[0], StartsWith("{\"request\":{"));
+  EXPECT_EQ(json::parse(lines[0])["request"], json::parse(request));
   EXPECT_EQ(lines[1] + "\n", RunMfx({"plan", kRequest}).out);
   EXPECT_GT(json::parse(lines[2])["samples"].size(), 10u);
   EXPECT_EQ(lines[3] + "\n",
@@ -202,6 +204,11 @@ std::string GermanLocale(const Folder& folder) {
   return std::system(command.c_str()) == 0 ? folder.Path("") : std::string();
 }
 
+/// A recording without the time of its measurement, which no two of them share.
+std::string WithoutTime(const std::string& recording) {
+  return std::regex_replace(recording, std::regex(R"re("time":"[0-9TZ:-]{20}",)re"), "");
+}
+
 TEST(CommaLocaleTest, EveryCallGivesTheSameBytes) {
   Folder locales;
   How german{.program = LIBMFX_MFX_COMMA};
@@ -223,7 +230,7 @@ TEST(CommaLocaleTest, EveryCallGivesTheSameBytes) {
   std::string recorded;
   for (const auto& call : calls) {
     const Ended plain = RunMfx(call);
-    if (call[0] == "measure" && recorded.empty()) recorded = folder.Read("r.jsonl");
+    if (call[0] == "measure" && recorded.empty()) recorded = WithoutTime(folder.Read("r.jsonl"));
     const Ended comma = RunMfx(call, german);
     EXPECT_EQ(comma.status, 0) << comma.err;
     EXPECT_EQ(comma.out, plain.out) << call[0];
@@ -232,7 +239,7 @@ TEST(CommaLocaleTest, EveryCallGivesTheSameBytes) {
       EXPECT_THAT(comma.err, HasSubstr("decimal point of the C locale: ,"));
     }
   }
-  EXPECT_EQ(folder.Read("r.jsonl"), recorded);
+  EXPECT_EQ(WithoutTime(folder.Read("r.jsonl")), recorded);
 }
 
 TEST(CommaLocaleTest, TheEnvironmentAloneChangesNothing) {

@@ -24,7 +24,7 @@ struct MeasureCall {
   std::chrono::milliseconds timeout{60'000};
   std::string record;  ///< empty: no recording
   std::string report;  ///< empty: no report
-  Labels labels;       ///< for the report
+  Labels labels;       ///< for the report and the recording
   Telling telling;
   ConversationOptions options;
 };
@@ -63,11 +63,19 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   if (call.scene) scene = ReadScene(*call.scene);
   KeepFilesApart(call, scene, console);
   std::optional<RecordingWriter> recording;
-  if (!call.record.empty()) recording.emplace(call.record, request, call.options);
+  if (!call.record.empty()) recording.emplace(call.record);
   ReportWriter report(call.report, call.labels);
 
   const std::unique_ptr<Driver> driver = MakeDriver(call, scene);
   Exchange last;
+  if (recording) {
+    recording->Begin({.request = request,
+                      .options = call.options,
+                      .program = "mfx " LIBMFX_VERSION,
+                      .time = UtcNow(),
+                      .instrument = driver->Name(),
+                      .labels = call.labels});
+  }
   ObservedDriver observed(*driver, [&](const Exchange& exchange) {
     last = exchange;
     if (recording) recording->Write(exchange);

@@ -13,7 +13,7 @@ namespace {
 struct ReplayCall {
   std::string recording;
   std::string report;
-  Labels labels;                  ///< for the report
+  Labels labels;                  ///< for the report, behind the recorded ones
   bool search = false;            ///< search even if the recorded measurement did not
   std::optional<int> max_passes;  ///< instead of the recorded one
   std::optional<ScanData> scan_data;
@@ -28,7 +28,9 @@ int RunReplay(const ReplayCall& call, Console& console) {
   options.max_passes = call.max_passes.value_or(options.max_passes);
   options.scan_data = call.scan_data.value_or(options.scan_data);
 
-  ReportWriter report(call.report, call.labels);
+  Labels labels = recording.labels;
+  labels.insert(labels.end(), call.labels.begin(), call.labels.end());
+  ReportWriter report(call.report, labels);
   ReplayDriver driver(recording);
   Exchange last;
   ObservedDriver observed(driver, [&](const Exchange& exchange) {
