@@ -84,7 +84,7 @@ void CarryOutJobs(LineReader& jobs, const BatchOptions& options, int processes,
     } else if (got == Got::kTooLong) {
       queue.Put(begun++, TooLong());
     } else if (got) {
-      workers.Give(begun++, std::move(line));
+      workers.Give(begun++, std::exchange(line, {}));
     } else if (workers.Wait(wants ? jobs.file() : -1)) {
       jobs.Fill();
     }

@@ -8,10 +8,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "host/errors.h"
@@ -225,7 +227,8 @@ std::string JobWorkers::End(Worker& worker) {
   const auto look = [&] {
     return waitid(P_PID, static_cast<id_t>(worker.process), &info, WEXITED | WNOHANG | WNOWAIT);
   };
-  for (int i = 0; i < 200 && look() == 0 && info.si_pid == 0; ++i) usleep(1000);
+  for (int i = 0; i < 200 && look() == 0 && info.si_pid == 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   CloseFile(worker.from);
   const Uninterrupted reaped;
   kill(worker.process, SIGKILL);
