@@ -53,13 +53,15 @@ std::optional<std::uint64_t> SeedOfJob(const json& job) {
   return std::nullopt;
 }
 
-Conversation MeasureJob(const json& job, const ConversationOptions& options) {
+Conversation MeasureJob(const json& job, const std::string& id, const BatchOptions& options) {
   if (!job.contains("request")) throw CallError("the job has no \"request\"");
   if (!job.contains("scene")) throw CallError("the job has no \"scene\"");
   const std::optional<std::uint64_t> seed = SeedOfJob(job);
   try {
     SceneDriver driver(sim::Scene::FromJson(job["scene"]), seed);
-    return Measure(Dump(job["request"]), driver, options);
+    const std::string request = Dump(job["request"]);
+    if (options.check) options.check(id, request);
+    return Measure(request, driver, options.conversation);
   } catch (const sim::SceneError& error) {
     throw CallError(std::string("scene: ") + error.what());
   }
@@ -135,7 +137,7 @@ JobAnswer AnswerJob(const std::string& line, const BatchOptions& options) {
     const json job = ParseJob(line);
     if (job.contains("id")) id = Dump(job["id"]);
     if (!job.contains("recording")) {
-      return Told(MeasureJob(job, options.conversation), options.strict);
+      return Told(MeasureJob(job, id, options), options.strict);
     }
     if (options.compare) comparison = ComparisonText({});
     return ReplayJob(job, options, comparison);

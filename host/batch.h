@@ -1,16 +1,23 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "host/conversation.h"
 
 namespace libmfx::host {
 
+/// Looks at the request of a job before anything is driven for it.
+/// \param id of the job, as its answer echoes it
+/// \throws CallError to have the job answered with that error
+using RequestCheck = std::function<void(const std::string& id, const std::string& request)>;
+
 /// How the jobs of a batch are carried out.
 struct BatchOptions {
   ConversationOptions conversation;  ///< of a job with a scene
   bool strict = false;               ///< the answer of a doubtful success says so
   bool compare = false;              ///< the answer of a recording says what changed
+  RequestCheck check = {};           ///< of a request that is to be driven; nothing: none
 };
 
 /// The answer to one job of a batch: {"id":...,"result":{...}} or {"id":...,"error":"..."}; the

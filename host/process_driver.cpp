@@ -14,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/drivable.h"
 #include "host/errors.h"
 #include "host/files.h"
 #include "host/interrupts.h"
@@ -95,6 +96,7 @@ void ProcessDriver::Start() {
 
 std::vector<RawDataPoint> ProcessDriver::Drive(const std::vector<Position>& points,
                                                const std::string& step) {
+  RequireDrivable(points);
   const std::string line = Ask(DriveLine(points, step));
   Answer answer;
   try {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/drivable.h"
 #include "host/errors.h"
 
 namespace libmfx::host {
@@ -31,6 +32,7 @@ std::unique_ptr<SceneDriver> SceneDriver::FromFile(const std::string& path,
 
 std::vector<RawDataPoint> SceneDriver::Drive(const std::vector<Position>& points,
                                              const std::string& step) {
+  RequireDrivable(points);
   try {
     return _instrument.Drive(points);
   } catch (const sim::DriveError& error) {

@@ -20,6 +20,7 @@ struct BatchCall {
   std::string resume;  ///< file with the answers that there are; empty: none
   int processes = 1;   ///< 0: as many as there are processors
   bool show_library_lines = false;
+  Checking checking = Checking::kNotes;
   BatchOptions options;
 };
 
@@ -35,6 +36,16 @@ void KeepFilesApart(const BatchCall& call, const Console& console) {
   KeepApart({{"jobs", call.jobs}}, {}, output);
 }
 
+/// Without --log nobody reads notes, and nothing has to be looked at for them.
+RequestCheck CheckOfJob(const BatchCall& call, Console& console) {
+  const bool is_told = call.show_library_lines || call.checking == Checking::kStrict;
+  if (call.checking == Checking::kOff || !is_told) return {};
+  return [&call, &console](const std::string& id, const std::string& request) {
+    CheckJob(id, request, {.search = call.options.conversation.search}, call.checking,
+             call.show_library_lines, console);
+  };
+}
+
 int RunBatch(const BatchCall& call, Console& console) {
   console.ShowLibraryLines(call.show_library_lines);
   if (call.resume == "-") throw CallError("--resume wants a file, not standard input");
@@ -42,11 +53,13 @@ int RunBatch(const BatchCall& call, Console& console) {
   LineReader lines(call.jobs, "jobs");
   std::size_t jobs = call.resume.empty() ? 0 : PassOverAnswered(lines, call.resume);
   std::size_t errors = 0;
+  BatchOptions options = call.options;
+  options.check = CheckOfJob(call, console);
   ComparisonSummary comparison;
   {
     Progress progress;
     const int processes = call.processes == 0 ? ProcessorsToUse() : call.processes;
-    CarryOutJobs(lines, call.options, processes, [&](const JobAnswer& answer) {
+    CarryOutJobs(lines, options, processes, [&](const JobAnswer& answer) {
       console.Result(answer.line);
       ++jobs;
       errors += answer.is_error ? 1 : 0;
@@ -96,6 +109,7 @@ void AddBatch(CLI::App& program, Execute& execute) {
   AddScanData(command, [&conversation](ScanData form) { conversation.scan_data = form; });
   command.add_flag("--strict", call->options.strict,
                    "Mark the answer of a success with warnings as doubtful");
+  AddCheck(command, call->checking);
   command.add_flag("--log", call->show_library_lines, "Show the library's log lines and traces");
   command.callback([&execute, call] {
     execute = [call](Console& console) { return RunBatch(*call, console); };

@@ -21,6 +21,7 @@ using Execute = std::function<int(Console&)>;
 /// Each adds a call to the program: its name, its options and their help. Where the command line
 /// asks for that call, `execute` becomes what carries it out.
 void AddFeatures(CLI::App& program, Execute& execute);
+void AddCheckCall(CLI::App& program, Execute& execute);
 void AddPlan(CLI::App& program, Execute& execute);
 void AddMeasure(CLI::App& program, Execute& execute);
 void AddReplay(CLI::App& program, Execute& execute);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <streambuf>
+#include <utility>
 
 #include "host/errors.h"
 #include "host/interrupts.h"
@@ -143,7 +144,11 @@ void Console::ShowLibraryLines(bool show) {
   Pass(_verbosity == Verbosity::kVerbose || (show && _verbosity == Verbosity::kUsual));
 }
 
-void Console::DropLibraryLines() { Pass(false); }
+bool Console::DropLibraryLines() {
+  const bool shown = _shows_library_lines;
+  Pass(false);
+  return shown;
+}
 
 bool Console::OutputIsTerminal() const { return isatty(_out) == 1; }
 
@@ -154,6 +159,7 @@ bool Console::OneTerminalShowsAll() const {
 void Console::Pass(bool show) {
   _traces->Show(show);
   RegisterLogCallbackFunction(show ? OnLogLine : nullptr);
+  _shows_library_lines = show;
 }
 
 }  // namespace libmfx::host

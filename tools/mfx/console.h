@@ -41,7 +41,8 @@ class Console {
   /// line says otherwise.
   void ShowLibraryLines(bool show);
   /// Drops them whatever the command line says: what follows has been told before.
-  void DropLibraryLines();
+  /// \returns whether they were shown
+  bool DropLibraryLines();
 
   /// Whether the process was started with a terminal as its standard output.
   bool OutputIsTerminal() const;
@@ -54,6 +55,7 @@ class Console {
   void Pass(bool show);
 
   Verbosity _verbosity = Verbosity::kUsual;
+  bool _shows_library_lines = true;
   int _out = -1;  ///< the standard output that the process was started with
   std::unique_ptr<TraceBuffer> _traces;
   std::streambuf* _cout_buffer = nullptr;

@@ -25,6 +25,7 @@ struct MeasureCall {
   std::string record;  ///< empty: no recording
   std::string report;  ///< empty: no report
   Labels labels;       ///< for the report and the recording
+  Checking checking = Checking::kNotes;
   Telling telling;
   ConversationOptions options;
 };
@@ -62,6 +63,7 @@ int RunMeasure(const MeasureCall& call, Console& console) {
   std::optional<sim::Scene> scene;
   if (call.scene) scene = ReadScene(*call.scene);
   KeepFilesApart(call, scene, console);
+  CheckBefore(call.request, request, {.search = call.options.search}, call.checking, console);
   std::optional<RecordingWriter> recording;
   if (!call.record.empty()) recording.emplace(call.record);
   ReportWriter report(call.report, call.labels);
@@ -134,6 +136,7 @@ void AddMeasure(CLI::App& program, Execute& execute) {
   AddLabels(command, call->labels);
   AddStrict(command, call->telling.strict);
   AddResultFormat(command, call->telling.as_text);
+  AddCheck(command, call->checking);
   command.callback([&execute, call] {
     execute = [call](Console& console) { return RunMeasure(*call, console); };
   });

@@ -61,6 +61,13 @@ void AddLabels(CLI::App& call, Labels& labels) {
       ->type_name("KEY=VALUE");
 }
 
+void AddCheck(CLI::App& call, Checking& checking) {
+  AddChoice(
+      call, "--check", {"notes", "strict", "off"},
+      [&checking](const std::string& name) { checking = *CheckingOf(name); },
+      "What a request's check leads to: notes (default), strict (a finding ends the call), off");
+}
+
 void AddReport(CLI::App& call, std::string& report) {
   call.add_option("--report", report, "HTML file to write a report with pictures to")
       ->type_name("FILE");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "call.h"
+#include "checking.h"
 #include "commands.h"
 #include "host/conversation.h"
 #include "host/errors.h"
@@ -60,6 +61,8 @@ void AddLabels(CLI::App& call, Labels& labels);
 void AddReport(CLI::App& call, std::string& report);
 /// Whether the result is a text for people, if the command line says so.
 void AddResultFormat(CLI::App& call, std::optional<bool>& as_text);
+/// How a request is looked at before it is driven.
+void AddCheck(CLI::App& call, Checking& checking);
 /// A success with warnings ends the call with status 1.
 void AddStrict(CLI::App& call, bool& strict);
 

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "host/conversation.h"
+#include "host/drivable.h"
 #include "host/files.h"
 #include "host/outputs.h"
 #include "options.h"
@@ -12,6 +13,7 @@ struct PlanCall {
   std::string request;
   bool csv = false;
   bool search = false;
+  Checking checking = Checking::kNotes;
 };
 
 std::string Csv(const std::vector<Position>& points) {
@@ -30,6 +32,8 @@ std::string Csv(const std::vector<Position>& points) {
 int RunPlan(const PlanCall& call, Console& console) {
   KeepApart({{"request", call.request}}, {}, console.output());
   const std::string request = ReadText(call.request, "request");
+  CheckBefore(call.request, request, {.search = call.search ? std::optional(true) : std::nullopt},
+              call.checking, console);
   const std::unique_ptr<features::Feature> feature(features::Feature::Create(request));
   // A request with an error is told of by that error; asking for a search would clear it.
   const bool sound = feature->GetError().empty();
@@ -37,6 +41,7 @@ int RunPlan(const PlanCall& call, Console& console) {
     throw CallError("request " + call.request + " does not enable search (\"SearchEnabled\")");
   }
   const std::vector<Position> points = PointsOf(feature->GetDrivePoints(call.search && sound));
+  RequireDrivable(points);
   console.Result(call.csv ? Csv(points) : DriveLine(points, StepName(feature->GetDriveStep())));
   if (!points.empty()) return kMeasured;
   console.Note("nothing to drive: " + WhyNothingToDrive(*feature));
@@ -63,6 +68,7 @@ void AddPlan(CLI::App& program, Execute& execute) {
       command, "--format", {"json", "csv"},
       [call](const std::string& format) { call->csv = format == "csv"; }, "json (default) or csv");
   command.add_flag("--search", call->search, "The search pattern instead of the feature's");
+  AddCheck(command, call->checking);
   command.callback(
       [&execute, call] { execute = [call](Console& console) { return RunPlan(*call, console); }; });
 }

@@ -78,9 +78,9 @@ Job Draw(const Condition& condition, sim::Rng& rng) {
   const Vector3d off = rng.Uniform(-condition.offset, condition.offset) * border.outward +
                        rng.Uniform(-condition.offset, condition.offset) * border.normal;
   Job job;
-  // No feature reads "TrueEdge": the comparison finds it there.
+  // No feature reads "$comment": the comparison finds the true edge there.
   job.request = {{"UseNominalOffset", variant.mode == "sample"},
-                 {"TrueEdge", ToJson(edge)},
+                 {"$comment", ToJson(edge)},
                  {"Feature",
                   {{"$type", "EdgeFeature"},
                    {"SurfacePoint", ToJson(surface + off)},
@@ -100,7 +100,7 @@ Job Draw(const Condition& condition, sim::Rng& rng) {
 
 std::vector<double> Errors(const Result& r) {
   const Vector3d along = r.True("along");
-  Vector3d error = r.Measured("Location") - Result::Triple(r.request, "TrueEdge");
+  Vector3d error = r.Measured("Location") - Result::Triple(r.request, "$comment");
   error -= error.dot(along) * along;
   return {error.norm(), std::abs(error.dot(r.True("outward")))};
 }
