@@ -39,6 +39,12 @@ configure_file(cmake/libmfx-metrology.pc.in libmfx-metrology.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/libmfx-metrology.pc"
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# The schemas, for editors and hosts that look for them on disk.
+if(TARGET mfx)
+  install(DIRECTORY schemas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/libmfx-metrology/schema
+          FILES_MATCHING PATTERN "*.json")
+endif()
+
 # The host tool finds the library beside itself, wherever the tree lies.
 if(TARGET mfx)
   file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")

@@ -51,6 +51,7 @@ class CommandLine {
     _app.require_subcommand(0, 1);
     AddFeatures(_app, _execute);
     AddCheckCall(_app, _execute);
+    AddSchema(_app, _execute);
     AddPlan(_app, _execute);
     AddMeasure(_app, _execute);
     AddReplay(_app, _execute);

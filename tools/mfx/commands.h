@@ -22,6 +22,7 @@ using Execute = std::function<int(Console&)>;
 /// asks for that call, `execute` becomes what carries it out.
 void AddFeatures(CLI::App& program, Execute& execute);
 void AddCheckCall(CLI::App& program, Execute& execute);
+void AddSchema(CLI::App& program, Execute& execute);
 void AddPlan(CLI::App& program, Execute& execute);
 void AddMeasure(CLI::App& program, Execute& execute);
 void AddReplay(CLI::App& program, Execute& execute);
