@@ -63,10 +63,22 @@ int RunCheckInstrument(const CheckInstrumentCall& call, Console& console) {
 
 void AddCheckInstrument(CLI::App& program, Execute& execute) {
   const auto call = std::make_shared<CheckInstrumentCall>();
-  CLI::App& command = *program.add_subcommand(
-      "check-instrument", "Drive a known path and tell what is wrong with an instrument");
+  CLI::App& command = Call::Add(
+      program, "check-instrument",
+      {.summary = "Drive a known path and tell what is wrong with an instrument",
+       .about =
+           "Drives small paths of known geometry over whatever is in front of the instrument, best "
+           "a "
+           "flat wall 1 to 10 m away, and looks at what comes back: angles, units, order, spacing, "
+           "status and the form of the lines.",
+       .examples = {{"mfx check-instrument examples/instrument/flat_wall.py",
+                     "Looks at the example of an instrument."}},
+       .statuses = {{kMeasured, "nothing wrong was found"},
+                    {kNotMeasured, "something is wrong; standard output tells what"},
+                    FailedStatus()}});
   command.add_option("COMMAND", call->command, "Command of an instrument that speaks JSON lines")
-      ->required();
+      ->required()
+      ->type_name("COMMAND");
   AddTimeout(command, call->timeout, "Seconds that the instrument may take for an answer (10)");
   command.add_flag("--json", call->as_json, "The findings as one line of JSON");
   command.callback([&execute, call] {

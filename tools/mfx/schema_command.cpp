@@ -27,8 +27,16 @@ int RunSchema(const std::string& name, Console& console) {
 
 void AddSchema(CLI::App& program, Execute& execute) {
   const auto name = std::make_shared<std::string>();
-  CLI::App& command = *program.add_subcommand("schema", "Print a JSON Schema, or their names");
-  command.add_option("NAME", *name, "Of a schema; without it, the names of all");
+  CLI::App& command = Call::Add(
+      program, "schema",
+      {.summary = "Print a JSON Schema, or their names",
+       .about = "Requests, results, recordings, scenes and the findings of a check are described "
+                "by JSON "
+                "Schemas, for editors and for programs that write or read them.",
+       .examples = {{"mfx schema", "Lists the names."},
+                    {"mfx schema request-hole", "Prints what a request for a hole may hold."}},
+       .statuses = {{kMeasured, "the schema or the list was printed"}, FailedStatus()}});
+  command.add_option("NAME", *name, "Of a schema; without it, the names of all")->type_name("NAME");
   command.callback([&execute, name] {
     execute = [name](Console& console) { return RunSchema(*name, console); };
   });
