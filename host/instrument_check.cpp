@@ -113,7 +113,8 @@ class Check {
     if (buffered) {
       FailOrFind("buffered", so_far + ", but once the input was closed",
                  "it answers only once its input is closed: flush standard output after each "
-                 "line, and read line by line, not to the end of the input",
+                 "line, and read line by line, not to the end of the input; or give --timeout more "
+                 "seconds",
                  error);
     } else if (bytes > 0) {
       FailOrFind("no-line-end",

@@ -19,6 +19,8 @@ constexpr double kRule = 0.9;
 /// of an axis take 30 %.
 constexpr double kTooWide = 1.6;
 constexpr double kTooDense = 0.6;
+/// Fewer gaps than this tell nothing of the spacing.
+constexpr std::size_t kGapsOfALine = 12;
 /// A line whose samples cover less of it ends too early.
 constexpr double kCovered = 0.7;
 
@@ -177,6 +179,12 @@ bool All(const std::vector<Line>& lines, const std::function<bool(const Line&)>&
   return !lines.empty() && std::all_of(lines.begin(), lines.end(), is);
 }
 
+/// Lost samples widen gaps, and a ramp narrows some: the share of the gaps that are the narrowest,
+/// or the widest, tells what was meant.
+bool IsWrong(const std::vector<double>& gaps, double share) {
+  return Quantile(gaps, share) > kTooWide || Quantile(gaps, 1.0 - share) < kTooDense;
+}
+
 /// The rule by which an instrument chose its own spacing, given the gap of each line in metres.
 InstrumentFinding SpacingRule(const std::vector<Line>& lines, const Line& example) {
   const auto gap = [](const Line& line) { return Quantile(line.gaps, 0.5) * line.move->spacing; };
@@ -274,14 +282,17 @@ std::vector<InstrumentFinding> CheckSpacings(const CheckedAngles& angles) {
   }
   if (const auto missing = CheckMissing(lines)) return {*missing};
   if (!angles.to_scale) return {};
+  const Line* longest = &lines.front();
+  std::vector<double> gaps;
   for (const Line& line : lines) {
-    if (line.gaps.size() < 4) continue;
-    // Lost samples widen gaps, and a ramp narrows some: the nearest, or the farthest, quarter
-    // tells what was meant.
-    if (Quantile(line.gaps, 0.25) > kTooWide || Quantile(line.gaps, 0.75) < kTooDense) {
+    gaps.insert(gaps.end(), line.gaps.begin(), line.gaps.end());
+    if (line.gaps.size() > longest->gaps.size()) longest = &line;
+    // With half of the samples lost, half of the gaps are still one spacing: more than one in ten.
+    if (line.gaps.size() >= kGapsOfALine && IsWrong(line.gaps, 0.1))
       return {SpacingRule(lines, line)};
-    }
   }
+  // Of all lines together a quarter tells, even with ramps.
+  if (gaps.size() >= kGapsOfALine && IsWrong(gaps, 0.25)) return {SpacingRule(lines, *longest)};
   return {};
 }
 

@@ -119,7 +119,7 @@ const Case kCases[] = {
     {"says-error", "the instrument says that it cannot drive: 'the cover is closed'"},
     {.name = "banner", .words = "a line that is no answer comes before", .drives = {1}},
     {"extra-line", "more than one line comes for one drive"},
-    {.name = "slow", .words = "the answer took longer", .timeout = "2", .drives = {1}},
+    {.name = "slow", .words = "the answer took longer", .timeout = "4", .drives = {1}},
     {.name = "ended", .words = "it ended, or closed its output", .drives = {2}},
     {.name = "does-not-end", .words = "it does not end when its input is closed", .drives = {2}},
     {.name = "late",
@@ -190,8 +190,8 @@ const Undrivable kUndrivable[] = {
     {"ended-at-once", "(it ended with exit status 3); answer every line until standard input ends"},
     {"ended-in-answer", "send each answer as one whole line"},
     {"silent", "it runs and says nothing", "0.5"},
-    {"buffered", "it answers only once its input is closed: flush standard output", "1"},
-    {"no-line-end", "bytes without a line end", "1"},
+    {"buffered", "it answers only once its input is closed: flush standard output", "2"},
+    {"no-line-end", "bytes without a line end", "2"},
     {"chatter", "goes on sending lines that nobody asked for"},
 };
 

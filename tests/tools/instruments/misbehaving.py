@@ -170,7 +170,7 @@ def buffered(queue, state):
 
 
 def slow(queue, state):
-    time.sleep(3.0 if state.drives == 0 else 0.0)
+    time.sleep(5.0 if state.drives == 0 else 0.0)
     say(answer(drive(queue)))
 
 
