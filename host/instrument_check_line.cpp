@@ -278,6 +278,7 @@ class AnswerReader {
       if (!value) return false;
       values[c] = *value;
     }
+    if (!std::isfinite(values[4])) values[4] = 0.0;  // the text "nan" is a number too
     constexpr double kLimit = std::numeric_limits<std::int32_t>::max();
     _checked.samples.emplace_back(
         values[0], values[1], values[2], values[3],

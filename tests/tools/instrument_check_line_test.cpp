@@ -83,6 +83,8 @@ TEST(InstrumentCheckLineTest, TextsOfNumbersAreReadWithTheirRow) {
   const host::CheckedLine line = CheckLine(R"({"samples": [["0.1", "0.2", "2", "90", "1"]]})");
   EXPECT_THAT(Names(line.findings), ElementsAre("number-as-text"));
   EXPECT_THAT(line.samples, ElementsAre(host::RawDataPoint(0.1, 0.2, 2, 90, 1)));
+  const host::CheckedLine odd = CheckLine(R"({"samples": [["nan", "1e999", "inf", "1", "nan"]]})");
+  EXPECT_THAT(Names(odd.findings), ElementsAre("number-as-text"));
   EXPECT_THAT(CheckLine(R"({"samples": [["0,1", "", "x", 1, 1]]})").samples, IsEmpty());
 }
 
