@@ -214,6 +214,7 @@ TEST(MeasureTest, NothingIsLeftOfTheInstrument) {
                            "; wait) & while ! [ -s " + folder.Path("pid") + " ]; do :; done; ";
   EXPECT_EQ(Measure(pids + Answering(kOne)).status, 0);
   EXPECT_FALSE(Runs(folder.Read("pid")));
+  std::filesystem::remove(folder.Path("pid"));  // or the next one would not wait for its own
   // What it leaves behind keeps the pipe open; its end is noticed all the same.
   const Ended died = Measure(pids + "read -r line; exit 5");
   ExpectRefused(died, "closed its pipe before it answered (it ended with exit status 5)");
