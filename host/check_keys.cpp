@@ -109,17 +109,21 @@ void TellUnknown(Context& context, const Member& member) {
 }
 
 void CheckMembers(Context& context) {
+  constexpr int kMostKeys = 50;
   std::set<std::pair<int, std::string>> seen;
   int told = 0;
   for (const Member& member : context.members()) {
-    if (!seen.insert({member.place, member.key}).second) {
-      context.TellAt(Severity::kWarning, member.key_at, PathOf(member.place, member.key),
-                     Quoted(member.key) + " stands twice in " + PlaceText(member.place) +
-                         "; the last one counts");
-    } else if (context.RowOf(member.place, member.key) == nullptr && !IsFrame(member) &&
-               !IsRemark(member.key) && ++told <= 10 * kMostOfAList) {
+    const bool twice = !seen.insert({member.place, member.key}).second;
+    const bool read = context.RowOf(member.place, member.key) != nullptr || IsFrame(member) ||
+                      IsRemark(member.key);
+    if ((read && !twice) || ++told > kMostKeys) continue;
+    if (!twice) {
       TellUnknown(context, member);
+      continue;
     }
+    context.TellAt(Severity::kWarning, member.key_at, PathOf(member.place, member.key),
+                   Quoted(member.key) + " stands twice in " + PlaceText(member.place) +
+                       "; the last one counts");
   }
 }
 

@@ -102,11 +102,9 @@ TEST(CheckTest, KeysThatAreNotReadAreTold) {
       {"hole", "/Feature/$type", "HolFeature", "error", "", "\"HoleFeature\" may be meant"},
       {"hole", "/Feature/$type", 5, "error", "", "there is no feature type 5"},
       {"hole", "/Feature/$type", Gone(), "error", "/Feature", "has no \"$type\""},
-      {"hole", "/Feature", Gone(), "error", "", "no object \"Feature\""},
       {"hole", "/Feature", "x", "error", "", "no object \"Feature\""},
   };
   for (const Case& c : cases) {
-    if (std::string(c.where) == "/Feature" && c.value.is_discarded()) continue;
     ExpectTold(c);
   }
   EXPECT_THAT(Places(CheckRequest("{}", {})), testing::ElementsAre("1:1 error "));
@@ -199,16 +197,9 @@ TEST(CheckTest, ANominalThatCannotBeSeenIsTold) {
       {"stud", "/Feature/Axis", {-0.3, -0.55, 0.78}, "error", "", "too small for a reliable"},
       {"threaded-hole", "/Feature/Axis", {0.35, 0.4, -0.85}, "error", "", "too large for a reliab"},
       {"edge", "/Feature/SurfaceNormal", {0.6, -0.03, 0.8}, "error", "/Feature/EdgePoint", "above"},
-      {"edge",
-       "/Feature/EdgePoint",
-       {0.1506, 0.05, 1.99955},
-       "error",
-       "",
-       "lies in the nominal su"},
       {"edge", "/ClearanceZone", 0.0002, "error", "", "holds too few samples"},
   };
   for (const Case& c : cases) {
-    if (std::string(c.words) == "lies in the nominal su") continue;
     ExpectTold(c);
   }
   json flat = Example("edge").request;
@@ -305,6 +296,9 @@ TEST(CheckTest, AbsurdRequestsAreToldInBoundedTime) {
   const auto findings = CheckRequest(many + "}", {});
   EXPECT_GE(findings.size(), 5u);
   EXPECT_LE(findings.size(), 100u);
+  std::string twice = "{\"Feature\":{\"$type\":\"HoleFeature\"";
+  for (int i = 0; i < 100'000; ++i) twice += ",\"Radius\":1";
+  EXPECT_LE(CheckRequest(twice + "}}", {}).size(), 100u);
 }
 
 }  // namespace
