@@ -73,12 +73,16 @@ std::string Told(const Conversation& held, bool strict) {
 }
 
 /// The recording that a job names, with its request as the job wants it.
-Recording RecordingOfJob(const json& job) {
+Recording RecordingOfJob(const json& job, const BatchOptions& options) {
   const json& file = job["recording"];
   if (!file.is_string()) throw CallError("\"recording\" is no file name");
   if (job.contains("scene")) throw CallError("the job has both a \"recording\" and a \"scene\"");
   if (file == "-") throw CallError("\"recording\" cannot be standard input in a batch");
-  Recording recording = ReadRecording(file.get<std::string>());
+  const auto path = file.get<std::string>();
+  if (options.is_output && options.is_output(path)) {
+    throw CallError("recording " + OneLine(path) + " is the file that the answers go to");
+  }
+  Recording recording = ReadRecording(path);
   if (job.contains("request")) {
     recording.request = RequestWithChanges(recording.request, job["request"]);
   }
@@ -89,7 +93,7 @@ Recording RecordingOfJob(const json& job) {
 /// \param[out] comparison for ComparisonSummary
 /// \returns the members of the answer
 std::string ReplayJob(const json& job, const BatchOptions& options, std::string& comparison) {
-  const Recording recording = RecordingOfJob(job);
+  const Recording recording = RecordingOfJob(job, options);
   ReplayDriver driver(recording);
   const Conversation held = Measure(recording.request, driver, recording.options);
   std::string members = Told(held, options.strict);

@@ -18,6 +18,8 @@ struct BatchOptions {
   bool strict = false;               ///< the answer of a doubtful success says so
   bool compare = false;              ///< the answer of a recording says what changed
   RequestCheck check = {};           ///< of a request that is to be driven; nothing: none
+  /// Whether a path leads to the file that the answers go to; none: that is not looked at.
+  std::function<bool(const std::string& path)> is_output = {};
 };
 
 /// The answer to one job of a batch: {"id":...,"result":{...}} or {"id":...,"error":"..."}; the

@@ -192,8 +192,9 @@ void JobWorkers::Listen(Worker& worker) {
   }
   if (n < 0 && (errno == EAGAIN || errno == EINTR)) return;
   const std::string how = End(worker);
-  Worker dead = std::move(worker);
-  _workers.erase(_workers.begin() + (&worker - _workers.data()));
+  const auto place = _workers.begin() + (&worker - _workers.data());
+  Worker dead = std::move(*place);
+  _workers.erase(place);
   if (!dead.is_busy) return;
   --_busy;
   if (!dead.has_begun && dead.attempts < kMostAttempts) {

@@ -68,7 +68,8 @@ std::vector<NamedPlace> PlacesOf(const std::vector<NamedFile>& files) {
 
 void KeepApart(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs,
                int standard_output) {
-  const std::vector<NamedPlace> read = PlacesOf(inputs);
+  std::vector<NamedPlace> read = PlacesOf(inputs);
+  std::erase_if(read, [](const NamedPlace& input) { return !input.place.new_name.empty(); });
   std::vector<NamedPlace> written = PlacesOf(outputs);
   if (const auto place = PlaceOf(standard_output)) written.push_back({"standard output", *place});
   for (auto one = written.begin(); one != written.end(); ++one) {
@@ -83,9 +84,9 @@ void KeepApart(const std::vector<NamedFile>& inputs, const std::vector<NamedFile
   }
 }
 
-bool IsSameFile(const std::string& path, int file) {
-  const auto place = PlaceOf(path);
-  return place && place == PlaceOf(file);
+std::function<bool(const std::string&)> SameFileAs(int file) {
+  return
+      [place = PlaceOf(file)](const std::string& path) { return place && place == PlaceOf(path); };
 }
 
 }  // namespace libmfx::host

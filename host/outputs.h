@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,7 @@ struct NamedFile {
 void KeepApart(const std::vector<NamedFile>& inputs, const std::vector<NamedFile>& outputs,
                int standard_output);
 
-/// Whether a path leads to the same regular file as an open descriptor.
-bool IsSameFile(const std::string& path, int file);
+/// Tells of a path whether it leads to the regular file that a descriptor leads to now.
+std::function<bool(const std::string& path)> SameFileAs(int file);
 
 }  // namespace libmfx::host

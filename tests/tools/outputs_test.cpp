@@ -75,6 +75,18 @@ TEST(OutputsTest, NothingIsDrivenForACallThatIsRefused) {
                       kOneFile);
 }
 
+TEST(OutputsTest, TheScriptOfAnInstrumentIsNotReplaced) {
+  const Files files;
+  fs::copy_file(Source("examples/instrument/flat_wall.py"), files.Path("wall.py"));
+  const std::string script = files.Read("wall.py");
+  files.ExpectRefused("mfx measure q.json --instrument 'python3 ./wall.py' --record wall.py",
+                      "recording wall.py and instrument's file ./wall.py are one file");
+  EXPECT_EQ(files.Read("wall.py"), script);
+  EXPECT_EQ(
+      files.Shell("mfx measure q.json --instrument 'python3 ./wall.py' --record python3").status,
+      0);
+}
+
 TEST(OutputsTest, APartFileIsAnInputToo) {
   const Files files;
   json scene = ReadJson(Source("examples/scenes/stl_plate.json"));
@@ -120,6 +132,21 @@ TEST(OutputsTest, StandardOutputIsAFileLikeAnother) {
   EXPECT_EQ(files.Read("jobs"), "{\"recording\": \"r.jsonl\"}\n");
   EXPECT_EQ(files.Shell("mfx replay r.jsonl > out").status, 0);
   EXPECT_EQ(Lines(files.Read("out")).size(), 1u);
+}
+
+// It has become what a recording is not by then, and is at least not read as one.
+TEST(OutputsTest, ABatchAnswersThatItWritesBehindARecordingOfItsOwn) {
+  const Files files;
+  files.Write("jobs", "{\"recording\": \"soft\"}\n{\"recording\": \"copy\"}\n");
+  fs::copy_file(files.Path("r.jsonl"), files.Path("copy"));
+  for (const char* processes : {"1", "2"}) {
+    const Ended ended = files.Shell(std::string("mfx batch jobs >> r.jsonl -j ") + processes);
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    const auto lines = Lines(files.Read("r.jsonl"));
+    EXPECT_THAT(lines.at(lines.size() - 2),
+                HasSubstr("recording soft is the file that the answers go to"));
+    EXPECT_THAT(lines.back(), HasSubstr("\"result\""));
+  }
 }
 
 TEST(OutputsTest, AWriteProtectedFileIsNotReplaced) {

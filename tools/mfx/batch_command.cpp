@@ -27,7 +27,7 @@ struct BatchCall {
 /// The answers that there are may be what standard output goes to, as long as it goes to their end.
 void KeepFilesApart(const BatchCall& call, const Console& console) {
   const int output = console.output();
-  const bool continues = !call.resume.empty() && IsSameFile(call.resume, output);
+  const bool continues = !call.resume.empty() && SameFileAs(output)(call.resume);
   if (continues && (fcntl(output, F_GETFL) & O_APPEND) == 0) {
     throw CallError("standard output would write over answers " + OneLine(call.resume) +
                     " (>> writes behind them)");
@@ -55,6 +55,7 @@ int RunBatch(const BatchCall& call, Console& console) {
   std::size_t errors = 0;
   BatchOptions options = call.options;
   options.check = CheckOfJob(call, console);
+  options.is_output = SameFileAs(console.output());
   ComparisonSummary comparison;
   {
     Progress progress;

@@ -3,6 +3,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,9 @@ void KeepFilesApart(const MeasureCall& call, const std::optional<sim::Scene>& sc
     inputs.push_back({"scene", *call.scene});
     for (const auto& file : scene->files) inputs.push_back({"part file", file.string()});
   }
+  // A script among the words of the command; quotes are the shell's affair.
+  std::istringstream words(call.instrument.value_or(""));
+  for (std::string word; words >> word;) inputs.push_back({"instrument's file", word});
   KeepApart(inputs, {{"recording", call.record}, {"report", call.report}}, console.output());
 }
 
