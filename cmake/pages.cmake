@@ -13,7 +13,7 @@ execute_process(COMMAND ${MFX} help OUTPUT_VARIABLE help)
 if(NOT help MATCHES "\nCalls:\n((  [^\n]*\n)+)")
   message(FATAL_ERROR "${MFX} help lists no calls: ${help}")
 endif()
-string(REGEX MATCHALL "\n  [a-z]+" calls "\n${CMAKE_MATCH_1}")
+string(REGEX MATCHALL "\n  [a-z-]+" calls "\n${CMAKE_MATCH_1}")
 
 file(REMOVE_RECURSE "${FOLDER}")
 print(man1/mfx.1 help --man)

@@ -15,6 +15,7 @@ OptionRow RowOf(const CLI::Option& option) {
   OptionRow row;
   row.is_argument = option.get_positional();
   row.is_required = option.get_required();
+  row.is_repeatable = option.get_expected_max() > 1;
   row.description = option.get_description();
   if (row.is_argument) {
     row.names.push_back(option.get_name(true, false));
@@ -78,18 +79,18 @@ std::vector<OptionRow> SharedRowsOf(const CLI::App& program) {
   return rows;
 }
 
-std::vector<const Call*> CallsOf(const CLI::App& program) {
-  std::vector<const Call*> calls;
-  for (const CLI::App* added : program.get_subcommands([](const CLI::App*) { return true; })) {
-    const auto* call = dynamic_cast<const Call*>(added);
-    if (call != nullptr && !call->get_group().empty()) calls.push_back(call);
-  }
-  return calls;
+CallTexts TextsOf(const CLI::App& call) {
+  const auto* told = dynamic_cast<const Call*>(&call);
+  return told != nullptr ? told->_texts : CallTexts{call.get_description(), {}, {}, {}};
 }
 
-const Call& CallNamed(const CLI::App& program, const std::string& name) {
+std::vector<const CLI::App*> CallsOf(const CLI::App& program) {
+  return program.get_subcommands([](const CLI::App* call) { return !call->get_group().empty(); });
+}
+
+const CLI::App& CallNamed(const CLI::App& program, const std::string& name) {
   std::vector<std::string> names;
-  for (const Call* call : CallsOf(program)) {
+  for (const CLI::App* call : CallsOf(program)) {
     if (call->get_name() == name) return *call;
     names.push_back(call->get_name());
   }
@@ -108,7 +109,8 @@ std::string UsageOf(const CLI::App& call) {
   std::string usage = program->get_name() + " " + call.get_name() + " [OPTIONS]";
   for (const OptionRow& row : RowsOf(call)) {
     if (!row.is_argument) break;
-    usage += row.is_required ? " " + row.names[0] : " [" + row.names[0] + "]";
+    const std::string name = row.names[0] + (row.is_repeatable ? "..." : "");
+    usage += row.is_required ? " " + name : " [" + name + "]";
   }
   return usage;
 }

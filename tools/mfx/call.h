@@ -29,6 +29,9 @@ struct CallTexts {
   std::vector<CallStatus> statuses;  ///< the exit statuses
 };
 
+/// The texts of the program or a call; of one that was added without any its summary alone.
+CallTexts TextsOf(const CLI::App& call);
+
 /// The program, or one of its calls, with its texts.
 class Call : public CLI::App {
  public:
@@ -38,10 +41,9 @@ class Call : public CLI::App {
   /// Adds a call to a program.
   static Call& Add(CLI::App& program, const std::string& name, CallTexts texts);
 
-  const CallTexts& texts() const { return _texts; }
-
  private:
   Call(const std::string& name, CallTexts texts, CLI::App* program);
+  friend CallTexts TextsOf(const CLI::App& call);
 
   CallTexts _texts;
 };
@@ -60,6 +62,7 @@ struct OptionRow {
   std::string description;
   bool is_argument = false;  ///< it has no name on the command line, only a place
   bool is_required = false;
+  bool is_repeatable = false;  ///< it may stand more than once
 
   /// Whether the value is a file's name.
   bool TakesFile() const { return value == "FILE" || value == "SCENE"; }
@@ -73,11 +76,11 @@ std::vector<OptionRow> RowsOf(const CLI::App& call);
 std::vector<OptionRow> SharedRowsOf(const CLI::App& program);
 
 /// The calls of the program, hidden ones left out, in their order.
-std::vector<const Call*> CallsOf(const CLI::App& program);
+std::vector<const CLI::App*> CallsOf(const CLI::App& program);
 
 /// The call of that name.
 /// \throws CallError if there is none; it names the one that was probably meant
-const Call& CallNamed(const CLI::App& program, const std::string& name);
+const CLI::App& CallNamed(const CLI::App& program, const std::string& name);
 
 /// ", did you mean 'measure'?" where one of the names is near to what was typed, else nothing.
 std::string DidYouMean(const std::string& typed, const std::vector<std::string>& names);

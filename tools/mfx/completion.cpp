@@ -22,9 +22,9 @@ std::string Quoted(const std::string& text, const std::string& quote = "'\\''") 
   return quoted + "'";
 }
 
-std::vector<std::string> NamesOf(const std::vector<const Call*>& calls) {
+std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& calls) {
   std::vector<std::string> names;
-  for (const Call* call : calls) names.push_back(call->get_name());
+  for (const CLI::App* call : calls) names.push_back(call->get_name());
   return names;
 }
 
@@ -34,7 +34,7 @@ std::vector<std::string> WordsOf(const OptionRow& row, const CLI::App& program) 
 }
 
 /// All rows of a call: its own and those that every call has.
-std::vector<OptionRow> AllRowsOf(const Call& call, const CLI::App& program) {
+std::vector<OptionRow> AllRowsOf(const CLI::App& call, const CLI::App& program) {
   std::vector<OptionRow> rows = RowsOf(call);
   const std::vector<OptionRow> shared = SharedRowsOf(program);
   rows.insert(rows.end(), shared.begin(), shared.end());
@@ -59,12 +59,12 @@ std::string BashValue(const OptionRow& row, const CLI::App& program) {
 }
 
 std::string BashCompletion(const CLI::App& program) {
-  const std::vector<const Call*> calls = CallsOf(program);
+  const std::vector<const CLI::App*> calls = CallsOf(program);
   std::string values;
   std::string options =
       "    '') _mfx_take -W " + Quoted(Joined(OptionsOf(RowsOf(program)))) + " ;;\n";
   std::string arguments = "    '') _mfx_take -W " + Quoted(Joined(NamesOf(calls))) + " ;;\n";
-  for (const Call* call : calls) {
+  for (const CLI::App* call : calls) {
     const std::vector<OptionRow> rows = AllRowsOf(*call, program);
     options +=
         "    " + call->get_name() + ") _mfx_take -W " + Quoted(Joined(OptionsOf(rows))) + " ;;\n";
@@ -144,13 +144,14 @@ std::string ZshArguments(const std::vector<OptionRow>& rows, const CLI::App& pro
   std::string text;
   for (const OptionRow& row : rows) {
     if (row.is_argument) {
-      text += " \\\n" + indent + Quoted("1" + ZshValue(row, program));
+      text += " \\\n" + indent + Quoted((row.is_repeatable ? "*" : "1") + ZshValue(row, program));
       continue;
     }
     const std::string told =
         "[" + ZshText(row.description) + "]" + (row.value.empty() ? "" : ZshValue(row, program));
     for (const std::string& name : row.names) {
-      text += " \\\n" + indent + Quoted("(" + Joined(row.names) + ")" + name + told);
+      text += " \\\n" + indent +
+              Quoted((row.is_repeatable ? "*" : "(" + Joined(row.names) + ")") + name + told);
     }
   }
   return text;
@@ -159,8 +160,8 @@ std::string ZshArguments(const std::vector<OptionRow>& rows, const CLI::App& pro
 std::string ZshCompletion(const CLI::App& program) {
   std::string calls;
   std::string cases;
-  for (const Call* call : CallsOf(program)) {
-    calls += "    " + Quoted(call->get_name() + ":" + ZshText(call->texts().summary)) + "\n";
+  for (const CLI::App* call : CallsOf(program)) {
+    calls += "    " + Quoted(call->get_name() + ":" + ZshText(TextsOf(*call).summary)) + "\n";
     cases += "        " + call->get_name() + ")\n          _arguments" +
              ZshArguments(AllRowsOf(*call, program), program, "            ") +
              " && ret=0\n          ;;\n";
@@ -226,11 +227,11 @@ std::string FishCompletion(const CLI::App& program) {
   for (const OptionRow& row : RowsOf(program)) {
     text += FishOption(row, program, " -n __fish_use_subcommand");
   }
-  for (const Call* call : CallsOf(program)) {
+  for (const CLI::App* call : CallsOf(program)) {
     text += "complete -c mfx -n __fish_use_subcommand -a " + call->get_name() + " -d " +
-            Quoted(call->texts().summary, "\\'") + "\n";
+            Quoted(TextsOf(*call).summary, "\\'") + "\n";
   }
-  for (const Call* call : CallsOf(program)) {
+  for (const CLI::App* call : CallsOf(program)) {
     const std::string condition = " -n '__fish_seen_subcommand_from " + call->get_name() + "'";
     for (const OptionRow& row : AllRowsOf(*call, program))
       text += FishOption(row, program, condition);

@@ -54,7 +54,7 @@ std::string Wrapped(const std::string& text, std::size_t indent) {
 }
 
 std::string HelpOf(const CLI::App& call) {
-  const CallTexts& texts = dynamic_cast<const Call&>(call).texts();
+  const CallTexts texts = TextsOf(call);
   const CLI::App* program = call.get_parent();
   std::string text = "Usage: " + UsageOf(call) + "\n\n" + texts.summary + ".\n";
   if (!texts.about.empty()) text += "\n" + Wrapped(texts.about, 0);
@@ -62,7 +62,7 @@ std::string HelpOf(const CLI::App& call) {
   text += Rows("Arguments", rows, true);
   if (program == nullptr) {
     text += "\nCalls:\n";
-    for (const Call* one : CallsOf(call)) text += Row(one->get_name(), one->texts().summary);
+    for (const CLI::App* one : CallsOf(call)) text += Row(one->get_name(), TextsOf(*one).summary);
   }
   text += Rows("Options", rows, false);
   if (program != nullptr) text += Rows("Options of every call", SharedRowsOf(*program), false);
@@ -70,7 +70,7 @@ std::string HelpOf(const CLI::App& call) {
   for (const CallExample& example : texts.examples) {
     text += "  " + example.line + "\n" + Wrapped(example.what, 6);
   }
-  text += "\nExit status:\n";
+  if (!texts.statuses.empty()) text += "\nExit status:\n";
   for (const CallStatus& status : texts.statuses) {
     text += Row(std::to_string(status.status), status.means);
   }

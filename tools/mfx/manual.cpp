@@ -67,7 +67,7 @@ std::string SeeAlso(const CLI::App& call) {
   std::string text = ".SH SEE ALSO\n";
   if (call.get_parent() != nullptr) return text + ".BR " + PageOf(*call.get_parent()) + " (1)\n";
   std::string line;
-  for (const Call* one : CallsOf(call)) {
+  for (const CLI::App* one : CallsOf(call)) {
     if (!line.empty()) text += line + ",\n";
     line = ".BR " + Plain(PageOf(*one)) + " (1)";
   }
@@ -77,7 +77,7 @@ std::string SeeAlso(const CLI::App& call) {
 }  // namespace
 
 std::string ManualOf(const CLI::App& call) {
-  const CallTexts& texts = dynamic_cast<const Call&>(call).texts();
+  const CallTexts texts = TextsOf(call);
   const CLI::App* program = call.get_parent();
   std::string text = ".\\\" Made from the texts of mfx " LIBMFX_VERSION ".\n";
   text +=
@@ -87,12 +87,12 @@ std::string ManualOf(const CLI::App& call) {
   text += ".SH DESCRIPTION\n" + Filled(texts.about.empty() ? texts.summary + "." : texts.about);
   if (program == nullptr) {
     text += ".SH CALLS\n";
-    for (const Call* one : CallsOf(call))
-      text += Tagged(Bold(one->get_name()), one->texts().summary);
+    for (const CLI::App* one : CallsOf(call))
+      text += Tagged(Bold(one->get_name()), TextsOf(*one).summary);
   }
   text += Rows("OPTIONS", RowsOf(call));
   if (program != nullptr) text += Rows("OPTIONS OF EVERY CALL", SharedRowsOf(*program));
-  text += ".SH EXIT STATUS\n";
+  if (!texts.statuses.empty()) text += ".SH EXIT STATUS\n";
   for (const CallStatus& status : texts.statuses) {
     text += Tagged(Bold(std::to_string(status.status)), status.means);
   }
