@@ -9,7 +9,6 @@
 #include "host/check_context.h"
 #include "host/conversation.h"
 #include "host/drivable.h"
-#include "host/kept_settings.h"
 #include "host/numbers.h"
 
 namespace libmfx::host::check {
