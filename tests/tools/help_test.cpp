@@ -16,7 +16,8 @@ const std::vector<std::string>& Calls() {
     bool listed = false;
     for (const std::string& line : Lines(RunMfx({"--help"}).out)) {
       if (listed && line.empty()) break;
-      if (listed) found.push_back(line.substr(2, line.find(' ', 2) - 2));
+      // A summary may go on on the next line.
+      if (listed && line[2] != ' ') found.push_back(line.substr(2, line.find(' ', 2) - 2));
       listed = listed || line == "Calls:";
     }
     return found;
