@@ -104,7 +104,7 @@ edited "$requests/hole.json" 'r["Feature"]["Radius"] = 6.0' >"$work/mm.json"
 expect 0 "a size that looks like millimetres" "$mfx" check mm.json
 out "Radius"
 expect 2 "strict" "$mfx" -q measure mm.json --scene "$scenes/hole.json" --check=strict
-edited "$requests/surface-normal.json" 'r["PointSpacing"] = -0.001' >"$work/negative.json"
+edited "$requests/slot.json" 'r["PointSpacing"] = -0.001' >"$work/negative.json"
 expect 2 "a negative spacing" "$mfx" -q plan negative.json --check=off
 nout drive
 expect 0 "the schema of a request" "$mfx" schema request-hole

@@ -3,11 +3,11 @@
 #include <memory>
 #include <regex>
 
-#include "host/conversation.h"
 #include "examples.h"
+#include "host/conversation.h"
 #include "host/recording.h"
-#include "report/report.h"
 #include "host/scene_driver.h"
+#include "report/report.h"
 
 namespace mfx_test {
 namespace {

@@ -263,8 +263,8 @@ TEST(SampleDoubtsTest, MeasureAndReplayNoteThemAfterTheReason) {
   const Example hole = HoleAt(0, 0, -0.35);
   const std::string request = folder.Write("r", hole.request.dump());
   const Ended measured =
-      RunMfx({"-q", "measure", request, "--scene", folder.Write("s", hole.scene.dump()), "--record",
-              folder.Path("recording")});
+      RunMfx({"-q", "measure", request, "--check=off", "--scene",
+              folder.Write("s", hole.scene.dump()), "--record", folder.Path("recording")});
   EXPECT_EQ(measured.status, 1);
   const std::vector<std::string> lines = Lines(measured.err);
   ASSERT_THAT(lines, SizeIs(3)) << measured.err;
@@ -291,7 +291,7 @@ TEST(SampleDoubtsTest, ASuccessAndAnEmptyPlanHaveNone) {
 TEST(SampleDoubtsTest, NonsenseKeepsItsExitStatus) {
   const auto measure = [](const std::string& name) {
     return RunMfx(
-        {"-q", "measure", Source("examples/requests/hole.json"), "--instrument",
+        {"-q", "measure", Source("examples/requests/hole.json"), "--check=off", "--instrument",
          "python3 -B '" + Source("tests/tools/instruments/misbehaving.py") + "' " + name});
   };
   const Ended mirrored = measure("azimuth-mirrored");
