@@ -45,6 +45,11 @@ struct Example {
   }
 };
 
+/// A recording without the time of its measurement, which no two of them share.
+inline std::string WithoutTime(const std::string& recording) {
+  return std::regex_replace(recording, std::regex(R"re("time":"[0-9TZ:-]{20}",)re"), "");
+}
+
 /// How often a text contains another one.
 inline std::size_t CountOf(const std::string& text, const std::string& part) {
   std::size_t count = 0;

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <regex>
 
-#include "program_test.h"
+#include "examples.h"
 
 namespace mfx_test {
 namespace {
@@ -202,11 +202,6 @@ std::string GermanLocale(const Folder& folder) {
   const std::string command = "localedef -i de_DE -f UTF-8 " + folder.Path("de_DE.UTF-8") +
                               " >/dev/null 2>&1 && test -d " + folder.Path("de_DE.UTF-8");
   return std::system(command.c_str()) == 0 ? folder.Path("") : std::string();
-}
-
-/// A recording without the time of its measurement, which no two of them share.
-std::string WithoutTime(const std::string& recording) {
-  return std::regex_replace(recording, std::regex(R"re("time":"[0-9TZ:-]{20}",)re"), "");
 }
 
 TEST(CommaLocaleTest, EveryCallGivesTheSameBytes) {

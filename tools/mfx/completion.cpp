@@ -24,6 +24,7 @@ std::string Quoted(const std::string& text, const std::string& quote = "'\\''") 
 
 std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& calls) {
   std::vector<std::string> names;
+  names.reserve(calls.size());
   for (const CLI::App* call : calls) names.push_back(call->get_name());
   return names;
 }

@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""Static analysis with clang-tidy of every source of the library, the rooms around it and mfx.
+
+Most of the time of an analysis goes into what a source includes. So sources of one folder that share
+no name in their unnamed namespaces are analysed as one file that includes them; where something is
+found in such a file, or it does not compile, its sources are analysed one by one, and that counts.
+
+usage: scripts/analyse.py BUILD   BUILD: a configured and built folder of clang++, build/asan
+"""
+
+import concurrent.futures
+import json
+import os
+import re
+import shlex
+import subprocess
+import sys
+
+MOST_IN_ONE = 8
+ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|tools)/")
+DECLARED = re.compile(
+    r"^(?:template <.*> )?(?:(?:class|struct|enum|enum class|using) (\w+)\b(?!::)|.*?\b(\w+)\s*(?:\(|=|\{|\[|;))")
+
+
+def private_names(path):
+    """What a source declares at the outermost level of its unnamed namespaces."""
+    names = set()
+    inside = False
+    with open(path, encoding="utf-8") as source:
+        for line in source:
+            if line.startswith("namespace {"):
+                inside = True
+            elif line.startswith("}  // namespace\n"):
+                inside = False
+            elif inside and line[:1].isalpha() and not line.startswith("using "):
+                match = DECLARED.match(line)
+                names.update(name for name in (match.groups() if match else ()) if name)
+    return names
+
+
+def groups_of(entries):
+    """Entries of a compilation database, together where they can be one file."""
+    groups = []
+    for entry in entries:
+        key = (os.path.dirname(entry["file"]), re.sub(r" -o .*", "", entry["command"]))
+        names = private_names(entry["file"])
+        for group in groups:
+            if group["key"] == key and len(group["entries"]) < MOST_IN_ONE and not group["names"] & names:
+                break
+        else:
+            group = {"key": key, "entries": [], "names": set()}
+            groups.append(group)
+        group["entries"].append(entry)
+        group["names"] |= names
+    return [group["entries"] for group in groups]
+
+
+def command_for(entry, file):
+    """The command of an entry with another source in the place of its own."""
+    words = shlex.split(entry["command"])
+    return [file if word == entry["file"] else word for word in words]
+
+
+def analyse(folder, sources):
+    """clang-tidy on one file: whether it is sound, and what it says."""
+    run = subprocess.run(["clang-tidy", "--quiet", "-p", folder, *sources],
+                         stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    said = run.stdout + (run.stderr if "rror" in run.stderr else "")
+    return run.returncode == 0, said
+
+
+def main():
+    build = os.path.abspath(sys.argv[1])
+    work = os.path.join(build, "analysis")
+    os.makedirs(work, exist_ok=True)
+    with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as file:
+        entries = [entry for entry in json.load(file)
+                   if ROOMS.search(entry["command"]) and "cmake_pch" not in entry["file"]
+                   and not entry["file"].startswith(build)]
+    database = []
+    tasks = []
+    for number, group in enumerate(groups_of(entries)):
+        files = [entry["file"] for entry in group]
+        together = os.path.join(work, f"sources_{number}.cpp")
+        with open(together, "w", encoding="utf-8") as file:
+            file.writelines(f'#include "{name}"\n' for name in files)
+        database.append({"directory": group[0]["directory"], "file": together,
+                         "arguments": command_for(group[0], together)})
+        tasks.append((together, files))
+    with open(os.path.join(work, "compile_commands.json"), "w", encoding="utf-8") as file:
+        json.dump(database, file)
+
+    def carry_out(task):
+        together, files = task
+        sound, said = analyse(work, [together])
+        if sound:
+            return sound, said
+        results = [analyse(build, [name]) for name in files]
+        return all(result[0] for result in results), "".join(result[1] for result in results)
+
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        results = list(pool.map(carry_out, tasks))
+    for sound, said in results:
+        if not sound:
+            print(said)
+    print(f"analyse: {len(entries)} sources in {len(tasks)} files, "
+          f"{sum(1 for sound, _ in results if not sound)} of them with findings")
+    return 0 if all(sound for sound, _ in results) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
