@@ -99,6 +99,28 @@ edited "$requests/hole.json" 'r["PointSpacin"] = 1; r["Feature"]["Radius"] = "6 
 expect 1 "a misspelt key and a text for a number" "$mfx" check typo.json
 out "PointSpacing"
 out "Radius"
+expect 1 "the same for scripts" "$mfx" check typo.json --json
+out '"line":'
+edited "$requests/hole.json" 'r["Radius"] = 0.006; del r["Feature"]["Radius"]' >"$work/place.json"
+expect 1 "a key in the wrong object" "$mfx" check place.json
+out "Radius"
+edited "$requests/hole.json" 'r["Feature"]["Location"] = [0.01, 0.0, 0.05]' >"$work/inside.json"
+expect 0 "a point inside of 0.1 m" "$mfx" check inside.json
+out "Location"
+edited "$requests/rectangle.json" 'r["Feature"]["Normal"] = [-x for x in r["Feature"]["Normal"]]' >"$work/away.json"
+expect 0 "a normal that faces away" "$mfx" check away.json
+out "Normal"
+edited "$requests/stud.json" 'r["RescanThreshold"] = 1e-6' >"$work/threshold.json"
+expect 0 "a threshold below the offset of a cylinder" "$mfx" check threshold.json
+out "RescanThreshold"
+(cat "$requests/edge.json"; echo more) >"$work/tail.json"
+expect 0 "a text behind the object" "$mfx" check tail.json
+out "tail.json:"
+expect 0 "a search that the call does not ask for" "$mfx" -q measure hole.json \
+  --scene "$scenes/hole.json"
+err "SearchEnabled"
+expect 0 "findings that nobody wants" "$mfx" -q measure hole.json --scene "$scenes/hole.json" --check=off
+nerr "SearchEnabled"
 expect 0 "all examples are sound" "$mfx" check "$requests"/*.json
 edited "$requests/hole.json" 'r["Feature"]["Radius"] = 6.0' >"$work/mm.json"
 expect 0 "a size that looks like millimetres" "$mfx" check mm.json
@@ -162,6 +184,14 @@ same half answers
 echo '{"recording": "h.rec", "request": {"QualityThreshold": 60}}' >"$work/again"
 expect 0 "a recording with other settings" "$mfx" batch again --compare
 err compared
+python3 - "$work/h.rec" >"$work/old.rec" <<'END'
+import json, sys
+lines = open(sys.argv[1]).read().splitlines()
+print(json.dumps({"request": json.loads(lines[0])["request"]}))
+print("\n".join(lines[1:]))
+END
+expect 0 "a recording of an older program" "$mfx" -q replay old.rec
+same out measured
 expect 0 "a packed recording" "$mfx" -q measure hole.json --scene "$scenes/hole.json" --record h.rec.gz
 expect 0 "is read like any other" "$mfx" -q replay h.rec.gz
 same out measured
