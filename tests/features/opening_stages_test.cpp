@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "converse.h"
-#include "libmfx/features/feature.h"
 #include "host/scene_driver.h"
+#include "libmfx/features/feature.h"
 #include "sim/scenario.h"
 
 namespace libmfx::features {
