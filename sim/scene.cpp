@@ -109,6 +109,7 @@ json Scene::TruthJson() const {
   for (const auto& [name, point] : truth.points) object[name] = ToArray(point);
   for (const auto& [name, direction] : truth.directions) object[name] = ToArray(direction);
   for (const auto& [name, number] : truth.values) object[name] = number;
+  for (const auto& [name, flag] : truth.flags) object[name] = flag;
   return object;
 }
 

@@ -105,22 +105,37 @@ PartPtr ReadEdge(SceneSection& s) {
   return parts::MakeEdge(spec);
 }
 
-/// "thread": the name of a coarse metric thread, or its major diameter and pitch.
+Thread MetricThread(SceneSection& s, const char* key) {
+  const auto thread = Thread::Metric(s.Text(key));
+  if (!thread) s.Refuse(key, "is not a coarse metric thread from \"M4\" to \"M24\"");
+  return *thread;
+}
+
+/// "thread": the name of a coarse metric thread, or an object with this name or with its major
+/// diameter and pitch, and with what is unusual about it.
 std::optional<Thread> ReadThread(SceneSection& s) {
   if (!s.Has("thread")) return std::nullopt;
-  if (s.At("thread").is_object()) {
-    SceneSection own = s.Child("thread");
-    Thread thread;
+  if (!s.At("thread").is_object()) return MetricThread(s, "thread");
+  SceneSection own = s.Child("thread");
+  Thread thread;
+  if (own.Has("name")) {
+    thread = MetricThread(own, "name");
+  } else {
     thread.major_radius = 0.5 * own.Length("major_diameter");
     thread.pitch = own.Length("pitch");
     if (thread.pitch > 0.5 * thread.major_radius) {
       own.Refuse("pitch", "is above a quarter of the diameter");
     }
-    own.Finish();
-    return thread;
   }
-  const auto thread = Thread::Metric(s.Text("thread"));
-  if (!thread) s.Refuse("thread", "is not a coarse metric thread from \"M4\" to \"M20\"");
+  thread.depth = own.Number("depth", 0.2, 1.05, thread.depth);
+  thread.flank_angle = own.Degrees("flank_angle_deg", 20.0, 90.0, thread.flank_angle);
+  thread.left_handed = own.Flag("left_handed", thread.left_handed);
+  // A steep and coarse thread would cut a stud through. None that has a name is as coarse.
+  if (thread.Depth() > 0.7 * thread.major_radius) {
+    own.Refuse("pitch", "cuts the thread " + NumberText(thread.Depth()) +
+                            " m deep, which leaves a core below 0.3 radii");
+  }
+  own.Finish();
   return thread;
 }
 

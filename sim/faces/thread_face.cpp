@@ -10,8 +10,8 @@ namespace libmfx::sim {
 
 namespace {
 
-constexpr double kSteepest = 1.73205080756887729;  // of profile and cone, radius per height
-constexpr double kTubeMargin = 1e-6;               // metres around the surface
+constexpr double kConeSlope = 1.0;    // radius per height
+constexpr double kTubeMargin = 1e-6;  // metres around the surface
 /// Shortest step along the ray. A ray that cuts into a crest for less than this may pass it, which
 /// moves the crest's edge by less than the step.
 constexpr double kShortestStep = 1e-10;
@@ -22,27 +22,32 @@ constexpr double kImpatientStep = 1e-7;
 
 }  // namespace
 
-ThreadFace::ThreadFace(const Thread& thread, Kind kind, double bottom, double top,
+ThreadFace::ThreadFace(const Thread& thread, ThreadKind kind, double bottom, double top,
                        double cone_radius)
-    : _thread(thread), _kind(kind), _bottom(bottom), _top(top), _cone_radius(cone_radius) {
-  _tube_radius = std::max(thread.major_radius, kind == Kind::kBore ? cone_radius : 0.0);
+    : _profile(thread, kind),
+      _kind(kind),
+      _bottom(bottom),
+      _top(top),
+      _cone_radius(cone_radius),
+      _steepest(std::max(_profile.FlankSlope(), kConeSlope)) {
+  _tube_radius = std::max(_profile.MajorRadius(), kind == ThreadKind::kBore ? cone_radius : 0.0);
   _tube_radius += kTubeMargin;
-  _innermost_radius = thread.MinorRadius();
-  if (kind == Kind::kStud) _innermost_radius = std::min(_innermost_radius, cone_radius);
+  _innermost_radius = _profile.MinorRadius();
+  if (kind == ThreadKind::kStud) _innermost_radius = std::min(_innermost_radius, cone_radius);
 }
 
 double ThreadFace::ConeRadius(double z) const {
-  return _kind == Kind::kStud ? _cone_radius + (_top - z) : _cone_radius - (_top - z);
+  return _kind == ThreadKind::kStud ? _cone_radius + (_top - z) : _cone_radius - (_top - z);
 }
 
 bool ThreadFace::Cone(double z, double profile_radius) const {
   const double cone = ConeRadius(z);
-  return _kind == Kind::kStud ? cone < profile_radius : cone > profile_radius;
+  return _kind == ThreadKind::kStud ? cone < profile_radius : cone > profile_radius;
 }
 
 double ThreadFace::Outside(const Vec3& p) const {
-  const double turns = p.z() / _thread.pitch - portable::Atan2(p.y(), p.x()) / (2.0 * kPi);
-  const double profile = _thread.RadiusAt(turns);
+  const double turns = _profile.Turns(p.z(), portable::Atan2(p.y(), p.x()));
+  const double profile = _profile.RadiusAt(turns);
   const double surface = Cone(p.z(), profile) ? ConeRadius(p.z()) : profile;
   return std::sqrt(p.x() * p.x() + p.y() * p.y()) - surface;
 }
@@ -51,12 +56,12 @@ Vec3 ThreadFace::NormalAt(const Vec3& p) const {
   const double r = std::max(std::sqrt(p.x() * p.x() + p.y() * p.y()), 1e-12);
   const Vec3 radial(p.x() / r, p.y() / r, 0.0);
   const Vec3 around(-radial.y(), radial.x(), 0.0);
-  const double turns = p.z() / _thread.pitch - portable::Atan2(p.y(), p.x()) / (2.0 * kPi);
-  if (Cone(p.z(), _thread.RadiusAt(turns))) {
-    return Vec3(radial - (_kind == Kind::kStud ? -1.0 : 1.0) * Vec3::UnitZ()).normalized();
+  const double turns = _profile.Turns(p.z(), portable::Atan2(p.y(), p.x()));
+  if (Cone(p.z(), _profile.RadiusAt(turns))) {
+    return Vec3(radial - (_kind == ThreadKind::kStud ? -1.0 : 1.0) * Vec3::UnitZ()).normalized();
   }
-  const double slope = _thread.SlopeAt(turns);
-  const double lead = _thread.pitch / (2.0 * kPi * r);
+  const double slope = _profile.SlopeAt(turns);
+  const double lead = _profile.LeadAt(r);
   return Vec3(radial - slope * (Vec3::UnitZ() - lead * around)).normalized();
 }
 
@@ -118,10 +123,10 @@ bool ThreadFace::Intersect(const Ray& ray, Hit& hit) const {
   if (!ClipToTube(ray, from, to)) return false;
   // The radius changes by at most `across` a metre of ray, the surface's by its steepest slope
   // times the rise and the lead, down to half of the innermost radius.
-  const double lead = _thread.pitch / (kPi * _innermost_radius);
+  const double lead = _profile.Pitch() / (kPi * _innermost_radius);
   Rates rates;
   rates.across = ray.direction.head<2>().norm();
-  rates.fastest = rates.across + kSteepest * (std::fabs(ray.direction.z()) + lead * rates.across);
+  rates.fastest = rates.across + _steepest * (std::fabs(ray.direction.z()) + lead * rates.across);
   double t = from;
   double outside = Outside(ray.At(t));
   for (int steps = 0; t < to; ++steps) {

@@ -82,7 +82,7 @@ struct StudSpec {
   double width = 0.2;    ///< of the base plate along y
 };
 /// Truth: "center" (the foot), "axis" (out of the plate), "height", and "radius" or "major_radius",
-/// "pitch_radius", "minor_radius", "pitch".
+/// "pitch_radius", "minor_radius", "pitch", and "left_handed" of a thread that is.
 PartPtr MakeStud(const StudSpec& spec);
 
 /// A bore in a plate: the front is z = 0, the middle of its mouth the origin.

@@ -14,15 +14,16 @@ namespace {
 
 using Faces = std::vector<std::unique_ptr<Face>>;
 
-void TellRadii(double radius, const std::optional<Thread>& thread, Truth& truth) {
+void TellRadii(double radius, const std::optional<Thread>& thread, ThreadKind kind, Truth& truth) {
   if (!thread) {
     truth.values["radius"] = radius;
     return;
   }
   truth.values["major_radius"] = thread->major_radius;
-  truth.values["pitch_radius"] = thread->PitchRadius();
+  truth.values["pitch_radius"] = ThreadProfile(*thread, kind).PitchRadius();
   truth.values["minor_radius"] = thread->MinorRadius();
   truth.values["pitch"] = thread->pitch;
+  if (thread->left_handed) truth.flags["left_handed"] = true;
 }
 
 }  // namespace
@@ -35,8 +36,8 @@ PartPtr MakeStud(const StudSpec& spec) {
   faces.push_back(std::make_unique<PlanarFace>(0.0, plate));
   faces.push_back(std::make_unique<PlanarFace>(spec.height, Outline::Circle(end_radius)));
   if (spec.thread) {
-    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadFace::Kind::kStud, 0.0,
-                                                 spec.height, end_radius));
+    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadKind::kStud, 0.0, spec.height,
+                                                 end_radius));
   } else {
     const double shoulder = spec.height - spec.lead;
     faces.push_back(std::make_unique<OutlineWall>(Outline::Circle(spec.radius), 0.0, shoulder));
@@ -49,7 +50,7 @@ PartPtr MakeStud(const StudSpec& spec) {
   truth.points["center"] = Vec3::Zero();
   truth.directions["axis"] = Vec3::UnitZ();
   truth.values["height"] = spec.height;
-  TellRadii(spec.radius, spec.thread, truth);
+  TellRadii(spec.radius, spec.thread, ThreadKind::kStud, truth);
   const double reach = std::max(plate.Reach(), spec.height + 2.0 * spec.radius) +
                        (spec.thread ? 2.0 * spec.thread->major_radius : 0.0);
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
@@ -62,8 +63,8 @@ PartPtr MakeBore(const BoreSpec& spec) {
   Faces faces;
   faces.push_back(std::make_unique<PlanarFace>(0.0, plate, mouth));
   if (spec.thread) {
-    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadFace::Kind::kBore, -spec.depth,
-                                                 0.0, mouth.rounding()));
+    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadKind::kBore, -spec.depth, 0.0,
+                                                 mouth.rounding()));
   } else {
     if (spec.lead > 0.0) {
       faces.push_back(std::make_unique<OutlineWall>(mouth, -spec.lead, 0.0, 1.0));
@@ -79,7 +80,7 @@ PartPtr MakeBore(const BoreSpec& spec) {
   truth.directions["axis"] = -Vec3::UnitZ();
   truth.values["depth"] = spec.depth;
   truth.values["mouth_radius"] = mouth.rounding();
-  TellRadii(spec.radius, spec.thread, truth);
+  TellRadii(spec.radius, spec.thread, ThreadKind::kBore, truth);
   const double reach = plate.Reach() + spec.depth;
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
 }

@@ -2,32 +2,38 @@
 
 #include <cmath>
 
+#include "sim/portable_math.h"
+
 namespace libmfx::sim {
 
 namespace {
 
-constexpr double kCrestEnd = 1.0 / 16.0;  // half of the flat on the major diameter, in pitches
-constexpr double kRootStart = 6.0 / 16.0;
-constexpr double kFlankSlope = 1.73205080756887729;  // radial per axial: tan 60 degrees
+/// The basic profile of a flank angle, in pitches.
+struct BasicProfile {
+  double flank_slope;  ///< radial per axial; the sharp triangle is half as high as this
+  double depth;
+  double major_flat;
+  double minor_flat;
+};
+
+BasicProfile BasicProfileOf(double flank_angle) {
+  const auto is = [&](double degrees) {
+    return std::fabs(flank_angle - degrees * kPi / 180.0) < 1e-9;
+  };
+  if (is(60.0)) return {1.73205080756887729, 0.54126587736527418, 1.0 / 8.0, 1.0 / 4.0};
+  const auto half = portable::SinCos(0.5 * flank_angle);
+  const double slope = half.cosine / half.sine;
+  if (is(55.0)) return {slope, slope / 3.0, 1.0 / 6.0, 1.0 / 6.0};
+  if (is(30.0)) return {slope, 0.5, 0.5 - 0.5 / slope, 0.5 - 0.5 / slope};
+  return {slope, 5.0 / 16.0 * slope, 1.0 / 8.0, 1.0 / 4.0};
+}
 
 /// Distance in pitches from the middle of the nearest crest, with the sign of its direction.
 double FromCrest(double turns) { return turns - std::floor(turns + 0.5); }
 
 }  // namespace
 
-double Thread::RadiusAt(double turns) const {
-  const double u = std::fabs(FromCrest(turns));
-  if (u <= kCrestEnd) return major_radius;
-  if (u >= kRootStart) return MinorRadius();
-  return major_radius - kFlankSlope * (u - kCrestEnd) * pitch;
-}
-
-double Thread::SlopeAt(double turns) const {
-  const double from_crest = FromCrest(turns);
-  const double u = std::fabs(from_crest);
-  if (u <= kCrestEnd || u >= kRootStart) return 0.0;
-  return from_crest > 0.0 ? -kFlankSlope : kFlankSlope;
-}
+double Thread::Depth() const { return BasicProfileOf(flank_angle).depth * pitch * depth; }
 
 std::optional<Thread> Thread::Metric(std::string_view name) {
   struct Row {
@@ -37,11 +43,47 @@ std::optional<Thread> Thread::Metric(std::string_view name) {
   };
   constexpr Row kCoarse[] = {{"M4", 4, 0.7},  {"M5", 5, 0.8},   {"M6", 6, 1},      {"M7", 7, 1},
                              {"M8", 8, 1.25}, {"M10", 10, 1.5}, {"M12", 12, 1.75}, {"M14", 14, 2},
-                             {"M16", 16, 2},  {"M18", 18, 2.5}, {"M20", 20, 2.5}};
+                             {"M16", 16, 2},  {"M18", 18, 2.5}, {"M20", 20, 2.5},  {"M22", 22, 2.5},
+                             {"M24", 24, 3}};
   for (const Row& row : kCoarse) {
-    if (row.name == name) return Thread{0.0005 * row.diameter, 0.001 * row.pitch};
+    if (row.name != name) continue;
+    Thread thread;
+    thread.major_radius = 0.0005 * row.diameter;
+    thread.pitch = 0.001 * row.pitch;
+    return thread;
   }
   return std::nullopt;
+}
+
+ThreadProfile::ThreadProfile(const Thread& thread, ThreadKind kind)
+    : _major_radius(thread.major_radius),
+      _minor_radius(thread.MinorRadius()),
+      _pitch(thread.pitch),
+      _hand(thread.left_handed ? -1.0 : 1.0) {
+  const BasicProfile basic = BasicProfileOf(thread.flank_angle);
+  // What is not cut of each flank leaves its height to the crest.
+  const double uncut = (1.0 - thread.depth) * basic.depth / basic.flank_slope;
+  _flank_slope = basic.flank_slope;
+  _major_end = 0.5 * basic.major_flat + (kind == ThreadKind::kStud ? uncut : 0.0);
+  _minor_start = 0.5 - 0.5 * basic.minor_flat - (kind == ThreadKind::kBore ? uncut : 0.0);
+}
+
+double ThreadProfile::RadiusAt(double turns) const {
+  const double u = std::fabs(FromCrest(turns));
+  if (u <= _major_end) return _major_radius;
+  if (u >= _minor_start) return _minor_radius;
+  return _major_radius - _flank_slope * (u - _major_end) * _pitch;
+}
+
+double ThreadProfile::SlopeAt(double turns) const {
+  const double from_crest = FromCrest(turns);
+  const double u = std::fabs(from_crest);
+  if (u <= _major_end || u >= _minor_start) return 0.0;
+  return from_crest > 0.0 ? -_flank_slope : _flank_slope;
+}
+
+double ThreadProfile::PitchRadius() const {
+  return _major_radius - _flank_slope * (0.25 - _major_end) * _pitch;
 }
 
 }  // namespace libmfx::sim

@@ -3,27 +3,71 @@
 #include <optional>
 #include <string_view>
 
+#include "sim/vec.h"
+
 namespace libmfx::sim {
 
-/// A right-handed screw thread with the basic profile of ISO 68-1: flanks at 60 degrees to each
-/// other, flats of pitch / 8 on the major and of pitch / 4 on the minor diameter.
+/// A screw thread by its dimensions, whether cut on a stud or into a bore. Its flanks are straight;
+/// what the flats on its crests and in its roots are is told by ThreadProfile.
 struct Thread {
   double major_radius = 0.004;  ///< metres
   double pitch = 0.00125;       ///< metres
+  double depth = 1.0;           ///< share of the basic profile's depth, 0.2 to 1.05
+  double flank_angle =
+      kPi / 3.0;  ///< between the two flanks of a groove, radians, 20 to 90 degrees
+  bool left_handed = false;
 
-  /// Of the basic profile: 5/8 of the height of the sharp triangle.
-  double Depth() const { return 0.54126587736527418 * pitch; }
+  /// Metres between crests and roots: the share `depth` of the basic profile's.
+  double Depth() const;
   double MinorRadius() const { return major_radius - Depth(); }
-  /// Where thread and gap are equally wide.
-  double PitchRadius() const { return major_radius - 0.32475952641916451 * pitch; }
 
-  /// Radius of the profile at `turns`, the height in pitches above the middle of a crest.
+  /// A coarse metric thread by its name, "M4" to "M24" of ISO 261; nothing for another name.
+  static std::optional<Thread> Metric(std::string_view name);
+};
+
+/// What a thread is cut on. The tool cuts its own nose into the roots, so that a thread that is cut
+/// less deep keeps the flats of its roots, and wider flats stay on its crests.
+enum class ThreadKind {
+  kStud,  ///< the roots are on the minor radius
+  kBore   ///< the roots are on the major radius
+};
+
+/// The helical profile r(height, angle) of a thread around z.
+///
+/// The basic profiles, in pitches P and the height H of the sharp triangle of the flanks:
+/// 60 degrees (ISO 68-1) a depth of 5/8 H with flats of P/8 on the major and P/4 on the minor
+/// radius; 55 degrees (ISO 228-1, its rounds drawn flat) 2/3 H with flats of P/6; 30 degrees
+/// (ISO 2904) P/2, with as much thread as gap half way; every other angle as 60 degrees.
+class ThreadProfile {
+ public:
+  ThreadProfile(const Thread& thread, ThreadKind kind);
+
+  /// Height in pitches above the middle of a crest, for a point at `z` metres and `angle` radians.
+  double Turns(double z, double angle) const { return z / _pitch - _hand * (angle / (2.0 * kPi)); }
+  /// Radius of the profile at `turns`.
   double RadiusAt(double turns) const;
   /// Its derivative, metres of radius per metre of height.
   double SlopeAt(double turns) const;
 
-  /// A coarse metric thread by its name, "M4" to "M20" of ISO 261; nothing for another name.
-  static std::optional<Thread> Metric(std::string_view name);
+  /// Where thread and gap are equally wide, on the flanks or, of a thread that is cut so little
+  /// that they end before, on their straight continuation.
+  double PitchRadius() const;
+  double MajorRadius() const { return _major_radius; }
+  double MinorRadius() const { return _minor_radius; }
+  double Pitch() const { return _pitch; }
+  /// Height that the thread climbs on a metre around at `radius`: below 0 of a left-handed one.
+  double LeadAt(double radius) const { return _hand * _pitch / (2.0 * kPi * radius); }
+  /// Slope of a flank, metres of radius per metre of height.
+  double FlankSlope() const { return _flank_slope; }
+
+ private:
+  double _major_radius;
+  double _minor_radius;
+  double _pitch;
+  double _hand;  ///< 1 right, -1 left
+  double _flank_slope;
+  double _major_end;    ///< half of the flat on the major radius, in pitches
+  double _minor_start;  ///< where the flat on the minor radius begins, in pitches
 };
 
 }  // namespace libmfx::sim

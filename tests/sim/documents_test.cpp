@@ -151,6 +151,16 @@ TEST(ScenesDocument, TellsEveryKey) {
     of_openings.merge(KnownKeys(plate, "/part/opening"));
   }
   EXPECT_EQ(of_openings, ToldKeys("`plate`", "key of `opening`"));
+  // A thread has a name, or diameter and pitch.
+  std::set<std::string> of_threads;
+  for (const nlohmann::json& thread :
+       {nlohmann::json{{"name", "M8"}},
+        nlohmann::json{{"major_diameter", 0.01}, {"pitch", 0.001}}}) {
+    const nlohmann::json part = {{"type", "bore"}, {"thread", thread}};
+    of_threads.merge(
+        KnownKeys({{"part", part}, {"pose", LeastScene("bore")["pose"]}}, "/part/thread"));
+  }
+  EXPECT_EQ(of_threads, ToldKeys("Threads", "key of `thread`"));
 }
 
 /// What a raster over a scene brings back, from straight ahead and from aside.
@@ -212,12 +222,69 @@ TEST(ScenesDocument, TellsTheDefaultsOfTheParts) {
   EXPECT_GE(checked, 25);
 }
 
+// The table of basic profiles against what is cut.
+TEST(ScenesDocument, TellsTheBasicProfiles) {
+  int checked = 0;
+  for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+    if (table.header[0] != "flank angle") continue;
+    for (const auto& cells : table.rows) {
+      const bool any_other = cells[0] == "any other";
+      Thread thread;
+      thread.flank_angle = (any_other ? 90.0 : std::stod(cells[0])) * kPi / 180.0;
+      const std::size_t figure = cells[1].find("= ");
+      // H of 90 degrees is half a pitch.
+      const double told =
+          any_other
+              ? 5.0 / 16.0
+              : std::stod(figure == std::string::npos ? cells[1] : cells[1].substr(figure + 2));
+      EXPECT_NEAR(thread.Depth() / thread.pitch, told, 5.1e-4) << cells[0];
+      const auto flat = [&](const std::string& cell) {
+        return cell.starts_with("P/") ? 1.0 / std::stod(cell.substr(2)) : std::stod(cell);
+      };
+      const ThreadProfile profile(thread, ThreadKind::kBore);
+      EXPECT_EQ(profile.SlopeAt(0.49 * flat(cells[2])), 0.0) << cells[0];
+      EXPECT_NE(profile.SlopeAt(0.51 * flat(cells[2])), 0.0) << cells[0];
+      EXPECT_EQ(profile.SlopeAt(0.5 - 0.49 * flat(cells[3])), 0.0) << cells[0];
+      EXPECT_NE(profile.SlopeAt(0.5 - 0.51 * flat(cells[3])), 0.0) << cells[0];
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 4);
+}
+
+// What a thread is without a key is what the table says.
+TEST(ScenesDocument, TellsTheDefaultsOfThreads) {
+  nlohmann::json scene = LeastScene("bore");
+  scene["part"] = {{"type", "bore"}, {"thread", {{"name", "M24"}}}};
+  const std::vector<double> by_default = Seen(scene);
+  int checked = 0;
+  for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+    if (table.header[0] != "key of `thread`") continue;
+    for (const auto& cells : table.rows) {
+      const std::string key = test::QuotedIn(cells[0], '`')[0];
+      if (key == "name" || key == "major_diameter") continue;
+      const std::string told = std::regex_replace(cells[1], std::regex("`"), "");
+      nlohmann::json changed = scene;
+      changed["part"]["thread"][key] = nlohmann::json::parse(told);
+      EXPECT_TRUE(Seen(changed) == by_default) << key;
+      changed["part"]["thread"][key] = key == "depth"         ? nlohmann::json(0.9)
+                                       : key == "left_handed" ? nlohmann::json(true)
+                                                              : nlohmann::json(58);
+      EXPECT_FALSE(Seen(changed) == by_default) << key;
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 3);
+}
+
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
       {"part.opening.radius", {"/part/opening/radius", -0.005}},
       {"part.thicknes", {"/part/thicknes", 0.01}},
       {"part.type", {"/part/type", "gear"}},
+      {"part.thread.depth",
+       {"/part", {{"type", "stud"}, {"thread", {{"name", "M8"}, {"depth", 3}}}}}},
       {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
       {"pose.position", {"/pose/position", {0, 0, -2}}},
       {"noise.range", {"/noise", {{"range", -1e-5}}}}};

@@ -68,6 +68,17 @@ TEST(SameBytes, ThreadedBore) {
   EXPECT_EQ(ScanOf(parts::MakeBore(spec), 0.005), 2816058656706747253ULL);
 }
 
+TEST(SameBytes, ThreadedStud) {
+  parts::StudSpec spec;
+  spec.thread = Thread::Metric("M10");
+  EXPECT_EQ(ScanOf(parts::MakeStud(spec), 0.01), 2304776376779512695ULL);
+}
+
+TEST(SameBytes, SmoothStudAndBore) {
+  EXPECT_EQ(ScanOf(parts::MakeStud({}), 0.01), 2916593239048521998ULL);
+  EXPECT_EQ(ScanOf(parts::MakeBore({}), 0.005), 18092433873750924221ULL);
+}
+
 TEST(SameBytes, EdgeWithAFillet) {
   parts::EdgeSpec spec;
   spec.fillet = 0.001;

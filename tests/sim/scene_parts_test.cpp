@@ -105,12 +105,57 @@ TEST(SceneParts, StudsAndBoresAreReadSmoothAndThreaded) {
   EXPECT_EQ(TruthValue(R"({"type": "bore", "radius": 0.004, "through": true})", "radius"), 0.004);
 }
 
+TEST(SceneParts, ThreadsOfOtherDepthAngleAndHandAreRead) {
+  EXPECT_EQ(TruthValue(R"({"type": "stud", "thread": "M24"})", "pitch"), 0.003);
+  EXPECT_EQ(TruthValue(R"({"type": "bore", "thread": {"name": "M22"}})", "major_radius"), 0.011);
+  EXPECT_NEAR(
+      TruthValue(R"({"type": "stud", "thread": {"name": "M8", "depth": 0.8}})", "minor_radius"),
+      0.004 - 0.8 * 0.541266 * 0.00125, 1e-9);
+  EXPECT_NEAR(TruthValue(R"({"type": "bore", "thread": {"major_diameter": 0.02, "pitch": 0.004,
+                             "flank_angle_deg": 30, "depth": 1.05}})",
+                         "minor_radius"),
+              0.01 - 1.05 * 0.5 * 0.004, 1e-15);
+  // What is told as it is by default is the thread of its name.
+  EXPECT_EQ(TruthValue(R"({"type": "bore", "thread": {"name": "M8", "depth": 1,
+                           "flank_angle_deg": 60, "left_handed": false}})",
+                       "minor_radius"),
+            Thread::Metric("M8")->MinorRadius());
+  const Scene left =
+      SceneOf({{"type", "stud"}, {"thread", {{"name", "M8"}, {"left_handed", true}}}});
+  EXPECT_EQ(left.TruthJson().at("left_handed"), true);
+  const Scene right = SceneOf({{"type", "stud"}, {"thread", "M8"}});
+  EXPECT_FALSE(right.TruthJson().contains("left_handed"));
+}
+
+TEST(SceneParts, ThreadsThatCannotBeAreRefused) {
+  const auto refusal = [](const char* thread) {
+    return Refusal((R"({"type": "stud", "thread": )" + std::string(thread) + "}").c_str());
+  };
+  EXPECT_EQ(refusal(R"({"name": "M8", "depth": 3})"),
+            "part.thread.depth: 3 is not between 0.2 and 1.05");
+  EXPECT_EQ(refusal(R"({"name": "M8", "depth": "deep"})"),
+            "part.thread.depth: \"deep\" is not a number");
+  EXPECT_EQ(refusal(R"({"name": "M8", "flank_angle_deg": 19})"),
+            "part.thread.flank_angle_deg: 19 is not between 20 and 90");
+  EXPECT_EQ(refusal(R"({"name": "M8", "left_handed": 1})"),
+            "part.thread.left_handed: 1 is neither true nor false");
+  EXPECT_EQ(refusal(R"({"name": "M9"})"),
+            "part.thread.name: \"M9\" is not a coarse metric thread from \"M4\" to \"M24\"");
+  EXPECT_EQ(refusal(R"({"name": "M8", "pitch": 0.001})"),
+            "part.thread.pitch: unknown key with the value 0.001 (known here: depth, "
+            "flank_angle_deg, left_handed, name)");
+  EXPECT_EQ(refusal(R"({"depth": 0.8})"), "part.thread.major_diameter: missing");
+  // 5/16 / tan 10 degrees = 1.7723 pitches.
+  EXPECT_THAT(refusal(R"({"major_diameter": 0.008, "pitch": 0.002, "flank_angle_deg": 20})"),
+              HasSubstr("part.thread.pitch: 0.002 cuts the thread 0.003544"));
+}
+
 TEST(SceneParts, StudsAndBoresThatCannotBeAreRefused) {
   EXPECT_EQ(Refusal(R"({"type": "stud"})"), "part.radius: missing");
   EXPECT_THAT(Refusal(R"({"type": "stud", "radius": 0.003, "thread": "M6"})"),
               HasSubstr("part.radius: unknown key with the value 0.003"));
   EXPECT_EQ(Refusal(R"({"type": "bore", "thread": "M3"})"),
-            "part.thread: \"M3\" is not a coarse metric thread from \"M4\" to \"M20\"");
+            "part.thread: \"M3\" is not a coarse metric thread from \"M4\" to \"M24\"");
   EXPECT_EQ(Refusal(R"({"type": "bore", "thread": {"major_diameter": 0.004, "pitch": 0.002}})"),
             "part.thread.pitch: 0.002 is above a quarter of the diameter");
   EXPECT_EQ(Refusal(R"({"type": "stud", "radius": 0.003, "lead": 0.003})"),

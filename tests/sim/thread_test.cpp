@@ -12,18 +12,19 @@ namespace libmfx::sim {
 namespace {
 
 const Thread kM8 = *Thread::Metric("M8");
+const ThreadProfile kM8Profile(kM8, ThreadKind::kStud);
 
 TEST(Thread, BasicProfileOfM8) {
   // ISO 724: M8 x 1.25 has a pitch diameter of 7.188 mm and a minor diameter of 6.647 mm.
-  EXPECT_NEAR(2e3 * kM8.PitchRadius(), 7.188, 0.0005);
+  EXPECT_NEAR(2e3 * kM8Profile.PitchRadius(), 7.188, 0.0005);
   EXPECT_NEAR(2e3 * kM8.MinorRadius(), 6.647, 0.0005);
-  EXPECT_EQ(kM8.RadiusAt(0.0), 0.004);
-  EXPECT_EQ(kM8.RadiusAt(0.5), kM8.MinorRadius());
-  EXPECT_NEAR(kM8.RadiusAt(0.25), kM8.PitchRadius(), 1e-18);
-  EXPECT_NEAR(kM8.RadiusAt(-3.25), kM8.PitchRadius(), 1e-17);
+  EXPECT_EQ(kM8Profile.RadiusAt(0.0), 0.004);
+  EXPECT_EQ(kM8Profile.RadiusAt(0.5), kM8.MinorRadius());
+  EXPECT_NEAR(kM8Profile.RadiusAt(0.25), kM8Profile.PitchRadius(), 1e-18);
+  EXPECT_NEAR(kM8Profile.RadiusAt(-3.25), kM8Profile.PitchRadius(), 1e-17);
   // The flank has no steps.
-  EXPECT_NEAR(kM8.RadiusAt(1.0 / 16 + 1e-12), 0.004, 1e-14);
-  EXPECT_NEAR(kM8.RadiusAt(6.0 / 16 - 1e-12), kM8.MinorRadius(), 1e-14);
+  EXPECT_NEAR(kM8Profile.RadiusAt(1.0 / 16 + 1e-12), 0.004, 1e-14);
+  EXPECT_NEAR(kM8Profile.RadiusAt(6.0 / 16 - 1e-12), kM8.MinorRadius(), 1e-14);
 }
 
 TEST(Thread, CoarsePitchesByName) {
@@ -35,15 +36,15 @@ TEST(Thread, CoarsePitchesByName) {
 }
 
 /// A point of the thread's surface, well away from its ends.
-Vec3 OnThread(const Thread& thread, double angle, double z) {
-  const double r = thread.RadiusAt(z / thread.pitch - angle / (2.0 * kPi));
+Vec3 OnThread(const ThreadProfile& thread, double angle, double z) {
+  const double r = thread.RadiusAt(z / thread.Pitch() - angle / (2.0 * kPi));
   return {r * std::cos(angle), r * std::sin(angle), z};
 }
 
 /// Whether the open way from `eye` to `p` stays on the free side of the thread: the slow check
 /// that the fast one is held against.
-bool IsVisible(const Thread& thread, const Vec3& eye, const Vec3& p, bool stud, double bottom,
-               double top) {
+bool IsVisible(const ThreadProfile& thread, const Vec3& eye, const Vec3& p, bool stud,
+               double bottom, double top) {
   const Vec3 d = p - eye;
   const double length = d.norm();
   for (double s = 1e-6; s < 0.05; s += 2e-6) {
@@ -51,7 +52,7 @@ bool IsVisible(const Thread& thread, const Vec3& eye, const Vec3& p, bool stud, 
     if (q.z() < bottom || q.z() > top) break;
     const double r = q.head<2>().norm();
     const double angle = std::atan2(q.y(), q.x());
-    const double surface = thread.RadiusAt(q.z() / thread.pitch - angle / (2.0 * kPi));
+    const double surface = thread.RadiusAt(q.z() / thread.Pitch() - angle / (2.0 * kPi));
     if (stud ? r <= surface : r >= surface) return false;
   }
   return true;
@@ -83,8 +84,8 @@ TEST(Thread, StudIsMetExactlyOnCrestsFlanksAndRoots) {
   Rng rng(21);
   const int met = MeetThread(parts::MakeStud(spec), eye, [&] {
     const double z = rng.Uniform(0.003, 0.018);
-    const Vec3 p = OnThread(kM8, rng.Uniform(-1.0, 1.2), z);
-    return IsVisible(kM8, eye, p, true, 0.0, 0.0195) ? p : kHidden;
+    const Vec3 p = OnThread(kM8Profile, rng.Uniform(-1.0, 1.2), z);
+    return IsVisible(kM8Profile, eye, p, true, 0.0, 0.0195) ? p : kHidden;
   });
   EXPECT_GT(met, test::Draws(700, 70));
 }
@@ -96,10 +97,10 @@ TEST(Thread, BoreIsMetExactlyOnCrestsFlanksAndRoots) {
   Rng rng(22);
   const int met = MeetThread(parts::MakeBore(spec), eye, [&] {
     const double z = rng.Uniform(-0.008, -0.0012);
-    const Vec3 p = OnThread(kM8, rng.Uniform(2.0, 4.0), z);
+    const Vec3 p = OnThread(kM8Profile, rng.Uniform(2.0, 4.0), z);
     const Vec3 mouth = eye + (p - eye) * (eye.z() / (eye.z() - z));
     if (mouth.head<2>().norm() > kM8.major_radius) return kHidden;
-    return IsVisible(kM8, eye, p, false, -0.016, 0.0) ? p : kHidden;
+    return IsVisible(kM8Profile, eye, p, false, -0.016, 0.0) ? p : kHidden;
   });
   EXPECT_GT(met, test::Draws(300, 30));
 }
@@ -115,14 +116,15 @@ TEST(Thread, NormalsAreThoseOfTheSurface) {
     const double angle = rng.Uniform(-0.8, 0.8);
     const double z = rng.Uniform(0.004, 0.016);
     const double u = z / kM8.pitch - angle / (2.0 * kPi);
-    if (kM8.SlopeAt(u - 1e-3) != kM8.SlopeAt(u + 1e-3)) continue;
-    const Vec3 p = OnThread(kM8, angle, z);
-    if (!IsVisible(kM8, eye, p, true, 0.0, 0.0195)) continue;
+    if (kM8Profile.SlopeAt(u - 1e-3) != kM8Profile.SlopeAt(u + 1e-3)) continue;
+    const Vec3 p = OnThread(kM8Profile, angle, z);
+    if (!IsVisible(kM8Profile, eye, p, true, 0.0, 0.0195)) continue;
     Hit hit;
     ASSERT_TRUE(stud->Intersect({eye, (p - eye).normalized()}, hit));
     // Central differences of the surface along angle and height.
-    const Vec3 along = OnThread(kM8, angle + 1e-6, z) - OnThread(kM8, angle - 1e-6, z);
-    const Vec3 up = OnThread(kM8, angle, z + 1e-8) - OnThread(kM8, angle, z - 1e-8);
+    const Vec3 along =
+        OnThread(kM8Profile, angle + 1e-6, z) - OnThread(kM8Profile, angle - 1e-6, z);
+    const Vec3 up = OnThread(kM8Profile, angle, z + 1e-8) - OnThread(kM8Profile, angle, z - 1e-8);
     EXPECT_NEAR(hit.normal.dot(along.normalized()), 0.0, 1e-6);
     EXPECT_NEAR(hit.normal.dot(up.normalized()), 0.0, 1e-6);
     ++checked;

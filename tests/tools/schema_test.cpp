@@ -325,5 +325,50 @@ TEST(SchemaTest, APartHasTheKeysThatItsReaderKnows) {
   }
 }
 
+/// How the reader of scenes refuses one; empty: it takes it.
+std::string Refusal(const json& scene) {
+  try {
+    libmfx::sim::Scene::FromJson(scene);
+  } catch (const libmfx::sim::SceneError& error) {
+    return error.what();
+  }
+  return {};
+}
+
+TEST(SchemaTest, AThreadIsWhatItsReaderTakes) {
+  const json schema = SchemaOf("scene")["properties"]["part"];
+  json scene = Example("hole").scene;
+  for (const char* type : {"stud", "bore"}) {
+    scene["part"] = {{"type", type}};
+    const json named = {{"name", "M8"}};
+    const json sized = {{"major_diameter", 0.01}, {"pitch", 0.001}};
+    for (const json& part : schema["oneOf"]) {
+      if (part["title"] != type) continue;
+      EXPECT_EQ(KnownToForms(scene, "/part/thread", {named, sized}),
+                KeysOf(part.at("/properties/thread/anyOf/1/properties"_json_pointer)));
+    }
+    const std::vector<std::pair<json, bool>> cases = {
+        {"M24", true},
+        {named, true},
+        {sized, true},
+        {{{"name", "M8"}, {"depth", 0.2}, {"flank_angle_deg", 90}, {"left_handed", true}}, true},
+        {{{"name", "M4"}, {"depth", 1.05}, {"flank_angle_deg", 20}}, true},
+        {{{"name", "M8"}, {"depth", 0.19}}, false},
+        {{{"name", "M8"}, {"depth", 1.06}}, false},
+        {{{"name", "M8"}, {"flank_angle_deg", 19}}, false},
+        {{{"name", "M8"}, {"flank_angle_deg", 91}}, false},
+        {{{"name", "M8"}, {"left_handed", "yes"}}, false},
+        {{{"name", "M8"}, {"pitch", 0.001}}, false},
+        {{{"name", "8"}}, false},
+        {{{"pitch", 0.001}}, false},
+        {json::object(), false}};
+    for (const auto& [thread, sound] : cases) {
+      scene["part"]["thread"] = thread;
+      EXPECT_EQ(Refusal(scene).empty(), sound) << Refusal(scene);
+      EXPECT_EQ(Against(scene, "scene").empty(), sound) << thread;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mfx_test
