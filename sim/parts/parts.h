@@ -6,6 +6,7 @@
 #include "sim/faces/outline.h"
 #include "sim/part.h"
 #include "sim/parts/thread.h"
+#include "sim/parts/wall_form.h"
 
 /// \file
 /// The built-in parts. Lengths are metres, angles radians. Each stands in its own frame as told in
@@ -75,6 +76,7 @@ PartPtr MakeEdge(const EdgeSpec& spec);
 struct StudSpec {
   double radius = 0.004;         ///< of a smooth stud
   std::optional<Thread> thread;  ///< instead of a smooth stud
+  WallForm form;                 ///< on the wall below the lead
   double height = 0.02;
   double lead = 0.0005;  ///< chamfer of 45 degrees at the free end; a thread's begins on its minor
                          ///< radius less this much
@@ -82,13 +84,16 @@ struct StudSpec {
   double width = 0.2;    ///< of the base plate along y
 };
 /// Truth: "center" (the foot), "axis" (out of the plate), "height", and "radius" or "major_radius",
-/// "pitch_radius", "minor_radius", "pitch", and "left_handed" of a thread that is.
+/// "pitch_radius", "minor_radius", "pitch", and "left_handed" of a thread that is. Errors of form
+/// move none of them: the axis is the least squares axis of the wall below the lead, the radii are
+/// its means.
 PartPtr MakeStud(const StudSpec& spec);
 
 /// A bore in a plate: the front is z = 0, the middle of its mouth the origin.
 struct BoreSpec {
   double radius = 0.004;         ///< of a smooth bore
   std::optional<Thread> thread;  ///< instead of a smooth bore
+  WallForm form;                 ///< on the wall below the countersink
   double depth = 0.016;
   bool through = false;  ///< without a floor
   double lead = 0.0002;  ///< countersink of 45 degrees: the mouth is wider than the bore, or than

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "sim/faces/face_part.h"
+#include "sim/faces/formed_wall.h"
 #include "sim/faces/outline_wall.h"
 #include "sim/faces/planar_face.h"
 #include "sim/faces/thread_face.h"
@@ -14,7 +15,7 @@ namespace {
 
 using Faces = std::vector<std::unique_ptr<Face>>;
 
-void TellRadii(double radius, const std::optional<Thread>& thread, ThreadKind kind, Truth& truth) {
+void TellRadii(double radius, const std::optional<Thread>& thread, WallKind kind, Truth& truth) {
   if (!thread) {
     truth.values["radius"] = radius;
     return;
@@ -26,6 +27,61 @@ void TellRadii(double radius, const std::optional<Thread>& thread, ThreadKind ki
   if (thread->left_handed) truth.flags["left_handed"] = true;
 }
 
+/// Height of the lead, with what it cuts of a thread's crests.
+double LeadHeight(double lead, const std::optional<Thread>& thread) {
+  return lead + (thread ? thread->Depth() : 0.0);
+}
+
+void AddIdealStud(const StudSpec& spec, double end_radius, Faces& faces) {
+  faces.push_back(std::make_unique<PlanarFace>(spec.height, Outline::Circle(end_radius)));
+  if (spec.thread) {
+    faces.push_back(
+        std::make_unique<ThreadFace>(*spec.thread, WallKind::kStud, 0.0, spec.height, end_radius));
+    return;
+  }
+  const double shoulder = spec.height - spec.lead;
+  faces.push_back(std::make_unique<OutlineWall>(Outline::Circle(spec.radius), 0.0, shoulder));
+  if (spec.lead > 0.0) {
+    faces.push_back(
+        std::make_unique<OutlineWall>(Outline::Circle(end_radius), shoulder, spec.height, -1.0));
+  }
+}
+
+void AddFormedStud(const StudSpec& spec, double end_radius, Faces& faces) {
+  FormedWallSpec wall{WallKind::kStud, spec.radius, spec.thread, 0.0, spec.height, {}};
+  if (spec.thread || spec.lead > 0.0) wall.cone_radius = end_radius;
+  const double shoulder = spec.height - LeadHeight(spec.lead, spec.thread);
+  const FormedWall face(wall, WallShape(spec.form, 0.0, shoulder));
+  // The end first: what it hides of the wall need not be looked for.
+  faces.push_back(std::make_unique<FormedEnd>(face, spec.height));
+  faces.push_back(std::make_unique<FormedWall>(face));
+}
+
+void AddIdealBore(const BoreSpec& spec, const Outline& plate, const Outline& mouth, Faces& faces) {
+  faces.push_back(std::make_unique<PlanarFace>(0.0, plate, mouth));
+  if (spec.thread) {
+    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, WallKind::kBore, -spec.depth, 0.0,
+                                                 mouth.rounding()));
+  } else {
+    if (spec.lead > 0.0) {
+      faces.push_back(std::make_unique<OutlineWall>(mouth, -spec.lead, 0.0, 1.0));
+    }
+    faces.push_back(
+        std::make_unique<OutlineWall>(Outline::Circle(spec.radius), -spec.depth, -spec.lead));
+  }
+  if (!spec.through) faces.push_back(std::make_unique<PlanarFace>(-spec.depth, mouth));
+}
+
+void AddFormedBore(const BoreSpec& spec, const Outline& plate, const Outline& mouth, Faces& faces) {
+  FormedWallSpec wall{WallKind::kBore, spec.radius, spec.thread, -spec.depth, 0.0, {}};
+  if (spec.thread || spec.lead > 0.0) wall.cone_radius = mouth.rounding();
+  const double shoulder = -LeadHeight(spec.lead, spec.thread);
+  const FormedWall face(wall, WallShape(spec.form, -spec.depth, shoulder));
+  faces.push_back(std::make_unique<FormedEnd>(face, 0.0, plate));
+  if (!spec.through) faces.push_back(std::make_unique<FormedEnd>(face, -spec.depth));
+  faces.push_back(std::make_unique<FormedWall>(face));
+}
+
 }  // namespace
 
 PartPtr MakeStud(const StudSpec& spec) {
@@ -34,23 +90,12 @@ PartPtr MakeStud(const StudSpec& spec) {
   const double end_radius = body - spec.lead;
   Faces faces;
   faces.push_back(std::make_unique<PlanarFace>(0.0, plate));
-  faces.push_back(std::make_unique<PlanarFace>(spec.height, Outline::Circle(end_radius)));
-  if (spec.thread) {
-    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadKind::kStud, 0.0, spec.height,
-                                                 end_radius));
-  } else {
-    const double shoulder = spec.height - spec.lead;
-    faces.push_back(std::make_unique<OutlineWall>(Outline::Circle(spec.radius), 0.0, shoulder));
-    if (spec.lead > 0.0) {
-      faces.push_back(
-          std::make_unique<OutlineWall>(Outline::Circle(end_radius), shoulder, spec.height, -1.0));
-    }
-  }
+  (spec.form.IsIdeal() ? AddIdealStud : AddFormedStud)(spec, end_radius, faces);
   Truth truth;
   truth.points["center"] = Vec3::Zero();
   truth.directions["axis"] = Vec3::UnitZ();
   truth.values["height"] = spec.height;
-  TellRadii(spec.radius, spec.thread, ThreadKind::kStud, truth);
+  TellRadii(spec.radius, spec.thread, WallKind::kStud, truth);
   const double reach = std::max(plate.Reach(), spec.height + 2.0 * spec.radius) +
                        (spec.thread ? 2.0 * spec.thread->major_radius : 0.0);
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
@@ -61,18 +106,7 @@ PartPtr MakeBore(const BoreSpec& spec) {
   const double body = spec.thread ? spec.thread->major_radius : spec.radius;
   const Outline mouth = Outline::Circle(body + spec.lead);
   Faces faces;
-  faces.push_back(std::make_unique<PlanarFace>(0.0, plate, mouth));
-  if (spec.thread) {
-    faces.push_back(std::make_unique<ThreadFace>(*spec.thread, ThreadKind::kBore, -spec.depth, 0.0,
-                                                 mouth.rounding()));
-  } else {
-    if (spec.lead > 0.0) {
-      faces.push_back(std::make_unique<OutlineWall>(mouth, -spec.lead, 0.0, 1.0));
-    }
-    faces.push_back(
-        std::make_unique<OutlineWall>(Outline::Circle(spec.radius), -spec.depth, -spec.lead));
-  }
-  if (!spec.through) faces.push_back(std::make_unique<PlanarFace>(-spec.depth, mouth));
+  (spec.form.IsIdeal() ? AddIdealBore : AddFormedBore)(spec, plate, mouth, faces);
 
   Truth truth;
   truth.points["center"] = Vec3::Zero();
@@ -80,7 +114,7 @@ PartPtr MakeBore(const BoreSpec& spec) {
   truth.directions["axis"] = -Vec3::UnitZ();
   truth.values["depth"] = spec.depth;
   truth.values["mouth_radius"] = mouth.rounding();
-  TellRadii(spec.radius, spec.thread, ThreadKind::kBore, truth);
+  TellRadii(spec.radius, spec.thread, WallKind::kBore, truth);
   const double reach = plate.Reach() + spec.depth;
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
 }

@@ -55,7 +55,7 @@ std::optional<Thread> Thread::Metric(std::string_view name) {
   return std::nullopt;
 }
 
-ThreadProfile::ThreadProfile(const Thread& thread, ThreadKind kind)
+ThreadProfile::ThreadProfile(const Thread& thread, WallKind kind)
     : _major_radius(thread.major_radius),
       _minor_radius(thread.MinorRadius()),
       _pitch(thread.pitch),
@@ -64,8 +64,8 @@ ThreadProfile::ThreadProfile(const Thread& thread, ThreadKind kind)
   // What is not cut of each flank leaves its height to the crest.
   const double uncut = (1.0 - thread.depth) * basic.depth / basic.flank_slope;
   _flank_slope = basic.flank_slope;
-  _major_end = 0.5 * basic.major_flat + (kind == ThreadKind::kStud ? uncut : 0.0);
-  _minor_start = 0.5 - 0.5 * basic.minor_flat - (kind == ThreadKind::kBore ? uncut : 0.0);
+  _major_end = 0.5 * basic.major_flat + (kind == WallKind::kStud ? uncut : 0.0);
+  _minor_start = 0.5 - 0.5 * basic.minor_flat - (kind == WallKind::kBore ? uncut : 0.0);
 }
 
 double ThreadProfile::RadiusAt(double turns) const {

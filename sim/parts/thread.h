@@ -27,7 +27,7 @@ struct Thread {
 
 /// What a thread is cut on. The tool cuts its own nose into the roots, so that a thread that is cut
 /// less deep keeps the flats of its roots, and wider flats stay on its crests.
-enum class ThreadKind {
+enum class WallKind {
   kStud,  ///< the roots are on the minor radius
   kBore   ///< the roots are on the major radius
 };
@@ -40,7 +40,7 @@ enum class ThreadKind {
 /// (ISO 2904) P/2, with as much thread as gap half way; every other angle as 60 degrees.
 class ThreadProfile {
  public:
-  ThreadProfile(const Thread& thread, ThreadKind kind);
+  ThreadProfile(const Thread& thread, WallKind kind);
 
   /// Height in pitches above the middle of a crest, for a point at `z` metres and `angle` radians.
   double Turns(double z, double angle) const { return z / _pitch - _hand * (angle / (2.0 * kPi)); }

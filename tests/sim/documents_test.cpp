@@ -241,7 +241,7 @@ TEST(ScenesDocument, TellsTheBasicProfiles) {
       const auto flat = [&](const std::string& cell) {
         return cell.starts_with("P/") ? 1.0 / std::stod(cell.substr(2)) : std::stod(cell);
       };
-      const ThreadProfile profile(thread, ThreadKind::kBore);
+      const ThreadProfile profile(thread, WallKind::kBore);
       EXPECT_EQ(profile.SlopeAt(0.49 * flat(cells[2])), 0.0) << cells[0];
       EXPECT_NE(profile.SlopeAt(0.51 * flat(cells[2])), 0.0) << cells[0];
       EXPECT_EQ(profile.SlopeAt(0.5 - 0.49 * flat(cells[3])), 0.0) << cells[0];

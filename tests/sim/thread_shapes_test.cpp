@@ -38,7 +38,7 @@ struct Flats {
   double major;
   double minor;
 };
-Flats FlatsOf(const Thread& thread, ThreadKind kind) {
+Flats FlatsOf(const Thread& thread, WallKind kind) {
   const ThreadProfile profile(thread, kind);
   const auto end_of = [&](double start, double towards, double radius) {
     double inside = start;
@@ -55,25 +55,25 @@ Flats FlatsOf(const Thread& thread, ThreadKind kind) {
 // A stud cut less deep keeps the flats of its roots, a bore those on its major radius; of each
 // flank 0.2 * 0.541266 / tan 60 degrees = 1/16 of a pitch is not cut.
 TEST(ThreadShapes, WhatIsNotCutWidensTheCrests) {
-  const Flats stud = FlatsOf(M8Of(0.8), ThreadKind::kStud);
+  const Flats stud = FlatsOf(M8Of(0.8), WallKind::kStud);
   EXPECT_NEAR(stud.minor, 1.0 / 8.0, 1e-12);
   EXPECT_NEAR(stud.major, 1.0 / 16.0 + 1.0 / 16.0, 1e-12);
-  const Flats bore = FlatsOf(M8Of(0.8), ThreadKind::kBore);
+  const Flats bore = FlatsOf(M8Of(0.8), WallKind::kBore);
   EXPECT_NEAR(bore.major, 1.0 / 16.0, 1e-12);
   EXPECT_NEAR(bore.minor, 1.0 / 8.0 + 1.0 / 16.0, 1e-12);
-  const Flats deep = FlatsOf(M8Of(1.05), ThreadKind::kStud);
+  const Flats deep = FlatsOf(M8Of(1.05), WallKind::kStud);
   EXPECT_NEAR(deep.major, 1.0 / 16.0 - 1.0 / 64.0, 1e-12);
   // Trapezoids: 0.366 P of ISO 2904 on both radii; 55 degrees: P / 6.
-  const Flats trapezoid = FlatsOf(M8Of(1.0, 30.0), ThreadKind::kBore);
+  const Flats trapezoid = FlatsOf(M8Of(1.0, 30.0), WallKind::kBore);
   EXPECT_NEAR(2.0 * trapezoid.major, 0.366, 1e-4);
   EXPECT_NEAR(2.0 * trapezoid.minor, 0.366, 1e-4);
-  const Flats whitworth = FlatsOf(M8Of(1.0, 55.0), ThreadKind::kStud);
+  const Flats whitworth = FlatsOf(M8Of(1.0, 55.0), WallKind::kStud);
   EXPECT_NEAR(2.0 * whitworth.major, 1.0 / 6.0, 1e-12);
   EXPECT_NEAR(2.0 * whitworth.minor, 1.0 / 6.0, 1e-12);
 }
 
 TEST(ThreadShapes, PitchRadiusIsWhereThreadAndGapAreEquallyWide) {
-  for (const ThreadKind kind : {ThreadKind::kStud, ThreadKind::kBore}) {
+  for (const WallKind kind : {WallKind::kStud, WallKind::kBore}) {
     for (const double degrees : {20.0, 30.0, 55.0, 60.0, 90.0}) {
       for (const double depth : {0.8, 1.0, 1.05}) {
         const ThreadProfile profile(M8Of(depth, degrees), kind);
@@ -83,18 +83,18 @@ TEST(ThreadShapes, PitchRadiusIsWhereThreadAndGapAreEquallyWide) {
     }
   }
   // The flanks of a thread that is hardly cut end before: a stud's is beyond its crests.
-  EXPECT_GT(ThreadProfile(M8Of(0.2), ThreadKind::kStud).PitchRadius(), 0.004);
-  EXPECT_LT(ThreadProfile(M8Of(0.2), ThreadKind::kBore).PitchRadius(), M8Of(0.2).MinorRadius());
+  EXPECT_GT(ThreadProfile(M8Of(0.2), WallKind::kStud).PitchRadius(), 0.004);
+  EXPECT_LT(ThreadProfile(M8Of(0.2), WallKind::kBore).PitchRadius(), M8Of(0.2).MinorRadius());
 }
 
 /// The surface of a thread as the tool leaves it: a groove with the flat of the basic profile at
 /// its bottom, flanks that rise from there, up to the crests.
-double CutRadius(const Thread& thread, ThreadKind kind, const Vec3& p) {
+double CutRadius(const Thread& thread, WallKind kind, const Vec3& p) {
   const double degrees = thread.flank_angle * 180.0 / kPi;
   const double hand = thread.left_handed ? -1.0 : 1.0;
   const double angle = std::atan2(p.y(), p.x());
   double turns = p.z() / thread.pitch - hand * angle / (2.0 * kPi);
-  const bool stud = kind == ThreadKind::kStud;
+  const bool stud = kind == WallKind::kStud;
   if (stud) turns -= 0.5;  // from the middle of a root
   const double away = std::fabs(turns - std::round(turns)) * thread.pitch;
   double flat = stud ? 0.25 : 0.125;
@@ -106,7 +106,7 @@ double CutRadius(const Thread& thread, ThreadKind kind, const Vec3& p) {
   return std::clamp(thread.major_radius - rise, thread.MinorRadius(), thread.major_radius);
 }
 
-double Outside(const Thread& thread, ThreadKind kind, const Vec3& p) {
+double Outside(const Thread& thread, WallKind kind, const Vec3& p) {
   return p.head<2>().norm() - CutRadius(thread, kind, p);
 }
 
@@ -114,7 +114,7 @@ constexpr double kBottom = -0.008;
 constexpr double kTop = 0.008;
 
 /// Whether a ray crosses the thread before `end`, in strides of half a micrometre.
-bool CrossesBefore(const Thread& thread, ThreadKind kind, const Ray& ray, double end) {
+bool CrossesBefore(const Thread& thread, WallKind kind, const Ray& ray, double end) {
   std::optional<bool> first;
   for (double t = 0.0; t < end; t += 5e-7) {
     const Vec3 p = ray.At(t);
@@ -132,9 +132,9 @@ bool CrossesBefore(const Thread& thread, ThreadKind kind, const Ray& ray, double
 
 /// Rays from around a stud, or from within a bore, meet its thread on its surface and never behind
 /// what a march along them finds.
-void ExpectMetAsMarched(const Thread& thread, ThreadKind kind) {
+void ExpectMetAsMarched(const Thread& thread, WallKind kind) {
   // A cone that cuts nothing off.
-  const bool stud = kind == ThreadKind::kStud;
+  const bool stud = kind == WallKind::kStud;
   const ThreadFace face(thread, kind, kBottom, kTop, stud ? 1.0 : 0.0);
   Rng rng(31);
   int met = 0;
@@ -164,7 +164,7 @@ TEST(ThreadShapes, RaysMeetStudsWhereAMarchFindsThem) {
   for (const double degrees : {20.0, 30.0, 55.0, 60.0, 90.0}) {
     for (const double depth : {0.2, 0.8, 1.05}) {
       SCOPED_TRACE(std::to_string(degrees) + " " + std::to_string(depth));
-      ExpectMetAsMarched(M8Of(depth, degrees, depth == 0.8), ThreadKind::kStud);
+      ExpectMetAsMarched(M8Of(depth, degrees, depth == 0.8), WallKind::kStud);
     }
   }
 }
@@ -173,7 +173,7 @@ TEST(ThreadShapes, RaysMeetBoresWhereAMarchFindsThem) {
   for (const double degrees : {20.0, 30.0, 55.0, 60.0, 90.0}) {
     for (const double depth : {0.2, 0.8, 1.05}) {
       SCOPED_TRACE(std::to_string(degrees) + " " + std::to_string(depth));
-      ExpectMetAsMarched(M8Of(depth, degrees, depth == 0.8), ThreadKind::kBore);
+      ExpectMetAsMarched(M8Of(depth, degrees, depth == 0.8), WallKind::kBore);
     }
   }
 }
@@ -183,9 +183,9 @@ TEST(ThreadShapes, RaysMeetBoresWhereAMarchFindsThem) {
 TEST(ThreadShapes, NormalsFollowFlankAngleAndHand) {
   for (const bool left_handed : {false, true}) {
     const Thread thread = M8Of(0.7, 40.0, left_handed);
-    const ThreadFace face(thread, ThreadKind::kStud, kBottom, kTop, 1.0);
+    const ThreadFace face(thread, WallKind::kStud, kBottom, kTop, 1.0);
     const auto on = [&](double angle, double z) {
-      const double r = CutRadius(thread, ThreadKind::kStud, {std::cos(angle), std::sin(angle), z});
+      const double r = CutRadius(thread, WallKind::kStud, {std::cos(angle), std::sin(angle), z});
       return Vec3(r * std::cos(angle), r * std::sin(angle), z);
     };
     Rng rng(32);

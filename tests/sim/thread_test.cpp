@@ -12,7 +12,7 @@ namespace libmfx::sim {
 namespace {
 
 const Thread kM8 = *Thread::Metric("M8");
-const ThreadProfile kM8Profile(kM8, ThreadKind::kStud);
+const ThreadProfile kM8Profile(kM8, WallKind::kStud);
 
 TEST(Thread, BasicProfileOfM8) {
   // ISO 724: M8 x 1.25 has a pitch diameter of 7.188 mm and a minor diameter of 6.647 mm.
