@@ -147,10 +147,52 @@ void CheckTurns(SceneSection& s, const char* key, double length, const Thread& t
   }
 }
 
+constexpr double kMostForm = 0.05;  // of the radius
+
+/// One error of form, of either sign.
+double ReadFormError(SceneSection& form, const char* key, double radius) {
+  const double error = form.Number(key, -1000.0, 1000.0, 0.0);
+  if (std::fabs(error) > kMostForm * radius) {
+    form.Refuse(key, "is more than 5 % of the radius of " + NumberText(radius) + " m");
+  }
+  return error;
+}
+
+/// "form": how the wall of a stud or a bore differs from a round and straight one.
+/// \param radius of the wall, of a thread its major radius
+WallForm ReadForm(SceneSection& s, double radius) {
+  WallForm form;
+  if (!s.Tells("form")) return form;
+  SceneSection own = s.Child("form");
+  double waves = 0.0;
+  if (own.Tells("lobes")) {
+    for (SceneSection& some : own.Children("lobes", 16)) {
+      WallForm::Lobes lobes;
+      lobes.count = static_cast<int>(some.Integer("count", 2, 100));
+      lobes.amplitude = some.Number("amplitude", 0.0, 1000.0);
+      lobes.crest = some.Degrees("crest_deg", -360.0, 360.0, 0.0);
+      some.Finish();
+      waves += lobes.amplitude;
+      form.lobes.push_back(lobes);
+    }
+  }
+  if (waves > kMostForm * radius) {
+    own.Refuse("lobes", "has amplitudes that add up to " + NumberText(waves) +
+                            ", more than 5 % of the radius of " + NumberText(radius) + " m");
+  }
+  form.taper = ReadFormError(own, "taper", radius);
+  form.barrel = ReadFormError(own, "barrel", radius);
+  form.bend = ReadFormError(own, "bend", radius);
+  form.bend_direction = own.Degrees("bend_deg", -360.0, 360.0, 0.0);
+  own.Finish();
+  return form;
+}
+
 PartPtr ReadStud(SceneSection& s) {
   parts::StudSpec spec;
   spec.thread = ReadThread(s);
   if (!spec.thread) spec.radius = s.Length("radius");
+  spec.form = ReadForm(s, spec.thread ? spec.thread->major_radius : spec.radius);
   const double body = spec.thread ? spec.thread->MinorRadius() : spec.radius;
   spec.height = s.Length("height", 5.0 * body);
   spec.lead = s.LengthOrZero("lead", 0.1 * body);
@@ -169,6 +211,7 @@ PartPtr ReadBore(SceneSection& s) {
   spec.thread = ReadThread(s);
   if (!spec.thread) spec.radius = s.Length("radius");
   const double body = spec.thread ? spec.thread->major_radius : spec.radius;
+  spec.form = ReadForm(s, body);
   spec.depth = s.Length("depth", 4.0 * body);
   spec.through = s.Flag("through", false);
   spec.lead = s.LengthOrZero("lead", 0.05 * body);
@@ -177,7 +220,9 @@ PartPtr ReadBore(SceneSection& s) {
   if (spec.thread) CheckTurns(s, "depth", spec.depth, *spec.thread);
   spec.length = s.Length("length", spec.length);
   spec.width = s.Length("width", spec.width);
-  if (2.0 * (body + spec.lead) >= std::min(spec.length, spec.width)) {
+  // No errors of form reach farther together.
+  const double form = spec.form.IsIdeal() ? 0.0 : 3.0 * kMostForm * body;
+  if (2.0 * (body + spec.lead + form) >= std::min(spec.length, spec.width)) {
     s.Refuse(spec.thread ? "thread" : "radius", "makes the mouth wider than the plate");
   }
   return parts::MakeBore(spec);

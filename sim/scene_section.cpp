@@ -57,6 +57,17 @@ const json& SceneSection::At(const char* key) {
   return *found;
 }
 
+std::vector<SceneSection> SceneSection::Children(const char* key, std::size_t most) {
+  const json& value = At(key);
+  if (!value.is_array()) Refuse(key, "is not an array");
+  if (value.size() > most) Refuse(key, "has more than " + std::to_string(most) + " entries");
+  std::vector<SceneSection> children;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    children.emplace_back(value[i], PathOf(key) + "[" + std::to_string(i) + "]");
+  }
+  return children;
+}
+
 double SceneSection::Number(const char* key, double low, double high) {
   const json& value = At(key);
   if (!value.is_number()) Refuse(key, "is not a number");

@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "sim/scene.h"
 
@@ -20,9 +21,16 @@ class SceneSection {
   SceneSection(const nlohmann::json& value, std::string path);
 
   bool Has(const char* key) const { return _value.contains(key); }
+  /// The same of a key that may be absent and is known all the same.
+  bool Tells(const char* key) {
+    _known.insert(key);
+    return Has(key);
+  }
   /// The value of a required key.
   const nlohmann::json& At(const char* key);
   SceneSection Child(const char* key) { return {At(key), PathOf(key)}; }
+  /// The objects of an array, from none to `most`.
+  std::vector<SceneSection> Children(const char* key, std::size_t most);
 
   /// A number within [low, high]. An absent key gives `fallback`; without fallback it is required.
   double Number(const char* key, double low, double high);

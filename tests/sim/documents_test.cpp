@@ -161,6 +161,10 @@ TEST(ScenesDocument, TellsEveryKey) {
         KnownKeys({{"part", part}, {"pose", LeastScene("bore")["pose"]}}, "/part/thread"));
   }
   EXPECT_EQ(of_threads, ToldKeys("Threads", "key of `thread`"));
+  nlohmann::json formed = LeastScene("stud");
+  formed["part"]["form"]["lobes"] = {{{"count", 2}, {"amplitude", 1e-5}}};
+  EXPECT_EQ(KnownKeys(formed, "/part/form"), ToldKeys("Errors of form", "key of `form`"));
+  EXPECT_EQ(KnownKeys(formed, "/part/form/lobes/0"), ToldKeys("Errors of form", "key of `lobes`"));
 }
 
 /// What a raster over a scene brings back, from straight ahead and from aside.
@@ -277,6 +281,39 @@ TEST(ScenesDocument, TellsTheDefaultsOfThreads) {
   EXPECT_EQ(checked, 3);
 }
 
+// The example of a form is taken; and what a form is without a key is what the tables say.
+TEST(ScenesDocument, TellsTheDefaultsOfForms) {
+  nlohmann::json form;
+  for (const test::Block& block : test::BlocksOf(ScenesDocument())) {
+    if (block.language == "json" && block.text.starts_with("{\"lobes\"")) {
+      form = nlohmann::json::parse(block.text);
+    }
+  }
+  int checked = 0;
+  for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+    const bool of_lobes = table.header[0] == "key of `lobes`";
+    if (!of_lobes && table.header[0] != "key of `form`") continue;
+    for (const auto& cells : table.rows) {
+      const std::string key = test::QuotedIn(cells[0], '`')[0];
+      if (cells[1] == "required") continue;
+      nlohmann::json told = LeastScene("stud");
+      told["part"]["form"] = form;
+      const std::vector<double> whole = Seen(told);
+      nlohmann::json left_out = told;
+      nlohmann::json& there = of_lobes ? told["part"]["form"]["lobes"][0] : told["part"]["form"];
+      nlohmann::json& gone =
+          of_lobes ? left_out["part"]["form"]["lobes"][0] : left_out["part"]["form"];
+      there[key] = key == "lobes" ? nlohmann::json::array() : nlohmann::json::parse(cells[1]);
+      ASSERT_EQ(gone.erase(key), 1U) << key << " is not in the example";
+      const std::vector<double> without = Seen(left_out);
+      EXPECT_TRUE(Seen(told) == without) << key;
+      EXPECT_FALSE(whole == without) << key;
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 6);
+}
+
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
@@ -285,6 +322,8 @@ TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
       {"part.type", {"/part/type", "gear"}},
       {"part.thread.depth",
        {"/part", {{"type", "stud"}, {"thread", {{"name", "M8"}, {"depth", 3}}}}}},
+      {"part.form.taper",
+       {"/part", {{"type", "stud"}, {"radius", 0.004}, {"form", {{"taper", 0.001}}}}}},
       {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
       {"pose.position", {"/pose/position", {0, 0, -2}}},
       {"noise.range", {"/noise", {{"range", -1e-5}}}}};

@@ -79,6 +79,27 @@ TEST(SameBytes, SmoothStudAndBore) {
   EXPECT_EQ(ScanOf(parts::MakeBore({}), 0.005), 18092433873750924221ULL);
 }
 
+TEST(SameBytes, ShallowLeftHandedStud) {
+  parts::StudSpec spec;
+  spec.thread = Thread::Metric("M10");
+  spec.thread->depth = 0.7;
+  spec.thread->flank_angle = 40.0 * kPi / 180.0;
+  spec.thread->left_handed = true;
+  EXPECT_EQ(ScanOf(parts::MakeStud(spec), 0.01), 11023824170066353319ULL);
+}
+
+TEST(SameBytes, WallsWithErrorsOfForm) {
+  parts::BoreSpec bore;
+  bore.form.lobes = {{3, 0.00004, 0.3}, {7, 0.00001, 1.0}};
+  bore.form.bend = 0.00005;
+  EXPECT_EQ(ScanOf(parts::MakeBore(bore), 0.005), 1417652508511703248ULL);
+  parts::StudSpec stud;
+  stud.thread = Thread::Metric("M10");
+  stud.form.taper = 0.0001;
+  stud.form.barrel = 0.00002;
+  EXPECT_EQ(ScanOf(parts::MakeStud(stud), 0.01), 14461958355384643380ULL);
+}
+
 TEST(SameBytes, EdgeWithAFillet) {
   parts::EdgeSpec spec;
   spec.fillet = 0.001;

@@ -168,6 +168,64 @@ TEST(SceneParts, StudsAndBoresThatCannotBeAreRefused) {
             "part.radius: 0.09 makes the mouth wider than the plate");
 }
 
+/// What a wall of 4 mm radius has half way up from +x, and at its top.
+double RadiusSeen(const Scene& scene, double z) {
+  Hit hit;
+  EXPECT_TRUE(scene.part->Intersect({{0.01, 0.0, z}, -Vec3::UnitX()}, hit));
+  return 0.01 - hit.t;
+}
+
+TEST(SceneParts, ErrorsOfFormAreRead) {
+  const json part = {{"type", "stud"}, {"radius", 0.004}, {"height", 0.0204}, {"lead", 0.0004}};
+  const auto with = [&](const json& form) {
+    json formed = part;
+    formed["form"] = form;
+    return SceneOf(formed);
+  };
+  EXPECT_NEAR(RadiusSeen(with({{"taper", 0.0001}}), 0.015), 0.004 + 0.25 * 0.0001, 1e-12);
+  EXPECT_NEAR(RadiusSeen(with({{"barrel", 0.0001}}), 0.01), 0.004 + 0.0001 / 3.0, 1e-12);
+  EXPECT_NEAR(RadiusSeen(with({{"bend", 0.0001}, {"bend_deg", 180}}), 0.01), 0.004 - 0.0001 / 3.0,
+              1e-12);
+  const json oval = {{"count", 2}, {"amplitude", 0.0001}, {"crest_deg", 90}};
+  const json wave = {{"count", 5}, {"amplitude", 0.00002}};
+  EXPECT_NEAR(RadiusSeen(with({{"lobes", {oval, wave}}}), 0.01), 0.004 - 0.0001 + 0.00002, 1e-12);
+  EXPECT_EQ(RadiusSeen(with(json::object()), 0.01), RadiusSeen(SceneOf(part), 0.01));
+}
+
+TEST(SceneParts, ErrorsOfFormThatCannotBeAreRefused) {
+  const auto refusal = [](const std::string& form) {
+    return Refusal((R"({"type": "bore", "radius": 0.004, "form": )" + form + "}").c_str());
+  };
+  EXPECT_EQ(refusal("3"), "part.form: 3 is not an object");
+  EXPECT_EQ(refusal(R"({"taper": 0.0003})"),
+            "part.form.taper: 0.0003 is more than 5 % of the radius of 0.004 m");
+  EXPECT_EQ(refusal(R"({"barrel": -0.0003})"),
+            "part.form.barrel: -0.0003 is more than 5 % of the radius of 0.004 m");
+  EXPECT_EQ(refusal(R"({"bend": "much"})"), "part.form.bend: \"much\" is not a number");
+  EXPECT_EQ(refusal(R"({"bend_deg": 400})"), "part.form.bend_deg: 400 is not between -360 and 360");
+  EXPECT_EQ(refusal(R"({"oval": 1})"),
+            "part.form.oval: unknown key with the value 1 (known here: barrel, bend, bend_deg, "
+            "lobes, taper)");
+  EXPECT_EQ(refusal(R"({"lobes": 3})"), "part.form.lobes: 3 is not an array");
+  EXPECT_EQ(refusal(R"({"lobes": [3]})"), "part.form.lobes[0]: 3 is not an object");
+  EXPECT_EQ(refusal(R"({"lobes": [{"count": 1, "amplitude": 0}]})"),
+            "part.form.lobes[0].count: 1 is not between 2 and 100");
+  EXPECT_EQ(refusal(R"({"lobes": [{"count": 3}]})"), "part.form.lobes[0].amplitude: missing");
+  EXPECT_EQ(refusal(R"({"lobes": [{"count": 3, "amplitude": 0, "phase": 1}]})"),
+            "part.form.lobes[0].phase: unknown key with the value 1 (known here: amplitude, count, "
+            "crest_deg)");
+  const std::string wave = R"({"count": 3, "amplitude": 0.000125})";
+  EXPECT_EQ(
+      refusal(R"({"lobes": [)" + wave + ", " + wave + "]}"),
+      "part.form.lobes: [..., ...] has amplitudes that add up to 0.00025, more than 5 % of the "
+      "radius of 0.004 m");
+  std::string many = wave;
+  for (int i = 0; i < 16; ++i) many += ", " + wave;
+  EXPECT_THAT(refusal(R"({"lobes": [)" + many + "]}"), HasSubstr("has more than 16 entries"));
+  EXPECT_EQ(Refusal(R"({"type": "bore", "radius": 0.09, "lead": 0, "form": {"taper": 1e-5}})"),
+            "part.radius: 0.09 makes the mouth wider than the plate");
+}
+
 TEST(SceneParts, ABackgroundBetweenInstrumentAndPartIsRefused) {
   const json scene = {{"part", {{"type", "ball"}}},
                       {"pose", {{"position", {0, 0, 2}}, {"normal", {0, 0, 1}}}},

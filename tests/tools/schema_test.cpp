@@ -370,5 +370,41 @@ TEST(SchemaTest, AThreadIsWhatItsReaderTakes) {
   }
 }
 
+TEST(SchemaTest, AFormIsWhatItsReaderTakes) {
+  const json schema = SchemaOf("scene")["properties"]["part"];
+  json scene = Example("hole").scene;
+  const json wave = {{"count", 3}, {"amplitude", 1e-5}};
+  for (const char* type : {"stud", "bore"}) {
+    scene["part"] = {{"type", type}, {"radius", 0.004}, {"form", {{"lobes", {wave}}}}};
+    for (const json& part : schema["oneOf"]) {
+      if (part["title"] != type) continue;
+      const json& form = part["properties"]["form"]["properties"];
+      EXPECT_EQ(KnownTo(scene, "/part/form"), KeysOf(form));
+      EXPECT_EQ(KnownTo(scene, "/part/form/lobes/0"),
+                KeysOf(form.at("/lobes/items/properties"_json_pointer)));
+    }
+    const std::vector<std::pair<json, bool>> cases = {
+        {json::object(), true},
+        {{{"lobes", json::array()}}, true},
+        {{{"lobes", {wave, wave}}, {"taper", -1e-5}, {"barrel", 1e-5}}, true},
+        {{{"bend", 1e-5}, {"bend_deg", -360}}, true},
+        {{{"bend_deg", 361}}, false},
+        {{{"taper", "much"}}, false},
+        {{{"oval", 1}}, false},
+        {{{"lobes", 3}}, false},
+        {{{"lobes", std::vector<json>(17, wave)}}, false},
+        {{{"lobes", {{{"count", 3}}}}}, false},
+        {{{"lobes", {{{"count", 1}, {"amplitude", 0}}}}}, false},
+        {{{"lobes", {{{"count", 101}, {"amplitude", 0}}}}}, false},
+        {{{"lobes", {{{"count", 3}, {"amplitude", -1e-5}}}}}, false},
+        {json::array(), false}};
+    for (const auto& [form, sound] : cases) {
+      scene["part"]["form"] = form;
+      EXPECT_EQ(Refusal(scene).empty(), sound) << Refusal(scene);
+      EXPECT_EQ(Against(scene, "scene").empty(), sound) << form;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace mfx_test
