@@ -133,7 +133,7 @@ std::optional<Thread> ReadThread(SceneSection& s) {
   // A steep and coarse thread would cut a stud through. None that has a name is as coarse.
   if (thread.Depth() > 0.7 * thread.major_radius) {
     own.Refuse("pitch", "cuts the thread " + NumberText(thread.Depth()) +
-                            " m deep, which leaves a core below 0.3 radii");
+                            " m deep, to less than 0.3 of its major radius");
   }
   own.Finish();
   return thread;

@@ -40,7 +40,7 @@ class FormedWall : public SteppedFace {
   Place PlaceOf(const Vec3& p) const;
   double ProfileAt(const Place& place, double z) const;
   double ConeRadius(double z) const;
-  /// Of two radii the one that is left of the material or the bore.
+  /// Whether the cone is the surface, and the wall cut off.
   bool ConeCuts(double cone, double wall) const;
   Vec3 NormalAt(const Vec3& p) const override;
   Tube Bounds() const override { return {_spec.bottom, _spec.top, _tube_radius}; }

@@ -50,7 +50,7 @@ Vec2 WallShape::AxisSlopeAt(double z) const {
 
 double WallShape::AddedAt(const Vec2& outward, double z) const {
   const double height = HeightOf(z);
-  double added = 0.5 * _form.taper * height + _form.barrel * (1.0 / 3.0 - height * height);
+  double added = 0.5 * _form.taper * height + _form.barrel * Parabola(height);
   for (const Wave& wave : _waves) {
     const Vec2 turned = Multiple(outward, wave.count);
     added += turned.x() * wave.along + turned.y() * wave.across;

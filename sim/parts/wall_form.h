@@ -32,7 +32,7 @@ class WallShape {
   WallShape(const WallForm& form, double bottom, double top);
 
   /// Where the bent axis passes.
-  Vec2 AxisAt(double z) const { return BendAt(HeightOf(z)) * _bend_direction; }
+  Vec2 AxisAt(double z) const { return _form.bend * Parabola(HeightOf(z)) * _bend_direction; }
   /// Its derivative by the height.
   Vec2 AxisSlopeAt(double z) const;
   /// What is added to the radius.
@@ -52,15 +52,16 @@ class WallShape {
  private:
   struct Wave {
     int count;
-    double along;  ///< amplitude times cosine and sine of the crest's phase
-    double across;
+    double along;   ///< amplitude times the cosine of the crest's phase
+    double across;  ///< the same with its sine
   };
 
   /// -1 at the bottom, 1 at the top.
   double HeightOf(double z) const;
   bool Within(double z) const { return z > _middle - _half && z < _middle + _half; }
-  /// Both are 0 in the mean over the height and do not lean.
-  double BendAt(double height) const { return _form.bend * (1.0 / 3.0 - height * height); }
+  /// One higher half way than at the ends, 0 in the mean over the height, and even: what follows it
+  /// moves neither a mean radius nor a least squares axis.
+  static double Parabola(double height) { return 1.0 / 3.0 - height * height; }
 
   WallForm _form;
   double _middle;

@@ -13,6 +13,7 @@ namespace libmfx::sim {
 namespace {
 
 using nlohmann::json;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 
 Scene SceneOf(const json& part) {
@@ -147,7 +148,8 @@ TEST(SceneParts, ThreadsThatCannotBeAreRefused) {
   EXPECT_EQ(refusal(R"({"depth": 0.8})"), "part.thread.major_diameter: missing");
   // 5/16 / tan 10 degrees = 1.7723 pitches.
   EXPECT_THAT(refusal(R"({"major_diameter": 0.008, "pitch": 0.002, "flank_angle_deg": 20})"),
-              HasSubstr("part.thread.pitch: 0.002 cuts the thread 0.003544"));
+              AllOf(HasSubstr("part.thread.pitch: 0.002 cuts the thread 0.003544"),
+                    HasSubstr(" m deep, to less than 0.3 of its major radius")));
 }
 
 TEST(SceneParts, StudsAndBoresThatCannotBeAreRefused) {
