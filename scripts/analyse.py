@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Static analysis with clang-tidy of every source of the library, the rooms around it and mfx.
 
-Most of the time of an analysis goes into what a source includes. So sources of one folder that share
-no name in their unnamed namespaces are analysed as one file that includes them; where something is
-found in such a file, or it does not compile, its sources are analysed one by one, and that counts.
+Most of the time of an analysis goes into what a source includes. So sources that are compiled with
+the same options, as those of one target are, and that share no name in their unnamed namespaces are
+analysed as one file that includes them; where something is found in such a file, or it does not
+compile, its sources are analysed one by one, and that counts.
 
 usage: scripts/analyse.py BUILD   BUILD: a configured and built folder of clang++, build/asan
 """
@@ -16,7 +17,7 @@ import shlex
 import subprocess
 import sys
 
-MOST_IN_ONE = 8
+MOST_IN_ONE = 12
 ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|tools)/")
 DECLARED = re.compile(
     r"^(?:template <.*> )?(?:(?:class|struct|enum|enum class|using) (\w+)\b(?!::)|.*?\b(\w+)\s*(?:\(|=|\{|\[|;))")
@@ -42,7 +43,7 @@ def groups_of(entries):
     """Entries of a compilation database, together where they can be one file."""
     groups = []
     for entry in entries:
-        key = (os.path.dirname(entry["file"]), re.sub(r" -o .*", "", entry["command"]))
+        key = re.sub(r" -o .*", "", entry["command"])
         names = private_names(entry["file"])
         for group in groups:
             if group["key"] == key and len(group["entries"]) < MOST_IN_ONE and not group["names"] & names:
