@@ -1,5 +1,6 @@
 #include "sim/mesh/mesh_shapes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>

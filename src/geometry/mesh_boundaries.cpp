@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <stdexcept>
 #include <unordered_set>
 #include <utility>

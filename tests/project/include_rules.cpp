@@ -74,18 +74,6 @@ bool IsStandard(const std::string& target) {
   return target.find_first_of("/.") == std::string::npos;
 }
 
-/// The file of the project that an include line means, or empty.
-std::string Resolve(const std::string& from, const std::string& target,
-                    const std::set<std::string>& files) {
-  const std::string beside = (fs::path(from).parent_path() / target).lexically_normal().string();
-  for (const std::string& candidate :
-       {beside, "include/" + target, "src/" + target, "sim/include/" + target, "sim/" + target,
-        "tools/mfx/" + target, "tests/support/" + target, "tests/geometry/" + target, target}) {
-    if (files.contains(candidate)) return candidate;
-  }
-  return {};
-}
-
 bool MayIncludeRoom(const std::string& path, const std::string& room, const std::string& other) {
   if (other == room) return true;
   if (const auto found = Exceptions().find(path);
@@ -128,6 +116,17 @@ std::string OutsideFault(const std::string& room, const Include& include, const 
 }
 
 }  // namespace
+
+std::string Resolve(const std::string& from, const std::string& target,
+                    const std::set<std::string>& files) {
+  const std::string beside = (fs::path(from).parent_path() / target).lexically_normal().string();
+  for (const std::string& candidate :
+       {beside, "include/" + target, "src/" + target, "sim/include/" + target, "sim/" + target,
+        "tools/mfx/" + target, "tests/support/" + target, "tests/geometry/" + target, target}) {
+    if (files.contains(candidate)) return candidate;
+  }
+  return {};
+}
 
 std::vector<Include> IncludesOf(const std::string& text) {
   static const std::regex pattern(R"re(^\s*#\s*include\s*(["<])([^">]+)[">])re");

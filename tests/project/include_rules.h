@@ -28,6 +28,13 @@ std::vector<Include> IncludesOf(const std::string& text);
 /// \param path relative to the root of the project
 std::string RoomOf(const std::string& path);
 
+/// The file of the project that an include line means, relative to its root; empty for a header of
+/// others.
+/// \param from the file in which the line stands, relative to the root
+/// \param files every file of the project, relative to its root
+std::string Resolve(const std::string& from, const std::string& target,
+                    const std::set<std::string>& files);
+
 /// The include lines of one file that break a rule, in words; empty when all is well.
 /// \param path relative to the root of the project
 /// \param text what the file holds

@@ -1,5 +1,6 @@
 // Studs and bores, smooth and with a thread: how far axis, centre and radius lie from the truth.
 
+#include <cmath>
 #include <numbers>
 #include <string>
 
