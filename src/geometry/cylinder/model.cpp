@@ -64,7 +64,15 @@ NormalEquations Evaluate(const Points& points, const Model& model) {
 }
 
 Eigen::ArrayXd Residuals(const Points& points, const Model& model) {
-  return EvaluateRow<Eigen::ArrayXd>(points.x, points.y, points.z, model).residual + points.depth;
+  Eigen::ArrayXd residuals(points.size());
+  for (Eigen::Index first = 0; first < points.size(); first += kBlock) {
+    const Eigen::Index count = std::min<Eigen::Index>(kBlock, points.size() - first);
+    const Row<Lane> row =
+        EvaluateRow<Lane>(Load(points.x, first, count), Load(points.y, first, count),
+                          Load(points.z, first, count), model);
+    residuals.segment(first, count) = row.residual.head(count) + points.depth.segment(first, count);
+  }
+  return residuals;
 }
 
 }  // namespace libmfx::geometry::cylinder
