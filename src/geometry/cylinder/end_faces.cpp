@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <utility>
 
-#include "geometry/cylinder/neighbourhood.h"
+#include "geometry/cylinder/neighbour_cells.h"
 #include "libmfx/geometry/cylinder_fitter.h"
 
 namespace libmfx::geometry::cylinder {
@@ -24,51 +25,87 @@ constexpr double kBandDeviations = 4.0;  // root mean squares that hold the poin
 constexpr int kMostFaces = 16;
 constexpr double kLeastBand = 1e-6;  // nominal radii, for points without noise
 
-struct Patch {
-  bool end_face = false;
-  double reach = 0.0;  // how far from the seed the verdict holds
-};
+// Whether a patch can't be an end face, told by how high its points lie. With the normal so near to
+// the axis and the patch so flat, the scatter along the axis is at most the flatness and the square
+// of the sine, times the largest one of the three scatters. The bound has 2 percent to spare,
+// against rounding; points too near to each other for that are left to the full look.
+bool LeansTooFar(const Points& points, std::span<const Neighbour> found,
+                 const Eigen::Vector3d& seed, const Eigen::Vector3d& axis) {
+  constexpr double kMost = 1.02 * (kFlatness + 1.0 - kAlignment * kAlignment);
+  constexpr double kRounding = 1e-20;
+  Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+  double squares = 0.0, heights = 0.0;
+  for (const Neighbour& near : found) {
+    const Eigen::Vector3d d = points.at(near.place) - seed;
+    const double height = d.dot(axis);
+    sum += d;
+    squares += near.squared;
+    heights += height * height;
+  }
+  const auto count = static_cast<double>(found.size());
+  const double height = sum.dot(axis);
+  const double scatter = squares - sum.squaredNorm() / count;
+  const double along = heights - height * height / count;
+  return along > kMost * scatter && scatter > kRounding * count * seed.squaredNorm();
+}
 
-// The verdict over the neighbours of a seed, nearest first.
-Patch Examine(const Points& points, const std::vector<Eigen::Index>& found,
-              const Eigen::Vector3d& axis) {
-  const Eigen::Vector3d seed = points.at(found.front());
-  Patch patch{false, 0.5 * (points.at(found.back()) - seed).norm()};
-  if (found.size() < kFewestInPatch) return patch;
+// Whether the neighbours of a seed, nearest first, look like an end face.
+bool LooksLikeEndFace(const Points& points, std::span<const Neighbour> found,
+                      const Eigen::Vector3d& axis) {
   Eigen::Vector3d mean = Eigen::Vector3d::Zero();
-  for (const Eigen::Index i : found) mean += points.at(i);
+  for (const Neighbour& near : found) mean += points.at(near.place);
   mean /= static_cast<double>(found.size());
   Eigen::Matrix3d scatter = Eigen::Matrix3d::Zero();
-  for (const Eigen::Index i : found) {
-    const Eigen::Vector3d d = points.at(i) - mean;
+  for (const Neighbour& near : found) {
+    const Eigen::Vector3d d = points.at(near.place) - mean;
     scatter += d * d.transpose();
   }
   const Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> eigen(scatter);
   const Eigen::Vector3d& values = eigen.eigenvalues();
-  patch.end_face = values[1] >= kFill * values[2] && values[0] <= kFlatness * values[1] &&
-                   std::abs(eigen.eigenvectors().col(0).dot(axis)) >= kAlignment;
-  return patch;
+  return values[1] >= kFill * values[2] && values[0] <= kFlatness * values[1] &&
+         std::abs(eigen.eigenvectors().col(0).dot(axis)) >= kAlignment;
 }
+
+// Whether a distance is at most a share of another one, by their squares: roots are taken only
+// where rounding of the squares could tell otherwise.
+class Reach {
+ public:
+  Reach(double share, double squared)
+      : _reach(share * std::sqrt(squared)),
+        _surely((1.0 - 1e-12) * share * share * squared),
+        _surely_not((1.0 + 1e-12) * share * share * squared) {}
+
+  bool Holds(double squared) const {
+    if (squared < _surely) return true;
+    return !(squared > _surely_not) && std::sqrt(squared) <= _reach;
+  }
+
+ private:
+  double _reach, _surely, _surely_not;
+};
 
 // The points whose surroundings look like an end face.
 std::vector<Eigen::Index> Suspects(const Points& points, const Eigen::Vector3d& axis) {
   std::vector<Eigen::Index> suspects;
-  std::vector<bool> settled(static_cast<std::size_t>(points.size()), false);
-  Neighbourhood neighbourhood(points);
-  neighbourhood.Build();
-  std::vector<Eigen::Index> found;
+  std::vector<char> settled(static_cast<std::size_t>(points.size()), 0);
+  NeighbourCells cells(points, kPatchPoints, kReach);
   for (Eigen::Index i = 0; i < points.size(); ++i) {
-    if (settled[static_cast<std::size_t>(i)]) continue;
+    if (settled[static_cast<std::size_t>(i)] != 0) continue;
     const Eigen::Vector3d seed = points.at(i);
-    neighbourhood.Nearest(seed, kPatchPoints, kReach, found);
-    // One patch settles the inner half of its points, so that the tree is asked a few times a patch
-    // and not once a point.
-    const Patch patch = Examine(points, found, axis);
-    for (const Eigen::Index j : found) {
-      if ((points.at(j) - seed).norm() > patch.reach) break;
-      auto at = settled[static_cast<std::size_t>(j)];
-      if (!at && patch.end_face) suspects.push_back(j);
-      at = true;
+    const std::span<Neighbour> found = cells.Of(i);
+    bool end_face = found.size() >= kFewestInPatch && !LeansTooFar(points, found, seed, axis);
+    if (end_face) {
+      std::sort(found.begin(), found.end());
+      end_face = LooksLikeEndFace(points, found, axis);
+    }
+    // One patch settles the inner half of its points, so that a few queries a patch are made and
+    // not one a point.
+    const Reach inner(0.5, std::max_element(found.begin(), found.end())->squared);
+    for (const Neighbour& near : found) {
+      if (!inner.Holds(near.squared)) continue;
+      char& at = settled[static_cast<std::size_t>(near.place)];
+      if (at == 0 && end_face) suspects.push_back(near.place);
+      at = 1;
     }
   }
   return suspects;

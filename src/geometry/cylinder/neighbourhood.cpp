@@ -1,5 +1,8 @@
 #include "geometry/cylinder/neighbourhood.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
 #include <nanoflann.hpp>
 #include <stdexcept>
 
@@ -7,6 +10,35 @@ namespace libmfx::geometry::cylinder {
 namespace {
 
 constexpr std::size_t kLeafSize = 16;
+
+// What a search of the tree fills: the first neighbours, in order. The tree passes on what is
+// nearer than `worstDist`, which is a little more than the last neighbour's distance: so it passes
+// on ties, and its own rounding on the way to a leaf loses none.
+class FirstNeighbours {
+ public:
+  FirstNeighbours(std::size_t count, std::vector<Neighbour>& found) : _count(count), _found(found) {
+    _found.clear();
+    _found.reserve(count + 1);
+  }
+
+  bool full() const { return _found.size() == _count; }
+  std::size_t size() const { return _found.size(); }
+  double worstDist() const {
+    constexpr double kMost = std::numeric_limits<double>::max();
+    if (!full()) return kMost;
+    const double last = _found.back().squared;
+    return std::min(kMost, std::max(last * (1.0 + 1e-12), std::nextafter(last, kMost)));
+  }
+  // Whether to go on. A search for ties at no distance at all would look at every one of them.
+  bool addPoint(double squared, std::size_t place) {
+    InsertFirst({squared, static_cast<Eigen::Index>(place)}, _count, _found);
+    return !(full() && _found.back().squared == 0.0);
+  }
+
+ private:
+  std::size_t _count;
+  std::vector<Neighbour>& _found;
+};
 
 }  // namespace
 
@@ -35,6 +67,14 @@ struct Neighbourhood::Tree {
   bool built = false;
 };
 
+void InsertFirst(const Neighbour& neighbour, std::size_t count, std::vector<Neighbour>& found) {
+  if (found.size() == count) {
+    if (!(neighbour < found.back())) return;
+    found.pop_back();
+  }
+  found.insert(std::upper_bound(found.begin(), found.end(), neighbour), neighbour);
+}
+
 Neighbourhood::Neighbourhood(const Points& points) : _tree(std::make_unique<Tree>(points)) {}
 Neighbourhood::~Neighbourhood() = default;
 
@@ -49,7 +89,7 @@ void Neighbourhood::Build() {
 
 void Neighbourhood::Nearest(const Eigen::Vector3d& center, std::size_t count, double radius,
                             std::vector<Eigen::Index>& found) const {
-  if (!_tree->built) throw std::runtime_error("[nanoflann] findNeighbors() called before building");
+  RequireTree();
   std::vector<std::size_t> indices(count);
   std::vector<double> squared(count);
   const std::size_t hits =
@@ -57,6 +97,17 @@ void Neighbourhood::Nearest(const Eigen::Vector3d& center, std::size_t count, do
   found.clear();
   for (std::size_t i = 0; i < hits && squared[i] <= radius * radius; ++i)
     found.push_back(static_cast<Eigen::Index>(indices[i]));
+}
+
+void Neighbourhood::First(const Eigen::Vector3d& center, std::size_t count,
+                          std::vector<Neighbour>& found) const {
+  RequireTree();
+  FirstNeighbours first(count, found);
+  _tree->index.findNeighbors(first, center.data(), nanoflann::SearchParams());
+}
+
+void Neighbourhood::RequireTree() const {
+  if (!_tree->built) throw std::runtime_error("[nanoflann] findNeighbors() called before building");
 }
 
 }  // namespace libmfx::geometry::cylinder

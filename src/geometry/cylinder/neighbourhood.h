@@ -8,6 +8,19 @@
 
 namespace libmfx::geometry::cylinder {
 
+/// A point as seen from another one; the nearer first, of equally near ones the earlier.
+struct Neighbour {
+  double squared;      ///< square of the distance
+  Eigen::Index place;  ///< among the points
+
+  friend bool operator<(const Neighbour& a, const Neighbour& b) {
+    return a.squared < b.squared || (a.squared == b.squared && a.place < b.place);
+  }
+};
+
+/// Puts a neighbour where it belongs among the first `count`, which are in order.
+void InsertFirst(const Neighbour& neighbour, std::size_t count, std::vector<Neighbour>& found);
+
 /// Nearest neighbours among the points of a fit, by a KD-tree. The points have to outlive it.
 class Neighbourhood {
  public:
@@ -25,7 +38,15 @@ class Neighbourhood {
   void Nearest(const Eigen::Vector3d& center, std::size_t count, double radius,
                std::vector<Eigen::Index>& found) const;
 
+  /// The `count` first neighbours of `center`, in order; squares that overflow are not found.
+  ///
+  /// Where that many points lie so near that the squares underflow to nothing, any of these.
+  /// \throws std::runtime_error "[nanoflann] findNeighbors() called before building"
+  void First(const Eigen::Vector3d& center, std::size_t count, std::vector<Neighbour>& found) const;
+
  private:
+  void RequireTree() const;
+
   struct Tree;
   std::unique_ptr<Tree> _tree;
 };

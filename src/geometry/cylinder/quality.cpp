@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <cstdint>
 #include <vector>
 
-#include "geometry/cylinder/neighbourhood.h"
+#include "geometry/cylinder/neighbour_cells.h"
 #include "libmfx/geometry/cylinder_fitter.h"
 
 namespace libmfx::geometry {
@@ -18,6 +18,24 @@ constexpr std::size_t kFewest = 5;       // neighbours that allow a verdict
 constexpr std::size_t kPassedOver = 1;   // poorest neighbours that don't count
 constexpr double kLeastShare = 0.8;      // of the poorest neighbour that counts
 
+// Whether enough of the nearest are about as poor, told without finding out which the nearest are:
+// where no more points than these stand within some distance, they all belong to them.
+bool HasPoorCompany(cylinder::NeighbourCells& cells, const std::vector<double>& qualities,
+                    std::size_t place) {
+  constexpr double kShare = 0.35;  // of the view, for about half of the neighbours
+  const double limit = kShare * cells.squared_view();
+  const double quality = qualities[place];
+  std::size_t within = 0, poor = 0;
+  const auto see = [&](double squared, Eigen::Index at) {
+    if (!(squared <= limit)) return;
+    const auto j = static_cast<std::size_t>(at);
+    ++within;
+    poor += j != place && !(quality < kLeastShare * qualities[j]) ? 1 : 0;
+  };
+  return cells.SeeAround(static_cast<Eigen::Index>(place), see) && within <= kNeighbours &&
+         poor > kPassedOver;
+}
+
 // Which of the samples stand out from their neighbours by a poor quality.
 std::vector<bool> MarkPoor(const std::vector<Eigen::Vector3d>& points,
                            const std::vector<double>& qualities) {
@@ -26,16 +44,16 @@ std::vector<bool> MarkPoor(const std::vector<Eigen::Vector3d>& points,
   cylinder::Points cloud(static_cast<Eigen::Index>(points.size()));
   for (std::size_t i = 0; i < points.size(); ++i)
     cloud.set(static_cast<Eigen::Index>(i), points[i]);
-  cylinder::Neighbourhood neighbourhood(cloud);
-  neighbourhood.Build();
-  std::vector<Eigen::Index> found;
+  cylinder::NeighbourCells cells(cloud, kNeighbours);
   std::vector<double> around;
-  for (std::size_t i = 0; i < points.size(); ++i) {
-    neighbourhood.Nearest(points[i], kNeighbours, std::numeric_limits<double>::infinity(), found);
+  for (const std::uint32_t i : cells.order()) {
+    if (HasPoorCompany(cells, qualities, i)) continue;
     around.clear();
-    for (const Eigen::Index j : found)
-      if (static_cast<std::size_t>(j) != i)
-        around.push_back(qualities[static_cast<std::size_t>(j)]);
+    for (const cylinder::Neighbour& near : cells.Of(static_cast<Eigen::Index>(i))) {
+      const auto j = static_cast<std::size_t>(near.place);
+      if (j != i) around.push_back(qualities[j]);
+    }
+    if (around.size() < kFewest) continue;  // squares of distances that overflow
     std::nth_element(around.begin(), around.begin() + kPassedOver, around.end());
     poor[i] = qualities[i] < kLeastShare * around[kPassedOver];
   }
