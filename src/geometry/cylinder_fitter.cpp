@@ -53,7 +53,7 @@ struct Window {
 };
 
 struct Sorted {
-  PointList wall;
+  Points wall;
   PointList base;
   std::vector<std::size_t> of_wall, of_base;  // which points these are, in step with them
   std::vector<Use>& uses;                     // of every point
@@ -63,13 +63,18 @@ struct Sorted {
 // a window belongs to it.
 constexpr double kRounding = 1e-11;
 
+void Shorten(std::size_t count, Points& points) {
+  const auto kept = static_cast<Eigen::Index>(count);
+  for (Eigen::ArrayXd* column : {&points.x, &points.y, &points.z, &points.depth})
+    column->conservativeResize(kept);
+}
+
 // Both ends of the height window and both of the radial one belong to it. The lower end isn't
 // raised to the base nor the upper one lowered to the top of the part: where these reach into the
 // window, the points tell so themselves.
 Sorted SortPoints(const PointList& points, const Frame& frame, const Window& window,
                   std::vector<Use>& uses) {
-  Sorted sorted{{}, {}, {}, {}, uses};
-  sorted.wall.reserve(points.size());
+  Sorted sorted{Points(static_cast<Eigen::Index>(points.size())), {}, {}, {}, uses};
   sorted.of_wall.reserve(points.size());
   sorted.uses.assign(points.size(), Use::kOutside);
   for (std::size_t i = 0; i < points.size(); ++i) {
@@ -79,7 +84,7 @@ Sorted SortPoints(const PointList& points, const Frame& frame, const Window& win
     if (!std::isfinite(deviation)) continue;
     if (std::abs(deviation) <= window.radius_tolerance + kRounding) {
       if (!(height >= window.bottom - kRounding && height <= window.top + kRounding)) continue;
-      sorted.wall.push_back(p);
+      sorted.wall.set(static_cast<Eigen::Index>(sorted.of_wall.size()), p);
       sorted.of_wall.push_back(i);
       sorted.uses[i] = Use::kLeftOut;
     } else if (deviation > 0.0 && std::abs(height) <= window.plane_tolerance) {
@@ -87,33 +92,28 @@ Sorted SortPoints(const PointList& points, const Frame& frame, const Window& win
       sorted.of_base.push_back(i);
     }
   }
+  Shorten(sorted.of_wall.size(), sorted.wall);
   return sorted;
 }
 
-Points ToPoints(const PointList& list) {
-  Points points(static_cast<Eigen::Index>(list.size()));
-  for (std::size_t i = 0; i < list.size(); ++i) points.set(static_cast<Eigen::Index>(i), list[i]);
-  return points;
-}
-
-void RequireEnough(const PointList& wall) {
-  if (static_cast<Eigen::Index>(wall.size()) <= kTooFewPoints)
+void RequireEnough(const Points& wall) {
+  if (wall.size() <= kTooFewPoints)
     throw std::runtime_error("Too few inlier points for cylinder fitting");
 }
 
 // \return how many points of the wall were marked
 std::size_t Drop(const std::vector<bool>& marked, Use why, Sorted& sorted) {
   std::size_t kept = 0;
-  for (std::size_t i = 0; i < sorted.wall.size(); ++i) {
+  for (std::size_t i = 0; i < sorted.of_wall.size(); ++i) {
     if (marked[i]) {
       sorted.uses[sorted.of_wall[i]] = why;
       continue;
     }
-    sorted.wall[kept] = sorted.wall[i];
+    sorted.wall.set(static_cast<Eigen::Index>(kept), sorted.wall.at(static_cast<Eigen::Index>(i)));
     sorted.of_wall[kept++] = sorted.of_wall[i];
   }
-  const std::size_t dropped = sorted.wall.size() - kept;
-  sorted.wall.resize(kept);
+  const std::size_t dropped = sorted.of_wall.size() - kept;
+  Shorten(kept, sorted.wall);
   sorted.of_wall.resize(kept);
   return dropped;
 }
@@ -136,9 +136,10 @@ void DropBase(const Frame& frame, const Window& window, bool fix_axis, Sorted& s
   }
   if (base.normal.dot(frame.axis()) < kLeastAlignment) return;
   for (const std::size_t i : sorted.of_base) sorted.uses[i] = Use::kBase;
-  std::vector<bool> low(sorted.wall.size());
+  std::vector<bool> low(sorted.of_wall.size());
   for (std::size_t i = 0; i < low.size(); ++i) {
-    const double height = (sorted.wall[i] - base.point).dot(base.normal);
+    const Eigen::Vector3d p = sorted.wall.at(static_cast<Eigen::Index>(i));
+    const double height = (p - base.point).dot(base.normal);
     low[i] = height < window.bottom * (1.0 - 1e-9);
   }
   Drop(low, Use::kEndFace, sorted);
@@ -280,13 +281,13 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
   filled.windowed = static_cast<int>(sorted.wall.size());
   RequireEnough(sorted.wall);
   DropBase(frame, window, fix_axis, sorted, filled);
-  Drop(cylinder::MarkEndFaces(ToPoints(sorted.wall), frame.axis()), Use::kEndFace, sorted);
+  Drop(cylinder::MarkEndFaces(sorted.wall, frame.axis()), Use::kEndFace, sorted);
   filled.end_face = filled.windowed - static_cast<int>(sorted.wall.size());
   filled.isolated =
-      static_cast<int>(Drop(cylinder::MarkIsolated(ToPoints(sorted.wall)), Use::kIsolated, sorted));
+      static_cast<int>(Drop(cylinder::MarkIsolated(sorted.wall), Use::kIsolated, sorted));
   RequireEnough(sorted.wall);
 
-  const Points wall = ToPoints(sorted.wall);
+  const Points& wall = sorted.wall;
   const Model start = frame.Nominal(wall.z.mean());
   const Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
                                 thread_share, fix_axis, fix_radius);
