@@ -249,12 +249,14 @@ TEST(CylinderNeighbours, ShowAllAroundAPoint) {
   const cylinder::Points points = ToPoints(Scan(3000, dice, true));
   cylinder::NeighbourCells cells(points, 9);
   ASSERT_GT(cells.squared_view(), 0.0);
-  for (Index i = 0; i < points.size(); ++i) {
+  for (std::size_t number = 0; number < cells.order().size(); ++number) {
+    const auto i = static_cast<Index>(cells.order()[number]);
     int seen = 0, there = 0;
-    cells.SeeAround(i, [&](double squared, Index place) {
+    const bool shown = cells.SeeAround(number, [&](double squared, Index place) {
       ASSERT_NEAR(squared, (points.at(place) - points.at(i)).squaredNorm(), 1e-12);
       seen += squared <= cells.squared_view() ? 1 : 0;
     });
+    ASSERT_TRUE(shown);
     for (Index j = 0; j < points.size(); ++j)
       there += (points.at(j) - points.at(i)).squaredNorm() <= cells.squared_view() ? 1 : 0;
     ASSERT_EQ(seen, there) << i;

@@ -74,20 +74,20 @@ struct Verdict {
   bool near = false;              // it is far from isolated
 };
 
-Verdict Judge(NeighbourCells& cells, Eigen::Index place, const Bounds& bounds,
+Verdict Judge(NeighbourCells& cells, std::size_t number, const Bounds& bounds,
               std::vector<double>& within) {
   // Nearer than this is not isolated, wherever the middle lies in its bounds.
   const double far = (1.0 - 1e-9) * kMostSpacings * kMostSpacings * bounds.lower;
   const double lower = bounds.lower, upper = bounds.upper;
   std::size_t below = 0, up_to_upper = 0, near = 0;
-  const bool seen = cells.SeeAround(place, [&](double squared, Eigen::Index) {
+  const bool seen = cells.SeeAround(number, [&](double squared, Eigen::Index) {
     below += squared <= lower ? 1 : 0;
     up_to_upper += squared <= upper ? 1 : 0;
     near += squared <= far ? 1 : 0;
   });
   Verdict verdict;
   if (!seen) {
-    const double spacing = cells.SquaredReach(place);
+    const double spacing = cells.SquaredReach(static_cast<Eigen::Index>(cells.order()[number]));
     verdict.below = spacing <= lower;
     verdict.near = spacing <= far;
     if (!verdict.below && spacing <= upper) verdict.between = spacing;
@@ -97,7 +97,7 @@ Verdict Judge(NeighbourCells& cells, Eigen::Index place, const Bounds& bounds,
   verdict.near = near >= kSpacingNeighbours;
   if (verdict.below || up_to_upper < kSpacingNeighbours) return verdict;
   within.clear();
-  cells.SeeAround(place, [&](double squared, Eigen::Index) {
+  cells.SeeAround(number, [&](double squared, Eigen::Index) {
     if (squared > lower && squared <= upper) within.push_back(squared);
   });
   verdict.between = TakeNumber(kSpacingNeighbours - 1 - below, within);
@@ -114,15 +114,15 @@ bool MarkByCounts(NeighbourCells& cells, std::vector<bool>& marked) {
   std::size_t below = 0;
   std::vector<double> between, within;
   std::vector<std::uint32_t> doubtful;
-  for (const std::uint32_t i : cells.order()) {
-    const Verdict verdict = Judge(cells, static_cast<Eigen::Index>(i), bounds, within);
+  for (std::size_t number = 0; number < marked.size(); ++number) {
+    const Verdict verdict = Judge(cells, number, bounds, within);
     below += verdict.below ? 1 : 0;
     if (verdict.between) between.push_back(*verdict.between);
-    if (!verdict.near) doubtful.push_back(i);
+    if (!verdict.near) doubtful.push_back(cells.order()[number]);
   }
-  const std::size_t number = marked.size() / 2;
-  if (number < below || number >= below + between.size()) return false;
-  const double middle = TakeNumber(number - below, between);
+  const std::size_t half = marked.size() / 2;
+  if (half < below || half >= below + between.size()) return false;
+  const double middle = TakeNumber(half - below, between);
   for (const std::uint32_t i : doubtful) {
     marked[i] = IsIsolated(cells.SquaredReach(static_cast<Eigen::Index>(i)), middle);
   }

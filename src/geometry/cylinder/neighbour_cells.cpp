@@ -57,6 +57,7 @@ void NeighbourCells::ChooseCells() {
   if (!(side >= kLeastSide)) return;
   _side = side;
   _cells_a_length = 1.0 / side;
+  _usual_squared = std::pow(1.1 / kCellShare * side, 2);
   _squared_view = kSure * side * (kSure * side);
   for (int k = 0; k < 3; ++k) _origin[k] = Middle(coordinates[static_cast<std::size_t>(k)]);
 }
@@ -121,6 +122,11 @@ std::optional<std::span<Neighbour>> NeighbourCells::FindInCells(const Eigen::Vec
   EnterBlock(cell);
   const std::vector<CellTable::Run>* block = &_block;
   std::size_t candidates = _in_block;
+  if (_usual_squared < _most_squared && !IsCrowd(candidates)) {
+    const std::span<Neighbour> near = KeepNear(p, _usual_squared, *block, candidates);
+    if (near.size() > _count) return TakeFirst(near, _usual_squared);
+    if (near.size() == _count) return near;
+  }
   for (int reach = 1;; ++reach) {
     if (IsCrowd(candidates)) return std::nullopt;
     const double sure = kSure * reach * _side;

@@ -46,13 +46,13 @@ class NeighbourCells {
   /// Up to where `SeeAround` shows all points, as a square; 0 when it shows none.
   double squared_view() const { return _squared_view; }
 
-  /// Shows `see` the squared distances and the places of the points around the one at `place`, all
-  /// up to `squared_view()` and some beyond.
+  /// Shows `see` the squared distances and the places of the points around one, which is given by
+  /// its number in `order()`: all up to `squared_view()`, and some beyond.
   /// \return false, and none is shown, where they are too many to look at or no grid tells them
   template <typename See>
-  bool SeeAround(Eigen::Index place, const See& see) {
+  bool SeeAround(std::size_t number, const See& see) {
     if (_side == 0.0) return false;
-    const Eigen::Vector3d p = _points.at(place);
+    const Eigen::Vector3d p(_entries[number].x, _entries[number].y, _entries[number].z);
     EnterBlock(CellOf(p));
     if (IsCrowd(_in_block)) return false;
     GatherBlock();
@@ -98,6 +98,7 @@ class NeighbourCells {
   double _side = 0.0;    // of a cell; 0: no grid answers
   double _cells_a_length = 0.0;
   double _squared_view = 0.0;
+  double _usual_squared = 0.0;  // within which mostly enough are found
   Eigen::Vector3d _origin = Eigen::Vector3d::Zero();
   CellTable _table;
   std::vector<std::uint32_t> _order;  // where no grid gives one

@@ -21,9 +21,10 @@ constexpr double kLeastShare = 0.8;      // of the poorest neighbour that counts
 // Whether enough of the nearest are about as poor, told without finding out which the nearest are:
 // where no more points than these stand within some distance, they all belong to them.
 bool HasPoorCompany(cylinder::NeighbourCells& cells, const std::vector<double>& qualities,
-                    std::size_t place) {
+                    std::size_t number) {
   constexpr double kShare = 0.35;  // of the view, for about half of the neighbours
   const double limit = kShare * cells.squared_view();
+  const std::size_t place = cells.order()[number];
   const double quality = qualities[place];
   std::size_t within = 0, poor = 0;
   const auto see = [&](double squared, Eigen::Index at) {
@@ -32,8 +33,7 @@ bool HasPoorCompany(cylinder::NeighbourCells& cells, const std::vector<double>& 
     ++within;
     poor += j != place && !(quality < kLeastShare * qualities[j]) ? 1 : 0;
   };
-  return cells.SeeAround(static_cast<Eigen::Index>(place), see) && within <= kNeighbours &&
-         poor > kPassedOver;
+  return cells.SeeAround(number, see) && within <= kNeighbours && poor > kPassedOver;
 }
 
 // Which of the samples stand out from their neighbours by a poor quality.
@@ -46,8 +46,9 @@ std::vector<bool> MarkPoor(const std::vector<Eigen::Vector3d>& points,
     cloud.set(static_cast<Eigen::Index>(i), points[i]);
   cylinder::NeighbourCells cells(cloud, kNeighbours);
   std::vector<double> around;
-  for (const std::uint32_t i : cells.order()) {
-    if (HasPoorCompany(cells, qualities, i)) continue;
+  for (std::size_t number = 0; number < points.size(); ++number) {
+    if (HasPoorCompany(cells, qualities, number)) continue;
+    const std::uint32_t i = cells.order()[number];
     around.clear();
     for (const cylinder::Neighbour& near : cells.Of(static_cast<Eigen::Index>(i))) {
       const auto j = static_cast<std::size_t>(near.place);
