@@ -5,7 +5,7 @@ namespace libmfx::geometry {
 constexpr bool CellTable::TellsCellsOfABlockApart(int bits) {
   // Two cells share a slot when their difference has slot 0. A difference and its negative do
   // alike, so half of them is enough.
-  constexpr std::int64_t kMost = 2 * kMostReach;
+  constexpr std::int64_t kMost = std::int64_t{2} * kMostReach;
   const std::uint32_t slots = std::uint32_t{1} << (bits - 1);
   for (std::int64_t x = 0; x <= kMost; ++x) {
     for (std::int64_t y = -kMost; y <= kMost; ++y) {

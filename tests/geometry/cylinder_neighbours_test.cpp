@@ -217,7 +217,7 @@ TEST(CylinderNeighbours, AreThoseOfALookAtAllDistances) {
          {std::pair(std::size_t{9}, anywhere), {17, anywhere}, {48, 0.5}}) {
       cylinder::NeighbourCells cells(points, count, radius);
       std::vector<std::uint32_t> order = cells.order();
-      // All of them once, and in an order that is not that of the cells.
+      // The order holds all of them once.
       std::sort(order.begin(), order.end());
       for (std::size_t i = 0; i < order.size(); ++i) ASSERT_EQ(order[i], i);
       const std::size_t step = list.size() > 1000 ? 3 : 1;

@@ -10,6 +10,7 @@ namespace {
 
 constexpr Eigen::Index kSamples = 12;     // points that tell how large the cells have to be
 constexpr double kCellShare = 1.2;        // side of a cell over the middle sample's reach
+constexpr double kUsualShare = 0.92;      // of a side, within which neighbours mostly lie
 constexpr double kLeastSide = 1e-140;     // whose square is far from underflow
 constexpr double kFarthestCell = 0x1p30;  // where rounding is still far below `kSure`
 constexpr double kSure = 1.0 - 1e-6;      // of what a block holds in truth
@@ -57,7 +58,7 @@ void NeighbourCells::ChooseCells() {
   if (!(side >= kLeastSide)) return;
   _side = side;
   _cells_a_length = 1.0 / side;
-  _usual_squared = std::pow(1.1 / kCellShare * side, 2);
+  _usual_squared = std::pow(kUsualShare * side, 2);
   _squared_view = kSure * side * (kSure * side);
   for (int k = 0; k < 3; ++k) _origin[k] = Middle(coordinates[static_cast<std::size_t>(k)]);
 }
@@ -122,6 +123,7 @@ std::optional<std::span<Neighbour>> NeighbourCells::FindInCells(const Eigen::Vec
   EnterBlock(cell);
   const std::vector<CellTable::Run>* block = &_block;
   std::size_t candidates = _in_block;
+  // Mostly a narrower look finds enough, and leaves less to be compared.
   if (_usual_squared < _most_squared && !IsCrowd(candidates)) {
     const std::span<Neighbour> near = KeepNear(p, _usual_squared, *block, candidates);
     if (near.size() > _count) return TakeFirst(near, _usual_squared);

@@ -21,7 +21,7 @@ namespace libmfx::geometry::cylinder {
 /// middle point spread answers most queries from the block of cells around a point, or from the
 /// second or third ring of them. What it doesn't answer, since a point lies far from all others or
 /// in a crowd, a look at all points does, and a KD-tree from the 33rd such point on. So no layout
-/// of the points costs more than the tree does.
+/// of the points costs much more than the tree does.
 class NeighbourCells {
  public:
   /// \param points finite
@@ -108,7 +108,7 @@ class NeighbourCells {
   std::optional<CellTable::Cell> _middle;
   std::size_t _in_block = 0;
   std::vector<CellTable::Run> _block, _wider_block;
-  bool _gathered = false;  // its points, side by side for a pass in vector registers
+  bool _gathered = false;  // its points, side by side
   std::vector<double> _block_x, _block_y, _block_z;
   std::vector<Eigen::Index> _block_places;
 
