@@ -318,7 +318,8 @@ TEST(CylinderNeighbours, PoorSamplesAreThoseOfAllNeighbours) {
     for (const std::size_t i : numbers) gone[i] = false;
     EXPECT_EQ(gone, poor) << least;
   });
-  EXPECT_GT(removed, 500u);
+  // Enough of them to tell; the sanitized families are smaller.
+  EXPECT_GT(removed, static_cast<std::size_t>(test::Draws(500, 100)));
 }
 
 TEST(CylinderNeighbours, SamplesTooFarApartForASquareAreNoCompany) {
