@@ -37,6 +37,7 @@
 #include "libmfx/geometry/polynomial_2d.h"
 #include "libmfx/geometry/sweep_event.h"
 #include "libmfx/geometry/voronoi_graph.h"
+#include "libmfx/geometry/wall_form.h"
 #include "libmfx/log/logger.h"
 #include "libmfx/math/acc_stats.h"
 #include "libmfx/math/alignment.h"

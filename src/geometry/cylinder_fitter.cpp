@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "geometry/cylinder/end_faces.h"
+#include "geometry/cylinder/form.h"
 #include "geometry/cylinder/frame.h"
 #include "geometry/cylinder/helix.h"
 #include "geometry/cylinder/isolated.h"
@@ -160,7 +161,8 @@ struct Fitted {
   Eigen::Index inliers = 0;
   double cost = 0.0;  // half the sum of squares
   double largest = 0.0;
-  cylinder::Uncertainty uncertainty;
+  cylinder::Uncertainty uncertainty;  // by noise
+  std::optional<cylinder::FormEstimate> form;
   std::optional<cylinder::Helix> thread;
   std::vector<Eigen::Index> followed;  // places of the inliers in the points
 };
@@ -215,7 +217,26 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
   fitted.uncertainty =
       cylinder::Judge(smooth.outcome.sums.matrix, fitted.cost, fitted.inliers, model, free);
+  if (fitted.uncertainty.determined)
+    fitted.form = cylinder::EstimateForm(smooth.points, model, fix_axis, fix_radius);
   return fitted;
+}
+
+// Part of the residuals that were taken for noise is form, which no number of points averages out.
+void AddForm(const cylinder::FormEstimate& estimate, double scale, Statistics& statistics) {
+  const auto add = [&estimate](double of_form, double& uncertainty) {
+    uncertainty = std::hypot(std::sqrt(estimate.noise_share) * uncertainty, of_form);
+  };
+  add(estimate.center * scale, statistics.center_uncertainty);
+  add(estimate.axis, statistics.axis_uncertainty);
+  add(estimate.radius * scale, statistics.radius_uncertainty);
+  WallForm form = estimate.form;
+  for (double* length :
+       {&form.roundness, &form.roundness_uncertainty, &form.taper, &form.taper_uncertainty,
+        &form.barrel, &form.barrel_uncertainty, &form.bend, &form.bend_uncertainty}) {
+    *length *= scale;
+  }
+  statistics.form = form;
 }
 
 void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) {
@@ -228,6 +249,7 @@ void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) 
   statistics.center_uncertainty = fitted.uncertainty.center * scale;
   statistics.axis_uncertainty = fitted.uncertainty.axis;
   statistics.radius_uncertainty = fitted.uncertainty.radius * scale;
+  if (fitted.form) AddForm(*fitted.form, scale, statistics);
   if (!fitted.thread) return;
   statistics.threaded = true;
   statistics.pitch = fitted.thread->pitch * scale;

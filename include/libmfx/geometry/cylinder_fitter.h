@@ -2,9 +2,11 @@
 
 #include <Eigen/Core>
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "libmfx/export.h"
+#include "libmfx/geometry/wall_form.h"
 
 /// \file
 /// Fit of a cylinder, smooth or with a screw thread, to points on the part of its wall that the
@@ -51,13 +53,16 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
     /// phase and pitch as well. A thread that was fitted along the sight lines turns the axis by 2,
     /// and the width of the beam was free with it.
     int free_parameters = 0;
-    int rounds = 0;                   ///< damped rounds of the last fit
-    double cost = 0.0;                ///< sum of squared residuals of the inliers, m^2
-    double rms = 0.0;                 ///< root mean square of those residuals, metres
-    double max_residual = 0.0;        ///< largest absolute one, metres
-    double center_uncertainty = 0.0;  ///< standard uncertainty of the axis at mid-height, metres
+    int rounds = 0;             ///< damped rounds of the last fit
+    double cost = 0.0;          ///< sum of squared residuals of the inliers, m^2
+    double rms = 0.0;           ///< root mean square of those residuals, metres
+    double max_residual = 0.0;  ///< largest absolute one, metres
+    /// Standard uncertainties from the residuals: their noise and, of a smooth wall of 50 points
+    /// and more, what their form leaves open.
+    double center_uncertainty = 0.0;  ///< of the axis at mid-height, metres
     double axis_uncertainty = 0.0;    ///< of the direction, radians
     double radius_uncertainty = 0.0;  ///< metres
+    std::optional<WallForm> form;     ///< of a smooth wall of 50 points and more
     bool threaded = false;       ///< a helical profile was found: `radius` is that of the crests
     double pitch = 0.0;          ///< metres along the axis a turn, negative: left-handed
     double profile_depth = 0.0;  ///< metres from the crests to the deepest points seen
