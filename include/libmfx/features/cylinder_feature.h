@@ -86,6 +86,8 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
                    const std::vector<std::size_t>& samples);
   /// The doubt about a fit that left much of the wall out.
   void TellDroppedWall();
+  /// The doubt about a radius that the samples leave open by more than 0.05 mm.
+  void TellOpenRadius();
 
   CylinderKind _kind;
 };

@@ -7,6 +7,7 @@
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/plane.h"
 #include "libmfx/geometry/polynomial_2d.h"
+#include "libmfx/geometry/wall_form.h"
 
 /// \file
 /// What an analysis made of its samples, stage by stage. Lengths are metres, angles radians,
@@ -83,9 +84,10 @@ struct Stages {
   std::vector<StageLine> lines;
   std::optional<geometry::Plane> surface;  ///< normal to the side of the instrument
   std::vector<StageEdge> edges;
-  std::optional<StageProfile> profile;  ///< of an edge alone
-  std::vector<StageSize> fitted;        ///< sizes for which the result repeats the nominal
-  std::vector<StageVerdict> verdicts;   ///< in the order of the tests; the last one may have failed
+  std::optional<StageProfile> profile;     ///< of an edge alone
+  std::vector<StageSize> fitted;           ///< sizes for which the result repeats the nominal
+  std::optional<geometry::WallForm> form;  ///< of a stud's or a bore's wall that is smooth
+  std::vector<StageVerdict> verdicts;  ///< in the order of the tests; the last one may have failed
 };
 
 }  // namespace libmfx::features

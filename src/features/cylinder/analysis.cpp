@@ -48,6 +48,7 @@ bool CylinderFeature::Analyze() {
     return false;
   }
   TellDroppedWall();
+  TellOpenRadius();
   return true;
 }
 
@@ -63,6 +64,17 @@ void CylinderFeature::TellDroppedWall() {
        ") do not follow the fitted cylinder and were left out of it. Look what else stands in the "
        "window: narrow \"RadiusTolerance\" and \"Height\" to the wall, or raise the quality "
        "threshold.");
+}
+
+void CylinderFeature::TellOpenRadius() {
+  constexpr double kMostOpen = 50e-6;  // metres
+  constexpr double kCoverage = 2.0;    // standard uncertainties
+  const double open = kCoverage * _fitted_cylinder._statistics.radius_uncertainty;
+  if (!(open > kMostOpen)) return;
+  Warn("The radius may be off by " + messages::MillimetreText(open) +
+       " (twice its standard uncertainty): too little of the wall is in sight for its errors of "
+       "form and for the noise. Look so that more of the wall comes into sight, around the axis "
+       "first; take more samples; or hold a radius that is known by \"FixRadius\".");
 }
 
 std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(
@@ -109,6 +121,7 @@ bool CylinderFeature::FitCylinder(const std::vector<Eigen::Vector3d>& points,
   std::vector<SampleFate>& fates = Record().fates;
   for (std::size_t i = 0; i < uses.size(); ++i) fates[samples[i]] = FateOf(uses[i]);
   const ThreadedCylinderFitter::Statistics& statistics = _fitted_cylinder._statistics;
+  if (error.empty()) Record().form = statistics.form;
   if (statistics.has_base) {
     const PointXYZW point(statistics.base.point);
     const VectorXYZW normal(statistics.base.normal);
