@@ -94,7 +94,9 @@ std::string HtmlReport(const ReportData& data) {
   html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
   html += Element("title", Escaped(TitleOf(data.request)) + ": measurement report");
   html += Element("style", std::string(kPlotStyle) + kPageStyle) + "</head>\n<body>\n";
-  const std::string told = QuantityTable(quantities, data.outcome.successful);
+  std::string told = QuantityTable(quantities, data.outcome.successful);
+  const std::optional<geometry::WallForm>& form = data.outcome.stages.form;
+  if (form && data.outcome.successful) told += FormTable(*form);
   html += Head(data) + "<div class=\"numbers\">\n";
   if (!told.empty()) html += Element("section", "\n" + told);
   html += Element("section", "\n" + ResultTable(data.outcome.result)) + "</div>\n";

@@ -170,6 +170,36 @@ std::string QuantityTable(const std::vector<Quantity>& quantities, bool successf
                  "In the instrument's frame. A deviation is measured less nominal.");
 }
 
+std::string FormTable(const geometry::WallForm& form) {
+  std::string rows =
+      "<tr><th>error of form</th><th class=\"number\">measured</th>"
+      "<th class=\"number\">standard uncertainty</th></tr>\n";
+  const auto add = [&rows](const std::string& name, const char* words, double value,
+                           double uncertainty) {
+    constexpr double kMillimetres = 1e3;
+    rows += Element("tr", "<td>" + name + " / mm<small>" + words + "</small></td>" +
+                              "<td class=\"number\">" + TableText(kMillimetres * value, "mm") +
+                              "</td><td class=\"number\">" +
+                              TableText(kMillimetres * uncertainty, "mm") + "</td>");
+  };
+  // A count that noise picked says nothing.
+  const bool sure = form.roundness > 2.0 * form.roundness_uncertainty;
+  add(sure ? "Roundness, " + std::to_string(form.lobes) + " lobes" : "Roundness, 2 to 8 lobes",
+      "of the largest wave around the wall, from its valleys to its crests", form.roundness,
+      form.roundness_uncertainty);
+  add("Taper", "change of the radius over the height; positive: wider up the axis", form.taper,
+      form.taper_uncertainty);
+  add("Barrel", "radius half way less that at both ends; negative: waisted", form.barrel,
+      form.barrel_uncertainty);
+  add("Bend", "of the axis half way, off the line of its ends", form.bend, form.bend_uncertainty);
+  return Element("h2", "Form of the wall") + "<table class=\"list quantities\">\n" + rows +
+         "</table>\n" +
+         Element(
+             "p class=\"note\"",
+             "Over the angles and heights that were fitted; not in the result. What the samples "
+             "hardly show is drawn towards 0.");
+}
+
 std::string ResultTable(const std::string& text) {
   const ordered_json result = ordered_json::parse(text, nullptr, false);
   std::string rows;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/quantities.h"
+#include "libmfx/geometry/wall_form.h"
 #include "report/report.h"
 
 /// \file
@@ -22,6 +23,9 @@ std::string Head(const ReportData& data);
 
 /// Nominal, measured and deviation of each quantity; empty where there are none.
 std::string QuantityTable(const std::vector<Quantity>& quantities, bool successful);
+
+/// The errors of form of a wall, each with its standard uncertainty.
+std::string FormTable(const geometry::WallForm& form);
 
 /// The result message as it is, without its samples.
 std::string ResultTable(const std::string& result);

@@ -95,7 +95,8 @@ std::vector<Figure> Unrolled(const Measured& m, const Vector3d& center, const Ve
            NumberText(fine.scale * full, 3) + " " + fine.name +
            ". Open red: " + std::to_string(flat.size() - sizes.size()) +
            " samples in the window that it does not follow. A thread shows as slanted stripes; of "
-           "a smooth wall stripes or patches mean that the fit is not the wall."}};
+           "a smooth wall stripes or patches " +
+           (m.stages.form ? "are errors of its form." : "mean that the fit is not the wall.")}};
 }
 
 std::vector<Figure> Pictures(const Measured& m) {
