@@ -1,0 +1,104 @@
+// What a stud's analysis tells of the form of its wall, and of a radius that the form leaves open.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <numbers>
+#include <random>
+
+#include "cylinder_points.h"
+#include "libmfx/features/stud.h"
+
+namespace libmfx::features {
+namespace {
+
+using nlohmann::json;
+using test::CylinderPoints;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr char kOpen[] = "The radius may be off by ";
+
+/// Half of a wall of 5 mm with three lobes, sampled with 5 um of noise.
+struct LobedWall {
+  double amplitude = 0.0;  ///< metres
+  double arc = std::numbers::pi;
+
+  std::vector<RawDataPoint> Samples() const {
+    CylinderPoints round;
+    round.arc = arc;
+    round.noise = 5e-6;
+    const Eigen::Vector3d e1 = round.axis.unitOrthogonal();
+    const Eigen::Vector3d e2 = round.axis.cross(e1);
+    std::vector<RawDataPoint> samples;
+    for (const Eigen::Vector3d& p : round.Make()) {
+      const Eigen::Vector3d q = p - round.point;
+      const Eigen::Vector3d out = (q - q.dot(round.axis) * round.axis).normalized();
+      const double turn = std::atan2(q.dot(e2), q.dot(e1));
+      const Eigen::Vector3d lobed = p + amplitude * std::sin(3.0 * turn) * out;
+      const AzElRange at{PointXYZW(lobed)};
+      samples.push_back({at.azimuth, at.elevation, at.range, 80.0, 1});
+    }
+    return samples;
+  }
+};
+
+Stud Analysed(const std::vector<RawDataPoint>& samples, const json& more = json::object()) {
+  const CylinderPoints wall;
+  const auto triple = [](const Eigen::Vector3d& v) { return json{v.x(), v.y(), v.z()}; };
+  json request = {{"$id", "T7"},
+                  {"Feature",
+                   {{"$type", "StudFeature"},
+                    {"Location", triple(wall.point)},
+                    {"Axis", triple(wall.axis)},
+                    {"Radius", wall.radius},
+                    {"Offset", 0.001},
+                    {"Height", 0.019},
+                    {"RadiusTolerance", 0.001}}}};
+  request.update(more);
+  Stud stud(request.dump());
+  stud.UpdateRawData(samples);
+  stud.AnalyzeFeature();
+  return stud;
+}
+
+TEST(StudDoubts, ARadiusThatLobesLeaveOpenIsDoubted) {
+  const Stud stud = Analysed(LobedWall{.amplitude = 80e-6}.Samples());
+  ASSERT_TRUE(stud.GetIsSuccessful()) << stud.GetError();
+  EXPECT_THAT(stud.GetWarnings(), ElementsAre(StartsWith(kOpen)));
+  const std::string text = stud.GetWarnings().front();
+  const double open = std::stod(text.substr(sizeof kOpen - 1));  // mm
+  const double error = 1e3 * std::abs(stud.GetSetting<double>(L"FittedCylinderRadius") - 0.005);
+  EXPECT_GT(error, 0.05);
+  EXPECT_LT(error, open);
+  EXPECT_LT(open, 1.0);
+}
+
+TEST(StudDoubts, ARadiusThatIsKnownIsNot) {
+  EXPECT_THAT(Analysed(LobedWall{}.Samples()).GetWarnings(), IsEmpty());
+  // All around, lobes leave the mean radius as it is.
+  const LobedWall whole{.amplitude = 30e-6, .arc = 2.0 * std::numbers::pi};
+  EXPECT_THAT(Analysed(whole.Samples()).GetWarnings(), IsEmpty());
+  const Stud held = Analysed(LobedWall{.amplitude = 80e-6}.Samples(), {{"FixRadius", true}});
+  ASSERT_TRUE(held.GetIsSuccessful()) << held.GetError();
+  EXPECT_THAT(held.GetWarnings(), IsEmpty());
+}
+
+TEST(StudDoubts, TheRecordTellsTheForm) {
+  const LobedWall whole{.amplitude = 30e-6, .arc = 2.0 * std::numbers::pi};
+  const Stud stud = Analysed(whole.Samples());
+  const auto& form = stud.GetStages().form;
+  ASSERT_TRUE(form);
+  EXPECT_EQ(form->lobes, 3);
+  EXPECT_NEAR(form->roundness, 60e-6, 4e-6);
+  EXPECT_LT(form->roundness_uncertainty, 2e-6);
+  EXPECT_LT(std::abs(form->taper), 5e-6);
+  // A failed analysis has no wall.
+  EXPECT_FALSE(Analysed({}).GetStages().form);
+}
+
+}  // namespace
+}  // namespace libmfx::features
