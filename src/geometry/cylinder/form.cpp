@@ -232,7 +232,8 @@ Vector ExpectedVariances(const Matrix& matrix, const Vector& gradient, double no
 
 std::vector<Supposition> OfLobes() {
   std::vector<Supposition> all = {{{}, 0.5}};
-  constexpr double kShare = 0.5 / (kLobeColumns / 2);
+  constexpr int kWaves = kLobeColumns / 2;
+  constexpr double kShare = 0.5 / kWaves;
   for (int column = 0; column < kLobeColumns; column += 2) {
     all.front().columns.insert(all.front().columns.end(), {column, column + 1});
     all.push_back({{column, column + 1}, kShare});

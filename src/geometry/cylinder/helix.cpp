@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "geometry/cylinder/wall_pattern.h"
+
 namespace libmfx::geometry::cylinder {
 namespace {
 
@@ -14,53 +16,34 @@ constexpr double kTrialsACycle = 6.0;  // trial frequencies a cycle over the len
 constexpr double kMostSamples = 2000.0;
 constexpr double kFewestSamples = 200.0;
 constexpr double kMostSums = 4e6;  // samples times trial frequencies, a pattern and hand
-
-// Depth below the model's wall, by the place where the sight line enters the wall.
-struct Pattern {
-  std::vector<double> height, turn, value;  // value: depth less its mean
-  double variance = 0.0;
-
-  void Add(double at_height, double at_turn, double depth) {
-    height.push_back(at_height);
-    turn.push_back(at_turn);
-    value.push_back(depth);
-  }
-
-  void Centre() {
-    double mean = 0.0;
-    for (const double v : value) mean += v;
-    mean /= static_cast<double>(value.size());
-    for (double& v : value) {
-      v -= mean;
-      variance += v * v;
-    }
-    variance /= static_cast<double>(value.size());
-  }
-
-  // Share of the variance in the first harmonic of `frequency` (cycles a unit of height).
-  double Share(double frequency, double hand) const {
-    double c = 0.0, s = 0.0;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-      const double phase = kTurn * (frequency * height[i] - hand * turn[i]);
-      c += value[i] * std::cos(phase);
-      s += value[i] * std::sin(phase);
-    }
-    const auto n = static_cast<double>(value.size());
-    return 2.0 * (c * c + s * s) / (n * n * variance);
-  }
-};
+constexpr double kChance = 1e-8;   // that noise shows a helix as clear
 
 // Where a sample is put: where its sight line enters the wall of the model, or where it ends.
 enum class Place { kEntry, kEnd };
 
-Pattern MakePattern(const Points& points, const Model& model, const Eigen::Vector3d& instrument,
-                    bool bore, Place place, Eigen::Index samples) {
+// The k-th of samples that are taken one from each `stride` points, at uneven steps: even steps
+// along an even scan would show a pitch as another one.
+Eigen::Index PlaceOf(Eigen::Index k, Eigen::Index stride, Eigen::Index points) {
+  constexpr double kGolden = 0.61803398874989485;
+  const double turns = kGolden * static_cast<double>(k);
+  const auto aside =
+      static_cast<Eigen::Index>((turns - std::floor(turns)) * static_cast<double>(stride));
+  return std::min(k * stride + aside, points - 1);
+}
+
+WallPattern MakePattern(const Points& points, const Model& model, const Eigen::Vector3d& instrument,
+                        bool bore, Place place, Eigen::Index samples) {
   const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
   const Eigen::Vector3d u = model.direction.normalized();
   const Eigen::Vector3d e1 = u.unitOrthogonal(), e2 = u.cross(e1);
   const Eigen::Index stride = std::max<Eigen::Index>(1, points.size() / samples);
-  Pattern pattern;
-  for (Eigen::Index i = 0; i < points.size(); i += stride) {
+  WallPattern pattern;
+  const Eigen::Index most = (points.size() + stride - 1) / stride;
+  for (Eigen::ArrayXd* column : {&pattern.height, &pattern.turn, &pattern.depth})
+    column->resize(most);
+  Eigen::Index count = 0;
+  for (Eigen::Index k = 0; k < most; ++k) {
+    const Eigen::Index i = PlaceOf(k, stride, points.size());
     const Eigen::Vector3d w = (points.at(i) - instrument).normalized();
     const Eigen::Vector3d q = points.at(i) - base;
     const Eigen::Vector2d across(w.dot(e1), w.dot(e2)), at(q.dot(e1), q.dot(e2));
@@ -73,51 +56,90 @@ Pattern MakePattern(const Points& points, const Model& model, const Eigen::Vecto
       way = (-b + (bore ? 1.0 : -1.0) * std::sqrt(root)) / a;
     }
     const Eigen::Vector2d entry = at + way * across;
-    pattern.Add(q.dot(u) + way * w.dot(u), std::atan2(entry.y(), entry.x()) / kTurn,
-                model.radius - at.norm());
+    pattern.height[count] = q.dot(u) + way * w.dot(u);
+    pattern.turn[count] = std::atan2(entry.y(), entry.x()) / kTurn;
+    pattern.depth[count++] = model.radius - at.norm();
   }
-  if (!pattern.value.empty()) pattern.Centre();
+  for (Eigen::ArrayXd* column : {&pattern.height, &pattern.turn, &pattern.depth})
+    column->conservativeResize(count);
   return pattern;
 }
 
-// Climbs to the top of the peak that the trial frequencies hit on a side.
-double Refine(const Pattern& pattern, double frequency, double hand, double step) {
-  double here = pattern.Share(frequency, hand);
-  for (double width = step; width > 1e-4 * step; width *= 0.5) {
-    for (const double f : {frequency - width, frequency + width}) {
-      const double share = pattern.Share(f, hand);
-      if (share <= here) continue;
-      here = share;
-      frequency = f;
-    }
-  }
-  return frequency;
+// The halves of a wall, by height and around the arc that was seen.
+std::vector<Eigen::ArrayXd> Halves(const WallPattern& pattern) {
+  const auto n = static_cast<double>(pattern.size());
+  const double middle =
+      std::atan2((kTurn * pattern.turn).sin().sum() / n, (kTurn * pattern.turn).cos().sum() / n) /
+      kTurn;
+  const Eigen::ArrayXd aside = pattern.turn - middle;
+  const Eigen::ArrayXd around = aside - (aside + 0.5).floor();
+  const double height = pattern.height.mean();
+  return {(pattern.height < height).cast<double>(), (pattern.height >= height).cast<double>(),
+          (around < 0.0).cast<double>(), (around >= 0.0).cast<double>()};
 }
 
-// The best pitch of a pattern: into `helix`, if its share is twice the one that stands there. From
-// one side the profile's visible flanks repeat as well as the profile itself: then both places show
-// much the same share, and the entries the right pitch.
-void Scan(const Pattern& pattern, double least_share, Helix& helix) {
-  if (!(pattern.variance > 0.0)) return;
-  const auto [low, high] = std::minmax_element(pattern.height.begin(), pattern.height.end());
-  const double length = *high - *low;
-  const double step = 1.0 / (kTrialsACycle * length);
-  double best = 0.0, frequency = 0.0, hand = 1.0;
-  for (const double trial_hand : {1.0, -1.0}) {
-    for (double f = std::max(2.0 / length, 1.0 / kCoarsest); f < 1.0 / kFinest; f += step) {
-      const double share = pattern.Share(f, trial_hand);
-      if (share <= best) continue;
-      best = share;
-      frequency = f;
-      hand = trial_hand;
-    }
+// Whether a helix is in each half of the wall as it is in the whole.
+bool IsEverywhere(const WallPattern& pattern, const HelixTrial& trial) {
+  constexpr double kLeastOfWhole = 0.3;
+  const Eigen::Vector2d whole = pattern.Harmonic(trial, Eigen::ArrayXd::Ones(pattern.size()));
+  for (const Eigen::ArrayXd& half : Halves(pattern)) {
+    if (!(pattern.Harmonic(trial, half).dot(whole) >= kLeastOfWhole * whole.squaredNorm()))
+      return false;
   }
-  // The best of n trials on noise comes to about 2 ln(n) over the number of samples.
-  const double chance = 20.0 / static_cast<double>(pattern.value.size());
-  if (best < std::max(least_share, chance) || best < 2.0 * helix.share) return;
-  frequency = Refine(pattern, frequency, hand, step);
-  helix.share = pattern.Share(frequency, hand);
-  helix.pitch = hand / frequency;
+  return true;
+}
+
+// Whether of so many trials on noise alone the best would reach this share with a probability of
+// `kChance` at the most: on n samples less the terms taken out, the share in two of the rest is
+// distributed as the square of a multiple correlation.
+bool IsSignificant(double share, Eigen::Index samples, int terms, double trials) {
+  const double freedom = static_cast<double>(samples) - terms - 3.0;
+  if (!(freedom > 0.0)) return false;
+  return std::log(trials) + 0.5 * freedom * std::log1p(-std::min(share, 1.0 - 1e-15)) <
+         std::log(kChance);
+}
+
+// Whether rings around the wall, or a helix of the other hand, explain as much: over a part of the
+// arc rings look like a helix, and a wave along the wall and around it is two helices at once.
+bool IsWave(const WallPattern& pattern, const HelixTrial& trial, double share, double step) {
+  constexpr double kClearlyMore = 1.1;
+  for (const double hand : {0.0, -trial.hand}) {
+    if (share < kClearlyMore * pattern.Share(pattern.Refined({trial.frequency, hand}, step)))
+      return true;
+  }
+  return false;
+}
+
+// A clear helix of a pattern.
+struct Shown {
+  HelixTrial trial;
+  double share = 0.0;
+  double trials = 0.0;  // that it is the best of
+};
+
+std::optional<Shown> Scan(const WallPattern& pattern, int terms, double least_share) {
+  const double length = pattern.Length();
+  if (!(pattern.depth.square().sum() > 0.0) || !(length > 0.0)) return std::nullopt;
+  const double step = 1.0 / (kTrialsACycle * length);
+  const double lowest = std::max(2.0 / length, 1.0 / kCoarsest);
+  if (!(lowest < 1.0 / kFinest)) return std::nullopt;
+  Shown shown;
+  shown.trial = pattern.Refined(pattern.Best(lowest, 1.0 / kFinest, step), step);
+  shown.share = pattern.Share(shown.trial);
+  shown.trials = 2.0 * 2.0 * (1.0 / kFinest - lowest) / step;
+  if (shown.share < least_share ||
+      !IsSignificant(shown.share, pattern.size(), terms, shown.trials) ||
+      !IsEverywhere(pattern, shown.trial) || IsWave(pattern, shown.trial, shown.share, step))
+    return std::nullopt;
+  return shown;
+}
+
+// Whether a helix shows where the samples lie as well, by least squares. Noise moves the entry of a
+// sight line along the axis, and that as far as it moves the sample in or out: on an even scan this
+// makes a helix of the scan's own spacing, which is not there where the samples lie.
+bool ShowsAtEnds(const WallPattern& ends, int terms, const Shown& shown, double least_share) {
+  const double share = ends.Explained(shown.trial);
+  return share >= least_share && IsSignificant(share, ends.size(), terms, shown.trials);
 }
 
 double Quantile(std::vector<double>& values, double share) {
@@ -139,15 +161,20 @@ Eigen::Index Samples(const Points& points, const Model& model) {
 
 }  // namespace
 
-bool SeenFromInside(const Points& points, const Model& model, const Eigen::Vector3d& instrument) {
+SeenFrom SideSeen(const Points& points, const Model& model, const Eigen::Vector3d& instrument) {
+  constexpr double kClear = 0.2;  // of what walls that face one way come to
   const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
   const Eigen::Vector3d u = model.direction.normalized();
-  double facing = 0.0;
+  double facing = 0.0, whole = 0.0;
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     const Eigen::Vector3d q = points.at(i) - base;
-    facing += (q - q.dot(u) * u).dot((instrument - points.at(i)).normalized());
+    const Eigen::Vector3d outward = q - q.dot(u) * u;
+    const double faces = outward.dot((instrument - points.at(i)).normalized());
+    facing += faces;
+    whole += std::abs(faces);
   }
-  return facing < 0.0;
+  if (std::abs(facing) < kClear * whole) return SeenFrom::kAround;
+  return facing < 0.0 ? SeenFrom::kInside : SeenFrom::kOutside;
 }
 
 std::optional<Helix> FindHelix(const Points& points, const Model& model,
@@ -158,13 +185,63 @@ std::optional<Helix> FindHelix(const Points& points, const Model& model,
   Helix helix;
   helix.depth = Quantile(sorted, 0.95) - Quantile(sorted, 0.05);
   if (!(helix.depth >= least_depth)) return std::nullopt;
-  helix.bore = SeenFromInside(points, model, instrument);
   const Eigen::Index samples = Samples(points, model);
   if (samples == 0) return std::nullopt;
-  for (const Place place : {Place::kEntry, Place::kEnd})
-    Scan(MakePattern(points, model, instrument, helix.bore, place, samples), least_share, helix);
+  const SeenFrom side = SideSeen(points, model, instrument);
+  helix.around = side == SeenFrom::kAround;
+  // The nominal radius, 1 here, is that of the crests, and the mean of a wall lies behind its
+  // crests.
+  helix.bore = helix.around ? residuals.mean() + model.radius > 1.0 : side == SeenFrom::kInside;
+  constexpr Eigen::Index kFewestRows = 30;
+  WallPattern entries = MakePattern(points, model, instrument, helix.bore, Place::kEntry, samples);
+  WallPattern ends = MakePattern(points, model, instrument, helix.bore, Place::kEnd, samples);
+  if (ends.size() < kFewestRows) return std::nullopt;
+  const int terms = ends.TakeOutForm();
+  if (entries.size() >= kFewestRows) {
+    entries.TakeOutForm();
+    const auto shown = Scan(entries, terms, least_share);
+    if (shown && ShowsAtEnds(ends, terms, *shown, least_share)) {
+      helix.share = shown->share;
+      helix.pitch = shown->trial.hand / shown->trial.frequency;
+    }
+  }
+  // From one side the profile's visible flanks repeat as well as the profile itself: then both
+  // places show much the same share, and the entries the right pitch.
+  const auto shown = Scan(ends, terms, least_share);
+  if (shown && shown->share >= 2.0 * helix.share) {
+    helix.share = shown->share;
+    helix.pitch = shown->trial.hand / shown->trial.frequency;
+  }
   if (helix.share == 0.0) return std::nullopt;
   return helix;
+}
+
+double SharpenPitch(const Points& points, const Model& model, const Eigen::Vector3d& instrument,
+                    const Helix& helix) {
+  constexpr double kReach = 0.04;  // of the pitch
+  constexpr Eigen::Index kSamples = 1000;
+  double most = -1.0, pitch = helix.pitch;
+  for (const Place place : {Place::kEntry, Place::kEnd}) {
+    const WallPattern pattern = MakePattern(points, model, instrument, helix.bore, place, kSamples);
+    if (pattern.size() == 0) continue;
+    const double step = 1.0 / (kTrialsACycle * std::max(pattern.Length(), 1e-12));
+    HelixTrial best{1.0 / std::abs(helix.pitch), std::copysign(1.0, helix.pitch)};
+    const HelixTrial first = best;
+    const int reach = 1 + static_cast<int>(kReach * first.frequency / step);
+    double best_share = -1.0;
+    for (int k = -reach; k <= reach; ++k) {
+      const HelixTrial moved{first.frequency + k * step, first.hand};
+      const double share = pattern.Share(moved);
+      if (share > best_share) best = moved, best_share = share;
+    }
+    best = pattern.Refined(best, step);
+    // The entries show the right pitch; the ends have to show it clearly better.
+    const double share = pattern.Share(best) * (place == Place::kEnd ? 0.5 : 1.0);
+    if (share <= most) continue;
+    most = share;
+    pitch = best.hand / best.frequency;
+  }
+  return pitch;
 }
 
 }  // namespace libmfx::geometry::cylinder

@@ -140,8 +140,7 @@ Model CorrectSmoothFit(const Points& points, const Model& smooth, const Eigen::V
   for (int round = 0; round < 2; ++round) {
     SetMeanDepths(model, helix, instrument, expected);
     if (!Minimize(expected, model, fix_axis, fix_radius).converged) return smooth;
-    if (const auto sharper = FindHelix(points, model, instrument, 0.0, 0.0))
-      helix.pitch = sharper->pitch;
+    helix.pitch = SharpenPitch(points, model, instrument, helix);
   }
   return model;
 }
