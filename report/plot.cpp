@@ -90,6 +90,15 @@ svg .dropped { fill: none; stroke: var(--measured); stroke-width: .8; }
   [style="fill:#00707f"] { fill: #2fb3c4 !important; }
   [style="fill:#a0661a"] { fill: #c98f45 !important; }
   [style="fill:#bbbbbb"] { fill: #777 !important; }
+  [style="fill:#12406f"] { fill: #58b0ff !important; }
+  [style="fill:#3a6ea5"] { fill: #4a8fd0 !important; }
+  [style="fill:#6f9bc8"] { fill: #446f9c !important; }
+  [style="fill:#a3bdd6"] { fill: #47586b !important; }
+  [style="fill:#c9c9c9"] { fill: #4d5055 !important; }
+  [style="fill:#e3bd92"] { fill: #6b573f !important; }
+  [style="fill:#e09a52"] { fill: #99703c !important; }
+  [style="fill:#c9711b"] { fill: #cf8a35 !important; }
+  [style="fill:#8f4a06"] { fill: #ffb04a !important; }
 }
 )";
 
@@ -248,6 +257,12 @@ void Plot::Dot(const Point2& at, std::string_view style, double radius, const st
             At("cx", "cy", Pixel(at));
   if (!colour.empty()) _marks += " style=\"fill:" + colour + "\"";
   _marks += "/>\n";
+}
+
+void Plot::Text(const Point2& at, const char* anchor, const std::string& text) {
+  if (!Sound(at)) return;
+  _marks += "<text text-anchor=\"" + std::string(anchor) + "\"" + At("x", "y", Pixel(at)) + ">" +
+            Escaped(text) + "</text>\n";
 }
 
 void Plot::Level(double y, std::string_view style, const std::string& label) {

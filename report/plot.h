@@ -86,6 +86,8 @@ class Plot {
   void Cross(const Point2& at, std::string_view style);
   /// \param radius in user units
   void Dot(const Point2& at, std::string_view style, double radius, const std::string& colour = {});
+  /// \param anchor what of the text is at the place: "start", "middle" or "end"
+  void Text(const Point2& at, const char* anchor, const std::string& text);
   /// A line across the picture, with a word at its end.
   void Level(double y, std::string_view style, const std::string& label);
 

@@ -266,8 +266,18 @@ TEST(ReportTest, AStudShowsItsWallAsItWasFittedUnrolled) {
   EXPECT_THAT(html, HasSubstr("The 88 samples of the last scan that the fit"));
   EXPECT_THAT(html, HasSubstr("Open red: 1 samples in the window that it does not follow"));
   EXPECT_THAT(html, HasSubstr("full colour at 50 \xC2\xB5m"));
-  // Full orange outside, full blue inside, pale on the wall.
-  for (const char* colour : {"#d96b12", "#1b4f8f", "#e8e8e8"}) EXPECT_THAT(html, HasSubstr(colour));
+  // The picture tells its scale: full orange outside, full blue inside, grey on the wall.
+  for (const char* scale : {">inside<",
+                            ">\xE2\x88\x92"
+                            "50 \xC2\xB5m<",
+                            ">0 \xC2\xB5m<", ">+50 \xC2\xB5m<", ">outside<"}) {
+    EXPECT_THAT(html, HasSubstr(scale));
+  }
+  for (const char* colour : {"#8f4a06", "#12406f", "#c9c9c9"}) {
+    EXPECT_GT(Count(html, std::string("style=\"fill:") + colour + "\"/>"), 8u) << colour;
+    EXPECT_THAT(html, HasSubstr(std::string("[style=\"fill:") + colour + "\"] { fill: "))
+        << "on a dark page";
+  }
   data.outcome.stages = {};  // where the analysis came to no fit there is no such picture
   html = HtmlReport(data);
   EXPECT_EQ(html.find("Unrolled wall"), std::string::npos);
