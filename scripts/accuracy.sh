@@ -3,7 +3,14 @@
 # instrument and writes its section of docs/accuracy.md. The draws are seeded, so the same figures
 # come again; the runs are spread over the cores.
 #
-# usage: scripts/accuracy.sh [type ...]      (default: every type; RUNS=100 sets the runs a condition)
+# usage: scripts/accuracy.sh [--condition C] [--first-run N] [--keep FOLDER] [type ...]
+#
+# Without a type every one has its turn; RUNS=100 sets the runs of each condition. Part of a campaign,
+# and one that is kept, leaves docs/accuracy.md alone and prints its table:
+#   --condition C    the condition of that number, or those whose label has C in it
+#   --first-run N    run N and those that follow; 0 unless told otherwise
+#   --keep FOLDER    puts jobs and answers behind those of earlier calls in FOLDER/<type>.jobs and
+#                    .answers; the table is that of all of them
 #
 # A feature type gets its campaign by one source: tools/accuracy/campaigns/<type>.cpp, as
 # tools/accuracy/campaign.h tells, draws a job and compares a result with the truth of its scene.
@@ -11,16 +18,28 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+choice=()
+keep=
+while [[ "${1:-}" == --* ]]; do
+  [ $# -ge 2 ] || { echo "accuracy: $1 wants a value" >&2; exit 2; }
+  case "$1" in
+    --condition | --first-run) choice+=("$1" "$2") ;;
+    --keep) keep=$2 ;;
+    *) echo "accuracy: unknown option $1" >&2; exit 2 ;;
+  esac
+  shift 2
+done
+[ -z "$keep" ] || mkdir -p "$keep"
+
 runs=${RUNS:-100}
 cores=$(nproc)
 [ -n "${MFX_BUILD:-}" ] || {
   ./scripts/setup.sh build
   echo "accuracy: building in build/tool (the first time takes minutes)"
   cmake --preset tool >/dev/null
-  cmake --build --preset tool --target mfx mfx_accuracy -j "$cores"
+  cmake --build --preset tool --target mfx_accuracy -j "$cores"
 }
 build=${MFX_BUILD:-build/tool}  # a build folder that is taken as it is
-mfx=$build/tools/mfx/mfx
 campaigns=$build/tools/accuracy/mfx_accuracy
 report=docs/accuracy.md
 
@@ -42,26 +61,43 @@ put_section() {
   cp "$work/report" "$report"
 }
 
+# Measures the jobs of "$work/jobs" into "$work/answers", a part of the lines on each core.
+measure() {
+  rm -f "$work"/part.*
+  split -n "l/$cores" -d "$work/jobs" "$work/part."
+  local pids=()
+  for part in "$work"/part.*; do
+    nice "$campaigns" answers "$part" >"$part.answers" &
+    pids+=($!)
+  done
+  for pid in "${pids[@]}"; do wait "$pid"; done
+  cat "$work"/part.*.answers >"$work/answers"
+}
+
 [ $# -gt 0 ] || mapfile -t types < <("$campaigns" list)
 [ $# -eq 0 ] || types=("$@")
 for type in "${types[@]}"; do
   echo "accuracy: $type, $runs runs for each condition"
   start=$SECONDS
-  "$campaigns" jobs "$type" "$runs" >"$work/jobs"
-  # A job searches if its request enables it. One part of the lines for each core; how they are split does not change an answer.
-  rm -f "$work"/part.*
-  split -n "l/$cores" -d "$work/jobs" "$work/part."
-  pids=()
-  for part in "$work"/part.*; do
-    nice "$mfx" batch --search "$part" >"$part.answers" &
-    pids+=($!)
-  done
-  for pid in "${pids[@]}"; do wait "$pid"; done
-  cat "$work"/part.*.answers >"$work/answers"
+  "$campaigns" jobs "$type" "$runs" "${choice[@]}" >"$work/jobs"
+  measure
+  jobs=$work/jobs
+  answers=$work/answers
+  if [ -n "$keep" ]; then
+    jobs=$keep/$type.jobs
+    answers=$keep/$type.answers
+    cat "$work/jobs" >>"$jobs"
+    cat "$work/answers" >>"$answers"
+  fi
   command="scripts/accuracy.sh $type"
+  [ ${#choice[@]} -eq 0 ] || command="scripts/accuracy.sh$(printf ' %q' "${choice[@]}") $type"
   [ "$runs" = 100 ] || command="RUNS=$runs $command"
-  "$campaigns" section "$type" "$work/jobs" "$work/answers" "$command" >"$work/text"
-  put_section "$type" <"$work/text"
+  "$campaigns" section "$type" "$jobs" "$answers" "$command" >"$work/text"
+  if [ -n "$keep" ] || [ ${#choice[@]} -gt 0 ]; then
+    cat "$work/text"
+  else
+    put_section "$type" <"$work/text"
+  fi
   echo "accuracy: $type took $((SECONDS - start)) s"
 done
-echo "accuracy: the tables are in $report"
+[ -n "$keep" ] || [ ${#choice[@]} -gt 0 ] || echo "accuracy: the tables are in $report"

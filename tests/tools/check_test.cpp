@@ -8,7 +8,7 @@
 #include "examples.h"
 #include "program_test.h"
 #include "tools/accuracy/campaign.h"
-#include "tools/accuracy/evaluation.h"
+#include "tools/accuracy/jobs.h"
 
 namespace mfx_test {
 namespace {
@@ -50,7 +50,7 @@ TEST(CheckTest, TheRequestsOfTheCampaignsAreSound) {
   int requests = 0;
   for (const auto& campaign : libmfx::accuracy::Campaigns()) {
     std::stringstream jobs;
-    libmfx::accuracy::WriteJobs(campaign, 4, jobs);
+    libmfx::accuracy::WriteJobs(campaign, {.count = 4}, jobs);
     for (std::string line; std::getline(jobs, line); ++requests) {
       EXPECT_EQ(Listed(Found(json::parse(line)["request"])), "") << campaign.name;
     }

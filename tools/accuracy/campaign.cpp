@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 #include <utility>
 
 #include "libmfx/data_structures/records.h"
@@ -142,5 +143,13 @@ Registered::Registered(Campaign campaign) {
 }
 
 const std::vector<Campaign>& Campaigns() { return Known(); }
+
+const Campaign& CampaignOf(const std::string& name) {
+  const auto& campaigns = Campaigns();
+  const auto found = std::find_if(campaigns.begin(), campaigns.end(),
+                                  [&](const Campaign& c) { return c.name == name; });
+  if (found == campaigns.end()) throw std::runtime_error("there is no campaign '" + name + "'");
+  return *found;
+}
 
 }  // namespace libmfx::accuracy

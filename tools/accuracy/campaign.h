@@ -37,7 +37,9 @@ struct Condition {
   double offset = 0.0;        ///< most that the nominal's place is off, in any direction
   double misalignment = 0.0;  ///< most that the nominal's direction is off
   bool noise = true;
-  std::string variant;  ///< whatever else the campaign tells apart
+  std::string variant;       ///< whatever else the campaign tells apart
+  double least_depth = 1.0;  ///< of a thread, as a share of its basic profile's
+  double most_depth = 1.0;
 };
 
 /// Noise off; near and level; tilted; far; very far; a nominal that is off by up to 1 mm.
@@ -77,7 +79,8 @@ struct Quantity {
   std::string name;
   std::string unit;  ///< as printed
   double scale;      ///< from metres or radians to that unit
-  double limit;      ///< a success that is off by more, unwarned, is wrong; metres or radians
+  double limit;      ///< a success that is off by more, unwarned, is wrong; metres or radians;
+                     ///< infinite: none is
   int values = 1;    ///< that a run has of it: a length and a width are two sizes
 };
 
@@ -86,6 +89,7 @@ struct Result {
   const json& request;
   const json& result;  ///< the result message
   const json& truth;   ///< of the scene, in the instrument's frame; docs/scenes.md tells its keys
+  const json& uncertainty;  ///< as answers.h tells it; null where the answer has none
 
   /// Three numbers under a key. What is missing gives NaN, which counts as wrong.
   Vector3d Measured(const char* key) const { return Triple(result, key); }
@@ -112,6 +116,10 @@ struct Campaign {
   /// The errors of a success, for each quantity in order as many as it has values; metres or
   /// radians.
   std::vector<double> (*errors)(const Result& result);
+  /// The same errors in standard uncertainties that the fit states, NaN for one that has none. A
+  /// campaign that tells them gets a table that tells how many the truth lies within, and how many
+  /// runs are wrong at all.
+  std::vector<double> (*in_uncertainties)(const Result& result) = nullptr;
 };
 
 /// Makes a campaign known to the program.
@@ -121,5 +129,9 @@ struct Registered {
 
 /// All campaigns, by name.
 const std::vector<Campaign>& Campaigns();
+
+/// A campaign by its name.
+/// \throws std::runtime_error if there is none
+const Campaign& CampaignOf(const std::string& name);
 
 }  // namespace libmfx::accuracy

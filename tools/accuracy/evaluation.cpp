@@ -6,17 +6,17 @@
 #include <istream>
 #include <map>
 #include <numeric>
-#include <ostream>
 #include <regex>
 #include <set>
 #include <stdexcept>
 
 #include "sim/scene.h"
+#include "tools/accuracy/jobs.h"
 
 namespace libmfx::accuracy {
 namespace {
 
-constexpr std::uint64_t kSeed = 20260101;
+constexpr double kCoverage = 2.0;  // standard uncertainties
 
 /// What the runs of one condition came to.
 struct Tally {
@@ -25,13 +25,12 @@ struct Tally {
   int warned = 0;                           ///< successes that carry a warning
   std::vector<std::vector<double>> errors;  ///< of all successes, by quantity, absolute values
   std::vector<int> wrong;                   ///< errors beyond the limit without a warning
+  int wrong_runs = 0;                       ///< with at least one of them
+  int told = 0;                             ///< successes that tell their uncertainties
+  std::vector<int> within;                  ///< of all errors, within kCoverage of them
   std::map<std::string, int> failures;      ///< by their text
   std::map<std::string, int> warnings;      ///< successes that carry one, by its kind
 };
-
-std::string IdOf(const Campaign& campaign, std::size_t condition, int run) {
-  return campaign.name + "/" + std::to_string(condition) + "/" + std::to_string(run);
-}
 
 /// Three significant digits, for a table.
 std::string Cell(double value) {
@@ -44,11 +43,7 @@ std::string Cell(double value) {
   return {buffer, end.ptr};
 }
 
-std::size_t ConditionOf(const json& job) {
-  const std::string id = job.at("id").get<std::string>();
-  const std::size_t begin = id.find('/') + 1;
-  return static_cast<std::size_t>(std::stoul(id.substr(begin, id.find('/', begin) - begin)));
-}
+std::string Percent(int part, int whole) { return Cell(100.0 * part / std::max(whole, 1)) + " %"; }
 
 /// The text of a warning without its figures, by which warnings of one kind are counted together.
 std::string KindOf(const std::string& warning) {
@@ -69,6 +64,22 @@ bool CountWarnings(const json& result, Tally& tally) {
   return !kinds.empty();
 }
 
+/// Counts the errors within their uncertainties.
+/// \param errors how many there are
+void CountWithin(const Campaign& campaign, const Result& seen, std::size_t errors, Tally& tally) {
+  const std::vector<double> shares = campaign.in_uncertainties(seen);
+  if (shares.size() != errors) {
+    throw std::runtime_error(campaign.name + ": an uncertainty for each error is wanted");
+  }
+  ++tally.told;
+  std::size_t at = 0;
+  for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
+    for (int k = 0; k < campaign.quantities[q].values; ++k) {
+      if (std::abs(shares[at++]) <= kCoverage) ++tally.within[q];
+    }
+  }
+}
+
 void Count(const Campaign& campaign, const json& job, const json& answer, Tally& tally) {
   ++tally.runs;
   if (answer.contains("error")) {
@@ -83,26 +94,55 @@ void Count(const Campaign& campaign, const json& job, const json& answer, Tally&
   ++tally.successes;
   const bool warned = CountWarnings(result, tally);
   const json truth = sim::Scene::FromJson(job.at("scene")).TruthJson();
-  const std::vector<double> errors = campaign.errors({job.at("request"), result, truth});
+  const json uncertainty = answer.value("uncertainty", json());
+  const Result seen{job.at("request"), result, truth, uncertainty};
+  const std::vector<double> errors = campaign.errors(seen);
+  bool is_wrong = false;
   std::size_t at = 0;
   for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
     for (int k = 0; k < campaign.quantities[q].values && at < errors.size(); ++k) {
       // What is not a number is as wrong as can be, and sorts last.
       const double size = std::abs(errors[at++]);
       tally.errors[q].push_back(std::isnan(size) ? INFINITY : size);
-      if (!warned && tally.errors[q].back() > campaign.quantities[q].limit) ++tally.wrong[q];
+      const bool is_beyond = !std::isfinite(size) || size > campaign.quantities[q].limit;
+      if (warned || !is_beyond) continue;
+      ++tally.wrong[q];
+      is_wrong = true;
     }
   }
+  tally.wrong_runs += is_wrong ? 1 : 0;
   const auto wanted =
       std::accumulate(campaign.quantities.begin(), campaign.quantities.end(), 0,
                       [](int sum, const Quantity& quantity) { return sum + quantity.values; });
   if (static_cast<int>(errors.size()) != wanted) {
     throw std::runtime_error(campaign.name + ": an error for each quantity is wanted");
   }
+  if (campaign.in_uncertainties != nullptr && !uncertainty.is_null()) {
+    CountWithin(campaign, seen, errors.size(), tally);
+  }
+}
+
+/// A row of a table from its cells.
+std::string RowOf(const std::vector<std::string>& cells) {
+  std::string row = "|";
+  for (const std::string& cell : cells) row += " " + cell + " |";
+  return row + "\n";
+}
+
+/// The head of the table.
+std::string HeadOf(const Campaign& campaign) {
+  if (campaign.in_uncertainties == nullptr) {
+    return "| condition | runs | measured | warned | error of | median | 95 % | largest | limit | "
+           "wrong |\n|---|--:|--:|--:|---|--:|--:|--:|--:|--:|\n";
+  }
+  return "| condition | runs | measured | warned | wrong runs | error of | median | 95 % | largest "
+         "| "
+         "limit | wrong | within 2 u |\n|---|--:|--:|--:|--:|---|--:|--:|--:|--:|--:|--:|\n";
 }
 
 void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tally,
                 std::string& text) {
+  const bool tells_uncertainties = campaign.in_uncertainties != nullptr;
   for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
     const Quantity& quantity = campaign.quantities[q];
     std::vector<double>& errors = tally.errors[q];
@@ -110,13 +150,27 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
     const auto cell = [&](double share) {
       return errors.empty() ? std::string("–") : Cell(quantity.scale * Quantile(errors, share));
     };
-    text +=
-        "| " + (q == 0 ? condition.label : std::string()) + " | " +
-        (q == 0 ? std::to_string(tally.runs) : std::string()) + " | " +
-        (q == 0 ? Cell(100.0 * tally.successes / std::max(tally.runs, 1)) + " %" : std::string()) +
-        " | " + (q == 0 ? std::to_string(tally.warned) : std::string()) + " | " + quantity.name +
-        ", " + quantity.unit + " | " + cell(0.5) + " | " + cell(0.95) + " | " + cell(1.0) + " | " +
-        Cell(quantity.scale * quantity.limit) + " | " + std::to_string(tally.wrong[q]) + " |\n";
+    const bool is_limited = std::isfinite(quantity.limit);
+    std::vector<std::string> cells(tells_uncertainties ? 5 : 4);
+    if (q == 0) {
+      cells[0] = condition.label;
+      cells[1] = std::to_string(tally.runs);
+      cells[2] = Percent(tally.successes, tally.runs);
+      cells[3] = tells_uncertainties ? Percent(tally.warned, tally.successes)
+                                     : std::to_string(tally.warned);
+      if (tells_uncertainties) cells[4] = std::to_string(tally.wrong_runs);
+    }
+    for (const std::string& more :
+         {quantity.name + ", " + quantity.unit, cell(0.5), cell(0.95), cell(1.0),
+          is_limited ? Cell(quantity.scale * quantity.limit) : std::string("–"),
+          is_limited ? std::to_string(tally.wrong[q]) : std::string("–")}) {
+      cells.push_back(more);
+    }
+    if (tells_uncertainties) {
+      cells.push_back(tally.told == 0 ? "–"
+                                      : Percent(tally.within[q], tally.told * quantity.values));
+    }
+    text += RowOf(cells);
   }
 }
 
@@ -143,24 +197,14 @@ double Quantile(const std::vector<double>& sorted, double share) {
   return sorted.at(std::min(index, sorted.size() - 1));
 }
 
-void WriteJobs(const Campaign& campaign, int runs, std::ostream& out) {
-  for (std::size_t c = 0; c < campaign.conditions.size(); ++c) {
-    for (int run = 0; run < runs; ++run) {
-      const std::string id = IdOf(campaign, c, run);
-      sim::Rng rng(sim::DeriveSeed(kSeed, id));
-      Job job = campaign.draw(campaign.conditions[c], rng);
-      job.scene["noise"] = job.scene.value("noise", json(campaign.conditions[c].noise));
-      out << json{{"id", id}, {"request", job.request}, {"scene", job.scene}}.dump() << '\n';
-    }
-  }
-}
-
 std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& answers,
                     const std::string& command) {
   Tally empty;
   empty.errors.resize(campaign.quantities.size());
   empty.wrong.resize(campaign.quantities.size());
+  empty.within.resize(campaign.quantities.size());
   std::vector<Tally> tallies(campaign.conditions.size(), empty);
+  std::set<std::string> ids;
   std::string job_line;
   std::string answer_line;
   while (std::getline(jobs, job_line)) {
@@ -171,15 +215,20 @@ std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& 
       throw std::runtime_error("the answer to " + job.at("id").dump() + " is one to " +
                                answer.at("id").dump());
     }
-    Count(campaign, job, answer, tallies.at(ConditionOf(job)));
+    const Run run = RunOf(job.at("id"));
+    if (run.campaign != campaign.name || run.condition >= tallies.size()) {
+      throw std::runtime_error(job.at("id").dump() + " is no run of " + campaign.name);
+    }
+    if (!ids.insert(job.at("id")).second) {
+      throw std::runtime_error("the run " + job.at("id").dump() + " is there twice");
+    }
+    Count(campaign, job, answer, tallies[run.condition]);
   }
+  if (std::getline(answers, answer_line)) throw std::runtime_error("a job is missing");
   std::string text = "## " + campaign.title + "\n\n" + campaign.what + "\n\n`" + command + "`\n\n";
-  text +=
-      "| condition | runs | measured | warned | error of | median | 95 % | largest | limit | wrong "
-      "|\n";
-  text += "|---|--:|--:|--:|---|--:|--:|--:|--:|--:|\n";
+  text += HeadOf(campaign);
   for (std::size_t c = 0; c < tallies.size(); ++c) {
-    AppendRows(campaign, campaign.conditions[c], tallies[c], text);
+    if (tallies[c].runs > 0) AppendRows(campaign, campaign.conditions[c], tallies[c], text);
   }
   AppendTexts("Runs that were not measured", &Tally::failures, tallies, campaign, text);
   AppendTexts("Runs that were measured with a warning", &Tally::warnings, tallies, campaign, text);

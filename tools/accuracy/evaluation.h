@@ -7,15 +7,11 @@
 
 namespace libmfx::accuracy {
 
-/// Writes the jobs of a campaign, one a line, `runs` for each condition. Each run draws from a seed
-/// of its own, made from its id, so that more runs leave the first ones as they were.
-void WriteJobs(const Campaign& campaign, int runs, std::ostream& out);
-
 /// Compares the answers of a batch with the truth and returns the campaign's section of
-/// docs/accuracy.md.
+/// docs/accuracy.md. A condition of which there is no run has no rows.
 /// \param jobs,answers one a line, in the same order
 /// \param command that makes this section, told in it
-/// \throws std::runtime_error if the two do not belong together
+/// \throws std::runtime_error if the two do not belong together, or a run is there twice
 std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& answers,
                     const std::string& command);
 

@@ -1,40 +1,43 @@
-// mfx_accuracy: draws the jobs of a Monte-Carlo campaign and compares the answers with the truth.
-// scripts/accuracy.sh holds the two together; campaign.h tells how a type gets its campaign.
-//
-//   mfx_accuracy list                                  names of the campaigns
-//   mfx_accuracy jobs NAME RUNS                        jobs for `mfx batch`, RUNS a condition
-//   mfx_accuracy section NAME JOBS ANSWERS COMMAND     the section of docs/accuracy.md
+// mfx_accuracy: draws the jobs of a Monte-Carlo campaign, measures them and compares the answers
+// with the truth. scripts/accuracy.sh holds the three together; campaign.h tells how a type gets
+// its campaign.
 
-#include <algorithm>
-#include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "tools/accuracy/answers.h"
 #include "tools/accuracy/campaign.h"
 #include "tools/accuracy/evaluation.h"
+#include "tools/accuracy/jobs.h"
 
 namespace {
 
 using namespace libmfx::accuracy;
 
-const Campaign& Find(const std::string& name) {
-  const auto& campaigns = Campaigns();
-  const auto found = std::find_if(campaigns.begin(), campaigns.end(),
-                                  [&](const Campaign& c) { return c.name == name; });
-  if (found == campaigns.end()) throw std::runtime_error("there is no campaign '" + name + "'");
-  return *found;
-}
+constexpr const char* kUsage =
+    "usage: mfx_accuracy CALL\n"
+    "  list                                names of the campaigns\n"
+    "  conditions NAME                     number and label of each condition of a campaign\n"
+    "  jobs NAME RUNS [--condition C] [--first-run N]\n"
+    "                                      jobs, RUNS for each condition, one a line; C is the\n"
+    "                                      number of a condition or a part of its label\n"
+    "  answers JOBS                        measures jobs, one answer a line\n"
+    "  section NAME JOBS ANSWERS COMMAND   the section of docs/accuracy.md\n"
+    "  show RUN FOLDER                     writes request.json and scene.json of one run, which "
+    "is\n"
+    "                                      named as in its answer: hole/0/12";
 
-int RunsOf(const std::string& text) {
-  int runs = 0;
-  const auto [end, status] = std::from_chars(text.data(), text.data() + text.size(), runs);
-  if (status != std::errc() || end != text.data() + text.size() || runs < 1) {
-    throw std::runtime_error("a count of runs is wanted, not '" + text + "'");
+int CountOf(const std::string& text, const std::string& what, int least) {
+  const auto number = NumberOf(text);
+  if (!number || *number < least) {
+    throw std::runtime_error(what + " is wanted, not '" + text + "'");
   }
-  return runs;
+  return *number;
 }
 
 std::ifstream Open(const std::string& path) {
@@ -43,19 +46,71 @@ std::ifstream Open(const std::string& path) {
   return file;
 }
 
+/// Which runs the words behind a campaign's name ask for.
+Runs RunsOf(const std::vector<std::string>& words) {
+  Runs runs;
+  runs.count = CountOf(words[2], "a count of runs", 1);
+  for (std::size_t i = 3; i < words.size(); i += 2) {
+    if (i + 1 == words.size()) throw std::runtime_error(words[i] + " wants a value");
+    if (words[i] == "--condition") {
+      runs.condition = words[i + 1];
+    } else if (words[i] == "--first-run") {
+      runs.first = CountOf(words[i + 1], "the number of a run", 0);
+    } else {
+      throw std::runtime_error("unknown option '" + words[i] + "'\n" + kUsage);
+    }
+  }
+  if (runs.first > std::numeric_limits<int>::max() - runs.count) {
+    throw std::runtime_error("no run has a number beyond " +
+                             std::to_string(std::numeric_limits<int>::max()));
+  }
+  return runs;
+}
+
+void Answer(const std::string& path) {
+  std::ifstream jobs = Open(path);
+  for (std::string line; std::getline(jobs, line);) {
+    std::cout << AnswerOf(line) << '\n' << std::flush;
+  }
+}
+
+void Write(const std::filesystem::path& path, const json& value) {
+  std::ofstream file(path);
+  if (!(file << value.dump(2) << '\n' << std::flush)) {
+    throw std::runtime_error("cannot write " + path.string());
+  }
+}
+
+void Show(const std::string& run, const std::filesystem::path& folder) {
+  const json job = JobOf(run);
+  std::filesystem::create_directories(folder);
+  Write(folder / "request.json", job.at("request"));
+  Write(folder / "scene.json", job.at("scene"));
+  std::cout << "mfx measure " << (folder / "request.json").string() << " --scene "
+            << (folder / "scene.json").string() << " --seed " << job.at("seed") << " --search\n";
+}
+
 void Carry(const std::vector<std::string>& words) {
   const std::string call = words.empty() ? "" : words[0];
   if (call == "list" && words.size() == 1) {
     for (const Campaign& campaign : Campaigns()) std::cout << campaign.name << '\n';
-  } else if (call == "jobs" && words.size() == 3) {
-    WriteJobs(Find(words[1]), RunsOf(words[2]), std::cout);
+  } else if (call == "conditions" && words.size() == 2) {
+    int number = 0;
+    for (const Condition& condition : CampaignOf(words[1]).conditions) {
+      std::cout << number++ << ' ' << condition.label << '\n';
+    }
+  } else if (call == "jobs" && words.size() >= 3) {
+    WriteJobs(CampaignOf(words[1]), RunsOf(words), std::cout);
+  } else if (call == "answers" && words.size() == 2) {
+    Answer(words[1]);
   } else if (call == "section" && words.size() == 5) {
     std::ifstream jobs = Open(words[2]);
     std::ifstream answers = Open(words[3]);
-    std::cout << Section(Find(words[1]), jobs, answers, words[4]);
+    std::cout << Section(CampaignOf(words[1]), jobs, answers, words[4]);
+  } else if (call == "show" && words.size() == 3) {
+    Show(words[1], words[2]);
   } else {
-    throw std::runtime_error(
-        "usage: mfx_accuracy list | jobs NAME RUNS | section NAME JOBS ANSWERS COMMAND");
+    throw std::runtime_error(kUsage);
   }
 }
 
