@@ -250,6 +250,7 @@ Campaign ToldWithUncertainty() {
 
 TEST(AccuracyTest, ATableTellsHowManyLieWithinTheirUncertaintyAndHowManyRunsAreWrong) {
   Campaign campaign = ToldWithUncertainty();
+  campaign.tells_runs = true;
   const std::string jobs = JobsOf(campaign, 5);
   const char* const told[] = {
       R"("result":{"Success":true,"error":1e-5,"turn":1},"uncertainty":{"place":1e-5,"turn":0.4}})",
@@ -277,6 +278,16 @@ TEST(AccuracyTest, ATableTellsHowManyLieWithinTheirUncertaintyAndHowManyRunsAreW
     silent += answer.dump() + "\n";
   }
   EXPECT_THAT(SectionOf(campaign, jobs, silent), HasSubstr("| 90.0 | 50.0 | 1 | – |\n"));
+  // Each of the two may stand alone.
+  campaign.tells_runs = false;
+  EXPECT_THAT(SectionOf(campaign, jobs, answers),
+              HasSubstr("| first | 5 | 80.0 % | 1 | place, µm | 30.0 | 90.0 | 90.0 | 50.0 | 1 | "
+                        "75.0 % |\n"));
+  campaign.tells_runs = true;
+  campaign.in_uncertainties = nullptr;
+  EXPECT_THAT(SectionOf(campaign, jobs, answers),
+              HasSubstr("| first | 5 | 80.0 % | 25.0 % | 1 | place, µm | 30.0 | 90.0 | 90.0 | 50.0 "
+                        "| 1 |\n"));
   campaign.in_uncertainties = [](const Result&) { return std::vector<double>{1.0}; };
   EXPECT_THROW(SectionOf(campaign, jobs, answers), std::runtime_error);
 }

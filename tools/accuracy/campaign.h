@@ -116,10 +116,11 @@ struct Campaign {
   /// The errors of a success, for each quantity in order as many as it has values; metres or
   /// radians.
   std::vector<double> (*errors)(const Result& result);
-  /// The same errors in standard uncertainties that the fit states, NaN for one that has none. A
-  /// campaign that tells them gets a table that tells how many the truth lies within, and how many
-  /// runs are wrong at all.
+  /// The same errors in standard uncertainties that the fit states, NaN for one that has none. The
+  /// table of a campaign that tells them tells in how many runs the truth lies within two.
   std::vector<double> (*in_uncertainties)(const Result& result) = nullptr;
+  /// The table tells the share of successes that are warned, and how many runs are wrong at all.
+  bool tells_runs = false;
 };
 
 /// Makes a campaign known to the program.

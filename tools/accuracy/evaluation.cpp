@@ -129,20 +129,23 @@ std::string RowOf(const std::vector<std::string>& cells) {
   return row + "\n";
 }
 
-/// The head of the table.
+/// The head of the table: a text is aligned to the left.
 std::string HeadOf(const Campaign& campaign) {
-  if (campaign.in_uncertainties == nullptr) {
-    return "| condition | runs | measured | warned | error of | median | 95 % | largest | limit | "
-           "wrong |\n|---|--:|--:|--:|---|--:|--:|--:|--:|--:|\n";
+  std::vector<std::string> names = {"condition", "runs", "measured", "warned"};
+  if (campaign.tells_runs) names.emplace_back("wrong runs");
+  for (const char* name : {"error of", "median", "95 %", "largest", "limit", "wrong"}) {
+    names.emplace_back(name);
   }
-  return "| condition | runs | measured | warned | wrong runs | error of | median | 95 % | largest "
-         "| "
-         "limit | wrong | within 2 u |\n|---|--:|--:|--:|--:|---|--:|--:|--:|--:|--:|--:|\n";
+  if (campaign.in_uncertainties != nullptr) names.emplace_back("within 2 u");
+  std::string rule = "|";
+  for (const std::string& name : names) {
+    rule += name == "condition" || name == "error of" ? "---|" : "--:|";
+  }
+  return RowOf(names) + rule + "\n";
 }
 
 void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tally,
                 std::string& text) {
-  const bool tells_uncertainties = campaign.in_uncertainties != nullptr;
   for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
     const Quantity& quantity = campaign.quantities[q];
     std::vector<double>& errors = tally.errors[q];
@@ -151,14 +154,14 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
       return errors.empty() ? std::string("–") : Cell(quantity.scale * Quantile(errors, share));
     };
     const bool is_limited = std::isfinite(quantity.limit);
-    std::vector<std::string> cells(tells_uncertainties ? 5 : 4);
+    std::vector<std::string> cells(campaign.tells_runs ? 5 : 4);
     if (q == 0) {
       cells[0] = condition.label;
       cells[1] = std::to_string(tally.runs);
       cells[2] = Percent(tally.successes, tally.runs);
-      cells[3] = tells_uncertainties ? Percent(tally.warned, tally.successes)
+      cells[3] = campaign.tells_runs ? Percent(tally.warned, tally.successes)
                                      : std::to_string(tally.warned);
-      if (tells_uncertainties) cells[4] = std::to_string(tally.wrong_runs);
+      if (campaign.tells_runs) cells[4] = std::to_string(tally.wrong_runs);
     }
     for (const std::string& more :
          {quantity.name + ", " + quantity.unit, cell(0.5), cell(0.95), cell(1.0),
@@ -166,7 +169,7 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
           is_limited ? std::to_string(tally.wrong[q]) : std::string("–")}) {
       cells.push_back(more);
     }
-    if (tells_uncertainties) {
+    if (campaign.in_uncertainties != nullptr) {
       cells.push_back(tally.told == 0 ? "–"
                                       : Percent(tally.within[q], tally.told * quantity.values));
     }

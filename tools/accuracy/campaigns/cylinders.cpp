@@ -199,6 +199,7 @@ const Registered kStud({
     DrawStud,
     Errors,
     InUncertainties,
+    true,
 });
 
 const Registered kBore({
@@ -229,6 +230,7 @@ const Registered kBore({
     DrawBore,
     Errors,
     InUncertainties,
+    true,
 });
 
 }  // namespace
