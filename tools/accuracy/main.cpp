@@ -87,7 +87,8 @@ void Show(const std::string& run, const std::filesystem::path& folder) {
   Write(folder / "request.json", job.at("request"));
   Write(folder / "scene.json", job.at("scene"));
   std::cout << "mfx measure " << (folder / "request.json").string() << " --scene "
-            << (folder / "scene.json").string() << " --seed " << job.at("seed") << " --search\n";
+            << (folder / "scene.json").string() << " --seed " << job.at("seed")
+            << (job.at("request").value("SearchEnabled", false) ? " --search" : "") << '\n';
 }
 
 void Carry(const std::vector<std::string>& words) {
