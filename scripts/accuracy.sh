@@ -80,6 +80,10 @@ for type in "${types[@]}"; do
   echo "accuracy: $type, $runs runs for each condition"
   start=$SECONDS
   "$campaigns" jobs "$type" "$runs" "${choice[@]}" >"$work/jobs"
+  if [ -n "$keep" ] && [ -e "$keep/$type.jobs" ] && grep -qxFf "$work/jobs" "$keep/$type.jobs"; then
+    echo "accuracy: $keep/$type.jobs has some of these runs already" >&2
+    exit 2
+  fi
   measure
   jobs=$work/jobs
   answers=$work/answers
