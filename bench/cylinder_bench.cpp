@@ -81,7 +81,8 @@ std::vector<Vector3d> Thread(Eigen::Index n) {
     const double step = (static_cast<double>(i - first) + draw()) * kLines / static_cast<double>(n);
     const double height = 0.002 + 0.016 * step;
     const double phase = height / kPitch - turn / cylinder::kTurn;
-    const double r = stud.radius - kPitch * cylinder::DepthOfProfile(phase, false).depth +
+    const double r = stud.radius -
+                     kPitch * cylinder::DepthOfProfile(phase, cylinder::Profile()).depth +
                      10e-6 * (draw() + draw() + draw() - 1.5) * 2.0;
     points.push_back(kCenter + height * stud.axis +
                      r * (std::cos(turn) * near + std::sin(turn) * across));

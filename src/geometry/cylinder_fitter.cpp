@@ -159,9 +159,11 @@ struct Fitted {
   int rounds = 0;
   int free_parameters = 0;
   Eigen::Index inliers = 0;
-  double cost = 0.0;  // half the sum of squares
+  Eigen::Index astray = 0;  // clearly off what was fitted
+  double cost = 0.0;        // half the sum of squares
   double largest = 0.0;
   cylinder::Uncertainty uncertainty;  // by noise
+  cylinder::Uncertainty of_beam;      // by what a beam makes of the edges of a thread
   std::optional<cylinder::FormEstimate> form;
   std::optional<cylinder::Helix> thread;
   std::vector<Eigen::Index> followed;  // places of the inliers in the points
@@ -178,6 +180,20 @@ std::vector<Eigen::Index> PlacesOf(const Points& selected, const Points& points)
   return places;
 }
 
+// The wall curves under a beam, which reads the nearer part of it more where it slants: so radius
+// and centre are off by some squares of the beam's width over the radius, as simulated scans with
+// known truth are. The width is that of the rangefinders there are, and none of the samples tells
+// it.
+cylinder::Uncertainty OfCurving(double range, const cylinder::Uncertainty& by_noise) {
+  constexpr double kWidth = 19e-6;  // of a beam, a standard deviation, by its range
+  constexpr double kOfRadius = 2.2, kOfCenter = 2.4;
+  const double curving = kWidth * kWidth * range * range;
+  cylinder::Uncertainty of_beam;
+  if (by_noise.radius > 0.0) of_beam.radius = kOfRadius * curving;
+  if (by_noise.center > 0.0) of_beam.center = kOfCenter * curving;
+  return of_beam;
+}
+
 Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d& instrument,
                double thread_depth, double thread_share, bool fix_axis, bool fix_radius) {
   const cylinder::SmoothSolution smooth =
@@ -190,6 +206,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   fitted.converged = smooth.outcome.converged;
   fitted.rounds = smooth.outcome.rounds;
   fitted.inliers = smooth.points.size();
+  fitted.astray = points.size() - smooth.points.size();
   fitted.cost = smooth.outcome.sums.cost;
   if (!fitted.converged) return fitted;
   fitted.followed = PlacesOf(smooth.points, points);
@@ -203,9 +220,11 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
     fitted.rounds = thread.rounds;
     fitted.free_parameters = thread.free_parameters;
     fitted.inliers = static_cast<Eigen::Index>(thread.inliers.size());
+    fitted.astray = thread.astray + points.size() - smooth.points.size();
     fitted.cost = thread.cost;
     fitted.largest = thread.largest;
     fitted.uncertainty = thread.uncertainty;
+    fitted.of_beam = thread.of_beam;
     fitted.thread->pitch = thread.model.pitch;
     std::vector<Eigen::Index> followed;
     for (const Eigen::Index i : thread.inliers) {
@@ -217,6 +236,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
   fitted.uncertainty =
       cylinder::Judge(smooth.outcome.sums.matrix, fitted.cost, fitted.inliers, model, free);
+  fitted.of_beam = OfCurving(instrument.norm(), fitted.uncertainty);
   if (fitted.uncertainty.determined)
     fitted.form = cylinder::EstimateForm(smooth.points, model, fix_axis, fix_radius);
   return fitted;
@@ -241,14 +261,16 @@ void AddForm(const cylinder::FormEstimate& estimate, double scale, Statistics& s
 
 void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) {
   statistics.inliers = static_cast<int>(fitted.inliers);
+  statistics.astray = static_cast<int>(fitted.astray);
   statistics.rounds = fitted.rounds;
   statistics.free_parameters = fitted.free_parameters;
   statistics.cost = 2.0 * fitted.cost * scale * scale;
   statistics.rms = std::sqrt(statistics.cost / std::max(1.0, static_cast<double>(fitted.inliers)));
   statistics.max_residual = fitted.largest * scale;
-  statistics.center_uncertainty = fitted.uncertainty.center * scale;
-  statistics.axis_uncertainty = fitted.uncertainty.axis;
-  statistics.radius_uncertainty = fitted.uncertainty.radius * scale;
+  const cylinder::Uncertainty &by_noise = fitted.uncertainty, &of_beam = fitted.of_beam;
+  statistics.center_uncertainty = std::hypot(by_noise.center, of_beam.center) * scale;
+  statistics.axis_uncertainty = std::hypot(by_noise.axis, of_beam.axis);
+  statistics.radius_uncertainty = std::hypot(by_noise.radius, of_beam.radius) * scale;
   if (fitted.form) AddForm(*fitted.form, scale, statistics);
   if (!fitted.thread) return;
   statistics.threaded = true;

@@ -19,6 +19,7 @@ using Fitter = ThreadedCylinderFitter;
 
 constexpr double kPitch = 0.001;    // metres
 constexpr double kOnProfile = 0.0;  // as a beam width: points on the profile itself
+const cylinder::Profile kBoreProfile = cylinder::Profile::Basic(true);
 
 /// A reading on the far wall of a bore, `wall.axis` pointing into it and the instrument in the
 /// origin: where the sight line enters the crests at a place around and along the axis, moved on by
@@ -28,10 +29,10 @@ Vector3d Reading(const test::CylinderPoints& wall, const Vector3d& out, double t
   const Vector3d entry = wall.point + height * wall.axis + wall.radius * out;
   const double phase = height / kPitch - turn;
   if (width == kOnProfile)
-    return entry + kPitch * cylinder::DepthOfProfile(phase, true).depth * out;
+    return entry + kPitch * cylinder::DepthOfProfile(phase, kBoreProfile).depth * out;
   const Vector3d sight = entry.normalized();
   const double along = sight.dot(wall.axis);
-  const double run = cylinder::SeenProfile(width).Run(phase, sight.dot(out) / along);
+  const double run = cylinder::SeenProfile(kBoreProfile, width).Run(phase, sight.dot(out) / along);
   return entry + sight * (kPitch * run / along);
 }
 
@@ -52,7 +53,7 @@ std::vector<Vector3d> BorePoints(const test::CylinderPoints& wall, double width)
   return points;
 }
 
-TEST(CylinderFreeParameters, AThreadCountsItsPhaseAndPitch) {
+TEST(CylinderFreeParameters, AThreadCountsItsPhasePitchAndProfile) {
   test::CylinderPoints wall;
   wall.axis = Vector3d(0.0, 0.8, 0.6);
   const auto points = BorePoints(wall, kOnProfile);
@@ -62,7 +63,7 @@ TEST(CylinderFreeParameters, AThreadCountsItsPhaseAndPitch) {
       Fitter::Fit(points, wall.Nominal(), 0.001, 0.019, 0.002, 0.0005, 0.02, 0.05, fix_axis,
                   fix_radius, &statistics);
       EXPECT_TRUE(statistics.threaded);
-      EXPECT_EQ(statistics.free_parameters, 4 + (fix_axis ? 0 : 3) + (fix_radius ? 0 : 1));
+      EXPECT_EQ(statistics.free_parameters, 6 + (fix_axis ? 0 : 3) + (fix_radius ? 0 : 1));
     }
   }
 }
@@ -80,7 +81,7 @@ TEST(CylinderFreeParameters, AThreadFittedAlongTheSightLinesCountsTheBeamAsWell)
                                       0.05, fix_axis, fix_radius, &statistics);
       EXPECT_TRUE(statistics.threaded);
       EXPECT_NEAR(fitted.radius, wall.radius, 2e-5);
-      EXPECT_EQ(statistics.free_parameters, 5 + (fix_axis ? 0 : 2) + (fix_radius ? 0 : 1));
+      EXPECT_EQ(statistics.free_parameters, 7 + (fix_axis ? 0 : 2) + (fix_radius ? 0 : 1));
     }
   }
 }

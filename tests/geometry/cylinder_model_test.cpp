@@ -117,13 +117,14 @@ TEST(CylinderModel, FixedPartsAreNotFree) {
 
 TEST(ThreadModel, ProfileIsThatOfTheStandard) {
   for (const bool bore : {false, true}) {
+    const Profile profile = Profile::Basic(bore);
     const double half_crest = bore ? 1.0 / 8.0 : 1.0 / 16.0;
     const double depth = 5.0 / 16.0 * std::sqrt(3.0);
-    EXPECT_EQ(DepthOfProfile(0.0, bore).depth, 0.0);
-    EXPECT_EQ(DepthOfProfile(0.99 * half_crest, bore).depth, 0.0);
-    EXPECT_NEAR(DepthOfProfile(half_crest + 5.0 / 32.0, bore).depth, 0.5 * depth, 1e-15);
-    EXPECT_NEAR(DepthOfProfile(0.5, bore).depth, depth, 1e-15);
-    EXPECT_NEAR(DepthOfProfile(-0.2, bore).depth, DepthOfProfile(3.2, bore).depth, 1e-12);
+    EXPECT_EQ(DepthOfProfile(0.0, profile).depth, 0.0);
+    EXPECT_EQ(DepthOfProfile(0.99 * half_crest, profile).depth, 0.0);
+    EXPECT_NEAR(DepthOfProfile(half_crest + 5.0 / 32.0, profile).depth, 0.5 * depth, 1e-15);
+    EXPECT_NEAR(DepthOfProfile(0.5, profile).depth, depth, 1e-15);
+    EXPECT_NEAR(DepthOfProfile(-0.2, profile).depth, DepthOfProfile(3.2, profile).depth, 1e-12);
   }
 }
 
@@ -131,17 +132,18 @@ TEST(ThreadModel, MeanDepthSeenIsThatOfTracedLines) {
   constexpr int kLines = 2000;
   constexpr double kStride = 2e-4;
   for (const bool bore : {false, true}) {
+    const Profile profile = Profile::Basic(bore);
     for (const double tangent : {0.3, 1.0, 3.0}) {
       double sum = 0.0;
       for (int i = 0; i < kLines; ++i) {
         double along = (i + 0.5) / kLines, depth = 0.0;
-        while (depth < DepthOfProfile(along, bore).depth) {
+        while (depth < DepthOfProfile(along, profile).depth) {
           along += kStride;
           depth += kStride * tangent;
         }
         sum += depth;
       }
-      EXPECT_NEAR(MeanDepthSeen(tangent, bore), sum / kLines, 1e-3) << tangent << bore;
+      EXPECT_NEAR(MeanDepthSeen(tangent, profile), sum / kLines, 1e-3) << tangent << bore;
     }
   }
 }
@@ -154,12 +156,13 @@ RC_GTEST_PROP(ThreadModel, JacobianIsThatOfFiniteDifferences, ()) {
   model.cylinder.direction = {Draw(-1e-5, 1e-5), Draw(-1e-5, 1e-5), 1.0};
   model.pitch = (*rc::gen::arbitrary<bool>() ? 1.0 : -1.0) * Draw(0.1, 0.5);
   model.phase = Draw(0.0, 1.0);
-  model.bore = *rc::gen::arbitrary<bool>();
+  model.profile = Profile::Basic(*rc::gen::arbitrary<bool>());
+  model.profile.crest += Draw(0.0, 0.1);
   const Eigen::Vector3d p = DrawPoint();
   Model& c = model.cylinder;
-  double* const parameters[kThreadColumns] = {&c.offset.x(),    &c.offset.y(),    &c.direction.x(),
-                                              &c.direction.y(), &c.direction.z(), &c.radius,
-                                              &model.phase,     &model.pitch};
+  double* const parameters[kThreadColumns] = {
+      &c.offset.x(), &c.offset.y(), &c.direction.x(), &c.direction.y(),     &c.direction.z(),
+      &c.radius,     &model.phase,  &model.pitch,     &model.profile.crest, &model.profile.root};
   const auto residual = [&p](const ThreadModel& m) { return ThreadEvaluator(m).Residual(p); };
   const ThreadRow row = ThreadEvaluator(model)(p);
   RC_ASSERT(row.residual == residual(model));

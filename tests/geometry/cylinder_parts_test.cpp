@@ -154,7 +154,8 @@ std::vector<Vector3d> ThreadPoints(const test::CylinderPoints& wall, double pitc
     const double height = q.dot(wall.axis);
     const double turn = std::atan2(q.dot(e2), q.dot(e1)) / (2.0 * std::numbers::pi);
     const double depth =
-        std::abs(pitch) * cylinder::DepthOfProfile(height / pitch - turn, bore).depth;
+        std::abs(pitch) *
+        cylinder::DepthOfProfile(height / pitch - turn, cylinder::Profile::Basic(bore)).depth;
     const Vector3d out = (q - height * wall.axis).normalized();
     points.push_back(p + (bore ? depth : -depth) * out);
   }

@@ -49,9 +49,13 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
     int end_face = 0;  ///< of those, dropped as lying on a flat end or on the base
     int isolated = 0;  ///< of the rest, dropped as lying far from all others
     int inliers = 0;   ///< points the reported cylinder was fitted to
+    /// Of the points that were neither on an end nor alone, those clearly off what was fitted. A
+    /// thread leaves more points out than these: where its edges blur the beam.
+    int astray = 0;
     /// Of the last fit: 2 offsets, and 3 of the axis and 1 radius unless fixed; of a thread its
-    /// phase and pitch as well. A thread that was fitted along the sight lines turns the axis by 2,
-    /// and the width of the beam was free with it.
+    /// phase, pitch and the widths of crest and root as well. A thread that was fitted along the
+    /// sight lines turns the axis by 2, and the width of the beam was free with it. Of a helix of
+    /// no known profile the pitch and four terms of its harmonics, and the mean radius in any case.
     int free_parameters = 0;
     int rounds = 0;             ///< damped rounds of the last fit
     double cost = 0.0;          ///< sum of squared residuals of the inliers, m^2

@@ -188,10 +188,10 @@ std::optional<Helix> FindHelix(const Points& points, const Model& model,
   const Eigen::Index samples = Samples(points, model);
   if (samples == 0) return std::nullopt;
   const SeenFrom side = SideSeen(points, model, instrument);
+  helix.around = side == SeenFrom::kAround;
   // The nominal radius, 1 here, is that of the crests, and the mean of a wall lies behind its
   // crests.
-  helix.bore =
-      side == SeenFrom::kAround ? residuals.mean() + model.radius > 1.0 : side == SeenFrom::kInside;
+  helix.bore = helix.around ? residuals.mean() + model.radius > 1.0 : side == SeenFrom::kInside;
   constexpr Eigen::Index kFewestRows = 30;
   WallPattern entries = MakePattern(points, model, instrument, helix.bore, Place::kEntry, samples);
   WallPattern ends = MakePattern(points, model, instrument, helix.bore, Place::kEnd, samples);

@@ -9,10 +9,11 @@ namespace libmfx::geometry::cylinder {
 
 /// A screw thread found in the residuals of a smooth fit. Lengths in nominal radii.
 struct Helix {
-  double pitch = 0.0;  ///< along the axis a turn; negative: left-handed
-  double depth = 0.0;  ///< spread of the residuals, 5th to 95th percentile
-  double share = 0.0;  ///< of their variance in the first harmonic, the form of the wall taken out
-  bool bore = false;   ///< the material is outside
+  double pitch = 0.0;   ///< along the axis a turn; negative: left-handed
+  double depth = 0.0;   ///< spread of the residuals, 5th to 95th percentile
+  double share = 0.0;   ///< of their variance in the first harmonic, the form of the wall taken out
+  bool bore = false;    ///< the material is outside
+  bool around = false;  ///< points lie all around: not seen from one place
 };
 
 /// Whether the points show the inside of a cylinder: the instrument sees the far wall of a bore and

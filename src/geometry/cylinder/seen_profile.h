@@ -1,31 +1,91 @@
 #pragma once
 
+#include <limits>
+#include <memory>
 #include <vector>
+
+#include "geometry/cylinder/thread_profile.h"
 
 namespace libmfx::geometry::cylinder {
 
-/// What a beam reads off the thread of a bore. A sight line goes in through the cylinder of the
-/// crests and ends on a crest, a root or a flank; a beam is as wide as many of them, and reads
-/// their mean range, weighed by how squarely each meets the surface. So the flanks that face the
-/// instrument outweigh the crests, and where the sight lines leave a crest and fall into the
-/// groove, the reading doesn't jump but slides.
+/// What a beam reads off a thread. A sight line goes in through the cylinder of the crests and ends
+/// on a crest, a root or a flank; a beam is as wide as many of them, and reads their mean range,
+/// weighed by how squarely each meets the surface. So the flanks that face the instrument outweigh
+/// the crests, and where the sight lines leave a crest and fall into the groove, the reading
+/// doesn't jump but slides.
+///
+/// Where they fall farther than what an instrument can tell apart, it takes the stronger of the two
+/// sides instead: then the reading jumps where both are as strong, and beside the jump it is the
+/// mean of what lies on one side only.
 ///
 /// Lengths are pitches.
 class SeenProfile {
  public:
+  static constexpr double kNarrowest = 0.004;
+  static constexpr double kWidest = 0.5;
+  static constexpr double kFlattest = 0.04;
+  static constexpr double kSteepest = 4.0;
+  /// As a resolution: all that a beam meets melts into one range.
+  static constexpr double kMelts = std::numeric_limits<double>::infinity();
+
+  /// Tangents that will be asked for; held between the bounds above.
+  struct Tangents {
+    double flattest = kFlattest;
+    double steepest = kSteepest;
+  };
+
   /// \param width of the beam: a standard deviation, across it; held between the two bounds
-  explicit SeenProfile(double width);
+  /// \param resolution ranges that are farther apart than this are told apart
+  SeenProfile(const Profile& profile, double width, double resolution, const Tangents& tangents);
+  SeenProfile(const Profile& profile, double width)
+      : SeenProfile(profile, width, kMelts, Tangents()) {}
 
   /// How far along the axis beyond its entry the reading of a beam lies whose middle enters the
   /// crests' cylinder at `phase` (turns from the middle of a crest, growing the way it goes) and
-  /// goes `tangent` outward a unit along the axis. Not a number when one of the two is not finite.
+  /// goes `tangent` towards the material a unit along the axis. Tangents beyond those told are
+  /// held. Not a number when one of the two is not finite.
   double Run(double phase, double tangent) const;
 
-  static constexpr double kNarrowest = 0.004;
-  static constexpr double kWidest = 0.5;
+  /// How that changes with the two, where both are finite.
+  struct Slope {
+    double by_phase, by_tangent;
+  };
+  Slope SlopeOf(double phase, double tangent) const;
+
+  /// The standard deviation of what the rays of that beam would read each by itself, along the
+  /// axis: large where it lies across an edge, where an instrument may read one of the two or any
+  /// mixture.
+  double Spread(double phase, double tangent) const;
 
  private:
-  std::vector<double> _runs;  ///< by tangent, then by phase
+  struct Cell {
+    int row, low, high;
+    double up, share;
+    double In(const std::vector<double>& table) const;
+  };
+  Cell CellAt(double phase, double tangent) const;
+
+  double _crest;
+  double _first, _rows_a_place;  // of the rows
+  int _rows;
+  std::vector<double> _runs, _spreads;  ///< by tangent, then by phase
+};
+
+/// The readings of the profiles and widths that were asked for last. Not for two threads at once.
+class SeenProfiles {
+ public:
+  explicit SeenProfiles(const SeenProfile::Tangents& tangents) : _tangents(tangents) {}
+
+  std::shared_ptr<const SeenProfile> Of(const Profile& profile, double width, double resolution);
+
+ private:
+  struct Made {
+    Profile profile;
+    double width, resolution;
+    std::shared_ptr<const SeenProfile> readings;
+  };
+  SeenProfile::Tangents _tangents;
+  std::vector<Made> _made;
 };
 
 }  // namespace libmfx::geometry::cylinder

@@ -3,254 +3,277 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
-#include "geometry/cylinder/least_squares.h"
-#include "geometry/cylinder/seen_profile.h"
+#include "geometry/cylinder/sight_descent.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr int kBeamWidth = kThreadColumns;  // column of the logarithm of the width
-constexpr double kSightDeviations = 4.0;
-constexpr double kFirstWidth = 0.04;
-constexpr double kLeastCrossing = 1e-3;  // keeps sight lines along or across the axis finite
+constexpr double kComparedBound = 0.05;      // of residuals, where models are compared, pitches
+constexpr double kApart = 0.25;              // told apart: the sides of most crests' ends, pitches
+constexpr double kRoughly = 1e-4;            // a relative fall that ends a descent of many
+constexpr double kFirstWidth = 0.04;         // pitches
+constexpr Eigen::Index kMostRefined = 2000;  // points of the last descent
 
-// Readings of one model.
-class SightEvaluator {
- public:
-  SightEvaluator(const SightModel& model, const SeenProfile& profile,
-                 const Eigen::Vector3d& instrument)
-      : _model(model.thread),
-        _profile(profile),
-        _instrument(instrument),
-        _u(_model.cylinder.direction.normalized()),
-        _e1((Eigen::Vector3d::UnitX() - _u.x() * _u).normalized()),
-        _e2(_u.cross(_e1)),
-        _base(_model.cylinder.offset.x(), _model.cylinder.offset.y(),
-              _model.cylinder.reference_height),
-        _hand(std::copysign(1.0, _model.pitch)),
-        _pitch(std::abs(_model.pitch)) {}
-
-  double operator()(const Eigen::Vector3d& point) const {
-    const Eigen::Vector3d w = (point - _instrument).normalized(), q = point - _base;
-    const double sense = w.dot(_u) < 0.0 ? -1.0 : 1.0;
-    const double along = std::max(std::abs(w.dot(_u)), kLeastCrossing);
-    // The entry: where the sight line leaves the cylinder of the crests into the wall.
-    const Eigen::Vector2d across(w.dot(_e1), w.dot(_e2)), at(q.dot(_e1), q.dot(_e2));
-    const double a = std::max(across.squaredNorm(), kLeastCrossing * kLeastCrossing);
-    const double b = at.dot(across), radius = _model.cylinder.radius;
-    const double root = b * b - a * (at.squaredNorm() - radius * radius);
-    const double way = (-b + std::sqrt(std::max(0.0, root))) / a;
-    const Eigen::Vector2d entry = at + way * across;
-    const double distance = std::max(entry.norm(), kLeastCrossing);
-    const double outward = std::max(std::abs(across.dot(entry)) / distance, kLeastCrossing);
-    const double around = (entry.x() * across.y() - entry.y() * across.x()) / distance;
-    const double turns =
-        (q.dot(_u) + way * w.dot(_u)) / _pitch - _hand * std::atan2(entry.y(), entry.x()) / kTurn;
-    // On its way to the groove's end the sight line goes around the wall as well: so it meets the
-    // phases at another rate, and the wall curves towards it.
-    const double aside = around / along;
-    const double rate = 1.0 - sense * _hand * aside * _pitch / (kTurn * distance);
-    const double curving = aside * aside * _pitch / (2.0 * distance * rate * rate);
-    const double tangent = outward / along;
-    const double phase = sense * (turns - _model.phase);
-    double run = _profile.Run(phase, tangent / rate);
-    run = _profile.Run(phase, tangent / rate + curving * run);
-    const double off = -way * along - _pitch / rate * run;
-    return off * tangent / std::sqrt(1.0 + tangent * tangent);
-  }
-
- private:
-  const ThreadModel& _model;
-  const SeenProfile& _profile;
-  Eigen::Vector3d _instrument, _u, _e1, _e2, _base;
-  double _hand, _pitch;
-};
-
-// What a fit runs on.
-struct SightTask {
-  const Points& points;
-  const Eigen::Vector3d& instrument;
-  const std::vector<int>& columns;
-  Eigen::Index stride;
-  double bound;
-};
-
-Eigen::VectorXd SightResiduals(const SightTask& task, const SightModel& model) {
-  const SeenProfile profile(model.width);
-  const SightEvaluator evaluate(model, profile, task.instrument);
-  Eigen::VectorXd residuals((task.points.size() + task.stride - 1) / task.stride);
-  for (Eigen::Index i = 0; i < residuals.size(); ++i)
-    residuals[i] = evaluate(task.points.at(i * task.stride));
-  return residuals;
+Eigen::Index StrideFor(Eigen::Index points, Eigen::Index sample) {
+  return std::max<Eigen::Index>(1, points / sample);
 }
 
-double Biweighted(const Eigen::VectorXd& residuals, double bound) {
-  const Eigen::ArrayXd inside = (1.0 - (residuals.array() / bound).square()).max(0.0);
-  return bound * bound / 6.0 * (1.0 - inside.cube()).sum();
-}
-
-void MoveSight(SightModel& model, int column, double step) {
-  if (column < kThreadColumns) {
-    Parameter(model.thread, column) += step;
-  } else {
-    model.width = std::clamp(model.width * std::exp(std::clamp(step, -0.5, 0.5)),
-                             SeenProfile::kNarrowest, SeenProfile::kWidest);
-  }
-}
-
-// By differences: the readings come from a table. The steps are some of its cells and more.
-Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model,
-                              const Eigen::VectorXd& residuals) {
-  const double pitch = std::abs(model.thread.pitch);
-  Eigen::MatrixXd jacobian(residuals.size(), static_cast<Eigen::Index>(task.columns.size()));
-  for (Eigen::Index i = 0; i < jacobian.cols(); ++i) {
-    const int column = task.columns[static_cast<std::size_t>(i)];
-    const double step = column == kBeamWidth ? 1e-2
-                        : column == kPhase   ? 1e-3
-                        : column == kPitch   ? 1e-4 * pitch
-                                             : 1e-3 * pitch;
-    SightModel moved = model;
-    MoveSight(moved, column, step);
-    jacobian.col(i) = (SightResiduals(task, moved) - residuals) / step;
-  }
-  return jacobian;
-}
-
-// The descent of the biweighted cost of sight lines, the columns scaled alike.
-class SightProblem {
- public:
-  SightProblem(const SightTask& task, SightModel& model)
-      : _task(task),
-        _model(model),
-        _residuals(SightResiduals(task, model)),
-        _cost(Biweighted(_residuals, task.bound)) {}
-
-  double cost() const { return _cost; }
-  Eigen::VectorXd& residuals() { return _residuals; }
-
-  StepEquations Linearise() {
-    const Eigen::MatrixXd jacobian = SightJacobian(_task, _model, _residuals);
-    const Eigen::VectorXd weights =
-        (1.0 - (_residuals.array() / _task.bound).square()).max(0.0).square();
-    Eigen::MatrixXd matrix = jacobian.transpose() * weights.asDiagonal() * jacobian;
-    const Eigen::VectorXd right = -jacobian.transpose() * weights.cwiseProduct(_residuals);
-    _unit = matrix.diagonal().cwiseMax(std::numeric_limits<double>::min()).cwiseSqrt();
-    _unit = _unit.cwiseInverse();
-    matrix = _unit.asDiagonal() * matrix * _unit.asDiagonal();
-    return {std::move(matrix), _unit.cwiseProduct(right)};
-  }
-  double Try(const Eigen::VectorXd& step) {
-    _tried = _model;
-    for (Eigen::Index i = 0; i < step.size(); ++i)
-      MoveSight(_tried, _task.columns[static_cast<std::size_t>(i)], _unit[i] * step[i]);
-    _next = SightResiduals(_task, _tried);
-    _next_cost = Biweighted(_next, _task.bound);
-    return _next_cost;
-  }
-  void Keep() {
-    _model = _tried;
-    _residuals = std::move(_next);
-    _cost = _next_cost;
-  }
-
- private:
-  const SightTask& _task;
-  SightModel& _model;
-  SightModel _tried;
-  Eigen::VectorXd _residuals, _next, _unit;
-  double _cost, _next_cost = 0.0;
-};
-
-// \return the last residuals
-Eigen::VectorXd DescendSight(const SightTask& task, int most_rounds, SightModel& model) {
-  constexpr double kSettledFall = 1e-7;
-  SightProblem problem(task, model);
-  DampedDescent(problem, Damping(1.0), {most_rounds, kSettledFall});
-  return std::move(problem.residuals());
-}
-
-double SightBound(const Eigen::VectorXd& residuals) {
-  std::vector<double> sizes(residuals.begin(), residuals.end());
-  for (double& size : sizes) size = std::abs(size);
-  return RobustBound(sizes, kSightDeviations);
-}
-
-Eigen::Index StrideFor(const Points& points, Eigen::Index sample) {
-  return std::max<Eigen::Index>(1, points.size() / sample);
+// Whether a sight line ends in the groove that it enters: near the limb of a stud the wall curves
+// away from it.
+bool EndsNearby(const Entry& entry, double pitch, bool bore) {
+  constexpr double kLeastInward = 0.15, kMostCurving = 0.3;
+  if (!entry.meets) return false;
+  if (bore) return true;
+  const double curving = 0.5 * entry.around * entry.around * pitch / (entry.along * entry.distance);
+  return entry.inward >= kLeastInward && curving <= kMostCurving * entry.inward;
 }
 
 }  // namespace
 
 SightFit::SightFit(const Points& points, const Eigen::Vector3d& instrument,
-                   const std::vector<int>& columns)
-    : _points(points), _instrument(instrument), _columns(columns) {
+                   const std::vector<int>& columns, const ThreadModel& start)
+    : _start(start), _columns(columns) {
   // The length of a direction means nothing, and differences would make something of it: near the
   // local z its first two terms do.
   std::erase(_columns, kDirectionZ);
+  _with_beam = _columns;
+  _with_beam.push_back(kBeamWidth);
+  _flattest = SeenProfile::kSteepest;
+  double tangents = 0.0, senses = 0.0;
+  const EntryFinder entry(start.cylinder, start.profile.bore);
+  _points.resize(3, points.size());
+  _sights.resize(3, points.size());
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const Eigen::Vector3d sight = (points.at(i) - instrument).normalized();
+    const Entry met = entry(points.at(i), sight);
+    if (!EndsNearby(met, std::abs(start.pitch), start.profile.bore)) continue;
+    tangents += met.inward / met.along;
+    senses += met.sense;
+    _flattest = std::min(_flattest, met.inward / met.along);
+    _steepest = std::max(_steepest, met.inward / met.along);
+    _points.col(size()) = points.at(i);
+    _sights.col(size()) = sight;
+    _places.push_back(i);
+  }
+  if (size() > 0) _middle_tangent = tangents / static_cast<double>(size());
+  _sense = senses < 0.0 ? -1.0 : 1.0;
+  // A model that moves and grooves that curve take some room beyond.
+  _flattest *= 0.7;
+  _steepest *= 1.3;
+  _points.conservativeResize(3, size());
+  _sights.conservativeResize(3, size());
 }
 
-std::optional<SightModel> SightFit::Find(const Model& start, double pitch, double depth) const {
-  constexpr int kPhasesTried = 12;
+std::optional<SightModel> SightFit::Find(double depth) const {
+  constexpr int kPhasesTried = 8;
+  constexpr double kCrestsTried[] = {0.0, 0.09};  // wider than the basic one's, half
   constexpr std::size_t kKept = 4;
   struct Tried {
     SightModel model;
     double cost;
   };
+  std::vector<int> columns = _columns;
+  std::erase(columns, kCrest);
+  std::erase(columns, kRoot);
   std::vector<Tried> tried;
-  SightTask task{_points, _instrument, _columns, StrideFor(_points, 300), 1.5 * depth};
+  SeenProfiles profiles({_flattest, _steepest});
+  SightTask task{_points,    _sights, columns, _start.profile, profiles, StrideFor(size(), 300),
+                 1.5 * depth};
   const auto descend = [&](Tried& t, int rounds) {
-    t.cost = Biweighted(DescendSight(task, rounds, t.model), task.bound);
+    DescendSight(task, {rounds, kRoughly}, t.model);
+    t.cost = Biweighted(SightResiduals(task, t.model), task.bound);
   };
-  for (int k = 0; k < kPhasesTried; ++k) {
-    const double phase = static_cast<double>(k) / kPhasesTried;
-    tried.push_back({{{start, pitch, phase, true}, kFirstWidth}, 0.0});
-    descend(tried.back(), 4);
+  for (const double wider : kCrestsTried) {
+    for (int k = 0; k < kPhasesTried; ++k) {
+      Tried t{{_start, kFirstWidth}, 0.0};
+      t.model.thread.phase += static_cast<double>(k) / kPhasesTried;
+      t.model.thread.profile.crest += wider;
+      descend(t, 4);
+      tried.push_back(std::move(t));
+    }
   }
   std::erase_if(tried, [](const Tried& t) { return !std::isfinite(t.cost); });
   const auto cheaper = [](const Tried& a, const Tried& b) { return a.cost < b.cost; };
   std::stable_sort(tried.begin(), tried.end(), cheaper);
   tried.resize(std::min(tried.size(), kKept));
   if (tried.empty()) return std::nullopt;
-  task.stride = StrideFor(_points, 400);
+  task.columns = _columns;
+  task.stride = StrideFor(size(), 400);
   task.bound = 0.8 * depth;
   for (Tried& t : tried) descend(t, 6);
   SightModel best = std::min_element(tried.begin(), tried.end(), cheaper)->model;
-  CloseIn(0.8 * depth, best);
+  task.columns = _with_beam;
+  DescendSight(task, {6, kRoughly}, best);
+  task.bound = SightBound(SightResiduals(task, best));
+  DescendSight(task, {6, kRoughly}, best);
+  return BestOfVariants(best);
+}
+
+// Where the edges of crests are blurred, much the same is seen of a wider crest farther out on the
+// same two flanks; of one that only keeps the flank that faces the instrument; and of a narrow beam
+// and one of which an instrument takes the stronger side. A descent rests on either, beside the
+// true one.
+std::vector<SightModel> SightFit::VariantsOf(const SightModel& model) const {
+  struct Slide {
+    double crest;  // wider, half of it, pitches
+    bool both;     // whether both flanks stay
+  };
+  constexpr Slide kSlides[] = {{0.0, true},   {-0.06, true}, {0.06, true},
+                               {0.06, false}, {0.12, false}, {-0.06, false}};
+  const bool free_radius = std::count(_columns.begin(), _columns.end(), kRadius) > 0;
+  std::vector<SightModel> variants;
+  for (const double resolution : {SeenProfile::kMelts, kApart}) {
+    for (const Slide& slide : kSlides) {
+      if (slide.both ? slide.crest != 0.0 && !free_radius : resolution == SeenProfile::kMelts)
+        continue;
+      SightModel moved = model;
+      moved.resolution = resolution;
+      moved.width = std::max(moved.width, kFirstWidth);
+      Move(moved.thread, kCrest, slide.crest);
+      const double wider = moved.thread.profile.crest - model.thread.profile.crest;
+      const double outward = moved.thread.profile.bore ? 1.0 : -1.0;
+      if (slide.both) {
+        moved.thread.cylinder.radius +=
+            outward * wider * moved.thread.profile.slope * std::abs(moved.thread.pitch);
+      } else {
+        moved.thread.phase += _sense * wider;
+      }
+      variants.push_back(moved);
+    }
+  }
+  return variants;
+}
+
+// \return the models, that which explains the most first
+std::vector<SightModel> SightFit::Sorted(std::vector<SightModel> models) const {
+  struct Compared {
+    SightModel model;
+    double cost;
+  };
+  SeenProfiles profiles({_flattest, _steepest});
+  const SightTask task{_points,
+                       _sights,
+                       _columns,
+                       _start.profile,
+                       profiles,
+                       StrideFor(size(), 1000),
+                       kComparedBound * std::abs(_start.pitch)};
+  std::vector<Compared> all;
+  double deviation = task.bound;
+  const UsualProfile usual = UsualFor(_start.profile, task.size());
+  for (const SightModel& model : models) {
+    const Eigen::VectorXd residuals = SightResiduals(task, model);
+    if (!residuals.allFinite()) continue;
+    all.push_back({model, Biweighted(residuals, task.bound)});
+    deviation = std::min(deviation, SightBound(residuals) / kSightDeviations);
+  }
+  for (Compared& c : all) c.cost += usual.Cost(c.model.thread.profile, deviation);
+  std::stable_sort(all.begin(), all.end(),
+                   [](const Compared& a, const Compared& b) { return a.cost < b.cost; });
+  models.clear();
+  for (const Compared& c : all) {
+    models.push_back(c.model);
+  }
+  return models;
+}
+
+// How far the sides of a crest's end are apart hangs on the slope of the sight lines, which differs
+// around a wall: so an instrument may tell them apart on a part of it.
+bool SightFit::FindResolution(SightModel& model) const {
+  constexpr double kResolutions[] = {0.2, 0.3, 0.4, 0.5, 0.6, 0.7, SeenProfile::kMelts};
+  SeenProfiles profiles({_flattest, _steepest});
+  const SightTask task{_points,
+                       _sights,
+                       _columns,
+                       _start.profile,
+                       profiles,
+                       StrideFor(size(), 1000),
+                       kComparedBound * std::abs(model.thread.pitch)};
+  const double before = model.resolution;
+  double least = Biweighted(SightResiduals(task, model), task.bound);
+  for (const double resolution : kResolutions) {
+    SightModel tried = model;
+    tried.resolution = resolution;
+    const double cost = Biweighted(SightResiduals(task, tried), task.bound);
+    if (!(cost < 0.99 * least)) continue;
+    least = cost;
+    model.resolution = resolution;
+  }
+  return model.resolution != before;
+}
+
+SightModel SightFit::BestOfVariants(const SightModel& model) const {
+  constexpr std::size_t kKept = 2;
+  SeenProfiles profiles({_flattest, _steepest});
+  const SightTask task{_points,
+                       _sights,
+                       _with_beam,
+                       _start.profile,
+                       profiles,
+                       StrideFor(size(), 300),
+                       kComparedBound * std::abs(model.thread.pitch)};
+  std::vector<SightModel> variants = VariantsOf(model);
+  for (SightModel& variant : variants) DescendSight(task, {8, kRoughly}, variant);
+  variants = Sorted(std::move(variants));
+  variants.resize(std::min(variants.size(), kKept));
+  for (SightModel& variant : variants) CloseIn(task.bound, variant);
+  variants.push_back(model);
+  variants = Sorted(std::move(variants));
+  SightModel best = variants.empty() ? model : variants.front();
+  if (FindResolution(best)) CloseIn(task.bound, best);
   return best;
 }
 
 void SightFit::CloseIn(double bound, SightModel& model) const {
-  constexpr int kMostBounds = 5;
-  std::vector<int> columns = _columns;
-  columns.push_back(kBeamWidth);
-  SightTask task{_points, _instrument, columns, StrideFor(_points, 1000), bound};
+  constexpr int kMostBounds = 3;
+  constexpr Eigen::Index kCloseIn = 700;
+  SeenProfiles profiles({_flattest, _steepest});
+  SightTask task{
+      _points, _sights, _with_beam, _start.profile, profiles, StrideFor(size(), kCloseIn), bound};
   for (int k = 0; k < kMostBounds; ++k) {
     const double last = task.bound;
-    task.bound = SightBound(DescendSight(task, 12, model));
+    task.weights = SightWeights(task, model, task.bound / kSightDeviations);
+    DescendSight(task, {8, kRoughly}, model);
+    task.bound = SightBound(SightResiduals(task, model));
     if (std::abs(task.bound - last) < 0.02 * last) break;
   }
 }
 
 double SightFit::Refine(SightModel& model) const {
-  std::vector<int> columns = _columns;
-  columns.push_back(kBeamWidth);
-  SightTask task{_points, _instrument, columns, 1, 0.0};
+  SeenProfiles profiles({_flattest, _steepest});
+  SightTask task{
+      _points, _sights, _with_beam, _start.profile, profiles, StrideFor(size(), kMostRefined), 0.0};
   task.bound = SightBound(SightResiduals(task, model));
-  return SightBound(DescendSight(task, 15, model));
+  task.weights = SightWeights(task, model, task.bound / kSightDeviations);
+  task.bound = SightBound(SightResiduals(task, model));
+  DescendSight(task, {10, 1e-7}, model);
+  task.weights.resize(0);
+  return SightBound(SightResiduals(task, model));
 }
 
-void SightFit::Evaluate(const SightModel& model, Eigen::VectorXd& residuals,
-                        Eigen::MatrixXd& jacobian) const {
-  const SightTask task{_points, _instrument, _columns, 1, 0.0};
-  residuals = SightResiduals(task, model);
-  jacobian = Eigen::MatrixXd::Zero(residuals.size(), kThreadColumns);
-  jacobian(Eigen::all, _columns) = SightJacobian(task, model, residuals);
+UsualProfile SightFit::usual() const { return UsualFor(_start.profile, size()); }
+
+Eigen::VectorXd SightFit::Residuals(const SightModel& model) const {
+  SeenProfiles profiles({_flattest, _steepest});
+  return SightResiduals({_points, _sights, _columns, _start.profile, profiles, 1, 0.0}, model);
+}
+
+Eigen::MatrixXd SightFit::NormalMatrix(const SightModel& model, double bound) const {
+  SeenProfiles profiles({_flattest, _steepest});
+  const SightTask task{_points,        _sights,  _with_beam,
+                       _start.profile, profiles, StrideFor(size(), kMostRefined),
+                       bound};
+  const Eigen::VectorXd residuals = SightResiduals(task, model);
+  Eigen::MatrixXd jacobian = Eigen::MatrixXd::Zero(residuals.size(), kSightColumns);
+  std::optional<ShapeReadings> shapes;
+  jacobian(Eigen::all, _with_beam) = SightJacobian(task, model, shapes);
   const Eigen::Vector3d& d = model.thread.cylinder.direction;
   jacobian.col(kDirectionZ) =
       -(d.x() * jacobian.col(kDirectionX) + d.y() * jacobian.col(kDirectionY)) / d.z();
+  const Eigen::VectorXd counts = (residuals.array().abs() <= bound).cast<double>();
+  return static_cast<double>(task.stride) * jacobian.transpose() * counts.asDiagonal() * jacobian;
 }
 
 }  // namespace libmfx::geometry::cylinder

@@ -1,58 +1,77 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <cmath>
 #include <optional>
 #include <vector>
 
-#include "geometry/cylinder/thread_model.h"
+#include "geometry/cylinder/sight_model.h"
+#include "geometry/cylinder/usual_profile.h"
 
 namespace libmfx::geometry::cylinder {
 
-/// The thread of a bore as a beam of some width shows it.
-struct SightModel {
-  ThreadModel thread;
-  double width = 0.0;  ///< of the beam, across it: a standard deviation, pitches
-};
-
-/// Fit of the thread of a bore along the sight lines: a residual is how far a sample's range is
-/// from what the beam should read, which SeenProfile tells, turned square to the wall. It holds
-/// where the beam is as wide as the groove, which hides the profile itself: the radial distance to
-/// the profile then has residuals as large as its depth and may rest anywhere on a flank. The width
-/// of the beam is fitted as well.
+/// Fit of a thread along the sight lines: a residual is how far a sample's range is from what the
+/// beam should read, which SeenProfile tells, turned square to the wall. It holds where the beam is
+/// as wide as the groove, which hides the profile itself: the radial distance to the profile then
+/// has residuals as large as its depth and may rest anywhere on a flank. The width of the beam is
+/// fitted as well.
 ///
 /// Where the beam is narrow the crests' edges decide, and the radial distance is the better judge.
 class SightFit {
  public:
-  /// \param points to be fitted, in nominal radii, as the instrument saw them
+  /// \param points to be fitted, in nominal radii, as the instrument saw them. Those that a stud
+  ///   shows at its limb, where sight lines pass over several grooves, are left out
   /// \param instrument its place
   /// \param columns what is free of a ThreadModel
-  SightFit(const Points& points, const Eigen::Vector3d& instrument,
-           const std::vector<int>& columns);
-
-  /// From phases all around the turn, on a sample of the points.
   /// \param start cylinder to begin with, right to a few hundredths of the pitch
   /// \param pitch to begin with
+  SightFit(const Points& points, const Eigen::Vector3d& instrument, const std::vector<int>& columns,
+           const ThreadModel& start);
+
+  UsualProfile usual() const;
+  /// How many points the fit runs on.
+  Eigen::Index size() const { return static_cast<Eigen::Index>(_places.size()); }
+  /// Which of the points these are.
+  const std::vector<Eigen::Index>& places() const { return _places; }
+
+  /// From phases all around the turn, on a sample of the points.
   /// \param depth of the profile as it was seen
-  std::optional<SightModel> Find(const Model& start, double pitch, double depth) const;
+  std::optional<SightModel> Find(double depth) const;
+
+  /// How far along the axis a beam of a width reaches, both in pitches, at the middle slope of the
+  /// sight lines.
+  double ReachAlong(double width) const {
+    return width * std::sqrt(1.0 + 1.0 / (_middle_tangent * _middle_tangent));
+  }
 
   /// How many parameters `Refine` moves: those of the thread, and the width of the beam. The sight
   /// fit turns the axis by two of the three terms of its direction.
   int FreeParameters() const { return static_cast<int>(_columns.size()) + 1; }
-  /// On all points.
+  /// On some thousands of the points.
   /// \return the bound beyond which residuals don't count
   double Refine(SightModel& model) const;
 
-  /// The residuals of all points, and their Jacobian in the columns of a thread.
-  void Evaluate(const SightModel& model, Eigen::VectorXd& residuals,
-                Eigen::MatrixXd& jacobian) const;
+  /// The residuals of all points.
+  Eigen::VectorXd Residuals(const SightModel& model) const;
+  /// J^T J of all points whose residuals are within a bound, in the columns of a thread and of the
+  /// beam: that of some thousands, times as many as they stand for.
+  Eigen::MatrixXd NormalMatrix(const SightModel& model, double bound) const;
 
  private:
   /// With a bound that closes in on the residuals, and the width of the beam free.
   void CloseIn(double bound, SightModel& model) const;
+  std::vector<SightModel> VariantsOf(const SightModel& model) const;
+  std::vector<SightModel> Sorted(std::vector<SightModel> models) const;
+  bool FindResolution(SightModel& model) const;
+  SightModel BestOfVariants(const SightModel& model) const;
 
-  const Points& _points;
-  Eigen::Vector3d _instrument;
-  std::vector<int> _columns;
+  ThreadModel _start;
+  std::vector<int> _columns, _with_beam;
+  double _flattest = 0.0, _steepest = 0.0;  // tangents of the sight lines towards the wall
+  double _middle_tangent = 1.0;
+  double _sense = 1.0;  // +1: sight lines go up the axis
+  std::vector<Eigen::Index> _places;
+  Eigen::Matrix3Xd _points, _sights;  // the latter: unit, from the instrument
 };
 
 }  // namespace libmfx::geometry::cylinder

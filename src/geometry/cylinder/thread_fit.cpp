@@ -1,251 +1,130 @@
 #include "geometry/cylinder/thread_fit.h"
 
+#include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <limits>
+#include <numeric>
 #include <optional>
 #include <utility>
 
+#include "geometry/cylinder/harmonic_fit.h"
+#include "geometry/cylinder/radial_fit.h"
 #include "geometry/cylinder/sight_fit.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
 
-constexpr double kWeighedDeviations = 5.0;
-constexpr double kSettled = 1e-9;  // relative fall of the cost that ends a descent
-constexpr int kStartPhases = 16;
-constexpr double kStartPitches[] = {0.985, 1.0, 1.015};  // of the pitch found
-constexpr int kDescentRounds = 100;
-constexpr int kBounds = 10;  // times that the bound is taken anew
-
-// Sums with the weights of the biweight, by which no point falls in or out of the fit with a jump.
-// Of two fits that both follow the flanks the one that has the crests as well costs less.
-struct Sums {
-  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
-  Eigen::VectorXd gradient = Eigen::VectorXd::Zero(kThreadColumns);
-  double cost = 0.0;  // tends to half the sum of squares for small residuals
-};
-
-Sums Accumulate(const Points& points, const ThreadModel& model, Eigen::Index stride, double bound) {
-  Eigen::Matrix<double, kThreadColumns, kThreadColumns> matrix;
-  Eigen::Matrix<double, kThreadColumns, 1> gradient;
-  matrix.setZero();
-  gradient.setZero();
-  Sums sums;
-  const ThreadEvaluator evaluate(model);
-  for (Eigen::Index i = 0; i < points.size(); i += stride) {
-    const ThreadRow row = evaluate(points.at(i));
-    const double relative = row.residual / bound;
-    const double inside = 1.0 - relative * relative;
-    if (!(inside > 0.0)) {
-      sums.cost += bound * bound / 6.0;
-      continue;
-    }
-    const double weight = inside * inside;
-    matrix.noalias() += weight * row.jacobian * row.jacobian.transpose();
-    gradient += weight * row.residual * row.jacobian;
-    sums.cost += bound * bound / 6.0 * (1.0 - weight * inside);
-  }
-  sums.matrix = matrix;
-  sums.gradient = gradient;
-  return sums;
-}
-
-double BoundOf(const Points& points, const ThreadModel& model) {
-  const ThreadEvaluator evaluate(model);
-  std::vector<double> sizes(static_cast<std::size_t>(points.size()));
-  for (std::size_t i = 0; i < sizes.size(); ++i)
-    sizes[i] = std::abs(evaluate.Residual(points.at(static_cast<Eigen::Index>(i))));
-  return RobustBound(sizes, kWeighedDeviations);
-}
-
-// One fit: some of the points, one bound, what is free.
-struct Task {
+// What a fit of a thread goes on.
+struct Wall {
   const Points& points;
-  const std::vector<int>& columns;
-  Eigen::Index stride;
-  double bound;
+  const Model& smooth;
+  const Eigen::Vector3d& instrument;
+  bool fix_axis, fix_radius;
 };
-
-// The descent of a thread's biweighted cost. A corner of the profile that passes a point makes the
-// gradient jump, so that a step can raise the cost however short it is.
-class ThreadProblem {
- public:
-  ThreadProblem(const Task& task, ThreadModel& model)
-      : _task(task), _model(model), _sums(SumsOf(model)) {}
-
-  double cost() const { return _sums.cost; }
-  double LargestDiagonal() const { return _sums.matrix.diagonal().maxCoeff(); }
-  StepEquations Linearise() const {
-    const auto& columns = _task.columns;
-    const bool free_axis = std::count(columns.begin(), columns.end(), kDirectionX) > 0;
-    return {Reduce(_sums.matrix, columns, _model.cylinder, free_axis), -_sums.gradient(columns)};
-  }
-  double Try(const Eigen::VectorXd& step) {
-    _tried = _model;
-    for (Eigen::Index i = 0; i < step.size(); ++i)
-      Parameter(_tried, _task.columns[static_cast<std::size_t>(i)]) += step[i];
-    _next = SumsOf(_tried);
-    return _next.cost;
-  }
-  void Keep() {
-    _model = _tried;
-    _sums = std::move(_next);
-  }
-
- private:
-  Sums SumsOf(const ThreadModel& model) const {
-    return Accumulate(_task.points, model, _task.stride, _task.bound);
-  }
-
-  const Task& _task;
-  ThreadModel& _model;
-  ThreadModel _tried;
-  Sums _sums, _next;
-};
-
-// Adds its rounds to `rounds`. \return whether it settled
-bool Descend(const Task& task, int most_rounds, ThreadModel& model, double& cost, int& rounds) {
-  ThreadProblem problem(task, model);
-  const Descent descent =
-      DampedDescent(problem, Damping(problem.LargestDiagonal()), {most_rounds, kSettled});
-  cost = problem.cost();
-  rounds += descent.rounds;
-  return descent.settled;
-}
 
 // The smooth fit runs through the middle of what is seen, and that lies the deeper the more steeply
 // the sight lines go in: it differs around the wall, so that centre and radius are off by a tenth
 // of the pitch and more. With the mean depth taken out they are right to a few hundredths, and the
 // pitch is found more sharply.
-void SetMeanDepths(const Model& model, const Helix& helix, const Eigen::Vector3d& instrument,
-                   Points& points) {
+void SetMeanDepths(const Model& model, double pitch, const Profile& profile,
+                   const Eigen::Vector3d& instrument, Points& points) {
   constexpr double kLeastAlong = 1e-3;
   const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
   const Eigen::Vector3d u = model.direction.normalized();
-  const double side = helix.bore ? -1.0 : 1.0;
+  const double side = profile.bore ? -1.0 : 1.0;
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     const Eigen::Vector3d w = (points.at(i) - instrument).normalized();
     const Eigen::Vector3d q = points.at(i) - base;
     const double inward = std::max(0.0, -side * w.dot((q - q.dot(u) * u).normalized()));
     const double tangent = inward / std::max(std::abs(w.dot(u)), kLeastAlong);
-    points.depth[i] = side * std::abs(helix.pitch) * MeanDepthSeen(tangent, helix.bore);
+    points.depth[i] = side * std::abs(pitch) * MeanDepthSeen(tangent, profile);
   }
 }
 
-Model CorrectSmoothFit(const Points& points, const Model& smooth, const Eigen::Vector3d& instrument,
-                       bool fix_axis, bool fix_radius, Helix& helix) {
-  Points expected = points;
-  Model model = smooth;
+// The phase of the crests by the first harmonic of the radial distances. Starts that count from
+// here turn with the wall.
+double CrestPhase(const Points& points, const Model& model, const Helix& helix) {
+  const Eigen::Vector3d base(model.offset.x(), model.offset.y(), model.reference_height);
+  const Eigen::Vector3d u = model.direction.normalized();
+  const Eigen::Vector3d e1 = (Eigen::Vector3d::UnitX() - u.x() * u).normalized(), e2 = u.cross(e1);
+  const double hand = std::copysign(1.0, helix.pitch), side = helix.bore ? -1.0 : 1.0;
+  std::complex<double> sum = 0.0;
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const Eigen::Vector3d q = points.at(i) - base;
+    const double a = q.dot(e1), b = q.dot(e2);
+    const double phase = kTurn * q.dot(u) / std::abs(helix.pitch) - hand * std::atan2(b, a);
+    sum += side * (std::hypot(a, b) - model.radius) * std::polar(1.0, phase);
+  }
+  return std::arg(sum) / kTurn;
+}
+
+// The smooth fit with the mean depth of a profile taken out.
+std::optional<Model> CorrectedFor(const Wall& wall, const Model& near, double pitch,
+                                  const Profile& profile) {
+  Points expected = wall.points;
+  Model model = near;
+  SetMeanDepths(near, pitch, profile, wall.instrument, expected);
+  if (!Minimize(expected, model, wall.fix_axis, wall.fix_radius).converged) return std::nullopt;
+  return model;
+}
+
+Model CorrectSmoothFit(const Wall& wall, Helix& helix) {
+  Model model = wall.smooth;
   for (int round = 0; round < 2; ++round) {
-    SetMeanDepths(model, helix, instrument, expected);
-    if (!Minimize(expected, model, fix_axis, fix_radius).converged) return smooth;
-    helix.pitch = SharpenPitch(points, model, instrument, helix);
+    const auto next = CorrectedFor(wall, model, helix.pitch, Profile::Basic(helix.bore));
+    if (!next) return wall.smooth;
+    model = *next;
+    helix.pitch = SharpenPitch(wall.points, model, wall.instrument, helix);
   }
   return model;
 }
 
-// A start and what became of it.
-struct Trial {
-  ThreadModel model;
-  double cost = std::numeric_limits<double>::infinity();
-};
-
-constexpr int kTrialRounds = 6;
-
-// One pass over starts: each is fitted to about `sample` of the points, with a bound in pitches,
-// and the `keep` that explain the most stay, best first.
-struct Stage {
-  Eigen::Index sample;
-  double bound;
-  std::size_t keep;
-};
-
-void Sift(const Points& points, const std::vector<int>& columns, const Stage& stage,
-          std::vector<Trial>& trials) {
-  const Eigen::Index stride = std::max<Eigen::Index>(1, points.size() / stage.sample);
-  int rounds = 0;
-  for (Trial& t : trials) {
-    const Task task{points, columns, stride, stage.bound * std::abs(t.model.pitch)};
-    Descend(task, kTrialRounds, t.model, t.cost, rounds);
-  }
-  std::erase_if(trials, [](const Trial& t) { return !std::isfinite(t.cost); });
-  std::stable_sort(trials.begin(), trials.end(),
-                   [](const Trial& a, const Trial& b) { return a.cost < b.cost; });
-  trials.resize(std::min(trials.size(), stage.keep));
+void Judge(Eigen::MatrixXd matrix, const std::vector<int>& columns, const UsualProfile& usual,
+           ThreadSolution& solution) {
+  const auto count = static_cast<Eigen::Index>(solution.inliers.size());
+  const double deviation =
+      std::sqrt(2.0 * solution.cost / static_cast<double>(std::max<Eigen::Index>(1, count)));
+  std::vector<int> all(static_cast<std::size_t>(matrix.cols()));
+  std::iota(all.begin(), all.end(), 0);
+  Eigen::VectorXd unused = Eigen::VectorXd::Zero(matrix.cols());
+  usual.Add(solution.model.profile, all, deviation, matrix, unused);
+  solution.uncertainty = Judge(matrix, solution.cost, count, solution.model.cylinder, columns);
 }
 
-// Along a flank phase and radius go together, and an oblique view shows little else than one flank:
-// a fit can rest on it with its crest beside the true one. So the profile is also tried slid along
-// each of its flanks.
-void AddSlides(std::vector<Trial>& trials) {
-  constexpr int kSlides = 5;
-  constexpr double kSlide = 0.06;  // turns
-  const std::vector<Trial> found = trials;
-  for (const Trial& t : found) {
-    for (int k = -kSlides; k <= kSlides; ++k) {
-      if (k == 0) continue;
-      for (const double flank : {-1.0, 1.0}) {
-        Trial slid = t;
-        slid.model.phase += k * kSlide;
-        slid.model.cylinder.radius += flank * k * kSlide * kFlankSlope * std::abs(t.model.pitch);
-        trials.push_back(slid);
-      }
-    }
-  }
+// What a beam reads off edges is known to a part of its width only: it hangs on how its rays lie,
+// on how the surface returns them, and on which of two echoes the instrument takes. No sample tells
+// that, and samples on the same edges err alike. The shares are those of simulated scans with known
+// truth.
+Uncertainty OfBeam(double width, const Points& points, const Uncertainty& by_noise) {
+  constexpr double kOfRadius = 0.32, kOfCenter = 0.36, kOfAxis = 0.28;
+  const double length = std::max(points.z.maxCoeff() - points.z.minCoeff(), 1e-3);
+  // What is fixed is certain.
+  Uncertainty of_beam;
+  if (by_noise.radius > 0.0) of_beam.radius = kOfRadius * width;
+  if (by_noise.center > 0.0) of_beam.center = kOfCenter * width;
+  if (by_noise.axis > 0.0) of_beam.axis = kOfAxis * width / length;
+  return of_beam;
 }
 
-// The profile repeats. So samples of the points are fitted from phases all around the turn and from
-// pitches around the one found, with a bound that closes in on the profile; of those that explain
-// the most the best goes on.
-std::vector<Trial> TryStarts(const Points& points, const std::vector<int>& columns,
-                             const Model& start, const Helix& helix) {
-  std::vector<Trial> trials;
-  for (const double stretch : kStartPitches) {
-    for (int k = 0; k < kStartPhases; ++k)
-      trials.push_back(
-          {{start, helix.pitch * stretch, static_cast<double>(k) / kStartPhases, helix.bore}});
-  }
-  Sift(points, columns, {300, 0.3, 12}, trials);
-  Sift(points, columns, {1000, 0.15, 4}, trials);
-  Sift(points, columns, {1000, 0.07, 2}, trials);
-  if (std::count(columns.begin(), columns.end(), kRadius) > 0) AddSlides(trials);
-  Sift(points, columns, {1000, 0.07, 4}, trials);
-  Sift(points, columns, {4000, 0.07, 1}, trials);
-  return trials;
-}
-
-void AddInlier(Eigen::Index index, double residual,
-               const Eigen::Matrix<double, kThreadColumns, 1>& jacobian, ThreadSolution& solution,
-               Eigen::MatrixXd& matrix) {
-  solution.inliers.push_back(index);
-  solution.cost += 0.5 * residual * residual;
-  solution.largest = std::max(solution.largest, std::abs(residual));
-  matrix.noalias() += jacobian * jacobian.transpose();
-}
-
-void JudgeInliers(const Eigen::MatrixXd& matrix, const std::vector<int>& columns,
-                  ThreadSolution& solution) {
-  solution.uncertainty =
-      Judge(matrix, solution.cost, static_cast<Eigen::Index>(solution.inliers.size()),
-            solution.model.cylinder, columns);
-}
-
-void CollectInliers(const Points& points, const std::vector<int>& columns, double bound,
-                    ThreadSolution& solution) {
-  const ThreadEvaluator evaluate(solution.model);
-  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
-  for (Eigen::Index i = 0; i < points.size(); ++i) {
-    const ThreadRow row = evaluate(points.at(i));
-    if (!(std::abs(row.residual) <= bound)) continue;
-    AddInlier(i, row.residual, row.jacobian, solution, matrix);
-  }
-  JudgeInliers(matrix, columns, solution);
+// Beyond this a sample lies off a thread, whatever a beam makes of its edges.
+double StrayBound(double bound, const ThreadModel& model) {
+  constexpr double kOfPitch = 0.1;
+  return std::max(bound, kOfPitch * std::abs(model.pitch));
 }
 
 double RmsOf(const ThreadSolution& solution) {
   if (solution.inliers.empty()) return std::numeric_limits<double>::infinity();
   return std::sqrt(2.0 * solution.cost / static_cast<double>(solution.inliers.size()));
+}
+
+// What a solution leaves of all points, where one that it doesn't follow leaves a twentieth of the
+// pitch: of two solutions the one that follows few points well is not the better one.
+constexpr double kOfOthers = 0.05;
+double LeftBy(const ThreadSolution& solution, Eigen::Index points, double other) {
+  const auto others = static_cast<double>(points) - static_cast<double>(solution.inliers.size());
+  return std::sqrt((2.0 * solution.cost + others * other * other) / static_cast<double>(points));
 }
 
 // Whether the profile was seen well enough to tell how it lies. Where the beam is as wide as a
@@ -259,54 +138,87 @@ bool IsResolved(const ThreadSolution& solution, const Helix& helix) {
 // The smooth fit with the mean depth of the thread taken out is right to a few hundredths of the
 // pitch, on a stud to a tenth: a radius far from it lies on a flank beside the true crests. But a
 // profile that nearly all points lie on needs no such witness.
-bool IsBesideFlank(const ThreadSolution& solution, const Model& corrected, Eigen::Index points) {
-  const double most_beside = solution.model.bore ? 0.1 : 0.2;  // pitches
+bool IsBesideFlank(const ThreadSolution& solution, const Wall& wall) {
+  const double most_beside = solution.model.profile.bore ? 0.1 : 0.2;  // pitches
   constexpr double kMostScatter = 0.015;
   constexpr double kNearlyAll = 0.97;
   const double pitch = std::abs(solution.model.pitch);
-  if (static_cast<double>(solution.inliers.size()) >= kNearlyAll * static_cast<double>(points) &&
+  if (static_cast<double>(solution.inliers.size()) >=
+          kNearlyAll * static_cast<double>(wall.points.size()) &&
       RmsOf(solution) <= kMostScatter * pitch)
     return false;
-  return !(std::abs(solution.model.cylinder.radius - corrected.radius) <= most_beside * pitch);
+  const auto corrected = CorrectedFor(wall, solution.model.cylinder, pitch, solution.model.profile);
+  if (!corrected) return true;
+  return !(std::abs(solution.model.cylinder.radius - corrected->radius) <= most_beside * pitch);
 }
 
 // By the radial distance to the profile, on all points.
-ThreadSolution FitRadially(const Points& points, const std::vector<int>& columns,
-                           const ThreadModel& start) {
+ThreadSolution FitRadially(const RadialFit& fit, const Points& points,
+                           const std::vector<int>& columns, const ThreadModel& start) {
   ThreadSolution solution;
   solution.free_parameters = static_cast<int>(columns.size());
   solution.model = start;
-  double bound = BoundOf(points, solution.model);
-  for (int k = 0; k < kBounds; ++k) {
-    double cost = 0.0;
-    const Task task{points, columns, 1, bound};
-    solution.converged = Descend(task, kDescentRounds, solution.model, cost, solution.rounds);
-    const double last = bound;
-    bound = BoundOf(points, solution.model);
-    if (!solution.converged || std::abs(bound - last) < 0.01 * last) break;
+  const RadialOutcome outcome = fit.Refine(solution.model);
+  solution.converged = outcome.converged;
+  solution.rounds = outcome.rounds;
+  const ThreadEvaluator evaluate(solution.model);
+  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  for (Eigen::Index i = 0; i < points.size(); ++i) {
+    const ThreadRow row = evaluate(points.at(i));
+    solution.left.push_back(std::abs(row.residual));
+    if (!(std::abs(row.residual) <= StrayBound(outcome.bound, solution.model))) ++solution.astray;
+    if (!(std::abs(row.residual) <= outcome.bound)) continue;
+    solution.inliers.push_back(i);
+    solution.cost += 0.5 * row.residual * row.residual;
+    solution.largest = std::max(solution.largest, std::abs(row.residual));
+    matrix.noalias() += row.jacobian * row.jacobian.transpose();
   }
-  CollectInliers(points, columns, bound, solution);
+  Judge(std::move(matrix), columns, fit.usual(), solution);
+  solution.of_beam = OfBeam(RmsOf(solution), points, solution.uncertainty);
   return solution;
 }
 
-// By what the beam should read, on all points.
-ThreadSolution FitAlongSight(const SightFit& fit, const std::vector<int>& columns,
-                             SightModel model) {
+// By what the beam should read.
+ThreadSolution FitAlongSight(const SightFit& fit, const Points& points,
+                             const std::vector<int>& columns, SightModel model) {
   const double bound = fit.Refine(model);
-  Eigen::VectorXd residuals;
-  Eigen::MatrixXd jacobian;
-  fit.Evaluate(model, residuals, jacobian);
+  const Eigen::VectorXd residuals = fit.Residuals(model);
+  const Eigen::MatrixXd matrix = fit.NormalMatrix(model, bound);
   ThreadSolution solution;
+  solution.along_sight = true;
   solution.free_parameters = fit.FreeParameters();
   solution.model = model.thread;
-  solution.converged = residuals.allFinite() && jacobian.allFinite();
-  Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  solution.converged = residuals.allFinite() && matrix.allFinite();
   for (Eigen::Index i = 0; i < residuals.size(); ++i) {
+    solution.left.push_back(std::abs(residuals[i]));
+    if (!(std::abs(residuals[i]) <= StrayBound(bound, solution.model))) ++solution.astray;
     if (!(std::abs(residuals[i]) <= bound)) continue;
-    AddInlier(i, residuals[i], jacobian.row(i).transpose(), solution, matrix);
+    solution.inliers.push_back(fit.places()[static_cast<std::size_t>(i)]);
+    solution.cost += 0.5 * residuals[i] * residuals[i];
+    solution.largest = std::max(solution.largest, std::abs(residuals[i]));
   }
-  JudgeInliers(matrix, columns, solution);
+  std::vector<int> all = columns;
+  all.push_back(kBeamWidth);
+  Judge(matrix, all, fit.usual(), solution);
+  const double beam = std::max(model.width * std::abs(model.thread.pitch), RmsOf(solution));
+  solution.of_beam = OfBeam(beam, points, solution.uncertainty);
   return solution;
+}
+
+// Whether one solution follows its points better than another: by the mean square of what it
+// leaves, where a point that neither noise nor the narrower of the two explains counts no more than
+// one that just isn't noise.
+bool FollowsBetter(const ThreadSolution& a, const ThreadSolution& b) {
+  constexpr double kDeviations = 4.0;
+  std::vector<double> a_sizes = a.left, b_sizes = b.left;
+  const double bound =
+      std::min(RobustBound(a_sizes, kDeviations), RobustBound(b_sizes, kDeviations));
+  const auto mean_square = [bound](const std::vector<double>& sizes) {
+    double sum = 0.0;
+    for (const double size : sizes) sum += std::min(size * size, bound * bound);
+    return sum / static_cast<double>(sizes.size());
+  };
+  return mean_square(a_sizes) < mean_square(b_sizes);
 }
 
 // Whether the radial distances are small enough for the crests' edges to be believed: what they
@@ -317,23 +229,68 @@ bool IsSharp(const ThreadSolution& solution, const Helix& helix) {
          RmsOf(solution) <= kMostOfDepth * helix.depth;
 }
 
-// The thread of a bore from the phase that the sight lines tell.
-std::optional<ThreadSolution> FitBore(const Points& points, const std::vector<int>& columns,
-                                      const Model& start, const Helix& helix,
-                                      const Eigen::Vector3d& instrument) {
-  // What hides a profile hides the axis of a short wall as well: few points tell neither.
-  constexpr std::size_t kFewestInSight = 300;
-  const SightFit sight(points, instrument, columns);
-  const std::optional<SightModel> found = sight.Find(start, helix.pitch, helix.depth);
-  if (!found) return std::nullopt;
-  const auto holds = [&](const ThreadSolution& s) {
-    return s.converged && IsResolved(s, helix) && !IsBesideFlank(s, start, points.size());
-  };
-  const ThreadSolution radial = FitRadially(points, columns, found->thread);
-  if (holds(radial) && IsSharp(radial, helix)) return radial;
-  const ThreadSolution seen = FitAlongSight(sight, columns, *found);
-  if (holds(seen) && seen.inliers.size() >= kFewestInSight) return seen;
-  return std::nullopt;
+// A thread of flanks with one slope, along the sight lines or radially, as it leaves less.
+class ProfileFit {
+ public:
+  ProfileFit(const Wall& wall, const std::vector<int>& columns, const ThreadModel& start,
+             const Helix& helix)
+      : _wall(wall),
+        _columns(columns),
+        _start(start),
+        _helix(helix),
+        _radial(wall.points, columns, start.profile),
+        _sight(wall.points, wall.instrument, columns, start) {}
+
+  std::optional<ThreadSolution> Find() const {
+    // What hides a profile hides the axis of a short wall as well: few points tell neither.
+    constexpr std::size_t kFewestInSight = 300;
+    if (const auto found = _helix.around ? std::nullopt : _sight.Find(_helix.depth)) {
+      const ThreadSolution sharp = FitRadially(_radial, _wall.points, _columns, found->thread);
+      const ThreadSolution seen = FitAlongSight(_sight, _wall.points, _columns, *found);
+      const bool sharp_holds = Holds(sharp) && IsSharp(sharp, _helix);
+      const bool seen_holds = Holds(seen) && seen.inliers.size() >= kFewestInSight;
+      if (sharp_holds && (!seen_holds || !FollowsBetter(seen, sharp))) return sharp;
+      if (seen_holds) return seen;
+    }
+    const auto found = _radial.Find(_start);
+    if (!found) return std::nullopt;
+    const ThreadSolution solution = FitRadially(_radial, _wall.points, _columns, *found);
+    if (!Holds(solution)) return std::nullopt;
+    return solution;
+  }
+
+ private:
+  bool Holds(const ThreadSolution& s) const {
+    if (!s.converged || !IsResolved(s, _helix)) return false;
+    return !IsBesideFlank(s, _wall);
+  }
+
+  const Wall& _wall;
+  const std::vector<int>& _columns;
+  const ThreadModel& _start;
+  const Helix& _helix;
+  RadialFit _radial;
+  SightFit _sight;
+};
+
+ThreadSolution Envelope(const Wall& wall, const Helix& helix) {
+  const auto found = FitHarmonics(wall.points, wall.smooth, helix, wall.fix_axis, wall.fix_radius);
+  if (!found) return {};
+  ThreadSolution solution;
+  solution.converged = solution.envelope = true;
+  solution.rounds = found->rounds;
+  Model unused;
+  constexpr int kPitchAndHarmonics = 5;
+  solution.free_parameters =
+      static_cast<int>(ListFreeParameters(unused, wall.fix_axis, false).columns.size()) +
+      kPitchAndHarmonics;
+  solution.model = {found->model, found->pitch, 0.0, Profile::Basic(helix.bore)};
+  solution.cost = found->cost;
+  solution.largest = found->largest;
+  solution.inliers = found->inliers;
+  solution.astray = wall.points.size() - static_cast<Eigen::Index>(found->inliers.size());
+  solution.uncertainty = found->uncertainty;
+  return solution;
 }
 
 }  // namespace
@@ -342,17 +299,42 @@ ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
                          const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius) {
   Model unused;
   std::vector<int> columns = ListFreeParameters(unused, fix_axis, fix_radius).columns;
-  columns.insert(columns.end(), {kPhase, kPitch});
-  const Model start = CorrectSmoothFit(points, smooth, instrument, fix_axis, fix_radius, helix);
-  if (helix.bore) {
-    if (const auto seen = FitBore(points, columns, start, helix, instrument)) return *seen;
+  columns.insert(columns.end(), {kPhase, kPitch, kCrest, kRoot});
+  const Wall wall{points, smooth, instrument, fix_axis, fix_radius};
+  // Flanks of other angles, and helices of any profile, are looked for where more than this is
+  // left: a beam blurs a profile, and then leaves more.
+  constexpr double kGood = 0.012, kGoodAlongSight = 0.03;  // pitches
+  constexpr double kMuchLess = 0.6;
+  constexpr double kFewAstray = 0.15, kMostAstray = 0.3;  // of the points
+  std::optional<ThreadSolution> best;
+  const double other = kOfOthers * std::abs(helix.pitch);
+  const auto left = [&](const ThreadSolution& s) { return LeftBy(s, points.size(), other); };
+  const auto is_good = [&] {
+    return best && left(*best) <=
+                       (best->along_sight ? kGoodAlongSight : kGood) * std::abs(best->model.pitch);
+  };
+  const auto strays = [&](double most) {
+    return !best || static_cast<double>(best->astray) > most * static_cast<double>(points.size());
+  };
+  // Patches of flanks can show half the pitch.
+  for (const double stretch : {1.0, 2.0}) {
+    if (!strays(kFewAstray)) break;
+    Helix tried = helix;
+    tried.pitch *= stretch;
+    const Model corrected = CorrectSmoothFit(wall, tried);
+    const double phase = CrestPhase(points, corrected, tried);
+    for (const double slope : kFlankSlopes) {
+      const ThreadModel start{corrected, tried.pitch, phase, Profile::Basic(helix.bore, slope)};
+      const auto found = ProfileFit(wall, columns, start, tried).Find();
+      if (found && (!best || left(*found) < kMuchLess * left(*best))) best = *found;
+      if (is_good()) return *best;
+    }
   }
-  const std::vector<Trial> trials = TryStarts(points, columns, start, helix);
-  if (trials.empty()) return {};
-  ThreadSolution solution = FitRadially(points, columns, trials.front().model);
-  solution.converged = solution.converged && IsResolved(solution, helix) &&
-                       !IsBesideFlank(solution, start, points.size());
-  return solution;
+  if (strays(kMostAstray)) best.reset();
+  if (best && best->along_sight) return *best;
+  const ThreadSolution envelope = Envelope(wall, helix);
+  const bool better = envelope.converged && (!best || left(envelope) < kMuchLess * left(*best));
+  return better || !best ? envelope : *best;
 }
 
 }  // namespace libmfx::geometry::cylinder

@@ -11,26 +11,31 @@ namespace libmfx::geometry::cylinder {
 
 struct ThreadSolution {
   bool converged = false;
-  int rounds = 0;           ///< damped rounds over all points
-  int free_parameters = 0;  ///< of the last fit, the beam's width counted where that was free
+  int rounds = 0;            ///< damped rounds over all points
+  int free_parameters = 0;   ///< of the last fit, the beam's width counted where that was free
+  bool along_sight = false;  ///< the residuals are along the sight lines
+  bool envelope = false;     ///< no profile fits: the radius is that of the harmonics' crests
   ThreadModel model;
   double cost = 0.0;                  ///< half the sum of squared residuals of the inliers
   double largest = 0.0;               ///< largest absolute residual among them
   std::vector<Eigen::Index> inliers;  ///< their places in the points
-  Uncertainty uncertainty;
+  std::vector<double> left;           ///< absolute residuals of all points it was judged by
+  Eigen::Index astray = 0;            ///< points that lie clearly off what was fitted
+  Uncertainty uncertainty;            ///< by noise
+  Uncertainty of_beam;                ///< by what a beam makes of edges, which no sample tells
 };
 
-/// Fit of a thread over axis, radius, phase and pitch, from a smooth fit and the helix found in its
-/// residuals. Lengths are nominal radii; the instrument stands at `instrument`.
+/// Fit of a thread over axis, radius, phase, pitch and the widths of its crests and roots, from a
+/// smooth fit and the helix found in its residuals. Lengths are nominal radii; the instrument
+/// stands at `instrument`.
 ///
-/// Residuals are the radial distances to the profile where the beam was narrow enough to show it. A
-/// residual counts less the nearer it is to 5 robust deviations and not at all beyond (the biweight
-/// of J. W. Tukey): where the sight line leaves a crest and drops onto the next flank, the width of
-/// the beam decides what is read. Where a bore's profile drowns in the beam, residuals are along
-/// the sight lines (SightFit).
+/// Residuals are along the sight lines (SightFit), or the radial distances to the profile
+/// (RadialFit) where these leave less, or where the points were not seen from one place. Flanks 60,
+/// 55 and 30 degrees apart are tried, in this order. Where no profile is resolved, or one lies
+/// beside the crests which the mean depth of the samples tells, the harmonics of the helix give the
+/// envelope of its crests (FitHarmonics).
 ///
-/// Not converged is a profile that neither way resolves, and a bore's that lies beside the crests
-/// which the mean depth of the samples tells.
+/// Not converged is a helix of which none of these makes a wall.
 ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
                          const Eigen::Vector3d& instrument, bool fix_axis, bool fix_radius);
 

@@ -5,39 +5,23 @@
 #include <cmath>
 
 namespace libmfx::geometry::cylinder {
-ProfileDepth DepthOfProfile(double phase, bool bore) {
-  const double turn = phase - std::round(phase);
-  const double flank = std::abs(turn) - HalfCrest(bore);
-  if (flank <= 0.0) return {0.0, 0.0};
-  if (flank >= kFlankLength) return {kRootDepth, 0.0};
-  return {flank * kFlankSlope, std::copysign(kFlankSlope, turn)};
-}
 
-double MeanDepthSeen(double tangent, bool bore) {
-  const double groove = 1.0 - 2.0 * HalfCrest(bore);
-  const double deepest = groove * tangent * kFlankSlope / (tangent + kFlankSlope);
-  if (deepest <= kRootDepth) return 0.5 * deepest * groove;
-  // Widths, as the sight lines pass the crests, of those that end on the flank beyond and, where
-  // they go in more steeply than the flanks stand, on the flank below the crest.
-  const double beyond = kRootDepth * (tangent + kFlankSlope) / (tangent * kFlankSlope);
-  const double below =
-      std::max(0.0, kRootDepth * (tangent - kFlankSlope) / (tangent * kFlankSlope));
-  return kRootDepth * (groove - 0.5 * (beyond + below));
-}
-
-double& Parameter(ThreadModel& model, int column) {
+void Move(ThreadModel& model, int column, double step) {
+  constexpr double kNarrowest = 0.005, kWidest = 0.46;
   Model& c = model.cylinder;
-  double* const parameters[kThreadColumns] = {&c.offset.x(),    &c.offset.y(),    &c.direction.x(),
-                                              &c.direction.y(), &c.direction.z(), &c.radius,
-                                              &model.phase,     &model.pitch};
-  return *parameters[column];
+  double* const parameters[kThreadColumns] = {
+      &c.offset.x(), &c.offset.y(), &c.direction.x(), &c.direction.y(),     &c.direction.z(),
+      &c.radius,     &model.phase,  &model.pitch,     &model.profile.crest, &model.profile.root};
+  double& value = *parameters[column];
+  value += step;
+  if (column == kCrest || column == kRoot) value = std::clamp(value, kNarrowest, kWidest);
 }
 
 ThreadEvaluator::ThreadEvaluator(const ThreadModel& model)
     : _model(model),
       _hand(std::copysign(1.0, model.pitch)),
       _pitch(std::abs(model.pitch)),
-      _side(model.bore ? -1.0 : 1.0),
+      _side(model.profile.bore ? -1.0 : 1.0),
       _length(model.cylinder.direction.norm()),
       _u(model.cylinder.direction / _length),
       // Turns count from the local x: the axis is near z, so that this direction stays when it
@@ -56,7 +40,7 @@ ThreadEvaluator::Place ThreadEvaluator::Locate(const Eigen::Vector3d& point) con
   place.distance = std::max(std::sqrt(place.a * place.a + place.b * place.b), 1e-150);
   const double phase =
       place.h / _pitch - _hand * std::atan2(place.b, place.a) / kTurn - _model.phase;
-  place.profile = DepthOfProfile(phase, _model.bore);
+  place.profile = DepthOfProfile(phase, _model.profile);
   return place;
 }
 
@@ -84,6 +68,8 @@ ThreadRow ThreadEvaluator::operator()(const Eigen::Vector3d& point) const {
   row.jacobian[kPhase] = -by_phase;
   row.jacobian[kPitch] =
       _hand * (_side * place.profile.depth - by_phase * place.h / (_pitch * _pitch));
+  row.jacobian[kCrest] = _side * _pitch * place.profile.by_crest;
+  row.jacobian[kRoot] = _side * _pitch * place.profile.by_root;
   return row;
 }
 
