@@ -184,13 +184,16 @@ std::vector<Eigen::Index> PlacesOf(const Points& selected, const Points& points)
 // and centre are off by some squares of the beam's width over the radius, as simulated scans with
 // known truth are. The width is that of the rangefinders there are, and none of the samples tells
 // it.
-cylinder::Uncertainty OfCurving(double range, const cylinder::Uncertainty& by_noise) {
+cylinder::Uncertainty OfCurving(const Points& points, const Model& model,
+                                const Eigen::Vector3d& instrument,
+                                const cylinder::Uncertainty& by_noise) {
   constexpr double kWidth = 19e-6;  // of a beam, a standard deviation, by its range
-  constexpr double kOfRadius = 2.2, kOfCenter = 2.4;
-  const double curving = kWidth * kWidth * range * range;
+  const bool bore = cylinder::SideSeen(points, model, instrument) == cylinder::SeenFrom::kInside;
+  const double of_radius = bore ? 5.0 : 3.0, of_center = bore ? 5.5 : 3.6;
+  const double curving = kWidth * kWidth * instrument.squaredNorm() / model.radius;
   cylinder::Uncertainty of_beam;
-  if (by_noise.radius > 0.0) of_beam.radius = kOfRadius * curving;
-  if (by_noise.center > 0.0) of_beam.center = kOfCenter * curving;
+  if (by_noise.radius > 0.0) of_beam.radius = of_radius * curving;
+  if (by_noise.center > 0.0) of_beam.center = of_center * curving;
   return of_beam;
 }
 
@@ -236,7 +239,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   fitted.largest = cylinder::Residuals(smooth.points, model).abs().maxCoeff();
   fitted.uncertainty =
       cylinder::Judge(smooth.outcome.sums.matrix, fitted.cost, fitted.inliers, model, free);
-  fitted.of_beam = OfCurving(instrument.norm(), fitted.uncertainty);
+  fitted.of_beam = OfCurving(smooth.points, model, instrument, fitted.uncertainty);
   if (fitted.uncertainty.determined)
     fitted.form = cylinder::EstimateForm(smooth.points, model, fix_axis, fix_radius);
   return fitted;

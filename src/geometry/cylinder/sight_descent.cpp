@@ -62,7 +62,7 @@ double SightBound(const Eigen::VectorXd& residuals) {
 }
 
 UsualProfile UsualFor(const Profile& basic, Eigen::Index samples) {
-  constexpr double kUsualShare = 0.03;
+  constexpr double kUsualShare = 0.01;
   return {basic, kUsualShare * static_cast<double>(samples)};
 }
 
