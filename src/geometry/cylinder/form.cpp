@@ -121,7 +121,7 @@ struct Seen {
 // The noise beside the form. On an arc some waves look like others: those that nothing tells apart
 // take no freedom.
 void TellNoise(double squares, Seen& seen) {
-  const Eigen::SelfAdjointEigenSolver<FormMatrix> modes(seen.matrix);
+  const Eigen::SelfAdjointEigenSolver<Matrix> modes(seen.matrix);
   const FormVector along = modes.eigenvectors().transpose() * seen.gradient;
   const auto count = static_cast<double>(seen.points);
   double left = squares, freedom = count - kWallColumns;
@@ -283,7 +283,7 @@ double Root(double value) { return std::sqrt(std::max(0.0, value)); }
 WallForm LikeliestForm(const Seen& seen, const FormVector& variances) {
   const FormVector sizes = variances.cwiseSqrt();
   const FormMatrix system = sizes.asDiagonal() * seen.matrix * sizes.asDiagonal();
-  const Eigen::LDLT<FormMatrix> solver(system + seen.noise * FormMatrix::Identity());
+  const Eigen::LDLT<Matrix> solver(system + seen.noise * FormMatrix::Identity());
   const FormVector values =
       sizes.asDiagonal() * FormVector(solver.solve(sizes.asDiagonal() * seen.gradient));
   const FormMatrix damped = solver.solve(FormMatrix(sizes.asDiagonal()));
