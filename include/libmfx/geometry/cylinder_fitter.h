@@ -61,8 +61,9 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
     double cost = 0.0;          ///< sum of squared residuals of the inliers, m^2
     double rms = 0.0;           ///< root mean square of those residuals, metres
     double max_residual = 0.0;  ///< largest absolute one, metres
-    /// Standard uncertainties from the residuals: their noise and, of a smooth wall of 50 points
-    /// and more, what their form leaves open.
+    /// Standard uncertainties: by the noise of the residuals; of a smooth wall of 50 points and
+    /// more by what its form leaves open; and by what a wide beam makes of the curving of a smooth
+    /// wall or of the edges of a thread, which no residual tells. 0 of what is fixed.
     double center_uncertainty = 0.0;  ///< of the axis at mid-height, metres
     double axis_uncertainty = 0.0;    ///< of the direction, radians
     double radius_uncertainty = 0.0;  ///< metres

@@ -56,7 +56,7 @@ void CylinderFeature::TellDroppedWall() {
   constexpr double kMostDropped = 0.1;
   const ThreadedCylinderFitter::Statistics& statistics = _fitted_cylinder._statistics;
   const int wall = statistics.windowed - statistics.end_face;
-  const int dropped = statistics.astray;
+  const int dropped = statistics.astray + statistics.isolated;
   const double share = static_cast<double>(dropped) / static_cast<double>(wall);
   if (!(share >= kMostDropped)) return;
   Warn(messages::PercentText(share) + " of the wall's samples (" + std::to_string(dropped) +

@@ -66,6 +66,11 @@ SightFit::SightFit(const Points& points, const Eigen::Vector3d& instrument,
   _sights.conservativeResize(3, size());
 }
 
+SightTask SightFit::TaskOn(Eigen::Index sample, const std::vector<int>& columns, double bound,
+                           SeenProfiles& profiles) const {
+  return {_points, _sights, columns, _start.profile, profiles, StrideFor(size(), sample), bound};
+}
+
 std::optional<SightModel> SightFit::Find(double depth) const {
   constexpr int kPhasesTried = 8;
   constexpr double kCrestsTried[] = {0.0, 0.09};  // wider than the basic one's, half
@@ -79,8 +84,7 @@ std::optional<SightModel> SightFit::Find(double depth) const {
   std::erase(columns, kRoot);
   std::vector<Tried> tried;
   SeenProfiles profiles({_flattest, _steepest});
-  SightTask task{_points,    _sights, columns, _start.profile, profiles, StrideFor(size(), 300),
-                 1.5 * depth};
+  SightTask task = TaskOn(300, columns, 1.5 * depth, profiles);
   const auto descend = [&](Tried& t, int rounds) {
     DescendSight(task, {rounds, kRoughly}, t.model);
     t.cost = Biweighted(SightResiduals(task, t.model), task.bound);
@@ -153,13 +157,7 @@ std::vector<SightModel> SightFit::Sorted(std::vector<SightModel> models) const {
     double cost;
   };
   SeenProfiles profiles({_flattest, _steepest});
-  const SightTask task{_points,
-                       _sights,
-                       _columns,
-                       _start.profile,
-                       profiles,
-                       StrideFor(size(), 1000),
-                       kComparedBound * std::abs(_start.pitch)};
+  const SightTask task = TaskOn(1000, _columns, kComparedBound * std::abs(_start.pitch), profiles);
   std::vector<Compared> all;
   double deviation = task.bound;
   const UsualProfile usual = UsualFor(_start.profile, task.size());
@@ -173,9 +171,7 @@ std::vector<SightModel> SightFit::Sorted(std::vector<SightModel> models) const {
   std::stable_sort(all.begin(), all.end(),
                    [](const Compared& a, const Compared& b) { return a.cost < b.cost; });
   models.clear();
-  for (const Compared& c : all) {
-    models.push_back(c.model);
-  }
+  for (const Compared& c : all) models.push_back(c.model);
   return models;
 }
 
@@ -184,13 +180,8 @@ std::vector<SightModel> SightFit::Sorted(std::vector<SightModel> models) const {
 bool SightFit::FindResolution(SightModel& model) const {
   constexpr double kResolutions[] = {0.2, 0.3, 0.4, 0.5, 0.6, 0.7, SeenProfile::kMelts};
   SeenProfiles profiles({_flattest, _steepest});
-  const SightTask task{_points,
-                       _sights,
-                       _columns,
-                       _start.profile,
-                       profiles,
-                       StrideFor(size(), 1000),
-                       kComparedBound * std::abs(model.thread.pitch)};
+  const SightTask task =
+      TaskOn(1000, _columns, kComparedBound * std::abs(model.thread.pitch), profiles);
   const double before = model.resolution;
   double least = Biweighted(SightResiduals(task, model), task.bound);
   for (const double resolution : kResolutions) {
@@ -207,13 +198,8 @@ bool SightFit::FindResolution(SightModel& model) const {
 SightModel SightFit::BestOfVariants(const SightModel& model) const {
   constexpr std::size_t kKept = 2;
   SeenProfiles profiles({_flattest, _steepest});
-  const SightTask task{_points,
-                       _sights,
-                       _with_beam,
-                       _start.profile,
-                       profiles,
-                       StrideFor(size(), 300),
-                       kComparedBound * std::abs(model.thread.pitch)};
+  const SightTask task =
+      TaskOn(300, _with_beam, kComparedBound * std::abs(model.thread.pitch), profiles);
   std::vector<SightModel> variants = VariantsOf(model);
   for (SightModel& variant : variants) DescendSight(task, {8, kRoughly}, variant);
   variants = Sorted(std::move(variants));
@@ -230,8 +216,7 @@ void SightFit::CloseIn(double bound, SightModel& model) const {
   constexpr int kMostBounds = 3;
   constexpr Eigen::Index kCloseIn = 700;
   SeenProfiles profiles({_flattest, _steepest});
-  SightTask task{
-      _points, _sights, _with_beam, _start.profile, profiles, StrideFor(size(), kCloseIn), bound};
+  SightTask task = TaskOn(kCloseIn, _with_beam, bound, profiles);
   for (int k = 0; k < kMostBounds; ++k) {
     const double last = task.bound;
     task.weights = SightWeights(task, model, task.bound / kSightDeviations);
@@ -243,8 +228,7 @@ void SightFit::CloseIn(double bound, SightModel& model) const {
 
 double SightFit::Refine(SightModel& model) const {
   SeenProfiles profiles({_flattest, _steepest});
-  SightTask task{
-      _points, _sights, _with_beam, _start.profile, profiles, StrideFor(size(), kMostRefined), 0.0};
+  SightTask task = TaskOn(kMostRefined, _with_beam, 0.0, profiles);
   task.bound = SightBound(SightResiduals(task, model));
   task.weights = SightWeights(task, model, task.bound / kSightDeviations);
   task.bound = SightBound(SightResiduals(task, model));
@@ -262,9 +246,7 @@ Eigen::VectorXd SightFit::Residuals(const SightModel& model) const {
 
 Eigen::MatrixXd SightFit::NormalMatrix(const SightModel& model, double bound) const {
   SeenProfiles profiles({_flattest, _steepest});
-  const SightTask task{_points,        _sights,  _with_beam,
-                       _start.profile, profiles, StrideFor(size(), kMostRefined),
-                       bound};
+  const SightTask task = TaskOn(kMostRefined, _with_beam, bound, profiles);
   const Eigen::VectorXd residuals = SightResiduals(task, model);
   Eigen::MatrixXd jacobian = Eigen::MatrixXd::Zero(residuals.size(), kSightColumns);
   std::optional<ShapeReadings> shapes;

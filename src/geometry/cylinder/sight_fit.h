@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "geometry/cylinder/sight_descent.h"
 #include "geometry/cylinder/sight_model.h"
 #include "geometry/cylinder/usual_profile.h"
 
@@ -60,6 +61,9 @@ class SightFit {
  private:
   /// With a bound that closes in on the residuals, and the width of the beam free.
   void CloseIn(double bound, SightModel& model) const;
+  /// On about so many of the points, with what is free of a SightModel.
+  SightTask TaskOn(Eigen::Index sample, const std::vector<int>& columns, double bound,
+                   SeenProfiles& profiles) const;
   std::vector<SightModel> VariantsOf(const SightModel& model) const;
   std::vector<SightModel> Sorted(std::vector<SightModel> models) const;
   bool FindResolution(SightModel& model) const;

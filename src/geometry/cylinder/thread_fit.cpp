@@ -119,9 +119,11 @@ double RmsOf(const ThreadSolution& solution) {
   return std::sqrt(2.0 * solution.cost / static_cast<double>(solution.inliers.size()));
 }
 
-// What a solution leaves of all points, where one that it doesn't follow leaves a twentieth of the
-// pitch: of two solutions the one that follows few points well is not the better one.
+// What is left of a point that a solution doesn't follow, pitches.
 constexpr double kOfOthers = 0.05;
+
+// What a solution leaves of all points, where one that it doesn't follow leaves `other`: of two
+// solutions the one that follows few points well is not the better one.
 double LeftBy(const ThreadSolution& solution, Eigen::Index points, double other) {
   const auto others = static_cast<double>(points) - static_cast<double>(solution.inliers.size());
   return std::sqrt((2.0 * solution.cost + others * other * other) / static_cast<double>(points));
