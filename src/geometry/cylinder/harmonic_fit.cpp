@@ -178,14 +178,10 @@ std::optional<HarmonicSolution> FitHarmonics(const Points& points, const Model& 
     solution.rounds += descent.rounds;
     if (!descent.settled) return std::nullopt;
     matrix = problem.matrix();
-    std::vector<double> sizes;
-    sizes.reserve(static_cast<std::size_t>(points.size()));
     Eigen::ArrayXd all(points.size());
-    for (Eigen::Index i = 0; i < points.size(); ++i) {
+    for (Eigen::Index i = 0; i < points.size(); ++i)
       all[i] = std::abs(RowOf(points.at(i), model).residual);
-      sizes.push_back(all[i]);
-    }
-    const double bound = RobustBound(sizes, kDeviations);
+    const double bound = RobustBound(all, kDeviations);
     std::vector<Eigen::Index> next;
     for (Eigen::Index i = 0; i < points.size(); ++i)
       if (all[i] <= bound) next.push_back(i);

@@ -121,10 +121,11 @@ Matrix Reduce(const Matrix& matrix, const std::vector<int>& columns, const Model
   return full(columns, columns);
 }
 
-double RobustBound(std::vector<double>& sizes, double deviations) {
+double RobustBound(const Eigen::ArrayXd& residuals, double deviations) {
   constexpr double kNormal = 1.4826;  // deviation of a normal law over its median deviation
   constexpr double kLeastBound = 1e-6;
-  const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
+  Eigen::ArrayXd sizes = residuals.abs();
+  const auto middle = sizes.begin() + sizes.size() / 2;
   std::nth_element(sizes.begin(), middle, sizes.end());
   return std::max(deviations * kNormal * *middle, kLeastBound);
 }

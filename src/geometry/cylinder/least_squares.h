@@ -47,9 +47,8 @@ Eigen::MatrixXd Reduce(const Eigen::MatrixXd& matrix, const std::vector<int>& co
 Uncertainty Judge(const Eigen::MatrixXd& matrix, double cost, Eigen::Index points,
                   const Model& model, const std::vector<int>& columns);
 
-/// So many standard deviations of errors of these sizes, by their median, which strays don't move;
-/// at least a millionth of the nominal radius, for points without noise.
-/// \param sizes absolute values, at least one; left in another order
-double RobustBound(std::vector<double>& sizes, double deviations);
+/// So many standard deviations of residuals, at least one of them, by the median of their sizes,
+/// which strays don't move; at least a millionth of the nominal radius, for points without noise.
+double RobustBound(const Eigen::ArrayXd& residuals, double deviations);
 
 }  // namespace libmfx::geometry::cylinder

@@ -160,12 +160,16 @@ void AddSlides(std::vector<Trial>& trials) {
 
 }  // namespace
 
-double RadialFit::BoundOf(const ThreadModel& model) const {
+Eigen::VectorXd RadialFit::Residuals(const ThreadModel& model) const {
   const ThreadEvaluator evaluate(model);
-  std::vector<double> sizes(static_cast<std::size_t>(_points.size()));
-  for (std::size_t i = 0; i < sizes.size(); ++i)
-    sizes[i] = std::abs(evaluate.Residual(_points.at(static_cast<Eigen::Index>(i))));
-  return RobustBound(sizes, kWeighedDeviations);
+  Eigen::VectorXd residuals(_points.size());
+  for (Eigen::Index i = 0; i < residuals.size(); ++i)
+    residuals[i] = evaluate.Residual(_points.at(i));
+  return residuals;
+}
+
+double RadialFit::BoundOf(const ThreadModel& model) const {
+  return RobustBound(Residuals(model), kWeighedDeviations);
 }
 
 double RadialFit::Explore(ThreadModel& model, const Exploration& how) const {

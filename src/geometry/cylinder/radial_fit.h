@@ -40,6 +40,8 @@ class RadialFit {
   RadialOutcome Refine(ThreadModel& model) const;
   /// A few rounds from a model. \return the biweighted cost where they lead
   double Explore(ThreadModel& model, const Exploration& how) const;
+  /// The distances of all points to a profile.
+  Eigen::VectorXd Residuals(const ThreadModel& model) const;
   /// Of the residuals about a model, by which they are weighed.
   double BoundOf(const ThreadModel& model) const;
 

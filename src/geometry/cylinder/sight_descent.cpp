@@ -9,28 +9,56 @@
 
 namespace libmfx::geometry::cylinder {
 
+namespace {
+
+// Calls `take` with each line that counts, its number and what the model makes of it.
+template <typename Take>
+void LookAtEach(const SightTask& task, const SightModel& model, const Take& take) {
+  const auto readings = model.ReadingsOf(task.profiles);
+  const SightEvaluator evaluate(model, *readings);
+  for (Eigen::Index i = 0; i < task.size(); ++i) {
+    const Sighted sighted = evaluate(task.at(i));
+    take(i, evaluate, sighted);
+  }
+}
+
+double WeightOf(const SightTask& task, Eigen::Index i) {
+  return task.weights.size() > 0 ? task.weights[i] : 1.0;
+}
+
+}  // namespace
+
+Sight Look(const SightTask& task, const SightModel& model) {
+  Sight sight;
+  sight.lines.resize(static_cast<std::size_t>(task.size()));
+  sight.residuals.resize(task.size());
+  LookAtEach(task, model,
+             [&](Eigen::Index i, const SightEvaluator& evaluate, const Sighted& sighted) {
+               sight.lines[static_cast<std::size_t>(i)] = sighted;
+               sight.residuals[i] = WeightOf(task, i) * evaluate.Residual(sighted);
+             });
+  return sight;
+}
+
 Eigen::VectorXd SightResiduals(const SightTask& task, const SightModel& model) {
-  const auto profile = model.ReadingsOf(task.profiles);
-  const SightEvaluator evaluate(model, *profile);
   Eigen::VectorXd residuals(task.size());
-  for (Eigen::Index i = 0; i < residuals.size(); ++i)
-    residuals[i] =
-        evaluate.Residual(task.points.col(i * task.stride), task.sights.col(i * task.stride));
-  if (task.weights.size() > 0) residuals = residuals.cwiseProduct(task.weights);
+  LookAtEach(task, model,
+             [&](Eigen::Index i, const SightEvaluator& evaluate, const Sighted& sighted) {
+               residuals[i] = WeightOf(task, i) * evaluate.Residual(sighted);
+             });
   return residuals;
 }
 
 Eigen::VectorXd SightWeights(const SightTask& task, const SightModel& model, double deviation) {
   constexpr double kSpreadShare = 0.4;
-  const auto profile = model.ReadingsOf(task.profiles);
-  const SightEvaluator evaluate(model, *profile);
+  const std::vector<double> spreads =
+      SpreadsOf(model.thread.profile, model.width, task.profiles.tangents());
   Eigen::VectorXd weights(task.size());
-  for (Eigen::Index i = 0; i < weights.size(); ++i) {
-    const double spread =
-        kSpreadShare / deviation *
-        evaluate.Spread(task.points.col(i * task.stride), task.sights.col(i * task.stride));
-    weights[i] = 1.0 / std::sqrt(1.0 + spread * spread);
-  }
+  LookAtEach(task, model,
+             [&](Eigen::Index i, const SightEvaluator& evaluate, const Sighted& sighted) {
+               const double spread = kSpreadShare / deviation * evaluate.Spread(sighted, spreads);
+               weights[i] = 1.0 / std::sqrt(1.0 + spread * spread);
+             });
   return weights;
 }
 
@@ -39,16 +67,16 @@ double Biweighted(const Eigen::VectorXd& residuals, double bound) {
   return bound * bound / 6.0 * (1.0 - inside.cube()).sum();
 }
 
-Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model,
+Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model, const Sight& sight,
                               std::optional<ShapeReadings>& shapes) {
   if (!shapes || !shapes->Serves(model)) shapes.emplace(model, task.profiles);
   const auto readings = model.ReadingsOf(task.profiles);
   const SightEvaluator evaluate(model, *readings);
   Eigen::MatrixXd jacobian(task.size(), static_cast<Eigen::Index>(task.columns.size()));
   for (Eigen::Index i = 0; i < jacobian.rows(); ++i) {
-    const double weight = task.weights.size() > 0 ? task.weights[i] : 1.0;
-    const SightEvaluator::Row row = evaluate.Derivative(task.points.col(i * task.stride),
-                                                        task.sights.col(i * task.stride), *shapes);
+    const double weight = WeightOf(task, i);
+    const SightEvaluator::Row row =
+        evaluate.Derivative(sight.lines[static_cast<std::size_t>(i)], *shapes);
     for (Eigen::Index k = 0; k < jacobian.cols(); ++k)
       jacobian(i, k) = weight * row[task.columns[static_cast<std::size_t>(k)]];
   }
@@ -56,9 +84,7 @@ Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model,
 }
 
 double SightBound(const Eigen::VectorXd& residuals) {
-  std::vector<double> sizes(residuals.begin(), residuals.end());
-  for (double& size : sizes) size = std::abs(size);
-  return RobustBound(sizes, kSightDeviations);
+  return RobustBound(residuals, kSightDeviations);
 }
 
 UsualProfile UsualFor(const Profile& basic, Eigen::Index samples) {
@@ -74,19 +100,19 @@ class SightProblem {
   SightProblem(const SightTask& task, SightModel& model)
       : _task(task),
         _model(model),
-        _residuals(SightResiduals(task, model)),
-        _usual(UsualFor(task.basic, _residuals.size())),
-        _deviation(std::min(task.bound, SightBound(_residuals)) / kSightDeviations),
-        _cost(Biweighted(_residuals, task.bound) + CostOfProfile(model)) {}
+        _sight(Look(task, model)),
+        _usual(UsualFor(task.basic, task.size())),
+        _deviation(std::min(task.bound, SightBound(_sight.residuals)) / kSightDeviations),
+        _cost(Biweighted(_sight.residuals, task.bound) + CostOfProfile(model)) {}
 
   double cost() const { return _cost; }
 
   StepEquations Linearise() {
-    const Eigen::MatrixXd jacobian = SightJacobian(_task, _model, _shapes);
+    const Eigen::MatrixXd jacobian = SightJacobian(_task, _model, _sight, _shapes);
     const Eigen::VectorXd weights =
-        (1.0 - (_residuals.array() / _task.bound).square()).max(0.0).square();
+        (1.0 - (_sight.residuals.array() / _task.bound).square()).max(0.0).square();
     Eigen::MatrixXd matrix = jacobian.transpose() * weights.asDiagonal() * jacobian;
-    Eigen::VectorXd right = -jacobian.transpose() * weights.cwiseProduct(_residuals);
+    Eigen::VectorXd right = -jacobian.transpose() * weights.cwiseProduct(_sight.residuals);
     _usual.Add(_model.thread.profile, _task.columns, _deviation, matrix, right);
     _unit = matrix.diagonal().cwiseMax(std::numeric_limits<double>::min()).cwiseSqrt();
     _unit = _unit.cwiseInverse();
@@ -97,13 +123,13 @@ class SightProblem {
     _tried = _model;
     for (Eigen::Index i = 0; i < step.size(); ++i)
       MoveSight(_tried, _task.columns[static_cast<std::size_t>(i)], _unit[i] * step[i]);
-    _next = SightResiduals(_task, _tried);
-    _next_cost = Biweighted(_next, _task.bound) + CostOfProfile(_tried);
+    _next = Look(_task, _tried);
+    _next_cost = Biweighted(_next.residuals, _task.bound) + CostOfProfile(_tried);
     return _next_cost;
   }
   void Keep() {
     _model = _tried;
-    _residuals = std::move(_next);
+    std::swap(_sight, _next);
     _cost = _next_cost;
   }
 
@@ -116,7 +142,8 @@ class SightProblem {
   SightModel& _model;
   SightModel _tried;
   std::optional<ShapeReadings> _shapes;
-  Eigen::VectorXd _residuals, _next, _unit;
+  Sight _sight, _next;
+  Eigen::VectorXd _unit;
   UsualProfile _usual;
   double _deviation, _cost, _next_cost = 0.0;
 };

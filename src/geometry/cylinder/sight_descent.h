@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <cstddef>
 #include <optional>
 #include <vector>
 
@@ -15,24 +16,34 @@ inline constexpr double kSightDeviations = 4.0;
 
 /// What a descent along the sight lines runs on.
 struct SightTask {
-  const Eigen::Matrix3Xd& points;
-  const Eigen::Matrix3Xd& sights;  ///< unit, from the instrument, one a point
-  std::vector<int> columns;        ///< what is free of a SightModel
-  Profile basic;                   ///< that the usual one is
+  const std::vector<SightLine>& lines;
+  std::vector<int> columns;  ///< what is free of a SightModel
+  Profile basic;             ///< that the usual one is
   SeenProfiles& profiles;
-  Eigen::Index stride;           ///< of the points that count
+  std::size_t stride;            ///< of the lines that count
   double bound;                  ///< residuals beyond it don't count
   Eigen::VectorXd weights = {};  ///< of the residuals; all 1 when empty
 
-  Eigen::Index size() const { return (points.cols() + stride - 1) / stride; }
+  Eigen::Index size() const {
+    return static_cast<Eigen::Index>((lines.size() + stride - 1) / stride);
+  }
+  const SightLine& at(Eigen::Index i) const { return lines[static_cast<std::size_t>(i) * stride]; }
 };
 
-/// The residuals of the points that count, weighed.
+/// What a model makes of the lines that count.
+struct Sight {
+  std::vector<Sighted> lines;
+  Eigen::VectorXd residuals;  ///< weighed
+};
+Sight Look(const SightTask& task, const SightModel& model);
+
+/// The residuals alone.
 Eigen::VectorXd SightResiduals(const SightTask& task, const SightModel& model);
 
-/// One row a point that counts, one column a free one, to a few hundredths.
+/// One row a line that counts, one column a free one, to a few hundredths.
+/// \param sight of that model
 /// \param shapes made anew where they don't serve the model
-Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model,
+Eigen::MatrixXd SightJacobian(const SightTask& task, const SightModel& model, const Sight& sight,
                               std::optional<ShapeReadings>& shapes);
 
 /// What a beam across an edge reads is any mixture of the two sides, as the instrument takes it:

@@ -16,8 +16,8 @@ constexpr double kRoughly = 1e-4;            // a relative fall that ends a desc
 constexpr double kFirstWidth = 0.04;         // pitches
 constexpr Eigen::Index kMostRefined = 2000;  // points of the last descent
 
-Eigen::Index StrideFor(Eigen::Index points, Eigen::Index sample) {
-  return std::max<Eigen::Index>(1, points / sample);
+std::size_t StrideFor(Eigen::Index points, Eigen::Index sample) {
+  return static_cast<std::size_t>(std::max<Eigen::Index>(1, points / sample));
 }
 
 // Whether a sight line ends in the groove that it enters: near the limb of a stud the wall curves
@@ -41,34 +41,28 @@ SightFit::SightFit(const Points& points, const Eigen::Vector3d& instrument,
   _with_beam = _columns;
   _with_beam.push_back(kBeamWidth);
   _flattest = SeenProfile::kSteepest;
-  double tangents = 0.0, senses = 0.0;
+  double senses = 0.0;
   const EntryFinder entry(start.cylinder, start.profile.bore);
-  _points.resize(3, points.size());
-  _sights.resize(3, points.size());
   for (Eigen::Index i = 0; i < points.size(); ++i) {
-    const Eigen::Vector3d sight = (points.at(i) - instrument).normalized();
-    const Entry met = entry(points.at(i), sight);
+    SightLine line{points.at(i), (points.at(i) - instrument).normalized()};
+    const Entry met = entry(line);
     if (!EndsNearby(met, std::abs(start.pitch), start.profile.bore)) continue;
-    tangents += met.inward / met.along;
     senses += met.sense;
     _flattest = std::min(_flattest, met.inward / met.along);
     _steepest = std::max(_steepest, met.inward / met.along);
-    _points.col(size()) = points.at(i);
-    _sights.col(size()) = sight;
+    line.near = NearTurn(met.cosine, met.sine);
+    _lines.push_back(line);
     _places.push_back(i);
   }
-  if (size() > 0) _middle_tangent = tangents / static_cast<double>(size());
   _sense = senses < 0.0 ? -1.0 : 1.0;
   // A model that moves and grooves that curve take some room beyond.
   _flattest *= 0.7;
   _steepest *= 1.3;
-  _points.conservativeResize(3, size());
-  _sights.conservativeResize(3, size());
 }
 
 SightTask SightFit::TaskOn(Eigen::Index sample, const std::vector<int>& columns, double bound,
                            SeenProfiles& profiles) const {
-  return {_points, _sights, columns, _start.profile, profiles, StrideFor(size(), sample), bound};
+  return {_lines, columns, _start.profile, profiles, StrideFor(size(), sample), bound};
 }
 
 std::optional<SightModel> SightFit::Find(double depth) const {
@@ -239,22 +233,27 @@ double SightFit::Refine(SightModel& model) const {
 
 UsualProfile SightFit::usual() const { return UsualFor(_start.profile, size()); }
 
+Eigen::VectorXd SightFit::Sampled(const SightModel& model) const {
+  SeenProfiles profiles({_flattest, _steepest});
+  return SightResiduals(TaskOn(1000, _columns, 0.0, profiles), model);
+}
+
 Eigen::VectorXd SightFit::Residuals(const SightModel& model) const {
   SeenProfiles profiles({_flattest, _steepest});
-  return SightResiduals({_points, _sights, _columns, _start.profile, profiles, 1, 0.0}, model);
+  return SightResiduals({_lines, _columns, _start.profile, profiles, 1, 0.0}, model);
 }
 
 Eigen::MatrixXd SightFit::NormalMatrix(const SightModel& model, double bound) const {
   SeenProfiles profiles({_flattest, _steepest});
   const SightTask task = TaskOn(kMostRefined, _with_beam, bound, profiles);
-  const Eigen::VectorXd residuals = SightResiduals(task, model);
-  Eigen::MatrixXd jacobian = Eigen::MatrixXd::Zero(residuals.size(), kSightColumns);
+  const Sight sight = Look(task, model);
+  Eigen::MatrixXd jacobian = Eigen::MatrixXd::Zero(task.size(), kSightColumns);
   std::optional<ShapeReadings> shapes;
-  jacobian(Eigen::all, _with_beam) = SightJacobian(task, model, shapes);
+  jacobian(Eigen::all, _with_beam) = SightJacobian(task, model, sight, shapes);
   const Eigen::Vector3d& d = model.thread.cylinder.direction;
   jacobian.col(kDirectionZ) =
       -(d.x() * jacobian.col(kDirectionX) + d.y() * jacobian.col(kDirectionY)) / d.z();
-  const Eigen::VectorXd counts = (residuals.array().abs() <= bound).cast<double>();
+  const Eigen::VectorXd counts = (sight.residuals.array().abs() <= bound).cast<double>();
   return static_cast<double>(task.stride) * jacobian.transpose() * counts.asDiagonal() * jacobian;
 }
 

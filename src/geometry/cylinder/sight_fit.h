@@ -39,12 +39,6 @@ class SightFit {
   /// \param depth of the profile as it was seen
   std::optional<SightModel> Find(double depth) const;
 
-  /// How far along the axis a beam of a width reaches, both in pitches, at the middle slope of the
-  /// sight lines.
-  double ReachAlong(double width) const {
-    return width * std::sqrt(1.0 + 1.0 / (_middle_tangent * _middle_tangent));
-  }
-
   /// How many parameters `Refine` moves: those of the thread, and the width of the beam. The sight
   /// fit turns the axis by two of the three terms of its direction.
   int FreeParameters() const { return static_cast<int>(_columns.size()) + 1; }
@@ -52,7 +46,9 @@ class SightFit {
   /// \return the bound beyond which residuals don't count
   double Refine(SightModel& model) const;
 
-  /// The residuals of all points.
+  /// The residuals of about a thousand of the points.
+  Eigen::VectorXd Sampled(const SightModel& model) const;
+  /// Those of all of them.
   Eigen::VectorXd Residuals(const SightModel& model) const;
   /// J^T J of all points whose residuals are within a bound, in the columns of a thread and of the
   /// beam: that of some thousands, times as many as they stand for.
@@ -72,10 +68,9 @@ class SightFit {
   ThreadModel _start;
   std::vector<int> _columns, _with_beam;
   double _flattest = 0.0, _steepest = 0.0;  // tangents of the sight lines towards the wall
-  double _middle_tangent = 1.0;
-  double _sense = 1.0;  // +1: sight lines go up the axis
+  double _sense = 1.0;                      // +1: sight lines go up the axis
   std::vector<Eigen::Index> _places;
-  Eigen::Matrix3Xd _points, _sights;  // the latter: unit, from the instrument
+  std::vector<SightLine> _lines;
 };
 
 }  // namespace libmfx::geometry::cylinder

@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 
 namespace libmfx::geometry::cylinder {
 namespace {
@@ -28,6 +29,19 @@ void MoveSight(SightModel& model, int column, double step) {
   }
 }
 
+NearTurn::NearTurn(double cosine_of, double sine_of)
+    : cosine(cosine_of), sine(sine_of), turn(std::atan2(sine_of, cosine_of) / kTurn) {}
+
+double NearTurn::Of(double c, double s) const {
+  // The series of the arc tangent is right to 1e-13 of a turn within this.
+  constexpr double kNear = 0.1;
+  const double across = s * cosine - c * sine, along = c * cosine + s * sine;
+  if (!(std::abs(across) < kNear * along)) return std::atan2(s, c) / kTurn;
+  const double t = across / along, tt = t * t;
+  return turn +
+         t * (1.0 - tt * (1.0 / 3.0 - tt * (1.0 / 5.0 - tt * (1.0 / 7.0 - tt / 9.0)))) / kTurn;
+}
+
 EntryFinder::EntryFinder(const Model& model, bool bore)
     : _u(model.direction.normalized()),
       _e1((Eigen::Vector3d::UnitX() - _u.x() * _u).normalized()),
@@ -36,35 +50,46 @@ EntryFinder::EntryFinder(const Model& model, bool bore)
       _radius(model.radius),
       _side(bore ? 1.0 : -1.0) {}
 
-Entry EntryFinder::operator()(const Eigen::Vector3d& point, const Eigen::Vector3d& sight) const {
-  const Eigen::Vector3d q = point - _base;
-  const double rise = sight.dot(_u);
+Entry EntryFinder::operator()(const SightLine& line) const {
+  const Eigen::Vector3d q = line.point - _base;
+  const double rise = line.sight.dot(_u);
   Entry entry;
   entry.sense = rise < 0.0 ? -1.0 : 1.0;
   entry.along = std::max(std::abs(rise), kLeastCrossing);
   // The near crossing of the sight line with a stud, the far one with a bore.
-  const Eigen::Vector2d across(sight.dot(_e1), sight.dot(_e2)), at(q.dot(_e1), q.dot(_e2));
+  const Eigen::Vector2d across(line.sight.dot(_e1), line.sight.dot(_e2)),
+      at(q.dot(_e1), q.dot(_e2));
   const double a = std::max(across.squaredNorm(), kLeastCrossing * kLeastCrossing);
   const double b = at.dot(across);
   const double root = b * b - a * (at.squaredNorm() - _radius * _radius);
   entry.meets = root > 0.0;
   entry.way = (-b + _side * std::sqrt(std::max(0.0, root))) / a;
   const Eigen::Vector2d place = at + entry.way * across;
-  entry.distance = std::max(place.norm(), kLeastCrossing);
-  entry.inward = std::max(_side * across.dot(place) / entry.distance, kLeastCrossing);
-  entry.around = (place.x() * across.y() - place.y() * across.x()) / entry.distance;
+  const double distance = std::sqrt(place.squaredNorm());
+  entry.distance = std::max(distance, kLeastCrossing);
+  entry.cosine = place.x() / entry.distance;
+  entry.sine = place.y() / entry.distance;
+  entry.inward =
+      std::max(_side * (across.x() * entry.cosine + across.y() * entry.sine), kLeastCrossing);
+  entry.around = entry.cosine * across.y() - entry.sine * across.x();
   entry.height = q.dot(_u) + entry.way * rise;
-  entry.turn = std::atan2(place.y(), place.x()) / kTurn;
+  entry.turn = line.near.Of(entry.cosine, entry.sine);
   return entry;
 }
 
 ShapeReadings::ShapeReadings(const SightModel& model, SeenProfiles& profiles)
-    : _profile(model.thread.profile),
-      _width(model.width),
-      _base(model.ReadingsOf(profiles)),
-      _crest(profiles.Of(Widened(_profile, kShapeStep, 0.0), _width, model.resolution)),
-      _root(profiles.Of(Widened(_profile, 0.0, kShapeStep), _width, model.resolution)),
-      _beam(profiles.Of(_profile, _width * std::exp(kWidthStep), model.resolution)) {}
+    : _profile(model.thread.profile), _width(model.width) {
+  const auto base = model.ReadingsOf(profiles);
+  const auto slopes = [&](const Profile& profile, double width, double step) {
+    const SeenProfile beside(profile, width, model.resolution, profiles.tangents());
+    std::vector<double> all = beside.runs();
+    for (std::size_t i = 0; i < all.size(); ++i) all[i] = (all[i] - base->runs()[i]) / step;
+    return all;
+  };
+  _by_crest = slopes(Widened(_profile, kShapeStep, 0.0), _width, kShapeStep);
+  _by_root = slopes(Widened(_profile, 0.0, kShapeStep), _width, kShapeStep);
+  _by_width = slopes(_profile, _width * std::exp(kWidthStep), kWidthStep);
+}
 
 bool ShapeReadings::Serves(const SightModel& model) const {
   constexpr double kNear = 0.01, kNearWidth = 0.1;
@@ -74,11 +99,11 @@ bool ShapeReadings::Serves(const SightModel& model) const {
          std::abs(model.width - _width) <= kNearWidth * _width;
 }
 
-ShapeReadings::Slope ShapeReadings::SlopeOf(double phase, double tangent) const {
-  const double base = _base->Run(phase, tangent);
-  return {(_crest->Run(phase, tangent) - base) / kShapeStep,
-          (_root->Run(phase, tangent) - base) / kShapeStep,
-          (_beam->Run(phase, tangent) - base) / kWidthStep};
+ShapeReadings::Slope ShapeReadings::SlopeOf(const SeenProfile& readings,
+                                            const SeenProfile::Cell& cell) const {
+  // The places of a table move with the end of the crest.
+  return {In(_by_crest, cell) - readings.SlopeOf(cell).by_phase, In(_by_root, cell),
+          In(_by_width, cell)};
 }
 
 SightEvaluator::SightEvaluator(const SightModel& model, const SeenProfile& readings)
@@ -92,81 +117,68 @@ SightEvaluator::SightEvaluator(const SightModel& model, const SeenProfile& readi
 
 // On its way to the groove's end the sight line goes around the wall as well: so it meets the
 // phases at another rate, and the wall of a bore curves towards it, that of a stud away.
-SightEvaluator::Place SightEvaluator::PlaceOf(const Entry& entry) const {
+Sighted SightEvaluator::operator()(const SightLine& line) const {
   constexpr double kLeastRate = 0.1;
+  Sighted sighted;
+  const Entry& entry = sighted.entry = _entry(line);
   const double aside = entry.around / entry.along, tangent = entry.Tangent();
-  Place place;
-  place.rate =
+  sighted.rate =
       std::max(1.0 - entry.sense * _hand * aside * _pitch / (kTurn * entry.distance), kLeastRate);
+  const double met = tangent / sighted.rate;
   const double curving =
-      _side * aside * aside * _pitch / (2.0 * entry.distance * place.rate * place.rate);
-  place.phase = entry.sense * (entry.height / _pitch - _hand * entry.turn - _phase);
-  const double straight = _readings.Run(place.phase, tangent / place.rate);
-  place.tangent = tangent / place.rate + curving * straight;
-  place.run = _readings.Run(place.phase, place.tangent);
-  place.square = tangent / std::sqrt(1.0 + tangent * tangent);
-  return place;
-}
-
-double SightEvaluator::Residual(const Eigen::Vector3d& point, const Eigen::Vector3d& sight) const {
-  const Entry entry = _entry(point, sight);
-  const Place place = PlaceOf(entry);
-  return place.square * (-entry.way * entry.along - _pitch / place.rate * place.run);
-}
-
-double SightEvaluator::Spread(const Eigen::Vector3d& point, const Eigen::Vector3d& sight) const {
-  const Entry entry = _entry(point, sight);
-  const double tangent = entry.Tangent();
+      _side * aside * aside * _pitch / (2.0 * entry.distance * sighted.rate * sighted.rate);
   const double phase = entry.sense * (entry.height / _pitch - _hand * entry.turn - _phase);
-  return _pitch * _readings.Spread(phase, tangent) * tangent / std::sqrt(1.0 + tangent * tangent);
+  const double straight = _readings.Run(phase, met);
+  sighted.cell = _readings.CellAt(phase, met + curving * straight);
+  sighted.run = _readings.Run(sighted.cell);
+  sighted.square = tangent / std::sqrt(1.0 + tangent * tangent);
+  return sighted;
 }
 
-SightEvaluator::Row SightEvaluator::Derivative(const Eigen::Vector3d& point,
-                                               const Eigen::Vector3d& sight,
+// In parts away from the axis, around and along it: what a shift of the point, a turn of the sight
+// line and a growth of the radius change. A line that was shifted and turned enters after a longer
+// way, and with that elsewhere around and along the wall.
+SightEvaluator::Row SightEvaluator::Derivative(const Sighted& sighted,
                                                const ShapeReadings& shapes) const {
   using Eigen::Vector3d;
-  const Entry entry = _entry(point, sight);
-  const Place place = PlaceOf(entry);
-  const SeenProfile::Slope slope = _readings.SlopeOf(place.phase, place.tangent);
-  const Vector3d& u = _entry.axis();
-  const Vector3d q = point - _entry.base();
-  const double angle = kTurn * entry.turn;
-  const Vector3d out = std::cos(angle) * _entry.e1() + std::sin(angle) * _entry.e2();
-  const Vector3d around = u.cross(out);
+  const Entry& entry = sighted.entry;
+  const SeenProfile::Slope slope = _readings.SlopeOf(sighted.cell);
   const double crossing = _side * entry.inward, rise = entry.sense * entry.along;
-  const double tangent = entry.Tangent(), step = _pitch / place.rate;
+  const double step = _pitch / sighted.rate;
+  const double by_phase = step * slope.by_phase * entry.sense;
+  const double by_tangent = step * slope.by_tangent / (entry.along * sighted.rate);
+  const double by_turn =
+      (by_phase * _hand / kTurn - by_tangent * _side * entry.around) / entry.distance;
+  const double by_way =
+      (-entry.along - by_phase * rise / _pitch + by_turn * entry.around) / crossing;
 
-  // How the residual changes when the point moves, the sight line turns and the radius grows.
-  const auto change = [&](const Vector3d& moved, const Vector3d& turned, double grown) {
-    const double lengthened = (grown - out.dot(moved + entry.way * turned)) / crossing;
-    const Vector3d entered = moved + entry.way * turned + lengthened * sight;
-    const double aside = around.dot(entered) / entry.distance;  // radians
-    const double steeper = entry.sense * u.dot(turned);
-    const double inward = _side * (out.dot(turned) + aside * around.dot(sight));
-    const double phase = entry.sense * (u.dot(entered) / _pitch - _hand * aside / kTurn);
-    const double by_tangent = (inward - tangent * steeper) / entry.along / place.rate;
-    return place.square * (-lengthened * entry.along - entry.way * steeper -
-                           step * (slope.by_phase * phase + slope.by_tangent * by_tangent));
-  };
+  // Of a shift, and of a turn: that shifts the entry by its way.
+  const Vector3d shift(-by_way, by_turn, -by_phase / _pitch);
+  const Vector3d turn =
+      entry.way * shift +
+      Vector3d(-by_tangent * _side, 0.0, entry.sense * (by_tangent * entry.Tangent() - entry.way));
+  const Vector3d sight(crossing, entry.around, rise);
+  const Vector3d q = Vector3d(entry.distance, 0.0, entry.height) - entry.way * sight;
+
+  const Vector3d &u = _entry.axis(), out = _entry.Out(entry), around = _entry.Around(entry);
+  const Vector3d shifted = shift.x() * out + shift.y() * around + shift.z() * u;
+  const double square = sighted.square;
   Row row;
-  row[kOffsetX] = change(-Vector3d::UnitX(), Vector3d::Zero(), 0.0);
-  row[kOffsetY] = change(-Vector3d::UnitY(), Vector3d::Zero(), 0.0);
-  const double height = q.dot(u);
-  for (int i = 0; i < 3; ++i) {
-    // The axis turned by this turns all else back.
-    const Vector3d turn = (Vector3d::Unit(i) - u[i] * u) / _length;
-    row[kDirectionX + i] =
-        change(turn.dot(q) * u - height * turn, turn.dot(sight) * u - rise * turn, 0.0);
-  }
-  row[kRadius] = change(Vector3d::Zero(), Vector3d::Zero(), 1.0);
-  row[kPhase] = place.square * step * slope.by_phase * entry.sense;
-  row[kPitch] = _hand * place.square *
-                (step * slope.by_phase * entry.sense * entry.height / (_pitch * _pitch) -
-                 place.run / place.rate);
-  const ShapeReadings::Slope shape = shapes.SlopeOf(place.phase, place.tangent);
-  row[kCrest] = -place.square * step * shape.by_crest;
-  row[kRoot] = -place.square * step * shape.by_root;
-  row[kBeamWidth] = -place.square * step * shape.by_width;
+  row[kOffsetX] = -square * shifted.x();
+  row[kOffsetY] = -square * shifted.y();
+  // The axis turned by this turns all else back.
+  const auto turned_back = [&](int i) {
+    return q[i] * shift.z() - q.z() * shift[i] + sight[i] * turn.z() - sight.z() * turn[i];
+  };
+  row.segment<3>(kDirectionX) = square / _length * (turned_back(0) * out + turned_back(1) * around);
+  row[kRadius] = square * by_way;
+  row[kPhase] = square * by_phase;
+  row[kPitch] =
+      _hand * square * (by_phase * entry.height / (_pitch * _pitch) - sighted.run / sighted.rate);
+  const ShapeReadings::Slope shape = shapes.SlopeOf(_readings, sighted.cell);
+  row[kCrest] = -square * step * shape.by_crest;
+  row[kRoot] = -square * step * shape.by_root;
+  row[kBeamWidth] = -square * step * shape.by_width;
   return row;
 }
 

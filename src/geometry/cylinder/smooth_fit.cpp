@@ -49,8 +49,7 @@ SmoothSolution FitSmooth(const Points& points, const Model& nominal, bool fix_ax
   for (int round = 0; round < kTrimRounds && solution.outcome.converged; ++round) {
     if (solution.points.size() < kFewestToTrim) break;
     const Eigen::ArrayXd residuals = Residuals(solution.points, solution.model).abs();
-    std::vector<double> sizes(residuals.begin(), residuals.end());
-    const double bound = RobustBound(sizes, kStrayDeviations);
+    const double bound = RobustBound(residuals, kStrayDeviations);
     const auto strays = static_cast<double>((residuals > bound).count());
     if (strays == 0.0 || strays > kMostStrays * static_cast<double>(residuals.size())) break;
     solution.points = Select(solution.points, residuals, bound);

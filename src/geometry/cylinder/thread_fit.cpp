@@ -11,6 +11,7 @@
 
 #include "geometry/cylinder/harmonic_fit.h"
 #include "geometry/cylinder/radial_fit.h"
+#include "geometry/cylinder/sight_descent.h"
 #include "geometry/cylinder/sight_fit.h"
 
 namespace libmfx::geometry::cylinder {
@@ -122,11 +123,12 @@ double RmsOf(const ThreadSolution& solution) {
 // What is left of a point that a solution doesn't follow, pitches.
 constexpr double kOfOthers = 0.05;
 
-// What a solution leaves of all points, where one that it doesn't follow leaves `other`: of two
-// solutions the one that follows few points well is not the better one.
-double LeftBy(const ThreadSolution& solution, Eigen::Index points, double other) {
-  const auto others = static_cast<double>(points) - static_cast<double>(solution.inliers.size());
-  return std::sqrt((2.0 * solution.cost + others * other * other) / static_cast<double>(points));
+// What a solution leaves of the points it was judged by, where one that it doesn't follow leaves
+// `other`: of two solutions the one that follows few points well is not the better one.
+double LeftBy(const ThreadSolution& solution, double other) {
+  const auto judged = static_cast<double>(solution.judged);
+  const double others = judged - static_cast<double>(solution.inliers.size());
+  return std::sqrt((2.0 * solution.cost + others * other * other) / judged);
 }
 
 // Whether the profile was seen well enough to tell how it lies. Where the beam is as wide as a
@@ -163,11 +165,11 @@ ThreadSolution FitRadially(const RadialFit& fit, const Points& points,
   const RadialOutcome outcome = fit.Refine(solution.model);
   solution.converged = outcome.converged;
   solution.rounds = outcome.rounds;
+  solution.judged = points.size();
   const ThreadEvaluator evaluate(solution.model);
   Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     const ThreadRow row = evaluate(points.at(i));
-    solution.left.push_back(std::abs(row.residual));
     if (!(std::abs(row.residual) <= StrayBound(outcome.bound, solution.model))) ++solution.astray;
     if (!(std::abs(row.residual) <= outcome.bound)) continue;
     solution.inliers.push_back(i);
@@ -190,9 +192,9 @@ ThreadSolution FitAlongSight(const SightFit& fit, const Points& points,
   solution.along_sight = true;
   solution.free_parameters = fit.FreeParameters();
   solution.model = model.thread;
+  solution.judged = fit.size();
   solution.converged = residuals.allFinite() && matrix.allFinite();
   for (Eigen::Index i = 0; i < residuals.size(); ++i) {
-    solution.left.push_back(std::abs(residuals[i]));
     if (!(std::abs(residuals[i]) <= StrayBound(bound, solution.model))) ++solution.astray;
     if (!(std::abs(residuals[i]) <= bound)) continue;
     solution.inliers.push_back(fit.places()[static_cast<std::size_t>(i)]);
@@ -207,20 +209,15 @@ ThreadSolution FitAlongSight(const SightFit& fit, const Points& points,
   return solution;
 }
 
-// Whether one solution follows its points better than another: by the mean square of what it
-// leaves, where a point that neither noise nor the narrower of the two explains counts no more than
+// Whether a model follows its points better than another, by the residuals of both: by their mean
+// square, where a point that neither noise nor the better of the two explains counts no more than
 // one that just isn't noise.
-bool FollowsBetter(const ThreadSolution& a, const ThreadSolution& b) {
-  constexpr double kDeviations = 4.0;
-  std::vector<double> a_sizes = a.left, b_sizes = b.left;
-  const double bound =
-      std::min(RobustBound(a_sizes, kDeviations), RobustBound(b_sizes, kDeviations));
-  const auto mean_square = [bound](const std::vector<double>& sizes) {
-    double sum = 0.0;
-    for (const double size : sizes) sum += std::min(size * size, bound * bound);
-    return sum / static_cast<double>(sizes.size());
+bool FollowsBetter(const Eigen::VectorXd& residuals, const Eigen::VectorXd& than) {
+  const double bound = std::min(SightBound(residuals), SightBound(than));
+  const auto mean_square = [bound](const Eigen::VectorXd& of) {
+    return of.array().square().min(bound * bound).mean();
   };
-  return mean_square(a_sizes) < mean_square(b_sizes);
+  return mean_square(residuals) < mean_square(than);
 }
 
 // Whether the radial distances are small enough for the crests' edges to be believed: what they
@@ -244,15 +241,14 @@ class ProfileFit {
         _sight(wall.points, wall.instrument, columns, start) {}
 
   std::optional<ThreadSolution> Find() const {
-    // What hides a profile hides the axis of a short wall as well: few points tell neither.
-    constexpr std::size_t kFewestInSight = 300;
     if (const auto found = _helix.around ? std::nullopt : _sight.Find(_helix.depth)) {
-      const ThreadSolution sharp = FitRadially(_radial, _wall.points, _columns, found->thread);
-      const ThreadSolution seen = FitAlongSight(_sight, _wall.points, _columns, *found);
-      const bool sharp_holds = Holds(sharp) && IsSharp(sharp, _helix);
-      const bool seen_holds = Holds(seen) && seen.inliers.size() >= kFewestInSight;
-      if (sharp_holds && (!seen_holds || !FollowsBetter(seen, sharp))) return sharp;
-      if (seen_holds) return seen;
+      const bool sharp_first = IsNarrow(*found);
+      for (const bool sharp : {sharp_first, !sharp_first}) {
+        const ThreadSolution solution =
+            sharp ? FitRadially(_radial, _wall.points, _columns, found->thread)
+                  : FitAlongSight(_sight, _wall.points, _columns, *found);
+        if (Holds(solution) && (!sharp || IsSharp(solution, _helix))) return solution;
+      }
     }
     const auto found = _radial.Find(_start);
     if (!found) return std::nullopt;
@@ -262,8 +258,24 @@ class ProfileFit {
   }
 
  private:
+  // Whether the samples lie on a profile itself, as well as on what a beam shows of one: by what
+  // should be read along the sight lines, or, of points that nothing could have seen from one
+  // place, by the distances to it.
+  bool IsNarrow(const SightModel& found) const {
+    constexpr Eigen::Index kSample = 1000;
+    constexpr int kRounds = 12;
+    SightModel narrow{found.thread, SeenProfile::kNarrowest};
+    _radial.Explore(narrow.thread, {_radial.BoundOf(narrow.thread), kSample, kRounds, true});
+    const Eigen::VectorXd seen = _sight.Sampled(found);
+    return FollowsBetter(_sight.Sampled(narrow), seen) ||
+           FollowsBetter(_radial.Residuals(narrow.thread), seen);
+  }
+
   bool Holds(const ThreadSolution& s) const {
+    // What hides a profile hides the axis of a short wall as well: few points tell neither.
+    constexpr std::size_t kFewestInSight = 300;
     if (!s.converged || !IsResolved(s, _helix)) return false;
+    if (s.along_sight && s.inliers.size() < kFewestInSight) return false;
     return !IsBesideFlank(s, _wall);
   }
 
@@ -290,6 +302,7 @@ ThreadSolution Envelope(const Wall& wall, const Helix& helix) {
   solution.cost = found->cost;
   solution.largest = found->largest;
   solution.inliers = found->inliers;
+  solution.judged = wall.points.size();
   solution.astray = wall.points.size() - static_cast<Eigen::Index>(found->inliers.size());
   solution.uncertainty = found->uncertainty;
   return solution;
@@ -310,7 +323,7 @@ ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
   constexpr double kFewAstray = 0.15, kMostAstray = 0.3;  // of the points
   std::optional<ThreadSolution> best;
   const double other = kOfOthers * std::abs(helix.pitch);
-  const auto left = [&](const ThreadSolution& s) { return LeftBy(s, points.size(), other); };
+  const auto left = [&](const ThreadSolution& s) { return LeftBy(s, other); };
   const auto is_good = [&] {
     return best && left(*best) <=
                        (best->along_sight ? kGoodAlongSight : kGood) * std::abs(best->model.pitch);

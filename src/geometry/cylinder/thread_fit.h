@@ -19,7 +19,7 @@ struct ThreadSolution {
   double cost = 0.0;                  ///< half the sum of squared residuals of the inliers
   double largest = 0.0;               ///< largest absolute residual among them
   std::vector<Eigen::Index> inliers;  ///< their places in the points
-  std::vector<double> left;           ///< absolute residuals of all points it was judged by
+  Eigen::Index judged = 0;            ///< points that it was judged by, the inliers among them
   Eigen::Index astray = 0;            ///< points that lie clearly off what was fitted
   Uncertainty uncertainty;            ///< by noise
   Uncertainty of_beam;                ///< by what a beam makes of edges, which no sample tells
@@ -30,10 +30,10 @@ struct ThreadSolution {
 /// stands at `instrument`.
 ///
 /// Residuals are along the sight lines (SightFit), or the radial distances to the profile
-/// (RadialFit) where these leave less, or where the points were not seen from one place. Flanks 60,
-/// 55 and 30 degrees apart are tried, in this order. Where no profile is resolved, or one lies
-/// beside the crests which the mean depth of the samples tells, the harmonics of the helix give the
-/// envelope of its crests (FitHarmonics).
+/// (RadialFit) where the samples lie on the profile itself, or where the points were not seen from
+/// one place. Flanks 60, 55 and 30 degrees apart are tried, in this order. Where no profile is
+/// resolved, or one lies beside the crests which the mean depth of the samples tells, the harmonics
+/// of the helix give the envelope of its crests (FitHarmonics).
 ///
 /// Not converged is a helix of which none of these makes a wall.
 ThreadSolution FitThread(const Points& points, const Model& smooth, Helix helix,
