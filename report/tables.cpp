@@ -196,8 +196,9 @@ std::string FormTable(const geometry::WallForm& form) {
          "</table>\n" +
          Element(
              "p class=\"note\"",
-             "Over the angles and heights that were fitted; not in the result. What the samples "
-             "hardly show is drawn towards 0.");
+             std::string(form.threaded ? "Beside the thread, over" : "Over") +
+                 " the angles and heights that were fitted; not in the result. What the samples "
+                 "hardly show is drawn towards 0.");
 }
 
 std::string ResultTable(const std::string& text) {

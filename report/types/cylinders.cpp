@@ -188,8 +188,8 @@ std::vector<Figure> Unrolled(const Measured& m, const Vector3d& center, const Ve
   const auto followed = std::count_if(flat.begin(), flat.end(), [](auto& f) { return f.followed; });
   if (followed < 3) return {};
   const Extents extents = ExtentsOf(flat);
-  // The analysis tells the form of a smooth wall alone. Averages would level a thread.
-  const bool averaged = m.stages.form.has_value();
+  // Averages would level a thread.
+  const bool averaged = m.stages.form && !m.stages.form->threaded;
   std::vector<double> shown;
   shown.reserve(flat.size());
   for (const Flat& f : flat) shown.push_back(f.deviation);

@@ -197,6 +197,22 @@ cylinder::Uncertainty OfCurving(const Points& points, const Model& model,
   return of_beam;
 }
 
+// What a beam makes of the edges of a thread differs around it and may pass for form: by some
+// hundredths of what it does to the radius, as simulated scans of perfect threads show.
+std::optional<cylinder::FormEstimate> FormOfThread(const cylinder::ThreadSolution& thread,
+                                                   bool fix_axis, bool fix_radius) {
+  constexpr double kShared = 0.05;
+  auto estimate = cylinder::EstimateForm(thread.unthreaded, thread.model.cylinder, fix_axis,
+                                         fix_radius, kShared * thread.of_beam.radius);
+  if (!estimate) return std::nullopt;
+  WallForm& form = estimate->form;
+  form.threaded = true;
+  for (double* uncertainty : {&form.roundness_uncertainty, &form.taper_uncertainty,
+                              &form.barrel_uncertainty, &form.bend_uncertainty})
+    *uncertainty = std::hypot(*uncertainty, thread.of_beam.radius);
+  return estimate;
+}
+
 Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d& instrument,
                double thread_depth, double thread_share, bool fix_axis, bool fix_radius) {
   const cylinder::SmoothSolution smooth =
@@ -229,6 +245,7 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
     fitted.uncertainty = thread.uncertainty;
     fitted.of_beam = thread.of_beam;
     fitted.thread->pitch = thread.model.pitch;
+    if (thread.uncertainty.determined) fitted.form = FormOfThread(thread, fix_axis, fix_radius);
     std::vector<Eigen::Index> followed;
     for (const Eigen::Index i : thread.inliers) {
       followed.push_back(fitted.followed[static_cast<std::size_t>(i)]);
@@ -245,21 +262,27 @@ Fitted FitWall(const Points& points, const Model& nominal, const Eigen::Vector3d
   return fitted;
 }
 
-// Part of the residuals that were taken for noise is form, which no number of points averages out.
-void AddForm(const cylinder::FormEstimate& estimate, double scale, Statistics& statistics) {
-  const auto add = [&estimate](double of_form, double& uncertainty) {
-    uncertainty = std::hypot(std::sqrt(estimate.noise_share) * uncertainty, of_form);
-  };
-  add(estimate.center * scale, statistics.center_uncertainty);
-  add(estimate.axis, statistics.axis_uncertainty);
-  add(estimate.radius * scale, statistics.radius_uncertainty);
-  WallForm form = estimate.form;
+// In metres.
+WallForm Scaled(WallForm form, double scale) {
   for (double* length :
        {&form.roundness, &form.roundness_uncertainty, &form.taper, &form.taper_uncertainty,
         &form.barrel, &form.barrel_uncertainty, &form.bend, &form.bend_uncertainty}) {
     *length *= scale;
   }
-  statistics.form = form;
+  return form;
+}
+
+// Part of the residuals that were taken for noise is form, which no number of points averages out.
+void FillUncertainties(const Fitted& fitted, double scale, Statistics& statistics) {
+  const cylinder::Uncertainty &by_noise = fitted.uncertainty, &of_beam = fitted.of_beam;
+  const cylinder::FormEstimate form = fitted.form.value_or(cylinder::FormEstimate());
+  const double noise = std::sqrt(form.noise_share);
+  statistics.center_uncertainty =
+      std::hypot(noise * by_noise.center, of_beam.center, form.center) * scale;
+  statistics.axis_uncertainty = std::hypot(noise * by_noise.axis, of_beam.axis, form.axis);
+  statistics.radius_uncertainty =
+      std::hypot(noise * by_noise.radius, of_beam.radius, form.radius) * scale;
+  if (fitted.form) statistics.form = Scaled(fitted.form->form, scale);
 }
 
 void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) {
@@ -270,11 +293,7 @@ void FillStatistics(const Fitted& fitted, double scale, Statistics& statistics) 
   statistics.cost = 2.0 * fitted.cost * scale * scale;
   statistics.rms = std::sqrt(statistics.cost / std::max(1.0, static_cast<double>(fitted.inliers)));
   statistics.max_residual = fitted.largest * scale;
-  const cylinder::Uncertainty &by_noise = fitted.uncertainty, &of_beam = fitted.of_beam;
-  statistics.center_uncertainty = std::hypot(by_noise.center, of_beam.center) * scale;
-  statistics.axis_uncertainty = std::hypot(by_noise.axis, of_beam.axis);
-  statistics.radius_uncertainty = std::hypot(by_noise.radius, of_beam.radius) * scale;
-  if (fitted.form) AddForm(*fitted.form, scale, statistics);
+  FillUncertainties(fitted, scale, statistics);
   if (!fitted.thread) return;
   statistics.threaded = true;
   statistics.pitch = fitted.thread->pitch * scale;

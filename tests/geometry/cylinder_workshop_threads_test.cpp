@@ -48,6 +48,7 @@ struct Screw {
   Vector3d axis = Vector3d(0.0, 0.8, -0.6);
   bool bore = false;
   bool whole = false;  ///< points all around, and not of the side that is seen
+  double lobes = 0.0;  ///< amplitude of three lobes, metres
 };
 
 std::vector<Vector3d> PointsOf(const Screw& screw, const Shape& shape, int around = 60) {
@@ -61,7 +62,8 @@ std::vector<Vector3d> PointsOf(const Screw& screw, const Shape& shape, int aroun
     if (!screw.whole && (out.dot(screw.point) > 0.0) != screw.bore) continue;
     for (int k = 0; k < 120; ++k) {
       const double height = 0.001 + 0.009 * k / 119.0;
-      const double radius = kCrests + shape(height / kPitch - turn) + noise(random);
+      const double lobe = screw.lobes * std::cos(3.0 * angle);
+      const double radius = kCrests + lobe + shape(height / kPitch - turn) + noise(random);
       points.push_back(screw.point + height * screw.axis + radius * out);
     }
   }
@@ -131,6 +133,39 @@ TEST(WorkshopThreads, PointsFromAllAroundAreReadBesideTheNominalCrests) {
       const auto points = PointsOf(screw, ShapeOf(Cut(screw.bore, std::numbers::sqrt3, share)));
       EXPECT_NEAR(FitOf(points, screw).cylinder.radius, kCrests, 5e-6) << screw.bore << share;
     }
+  }
+}
+
+TEST(WorkshopThreads, ErrorsOfFormAreToldBesideTheThread) {
+  for (Screw screw : {Screw(), Bored()}) {
+    screw.whole = true;
+    for (const double lobes : {0.0, 20e-6}) {
+      screw.lobes = lobes;
+      const auto points = PointsOf(screw, ShapeOf(Cut(screw.bore, std::numbers::sqrt3, 0.8)));
+      const Fitter::Statistics told = FitOf(points, screw).statistics;
+      ASSERT_TRUE(told.threaded && told.form) << screw.bore << lobes;
+      EXPECT_TRUE(told.form->threaded);
+      EXPECT_NEAR(told.form->roundness, 2.0 * lobes, 3e-6) << screw.bore;
+      EXPECT_LT(told.form->roundness_uncertainty, 8e-6) << screw.bore << lobes;
+      EXPECT_NEAR(told.form->taper, 0.0, 3e-6) << screw.bore << lobes;
+      if (lobes > 0.0) {
+        EXPECT_EQ(told.form->lobes, 3) << screw.bore;
+      }
+    }
+  }
+}
+
+// As of a smooth wall: what the lobes hide of the radius is told by its uncertainty.
+TEST(WorkshopThreads, LobesSeenFromOneSideLeaveTheRadiusOpen) {
+  for (Screw screw : {Screw(), Bored()}) {
+    const Shape shape = ShapeOf(Cut(screw.bore, std::numbers::sqrt3, 0.8));
+    const Fit round = FitOf(PointsOf(screw, shape), screw);
+    EXPECT_LT(round.statistics.radius_uncertainty, 5e-6) << screw.bore;
+    screw.lobes = 20e-6;
+    const Fit lobed = FitOf(PointsOf(screw, shape), screw);
+    const double off = std::abs(lobed.cylinder.radius - kCrests);
+    EXPECT_GT(off, 2.0 * round.statistics.radius_uncertainty) << screw.bore;
+    EXPECT_LT(off, 2.0 * lobed.statistics.radius_uncertainty) << screw.bore;
   }
 }
 

@@ -67,7 +67,8 @@ class LIBMFX_EXPORT ThreadedCylinderFitter {
     double center_uncertainty = 0.0;  ///< of the axis at mid-height, metres
     double axis_uncertainty = 0.0;    ///< of the direction, radians
     double radius_uncertainty = 0.0;  ///< metres
-    std::optional<WallForm> form;     ///< of a smooth wall of 50 points and more
+    /// Of a smooth wall, or of a thread whose profile was found, of 50 points and more.
+    std::optional<WallForm> form;
     bool threaded = false;       ///< a helical profile was found: `radius` is that of the crests
     double pitch = 0.0;          ///< metres along the axis a turn, negative: left-handed
     double profile_depth = 0.0;  ///< metres from the crests to the deepest points seen

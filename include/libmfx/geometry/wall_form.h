@@ -9,7 +9,12 @@ namespace libmfx::geometry {
 /// that were fitted. Lengths are metres. An error that was not seen well is drawn towards 0, and
 /// the standard uncertainty beside it tells by how much it may differ; one that noise explains is
 /// next to 0.
+///
+/// Of a threaded wall they are those of its thread: how far the wall is farther out than a thread
+/// on a round and straight cylinder. What a wide beam makes of its edges may pass for form, which
+/// the uncertainties hold.
 struct WallForm {
+  bool threaded = false;   ///< a thread was taken out
   int lobes = 0;           ///< crests of the largest of the waves of 2 to 8 around the wall
   double roundness = 0.0;  ///< of this wave alone, from its valleys to its crests
   double roundness_uncertainty = 0.0;

@@ -50,11 +50,12 @@ Unrolled Unroll(const Points& points, const Model& model) {
   Eigen::Matrix3Xd out(3, count);
   for (Eigen::Index i = 0; i < count; ++i) {
     // In whole numbers, so that every n-th of the points is looked at and the last of them too.
-    const Eigen::Vector3d q = points.at(i * points.size() / count) - origin;
+    const Eigen::Index place = i * points.size() / count;
+    const Eigen::Vector3d q = points.at(place) - origin;
     wall.height[i] = q.dot(u);
     const Eigen::Vector3d e = q - wall.height[i] * u;
     const double distance = e.norm();
-    wall.residual[i] = distance - model.radius;
+    wall.residual[i] = distance - model.radius + points.depth[place];
     out.col(i) = e / std::max(distance, 1e-150);
   }
   Eigen::Vector3d first = out.rowwise().sum();
@@ -316,13 +317,17 @@ WallForm LikeliestForm(const Seen& seen, const FormVector& variances) {
 }  // namespace
 
 std::optional<FormEstimate> EstimateForm(const Points& points, const Model& model, bool fix_axis,
-                                         bool fix_radius) {
+                                         bool fix_radius, double shared) {
+  constexpr double kPatches = 16.0;
   if (points.size() < kFewestPoints) return std::nullopt;
   const Unrolled wall = Unroll(points, model);
   if (!(wall.half_height > 1e-6)) return std::nullopt;
-  const std::optional<Seen> seen =
+  std::optional<Seen> seen =
       TakeOutCylinder(Products(wall), wall.residual.size(), fix_axis, fix_radius);
   if (!seen) return std::nullopt;
+  const double patch = std::max(1.0, static_cast<double>(seen->points) / kPatches);
+  seen->noise += shared * shared * patch;
+  seen->all += shared * shared * patch;
   const FormVector variances = Variances(*seen);
   FormEstimate estimate;
   estimate.form = LikeliestForm(*seen, variances);

@@ -27,8 +27,10 @@ struct FormEstimate {
 ///
 /// Of many points some thousands are looked at, spread evenly over their order.
 /// \param model at the minimum, with what was free in it
+/// \param shared a standard deviation that the residuals of a sixteenth of the points have in
+///   common beside noise, nominal radii: what is no larger tells nothing of the form
 /// \return lengths in nominal radii; nothing for fewer than 50 points, and for points that do not span a wall
 std::optional<FormEstimate> EstimateForm(const Points& points, const Model& model, bool fix_axis,
-                                         bool fix_radius);
+                                         bool fix_radius, double shared = 0.0);
 
 }  // namespace libmfx::geometry::cylinder

@@ -3,6 +3,7 @@
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "geometry/cylinder/sight_descent.h"
@@ -241,6 +242,23 @@ Eigen::VectorXd SightFit::Sampled(const SightModel& model) const {
 Eigen::VectorXd SightFit::Residuals(const SightModel& model) const {
   SeenProfiles profiles({_flattest, _steepest});
   return SightResiduals({_lines, _columns, _start.profile, profiles, 1, 0.0}, model);
+}
+
+Eigen::VectorXd SightFit::Outward(const SightModel& model) const {
+  constexpr double kLeastChange = 0.3, kMostAside = 1.3;
+  SeenProfiles profiles({_flattest, _steepest});
+  const SightTask task{_lines, {kRadius}, _start.profile, profiles, 1, 0.0};
+  const Sight sight = Look(task, model);
+  std::optional<ShapeReadings> shapes;
+  const Eigen::ArrayXd change = SightJacobian(task, model, sight, shapes).col(0);
+  Eigen::VectorXd outward = -sight.residuals.array() / change;
+  for (Eigen::Index i = 0; i < outward.size(); ++i) {
+    const Entry& entry = sight.lines[static_cast<std::size_t>(i)].entry;
+    const bool tells =
+        std::abs(change[i]) >= kLeastChange && std::abs(entry.around) <= kMostAside * entry.inward;
+    if (!tells) outward[i] = std::numeric_limits<double>::quiet_NaN();
+  }
+  return outward;
 }
 
 Eigen::MatrixXd SightFit::NormalMatrix(const SightModel& model, double bound) const {

@@ -50,6 +50,10 @@ class SightFit {
   Eigen::VectorXd Sampled(const SightModel& model) const;
   /// Those of all of them.
   Eigen::VectorXd Residuals(const SightModel& model) const;
+  /// How far each point lies outward of the thread, away from its axis: its residual over what a
+  /// wider thread would change of it. Not a number where that is next to nothing, nor towards the
+  /// limb of a stud, where the wall curves away under the beam.
+  Eigen::VectorXd Outward(const SightModel& model) const;
   /// J^T J of all points whose residuals are within a bound, in the columns of a thread and of the
   /// beam: that of some thousands, times as many as they stand for.
   Eigen::MatrixXd NormalMatrix(const SightModel& model, double bound) const;

@@ -156,6 +156,17 @@ bool IsBesideFlank(const ThreadSolution& solution, const Wall& wall) {
   return !(std::abs(solution.model.cylinder.radius - corrected->radius) <= most_beside * pitch);
 }
 
+// The inliers of a solution, by how far each lies outward of the thread.
+Points WithoutThread(const Points& points, const std::vector<Eigen::Index>& inliers,
+                     const std::vector<double>& outward, const Model& crests) {
+  Points inside(static_cast<Eigen::Index>(inliers.size()));
+  for (std::size_t i = 0; i < inliers.size(); ++i)
+    inside.set(static_cast<Eigen::Index>(i), points.at(inliers[i]));
+  inside.depth =
+      Eigen::Map<const Eigen::ArrayXd>(outward.data(), inside.size()) - Residuals(inside, crests);
+  return inside;
+}
+
 // By the radial distance to the profile, on all points.
 ThreadSolution FitRadially(const RadialFit& fit, const Points& points,
                            const std::vector<int>& columns, const ThreadModel& start) {
@@ -168,16 +179,19 @@ ThreadSolution FitRadially(const RadialFit& fit, const Points& points,
   solution.judged = points.size();
   const ThreadEvaluator evaluate(solution.model);
   Eigen::MatrixXd matrix = Eigen::MatrixXd::Zero(kThreadColumns, kThreadColumns);
+  std::vector<double> outward;
   for (Eigen::Index i = 0; i < points.size(); ++i) {
     const ThreadRow row = evaluate(points.at(i));
     if (!(std::abs(row.residual) <= StrayBound(outcome.bound, solution.model))) ++solution.astray;
     if (!(std::abs(row.residual) <= outcome.bound)) continue;
     solution.inliers.push_back(i);
+    outward.push_back(row.residual);
     solution.cost += 0.5 * row.residual * row.residual;
     solution.largest = std::max(solution.largest, std::abs(row.residual));
     matrix.noalias() += row.jacobian * row.jacobian.transpose();
   }
   Judge(std::move(matrix), columns, fit.usual(), solution);
+  solution.unthreaded = WithoutThread(points, solution.inliers, outward, solution.model.cylinder);
   solution.of_beam = OfBeam(RmsOf(solution), points, solution.uncertainty);
   return solution;
 }
@@ -186,7 +200,7 @@ ThreadSolution FitRadially(const RadialFit& fit, const Points& points,
 ThreadSolution FitAlongSight(const SightFit& fit, const Points& points,
                              const std::vector<int>& columns, SightModel model) {
   const double bound = fit.Refine(model);
-  const Eigen::VectorXd residuals = fit.Residuals(model);
+  const Eigen::VectorXd residuals = fit.Residuals(model), outward = fit.Outward(model);
   const Eigen::MatrixXd matrix = fit.NormalMatrix(model, bound);
   ThreadSolution solution;
   solution.along_sight = true;
@@ -194,16 +208,23 @@ ThreadSolution FitAlongSight(const SightFit& fit, const Points& points,
   solution.model = model.thread;
   solution.judged = fit.size();
   solution.converged = residuals.allFinite() && matrix.allFinite();
+  std::vector<Eigen::Index> telling;
+  std::vector<double> told;
   for (Eigen::Index i = 0; i < residuals.size(); ++i) {
     if (!(std::abs(residuals[i]) <= StrayBound(bound, solution.model))) ++solution.astray;
     if (!(std::abs(residuals[i]) <= bound)) continue;
     solution.inliers.push_back(fit.places()[static_cast<std::size_t>(i)]);
+    if (std::isfinite(outward[i])) {
+      telling.push_back(solution.inliers.back());
+      told.push_back(outward[i]);
+    }
     solution.cost += 0.5 * residuals[i] * residuals[i];
     solution.largest = std::max(solution.largest, std::abs(residuals[i]));
   }
   std::vector<int> all = columns;
   all.push_back(kBeamWidth);
   Judge(matrix, all, fit.usual(), solution);
+  solution.unthreaded = WithoutThread(points, telling, told, solution.model.cylinder);
   const double beam = std::max(model.width * std::abs(model.thread.pitch), RmsOf(solution));
   solution.of_beam = OfBeam(beam, points, solution.uncertainty);
   return solution;

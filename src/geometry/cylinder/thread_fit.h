@@ -21,8 +21,12 @@ struct ThreadSolution {
   std::vector<Eigen::Index> inliers;  ///< their places in the points
   Eigen::Index judged = 0;            ///< points that it was judged by, the inliers among them
   Eigen::Index astray = 0;            ///< points that lie clearly off what was fitted
-  Uncertainty uncertainty;            ///< by noise
-  Uncertainty of_beam;                ///< by what a beam makes of edges, which no sample tells
+  /// The inliers, each expected as deep as the thread lies under it: so their residuals about the
+  /// crests' cylinder are what the wall is farther out than the thread. None of an envelope, and
+  /// none of those that tell nothing of it.
+  Points unthreaded;
+  Uncertainty uncertainty;  ///< by noise
+  Uncertainty of_beam;      ///< by what a beam makes of edges, which no sample tells
 };
 
 /// Fit of a thread over axis, radius, phase, pitch and the widths of its crests and roots, from a
