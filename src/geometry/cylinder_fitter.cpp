@@ -197,11 +197,11 @@ cylinder::Uncertainty OfCurving(const Points& points, const Model& model,
   return of_beam;
 }
 
-// What a beam makes of the edges of a thread differs around it and may pass for form: by some
-// hundredths of what it does to the radius, as simulated scans of perfect threads show.
+// What a beam makes of the edges of a thread differs around it and may pass for form: by a tenth
+// of what it does to the radius, as simulated scans of perfect threads show.
 std::optional<cylinder::FormEstimate> FormOfThread(const cylinder::ThreadSolution& thread,
                                                    bool fix_axis, bool fix_radius) {
-  constexpr double kShared = 0.05;
+  constexpr double kShared = 0.1;
   auto estimate = cylinder::EstimateForm(thread.unthreaded, thread.model.cylinder, fix_axis,
                                          fix_radius, kShared * thread.of_beam.radius);
   if (!estimate) return std::nullopt;
