@@ -1,8 +1,11 @@
 #include "sim/instrument.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
+
+#include "sim/disturbances/instrument_errors.h"
 
 namespace libmfx::sim {
 
@@ -15,58 +18,92 @@ Instrument::Instrument(Scene scene, std::uint64_t seed)
     : _scene(std::move(scene)),
       _rng(seed),
       _origin(_scene.pose.Inverse(Vec3::Zero())),
-      _footprint(FootprintRays(_scene.noise.rays)) {
+      _footprint(FootprintRays(_scene.noise.rays)),
+      _disturbances(MakeDisturbances(_scene.instrument, seed)),
+      _clock(_scene.instrument.pace) {
   if (_scene.behind) _background.emplace(-*_scene.behind, std::nullopt);
   // The footprint's diameter is told at 2 m and grows with the range: an angle of its radius / 2 m.
-  for (Vec2& offset : _footprint) offset *= 0.25 * _scene.noise.footprint;
+  // A focus that does not follow the range gives each beam a width of its own.
+  if (!_scene.instrument.focus) {
+    for (Vec2& offset : _footprint) offset *= 0.25 * _scene.noise.footprint;
+  }
   _echoes.reserve(_footprint.size());
 }
 
-bool Instrument::CastLocal(const Vec3& local_direction, Hit& hit) const {
-  const Ray ray{_origin, local_direction};
-  const bool met_part = _scene.part->Intersect(ray, hit);
-  return (_background && _background->Intersect(ray, hit)) || met_part;
+bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
+  const bool met_part = _scene.part->Intersect(local, hit);
+  return (_background && _background->Intersect(local, hit)) || met_part;
 }
 
 bool Instrument::Cast(const Vec3& direction, Hit& hit) const {
   hit = Hit();
-  if (!CastLocal(_scene.pose.rotation.transpose() * direction, hit)) return false;
+  if (!CastLocal({_origin, _scene.pose.rotation.transpose() * direction}, hit)) return false;
   hit.normal = _scene.pose.Direction(hit.normal);
   return true;
 }
 
-Echo Instrument::Measure(const Vec3& direction) {
+Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range) {
   const Vec3 middle = _scene.pose.rotation.transpose() * direction;
+  const Vec3 origin = shift.isZero(0.0) ? _origin : _scene.pose.Inverse(shift);
   // Two directions across the beam; which ones is of no matter.
   const Vec3 helper = std::fabs(middle.x()) < 0.7 ? Vec3(Vec3::UnitX()) : Vec3(Vec3::UnitY());
   const Vec3 across = middle.cross(helper).normalized();
   const Vec3 up = middle.cross(across);
+  double diameter = _scene.noise.footprint;
+  double widening = 1.0;
+  if (_scene.instrument.focus) {
+    diameter = DiameterOutOfFocus({origin, middle}, range);
+    widening = 0.25 * diameter;
+  }
   _echoes.clear();
   for (const Vec2& offset : _footprint) {
-    const Vec3 d = middle + offset.x() * across + offset.y() * up;
+    const Vec2 wide = widening * offset;
+    const Vec3 d = middle + wide.x() * across + wide.y() * up;
     const Vec3 unit = d / d.norm();
     Hit hit;
-    if (CastLocal(unit, hit)) _echoes.push_back({hit.t, hit.CosIncidence(unit)});
+    if (CastLocal({origin, unit}, hit)) _echoes.push_back({hit.t, hit.CosIncidence(unit)});
   }
-  return FormEcho(_echoes, static_cast<int>(_footprint.size()), _scene.noise, _rng);
+  const int rays = static_cast<int>(_footprint.size());
+  if (!_scene.instrument.focus) return FormEcho(_echoes, rays, _scene.noise, _rng);
+  Noise noise = _scene.noise;
+  noise.footprint = diameter;
+  return FormEcho(_echoes, rays, noise, _rng);
+}
+
+double Instrument::DiameterOutOfFocus(const Ray& middle, double range) const {
+  Hit hit;
+  const double met = CastLocal(middle, hit) ? hit.t : range;
+  const double in_focus = 0.5 * met * _scene.noise.footprint;
+  return 2.0 / met * SpotDiameter(*_scene.instrument.focus, in_focus, met);
+}
+
+void Instrument::AppendLost(const Aim& aim, std::vector<RawDataPoint>& samples) const {
+  const LostReturn lost = _scene.noise.lost;
+  if (lost == LostReturn::kDrop) return;
+  const double range = lost == LostReturn::kZero ? 0.0 : std::numeric_limits<double>::quiet_NaN();
+  samples.emplace_back(aim.azimuth, aim.elevation, range, 0.0, aim.status);
 }
 
 void Instrument::Append(const Aim& aim, std::vector<RawDataPoint>& samples) {
   const Noise& noise = _scene.noise;
-  Echo echo = Measure(aim.direction);
-  if (echo.lost) {
-    if (noise.lost == LostReturn::kDrop) return;
-    const double range =
-        noise.lost == LostReturn::kZero ? 0.0 : std::numeric_limits<double>::quiet_NaN();
-    samples.emplace_back(aim.azimuth, aim.elevation, range, 0.0, aim.status);
-    return;
+  Shot shot;
+  if (!_disturbances.empty()) {
+    shot.time = _clock.Tick(aim.status);
+    shot.azimuth = aim.azimuth;
+    shot.elevation = aim.elevation;
+    for (const auto& disturbance : _disturbances) disturbance->Disturb(shot);
   }
+  Echo echo = Measure(shot.Turned() ? BeamDirection(shot) : aim.direction, shot.shift, aim.range);
+  if (echo.lost) return AppendLost(aim, samples);
   if (noise.stray > 0.0 && _rng.Uniform() < noise.stray) {
     echo.range = std::fabs(echo.range + _rng.Uniform(-noise.stray_span, noise.stray_span));
     echo.quality = _rng.Uniform(20.0, 80.0);
   }
   const double azimuth = aim.azimuth + noise.angle * _rng.Normal();
   const double elevation = aim.elevation + noise.angle * _rng.Normal();
+  // Lost as late as this, it leaves the noise of all other samples as it is.
+  if (shot.lost) return AppendLost(aim, samples);
+  echo.range = std::max(0.0, echo.range + shot.range_error + shot.range_scale_error * echo.range);
   samples.emplace_back(azimuth, elevation, echo.range, echo.quality, aim.status);
 }
 
@@ -74,7 +111,9 @@ std::vector<RawDataPoint> Instrument::Drive(const std::vector<Position>& path) {
   const PathWalk walk(path);
   std::vector<RawDataPoint> samples;
   samples.reserve(static_cast<std::size_t>(walk.samples()));
+  _clock.Begin(path);
   walk.Visit([&](const Aim& aim) { Append(aim, samples); });
+  _clock.End();
   return samples;
 }
 

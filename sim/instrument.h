@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "libmfx/data_structures/records.h"
+#include "sim/disturbances/clock.h"
+#include "sim/disturbances/disturbance.h"
 #include "sim/echo.h"
 #include "sim/faces/planar_face.h"
 #include "sim/path_walk.h"
@@ -15,7 +17,8 @@ namespace libmfx::sim {
 
 /// A scanning laser rangefinder that stands in the origin of its frame and looks at a scene. Scans
 /// follow each other: the second scan of an instrument differs from its first by its noise, and
-/// the same scans of two instruments with the same seed are the same to the last bit.
+/// the same scans of two instruments with the same seed are the same to the last bit. All scans of
+/// an instrument are one measurement: what drifts has its beginning at the first one.
 ///
 /// One instrument serves one thread; a scene's part may be shared between threads.
 class Instrument {
@@ -40,15 +43,26 @@ class Instrument {
   bool Cast(const Vec3& direction, Hit& hit) const;
 
  private:
-  bool CastLocal(const Vec3& local_direction, Hit& hit) const;
-  Echo Measure(const Vec3& direction);
+  bool CastLocal(const Ray& local, Hit& hit) const;
+  /// The echo of a beam.
+  /// \param direction unit, of its middle
+  /// \param shift of the instrument, metres
+  /// \param range of the point on the path, metres
+  Echo Measure(const Vec3& direction, const Vec3& shift, double range);
+  /// Diameter of the footprint at 2 m that gives this beam the width it has where it meets
+  /// something.
+  double DiameterOutOfFocus(const Ray& middle, double range) const;
   void Append(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples);
+  void AppendLost(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples) const;
 
   Scene _scene;
   Rng _rng;
   Vec3 _origin;  ///< of the instrument, in the part's frame
   std::optional<PlanarFace> _background;
-  std::vector<Vec2> _footprint;  ///< directions' offsets, radians
+  std::vector<Vec2> _footprint;  ///< directions' offsets, radians; of a focus that stays, in units
+                                 ///< of the beam's 1/e^2 radius
+  Disturbances _disturbances;
+  Clock _clock;
   std::vector<RayEcho> _echoes;
 };
 

@@ -90,6 +90,9 @@ Scene Scene::FromJson(const json& value, const std::filesystem::path& folder) {
   scene.pose = ReadPose(section.Child("pose"));
   if (section.Has("behind")) scene.behind = section.Number("behind", 1e-6, 1000.0);
   scene.noise = ReadNoise(section);
+  if (section.Tells("instrument")) {
+    scene.instrument = ReadInstrument(section.Child("instrument"));
+  }
   scene.seed = static_cast<std::uint64_t>(section.Integer("seed", 0, std::int64_t{1} << 53, 1));
   CheckView(scene, section.Flag("full_circle", false));
   section.Finish();

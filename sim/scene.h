@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "sim/disturbances/instrument_errors.h"
 #include "sim/noise.h"
 #include "sim/part.h"
 #include "sim/pose.h"
@@ -30,6 +31,7 @@ struct Scene {
   /// origin; none: whatever misses the part is lost.
   std::optional<double> behind;
   Noise noise;
+  InstrumentErrors instrument;
   std::uint64_t seed = 1;
   std::vector<std::filesystem::path> files;  ///< part files that were read for it
 

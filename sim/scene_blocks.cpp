@@ -35,13 +35,13 @@ Mat3 ReadRotation(SceneSection& section) {
   return exact;
 }
 
+}  // namespace
+
 Vec3 ReadDirection(SceneSection& section, const char* key) {
   const Vec3 v = section.Vector(key, kFarthest);
   if (v.norm() < 1e-9) section.Refuse(key, "has no direction");
   return v.normalized();
 }
-
-}  // namespace
 
 Pose ReadPose(SceneSection section) {
   const Vec3 position = section.Vector("position", kFarthest);

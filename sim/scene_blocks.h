@@ -16,10 +16,16 @@ namespace libmfx::sim {
 std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder,
                                      std::vector<std::filesystem::path>& files);
 
+/// A vector that has a direction, of length 1.
+Vec3 ReadDirection(SceneSection& section, const char* key);
+
 /// "pose": where the part stands.
 Pose ReadPose(SceneSection section);
 
 /// "noise": false, true or an object.
 Noise ReadNoise(SceneSection& scene);
+
+/// "instrument": its pace, and how it errs beside the noise.
+InstrumentErrors ReadInstrument(SceneSection section);
 
 }  // namespace libmfx::sim

@@ -168,13 +168,14 @@ TEST(ScenesDocument, TellsEveryKey) {
 }
 
 /// What a raster over a scene brings back, from straight ahead and from aside.
-std::vector<double> Seen(nlohmann::json scene) {
+/// \param step of the raster, of 81 lines
+std::vector<double> Seen(nlohmann::json scene, int step = 1) {
   std::vector<double> seen;
   for (const nlohmann::json& normal : {nlohmann::json{0, 0, -1}, nlohmann::json{0.8, 0.2, -0.6}}) {
     scene["pose"]["normal"] = normal;
     Instrument instrument(Scene::FromJson(scene), 1);
     std::queue<data_structures::Position> raster;
-    for (int i = -40; i <= 40; ++i) {
+    for (int i = -40; i <= 40; i += step) {
       const double y = 0.00025 * i * std::abs(i);  // finer in the middle
       const double x = i % 2 == 0 ? 0.4 : -0.4;
       raster.emplace(data_structures::PointXYZW(-x, y, 1.0), 0.0);
@@ -314,6 +315,63 @@ TEST(ScenesDocument, TellsTheDefaultsOfForms) {
   EXPECT_EQ(checked, 6);
 }
 
+/// The block of docs/scenes.md that begins so.
+nlohmann::json ExampleOf(const std::string& beginning) {
+  for (const test::Block& block : test::BlocksOf(ScenesDocument())) {
+    if (block.language == "json" && block.text.starts_with(beginning)) {
+      return nlohmann::json::parse(block.text);
+    }
+  }
+  return nullptr;
+}
+
+/// The tables of an object of the scene, and of the objects within it, against its reader: all keys
+/// are told and known, and a key that is left out is its default. The example holds every key.
+/// \returns how many defaults were held to what is measured
+int CheckObject(const std::string& key, const std::string& beginning, const std::string& heading,
+                const std::map<std::string, std::string>& columns) {
+  nlohmann::json scene = LeastScene("plate");
+  scene["noise"] = nlohmann::json::object();
+  scene["behind"] = 0.05;
+  scene[key] = ExampleOf(beginning);
+  int checked = 0;
+  for (const auto& [place, column] : columns) {
+    const std::string pointer = "/" + key + place;
+    EXPECT_EQ(KnownKeys(scene, pointer), ToldKeys(heading, column)) << pointer;
+    for (const test::Table& table : test::TablesOf(ScenesDocument())) {
+      if (!table.heading.starts_with(heading) || table.header[0] != column) continue;
+      for (const auto& cells : table.rows) {
+        std::istringstream defaults(cells[1]);
+        for (const std::string& name : test::QuotedIn(cells[0], '`')) {
+          std::string word;
+          std::getline(defaults >> std::ws, word, ',');
+          const std::optional<double> told = DefaultIn(word);
+          if (!told) continue;
+          nlohmann::json explicitly = scene;
+          explicitly[nlohmann::json::json_pointer(pointer)][name] = *told;
+          nlohmann::json left_out = scene;
+          left_out[nlohmann::json::json_pointer(pointer)].erase(name);
+          EXPECT_TRUE(Seen(explicitly, 7) == Seen(left_out, 7)) << pointer << "/" << name;
+          ++checked;
+        }
+      }
+    }
+  }
+  return checked;
+}
+
+TEST(ScenesDocument, TellsWhatIsWrongWithTheInstrument) {
+  EXPECT_EQ(CheckObject("instrument", "{\"drift\"", "The instrument",
+                        {{"", "key"},
+                         {"/drift", "key of `drift`"},
+                         {"/vibration", "key of `vibration`"},
+                         {"/azimuth_encoder", "key of an encoder"},
+                         {"/elevation_encoder", "key of an encoder"},
+                         {"/focus", "key of `focus`"},
+                         {"/bursts", "key of `bursts`"}}),
+            22);
+}
+
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
@@ -326,7 +384,8 @@ TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
        {"/part", {{"type", "stud"}, {"radius", 0.004}, {"form", {{"taper", 0.001}}}}}},
       {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
       {"pose.position", {"/pose/position", {0, 0, -2}}},
-      {"noise.range", {"/noise", {{"range", -1e-5}}}}};
+      {"noise.range", {"/noise", {{"range", -1e-5}}}},
+      {"instrument.settling", {"/instrument", {{"settling", -1}}}}};
   std::string shown;
   for (const test::Block& block : test::BlocksOf(ScenesDocument())) {
     if (block.language == "text") shown = block.text;

@@ -7,6 +7,7 @@
 #include <regex>
 #include <set>
 
+#include "documents.h"
 #include "examples.h"
 #include "libmfx/win32_support/exports.h"
 #include "program_test.h"
@@ -293,6 +294,44 @@ TEST(SchemaTest, ASceneHasTheKeysThatItsReaderKnows) {
   EXPECT_EQ(KnownToForms(scene, "/pose", {turned, towards}), KeysOf(schema["pose"]["properties"]));
   EXPECT_EQ(KnownToForms(scene, "/noise", {{{"lost", "zero"}}}),
             KeysOf(schema["noise"]["anyOf"][1]["properties"]));
+}
+
+/// Every object of a sound scene beneath `where` has the keys in its schema that its reader knows.
+void ExpectSameKeys(const json& scene, const std::string& where, const json& schema) {
+  const json& value = scene.at(json::json_pointer(where));
+  if (value.is_array() && schema.contains("items")) {
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      if (value[i].is_object()) {
+        ExpectSameKeys(scene, where + "/" + std::to_string(i), schema["items"]);
+      }
+    }
+  }
+  if (!value.is_object()) return;
+  ASSERT_TRUE(schema.contains("properties")) << where;
+  EXPECT_EQ(KnownTo(scene, where), KeysOf(schema["properties"])) << where;
+  EXPECT_EQ(schema["additionalProperties"], false) << where;
+  for (const auto& [key, child] : value.items()) {
+    ExpectSameKeys(scene, where + "/" + key, schema["properties"][key]);
+  }
+}
+
+// What spoils a measurement, as the document shows it: each object of it holds every key.
+TEST(SchemaTest, WhatSpoilsAMeasurementHasTheKeysThatItsReaderKnows) {
+  const json schema = SchemaOf("scene")["properties"];
+  int checked = 0;
+  for (const auto& [key, beginning] :
+       std::map<std::string, std::string>{{"instrument", "{\"drift\""}}) {
+    for (const libmfx::test::Block& block :
+         libmfx::test::BlocksOf(libmfx::test::ReadDocument("docs/scenes.md"))) {
+      if (!block.text.starts_with(beginning)) continue;
+      json scene = Example("hole").scene;
+      scene[key] = json::parse(block.text);
+      EXPECT_EQ(Against(scene, "scene"), "") << key;
+      ExpectSameKeys(scene, "/" + key, schema[key]);
+      ++checked;
+    }
+  }
+  EXPECT_EQ(checked, 1);
 }
 
 TEST(SchemaTest, APartHasTheKeysThatItsReaderKnows) {
