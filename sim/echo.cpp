@@ -14,11 +14,13 @@ constexpr double kMinCos = 1e-3;  // keeps tangents and logarithms finite at gra
 /// A run of echoes that the instrument cannot tell apart.
 struct Cluster {
   double power = 0.0;
-  double range_sum = 0.0;  ///< weighted by power
+  double matte_power = 0.0;  ///< of the same echoes from a matte surface
+  double range_sum = 0.0;    ///< weighted by power
   double cos_sum = 0.0;
 
   double Range() const { return range_sum / power; }
   double Cos() const { return cos_sum / power; }
+  double Strength() const { return power / matte_power; }
   void Add(const RayEcho& echo, double weight) {
     power += weight;
     range_sum += weight * echo.range;
@@ -26,14 +28,20 @@ struct Cluster {
   }
 };
 
-double Power(const RayEcho& echo) {
+double MattePower(const RayEcho& echo) {
   const double c = std::max(echo.cos_incidence, kMinCos);
   return c * c;
 }
 
+double Power(const RayEcho& echo) { return MattePower(echo) * echo.strength; }
+
 Cluster Gather(std::span<const RayEcho> echoes) {
   Cluster cluster;
-  for (const RayEcho& echo : echoes) cluster.Add(echo, Power(echo));
+  for (const RayEcho& echo : echoes) {
+    const double matte = MattePower(echo);
+    cluster.matte_power += matte;
+    cluster.Add(echo, matte * echo.strength);
+  }
   return cluster;
 }
 
@@ -118,6 +126,9 @@ Echo FormEcho(std::span<RayEcho> met, int cast, const Noise& noise, Rng& rng) {
     echo.quality -= noise.mixed_penalty * std::sqrt(balance);
   } else if (share < 1.0 || static_cast<int>(met.size()) < cast) {
     echo.quality += 20.0 * portable::Log10(share * static_cast<double>(met.size()) / cast);
+  }
+  if (const double strength = main.Strength(); strength != 1.0) {
+    echo.quality += 20.0 * portable::Log10(strength);
   }
   echo.quality += noise.quality_noise * rng.Normal();
   if (echo.quality < noise.quality_floor) return echo;

@@ -13,6 +13,7 @@ namespace libmfx::sim {
 struct RayEcho {
   double range = 0.0;          ///< metres
   double cos_incidence = 0.0;  ///< 0 to 1
+  double strength = 1.0;       ///< factor of the power, compared with a matte surface
 };
 
 /// What the instrument makes of all rays of the footprint together.
@@ -29,7 +30,7 @@ std::vector<Vec2> FootprintRays(int rays);
 
 /// Forms the echo of one sample from those rays that met something, nearest cluster and all.
 /// \param met the rays that met something; reordered
-/// \param cast how many rays were cast
+/// \param cast how many there would be had every ray met something
 Echo FormEcho(std::span<RayEcho> met, int cast, const Noise& noise, Rng& rng);
 
 /// Quality at an incidence and a range, before any noise.

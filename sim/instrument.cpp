@@ -12,6 +12,13 @@ namespace libmfx::sim {
 using data_structures::Position;
 using data_structures::RawDataPoint;
 
+namespace {
+
+/// A mirrored ray begins this far (metres) off the surface that it leaves.
+constexpr double kOffSurface = 1e-8;
+
+}  // namespace
+
 Instrument::Instrument(Scene scene) : Instrument(scene, scene.seed) {}
 
 Instrument::Instrument(Scene scene, std::uint64_t seed)
@@ -27,7 +34,7 @@ Instrument::Instrument(Scene scene, std::uint64_t seed)
   if (!_scene.instrument.focus) {
     for (Vec2& offset : _footprint) offset *= 0.25 * _scene.noise.footprint;
   }
-  _echoes.reserve(_footprint.size());
+  _echoes.reserve(2 * _footprint.size());
 }
 
 bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
@@ -49,6 +56,7 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
   const Vec3 helper = std::fabs(middle.x()) < 0.7 ? Vec3(Vec3::UnitX()) : Vec3(Vec3::UnitY());
   const Vec3 across = middle.cross(helper).normalized();
   const Vec3 up = middle.cross(across);
+  int ghosts = 0;
   double diameter = _scene.noise.footprint;
   double widening = 1.0;
   if (_scene.instrument.focus) {
@@ -61,13 +69,45 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
     const Vec3 d = middle + wide.x() * across + wide.y() * up;
     const Vec3 unit = d / d.norm();
     Hit hit;
-    if (CastLocal({origin, unit}, hit)) _echoes.push_back({hit.t, hit.CosIncidence(unit)});
+    if (!CastLocal({origin, unit}, hit)) continue;
+    if (_scene.surface) {
+      ghosts += AddEchoes({origin, unit}, hit);
+    } else {
+      _echoes.push_back({hit.t, hit.CosIncidence(unit)});
+    }
   }
-  const int rays = static_cast<int>(_footprint.size());
-  if (!_scene.instrument.focus) return FormEcho(_echoes, rays, _scene.noise, _rng);
-  Noise noise = _scene.noise;
-  noise.footprint = diameter;
-  return FormEcho(_echoes, rays, noise, _rng);
+  const int cast = static_cast<int>(_footprint.size()) + ghosts;
+  Echo echo;
+  if (_scene.instrument.focus) {
+    Noise noise = _scene.noise;
+    noise.footprint = diameter;
+    echo = FormEcho(_echoes, cast, noise, _rng);
+  } else {
+    echo = FormEcho(_echoes, cast, _scene.noise, _rng);
+  }
+  if (_scene.surface && !echo.lost) {
+    echo.range += _scene.surface->SpeckleAt(origin + echo.range * middle);
+  }
+  return echo;
+}
+
+int Instrument::AddEchoes(const Ray& ray, const Hit& hit) {
+  const Surface& surface = *_scene.surface;
+  const Spot spot{ray.At(hit.t), hit.normal, ray.direction};
+  const SpotReturn back = surface.At(spot);
+  _echoes.push_back({hit.t - back.nearer, spot.CosIncidence(), back.strength});
+  if (surface.mirror() == 0.0) return 0;
+  const Vec3 mirrored =
+      (ray.direction - 2.0 * ray.direction.dot(hit.normal) * hit.normal).normalized();
+  const Ray onward{spot.point, mirrored, kOffSurface};
+  Hit second;
+  if (!CastLocal(onward, second)) return 0;
+  // The power is mirrored on the way there and on the way back.
+  const Spot there{onward.At(second.t), second.normal, mirrored};
+  const SpotReturn from_there = surface.At(there);
+  const double strength = surface.mirror() * surface.mirror() * from_there.strength;
+  _echoes.push_back({hit.t + second.t - from_there.nearer, there.CosIncidence(), strength});
+  return 1;
 }
 
 double Instrument::DiameterOutOfFocus(const Ray& middle, double range) const {

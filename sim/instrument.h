@@ -49,6 +49,10 @@ class Instrument {
   /// \param shift of the instrument, metres
   /// \param range of the point on the path, metres
   Echo Measure(const Vec3& direction, const Vec3& shift, double range);
+  /// The echo of a ray from a surface that is told, and the ghost: what the mirrored ray meets is
+  /// seen behind the surface, as far on as it lies off.
+  /// \returns how many ghosts there are
+  int AddEchoes(const Ray& ray, const Hit& hit);
   /// Diameter of the footprint at 2 m that gives this beam the width it has where it meets
   /// something.
   double DiameterOutOfFocus(const Ray& middle, double range) const;

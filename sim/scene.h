@@ -14,6 +14,7 @@
 #include "sim/noise.h"
 #include "sim/part.h"
 #include "sim/pose.h"
+#include "sim/surface/surface.h"
 
 namespace libmfx::sim {
 
@@ -32,6 +33,7 @@ struct Scene {
   std::optional<double> behind;
   Noise noise;
   InstrumentErrors instrument;
+  std::shared_ptr<const Surface> surface;  ///< none: matte and clean
   std::uint64_t seed = 1;
   std::vector<std::filesystem::path> files;  ///< part files that were read for it
 

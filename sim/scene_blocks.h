@@ -28,4 +28,7 @@ Noise ReadNoise(SceneSection& scene);
 /// "instrument": its pace, and how it errs beside the noise.
 InstrumentErrors ReadInstrument(SceneSection section);
 
+/// "surface": what the surfaces are like; nothing if they are matte and clean.
+std::shared_ptr<const Surface> ReadSurface(SceneSection section);
+
 }  // namespace libmfx::sim

@@ -372,6 +372,16 @@ TEST(ScenesDocument, TellsWhatIsWrongWithTheInstrument) {
             22);
 }
 
+TEST(ScenesDocument, TellsWhatTheSurfacesAreLike) {
+  EXPECT_EQ(CheckObject("surface", "{\"roughness\"", "The surface",
+                        {{"", "key"},
+                         {"/roughness", "key of `roughness`"},
+                         {"/patches/0", "key of `patches`"},
+                         {"/lay", "key of `lay`"},
+                         {"/gloss", "key of `gloss`"}}),
+            9);
+}
+
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
