@@ -38,8 +38,9 @@ Instrument::Instrument(Scene scene, std::uint64_t seed)
 }
 
 bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
-  const bool met_part = _scene.part->Intersect(local, hit);
-  return (_background && _background->Intersect(local, hit)) || met_part;
+  bool met = _scene.part->Intersect(local, hit);
+  for (const auto& obstacle : _scene.obstacles) met = obstacle->Intersect(local, hit) || met;
+  return (_background && _background->Intersect(local, hit)) || met;
 }
 
 bool Instrument::Cast(const Vec3& direction, Hit& hit) const {

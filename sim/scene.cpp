@@ -93,6 +93,7 @@ Scene Scene::FromJson(const json& value, const std::filesystem::path& folder) {
   if (section.Tells("instrument")) {
     scene.instrument = ReadInstrument(section.Child("instrument"));
   }
+  if (section.Tells("obstacles")) scene.obstacles = ReadObstacles(section);
   if (section.Tells("surface")) scene.surface = ReadSurface(section.Child("surface"));
   scene.seed = static_cast<std::uint64_t>(section.Integer("seed", 0, std::int64_t{1} << 53, 1));
   CheckView(scene, section.Flag("full_circle", false));

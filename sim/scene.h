@@ -12,6 +12,7 @@
 
 #include "sim/disturbances/instrument_errors.h"
 #include "sim/noise.h"
+#include "sim/obstacles/obstacles.h"
 #include "sim/part.h"
 #include "sim/pose.h"
 #include "sim/surface/surface.h"
@@ -32,6 +33,7 @@ struct Scene {
   /// origin; none: whatever misses the part is lost.
   std::optional<double> behind;
   Noise noise;
+  Obstacles obstacles;  ///< in the part's frame
   InstrumentErrors instrument;
   std::shared_ptr<const Surface> surface;  ///< none: matte and clean
   std::uint64_t seed = 1;

@@ -28,6 +28,9 @@ Noise ReadNoise(SceneSection& scene);
 /// "instrument": its pace, and how it errs beside the noise.
 InstrumentErrors ReadInstrument(SceneSection section);
 
+/// "obstacles": what stands in the way, in the part's frame.
+Obstacles ReadObstacles(SceneSection& scene);
+
 /// "surface": what the surfaces are like; nothing if they are matte and clean.
 std::shared_ptr<const Surface> ReadSurface(SceneSection section);
 

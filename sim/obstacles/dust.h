@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "sim/faces/face.h"
+
+namespace libmfx::sim {
+
+/// A cloud of grains, each smaller than the beam.
+struct DustSpec {
+  Vec3 center = Vec3::Zero();
+  double reach = 0.005;    ///< radius of the cloud, metres
+  int count = 100;         ///< grains
+  double grain = 0.00003;  ///< radius of a grain, metres
+  std::uint64_t seed = 1;  ///< of where they are
+};
+
+/// Balls whose centres are spread evenly over a larger ball. A tree of balls around balls finds the
+/// one that a ray meets.
+class Dust : public Face {
+ public:
+  explicit Dust(const DustSpec& spec);
+  bool Intersect(const Ray& ray, Hit& hit) const override;
+
+ private:
+  /// A run of grains, and the ball around them.
+  struct Node {
+    Vec3 center;
+    double radius;
+    std::size_t first;
+    std::size_t count;
+    std::size_t next;  ///< the node to go on with when a ray misses this ball
+  };
+
+  void Split(std::size_t first, std::size_t count);
+  bool MeetsGrain(const Vec3& center, const Ray& ray, Hit& hit) const;
+
+  double _grain;
+  std::vector<Vec3> _grains;
+  std::vector<Node> _nodes;  ///< each before the halves that it is split into
+};
+
+}  // namespace libmfx::sim
