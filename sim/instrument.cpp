@@ -14,8 +14,9 @@ using data_structures::RawDataPoint;
 
 namespace {
 
-/// A mirrored ray begins this far (metres) off the surface that it leaves.
-constexpr double kOffSurface = 1e-8;
+/// A mirrored ray begins this far (metres) off the surface that it leaves: farther than what lifts
+/// or lowers a surface against its nominal one, and too near for an echo of its own.
+constexpr double kOffSurface = 1e-4;
 
 }  // namespace
 

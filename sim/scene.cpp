@@ -87,6 +87,7 @@ Scene Scene::FromJson(const json& value, const std::filesystem::path& folder) {
   Scene scene;
   if (section.Has("name")) section.Text("name");
   scene.part = ReadPart(section.Child("part"), folder, scene.files);
+  if (section.Tells("relief")) scene.part = ReadRelief(section, scene.part);
   scene.pose = ReadPose(section.Child("pose"));
   if (section.Has("behind")) scene.behind = section.Number("behind", 1e-6, 1000.0);
   scene.noise = ReadNoise(section);

@@ -16,6 +16,9 @@ namespace libmfx::sim {
 std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder,
                                      std::vector<std::filesystem::path>& files);
 
+/// "relief": the part with surfaces that are off their nominal shape.
+std::shared_ptr<const Part> ReadRelief(SceneSection& scene, std::shared_ptr<const Part> part);
+
 /// A vector that has a direction, of length 1.
 Vec3 ReadDirection(SceneSection& section, const char* key);
 

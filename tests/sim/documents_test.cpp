@@ -391,6 +391,15 @@ TEST(ScenesDocument, TellsTheObstacles) {
             4);
 }
 
+TEST(ScenesDocument, TellsTheRelief) {
+  EXPECT_EQ(CheckObject("relief", "{\"waves\"", "The relief",
+                        {{"", "key"},
+                         {"/waves/0", "key of `waves`"},
+                         {"/flatness", "key of `flatness`"},
+                         {"/marks", "key of `marks`"}}),
+            7);
+}
+
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {

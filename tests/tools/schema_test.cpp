@@ -328,6 +328,7 @@ TEST(SchemaTest, WhatSpoilsAMeasurementHasTheKeysThatItsReaderKnows) {
   for (const auto& [key, beginning] :
        std::map<std::string, std::string>{{"instrument", "{\"drift\""},
                                           {"surface", "{\"roughness\""},
+                                          {"relief", "{\"waves\""},
                                           {"obstacles", "[{\"type\": \"cylinder\""}}) {
     for (const libmfx::test::Block& block :
          libmfx::test::BlocksOf(libmfx::test::ReadDocument("docs/scenes.md"))) {
@@ -339,7 +340,7 @@ TEST(SchemaTest, WhatSpoilsAMeasurementHasTheKeysThatItsReaderKnows) {
       ++checked;
     }
   }
-  EXPECT_EQ(checked, 3);
+  EXPECT_EQ(checked, 4);
 }
 
 TEST(SchemaTest, APartHasTheKeysThatItsReaderKnows) {
