@@ -29,8 +29,7 @@ std::shared_ptr<const Face> ReadBox(SceneSection& s) {
   return MakeBox(spec);
 }
 
-std::shared_ptr<const Face> ReadDust(SceneSection& s) {
-  DustSpec spec;
+std::shared_ptr<const Face> ReadDust(SceneSection& s, DustSpec spec) {
   spec.center = s.Vector("center", kFarthest);
   spec.reach = s.Length("reach", spec.reach);
   spec.count = static_cast<int>(s.Integer("count", 1, 100000, spec.count));
@@ -44,10 +43,11 @@ std::shared_ptr<const Face> ReadDust(SceneSection& s) {
 Obstacles ReadObstacles(SceneSection& scene) {
   Obstacles obstacles;
   for (SceneSection& s : scene.Children("obstacles", 32)) {
-    const std::string type = s.Choice("type", {"cylinder", "box", "dust"});
+    const std::string type = s.Choice("type", {"cylinder", "box", "dust", "spatter"});
     obstacles.push_back(type == "cylinder" ? ReadCylinder(s)
                         : type == "box"    ? ReadBox(s)
-                                           : ReadDust(s));
+                        : type == "dust"   ? ReadDust(s, DustSpec())
+                                           : ReadDust(s, Spatter()));
     s.Finish();
   }
   return obstacles;

@@ -48,6 +48,20 @@ parts::OpeningPlateSpec ReadOutline(SceneSection& s) {
   return parts::RectangularOpening(length, width, corner);
 }
 
+/// "burr": what stands around an opening.
+parts::BurrSpec ReadBurr(SceneSection& s, double edge_radius) {
+  parts::BurrSpec burr;
+  if (!s.Tells("burr")) return burr;
+  if (edge_radius > 0.0) s.Refuse("burr", "stands on an edge that is rounded");
+  SceneSection own = s.Child("burr");
+  burr.height = own.Number("height", 1e-6, 0.01);
+  burr.width = own.Number("width", 1e-6, 0.01, burr.height);
+  burr.patches = static_cast<int>(own.Integer("patches", 1, 1000, burr.patches));
+  burr.share = own.Number("share", 0.01, 1.0, burr.share);
+  own.Finish();
+  return burr;
+}
+
 PartPtr ReadPlate(SceneSection& s) {
   SceneSection opening = s.Child("opening");
   parts::OpeningPlateSpec spec = ReadOutline(opening);
@@ -64,8 +78,15 @@ PartPtr ReadPlate(SceneSection& s) {
   spec.chamfer_angle = opening.Degrees("chamfer_angle_deg", 1.0, 85.0, spec.chamfer_angle);
   const double wall = spec.depth > 0.0 ? spec.depth : spec.thickness;
   if (spec.chamfer_depth >= wall) opening.Refuse("chamfer_depth", "leaves no wall");
+  spec.edge_radius = opening.LengthOrZero("edge_radius", 0.0);
+  if (spec.edge_radius > 0.0 && spec.chamfer_depth > 0.0) {
+    opening.Refuse("edge_radius", "stands beside a chamfer");
+  }
+  if (spec.edge_radius >= wall) opening.Refuse("edge_radius", "leaves no wall");
+  spec.burr = ReadBurr(opening, spec.edge_radius);
   const auto [sine, cosine] = portable::SinCos(spec.chamfer_angle);
-  const Vec2 extent = spec.opening.HalfExtent().array() + spec.chamfer_depth * sine / cosine;
+  const double wider = spec.edge_radius + spec.burr.width + spec.chamfer_depth * sine / cosine;
+  const Vec2 extent = spec.opening.HalfExtent().array() + wider;
   if (2.0 * extent.x() >= spec.length || 2.0 * extent.y() >= spec.width) {
     s.Refuse("opening", "is wider than the plate of " + NumberText(spec.length) + " m by " +
                             NumberText(spec.width) + " m");
@@ -214,7 +235,17 @@ PartPtr ReadBore(SceneSection& s) {
   spec.form = ReadForm(s, body);
   spec.depth = s.Length("depth", 4.0 * body);
   spec.through = s.Flag("through", false);
-  spec.lead = s.LengthOrZero("lead", 0.05 * body);
+  spec.edge_radius = s.LengthOrZero("edge_radius", 0.0);
+  spec.lead = s.LengthOrZero("lead", spec.edge_radius > 0.0 ? 0.0 : 0.05 * body);
+  if (spec.edge_radius > 0.0 && spec.lead > 0.0) s.Refuse("edge_radius", "stands beside a lead");
+  if (spec.edge_radius > 0.0 && (spec.thread || !spec.form.IsIdeal())) {
+    s.Refuse("edge_radius", "needs a smooth wall without errors of form");
+  }
+  if (spec.edge_radius >= spec.depth) s.Refuse("depth", "is no more than the edge's radius");
+  spec.burr = ReadBurr(s, spec.edge_radius);
+  if (!spec.burr.IsOff() && !spec.form.IsIdeal()) {
+    s.Refuse("burr", "stands around a mouth with errors of form");
+  }
   const double lead_depth = spec.lead + (spec.thread ? spec.thread->Depth() : 0.0);
   if (lead_depth >= spec.depth) s.Refuse("depth", "is no more than the lead");
   if (spec.thread) CheckTurns(s, "depth", spec.depth, *spec.thread);
@@ -222,7 +253,8 @@ PartPtr ReadBore(SceneSection& s) {
   spec.width = s.Length("width", spec.width);
   // No errors of form reach farther together.
   const double form = spec.form.IsIdeal() ? 0.0 : 3.0 * kMostForm * body;
-  if (2.0 * (body + spec.lead + form) >= std::min(spec.length, spec.width)) {
+  const double wider = spec.lead + spec.edge_radius + spec.burr.width + form;
+  if (2.0 * (body + wider) >= std::min(spec.length, spec.width)) {
     s.Refuse(spec.thread ? "thread" : "radius", "makes the mouth wider than the plate");
   }
   return parts::MakeBore(spec);

@@ -11,11 +11,13 @@ namespace {
 
 constexpr std::size_t kLeaf = 4;  // grains that are not split any further
 
-/// A point of the unit ball, by drawing from the cube around it until one lies within.
-Vec3 InUnitBall(Rng& rng) {
+/// A point of the unit ball, or of the disc through its middle, by drawing from the cube around it
+/// until one lies within.
+Vec3 InUnitBall(Rng& rng, bool flat) {
   Vec3 p;
   do {
     for (double& x : p) x = rng.Uniform(-1.0, 1.0);
+    if (flat) p.z() = 0.0;
   } while (p.squaredNorm() > 1.0);
   return p;
 }
@@ -26,7 +28,7 @@ Dust::Dust(const DustSpec& spec) : _grain(spec.grain) {
   Rng rng(spec.seed);
   _grains.reserve(static_cast<std::size_t>(spec.count));
   for (int i = 0; i < spec.count; ++i) {
-    _grains.emplace_back(spec.center + spec.reach * InUnitBall(rng));
+    _grains.emplace_back(spec.center + spec.reach * InUnitBall(rng, spec.flat));
   }
   Split(0, _grains.size());
 }

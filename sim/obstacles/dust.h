@@ -14,10 +14,14 @@ struct DustSpec {
   int count = 100;         ///< grains
   double grain = 0.00003;  ///< radius of a grain, metres
   std::uint64_t seed = 1;  ///< of where they are
+  bool flat = false;       ///< the grains lie in the plane through the centre across z
 };
 
-/// Balls whose centres are spread evenly over a larger ball. A tree of balls around balls finds the
-/// one that a ray meets.
+/// Spatter of a weld: half balls on a surface across z.
+inline DustSpec Spatter() { return {.reach = 0.02, .count = 20, .grain = 0.0003, .flat = true}; }
+
+/// Balls whose centres are spread evenly over a larger ball, or over the disc through its middle. A
+/// tree of balls around balls finds the one that a ray meets.
 class Dust : public Face {
  public:
   explicit Dust(const DustSpec& spec);

@@ -5,6 +5,7 @@
 
 #include "sim/faces/outline.h"
 #include "sim/part.h"
+#include "sim/parts/rim.h"
 #include "sim/parts/thread.h"
 #include "sim/parts/wall_form.h"
 
@@ -31,6 +32,8 @@ struct OpeningPlateSpec {
   double depth = 0.0;                        ///< of a blind opening with a floor; 0: through
   double chamfer_depth = 0.0;                ///< along the axis; 0: none
   double chamfer_angle = kPi / 4.0;          ///< between the chamfer and the axis
+  double edge_radius = 0.0;                  ///< between front and wall, instead of a chamfer
+  BurrSpec burr;                             ///< on the front around the opening
   double length = 0.2;                       ///< of the plate along x
   double width = 0.2;                        ///< of the plate along y
   double border_radius = 0.0;                ///< of the plate's corners
@@ -98,8 +101,11 @@ struct BoreSpec {
   bool through = false;  ///< without a floor
   double lead = 0.0002;  ///< countersink of 45 degrees: the mouth is wider than the bore, or than
                          ///< the major radius, by this much
-  double length = 0.2;   ///< of the plate along x
-  double width = 0.2;    ///< of the plate along y
+  double edge_radius = 0.0;  ///< between front and wall of a smooth bore without errors of form,
+                             ///< instead of a lead
+  BurrSpec burr;             ///< on the front around the mouth
+  double length = 0.2;       ///< of the plate along x
+  double width = 0.2;        ///< of the plate along y
 };
 /// Truth: "center" (of the mouth), "axis" (into the part), "normal" (out of it), "depth",
 /// "mouth_radius", and the radii as for a stud.

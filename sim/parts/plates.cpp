@@ -5,6 +5,7 @@
 #include "sim/faces/face_part.h"
 #include "sim/faces/outline_wall.h"
 #include "sim/faces/planar_face.h"
+#include "sim/faces/rounded_rim.h"
 #include "sim/parts/parts.h"
 #include "sim/portable_math.h"
 
@@ -25,8 +26,9 @@ PartPtr MakeOpeningPlate(OpeningPlateSpec spec) {
   const double slope = sine / cosine;
   const bool chamfered = spec.chamfer_depth > 0.0;
   const double bore = spec.opening.rounding();
-  const Outline rim =
-      chamfered ? spec.opening.WithRounding(bore + slope * spec.chamfer_depth) : spec.opening;
+  // How much wider than the wall the opening is in the front.
+  const double wider = chamfered ? slope * spec.chamfer_depth : spec.edge_radius;
+  const Outline rim = wider > 0.0 ? spec.opening.WithRounding(bore + wider) : spec.opening;
   const Outline border = Outline::Rectangle(spec.length, spec.width, spec.border_radius);
   const bool blind = spec.depth > 0.0;
   const double bottom = blind ? -spec.depth : -spec.thickness;
@@ -36,7 +38,12 @@ PartPtr MakeOpeningPlate(OpeningPlateSpec spec) {
   if (chamfered) {
     faces.push_back(std::make_unique<OutlineWall>(rim, -spec.chamfer_depth, 0.0, slope));
   }
-  faces.push_back(std::make_unique<OutlineWall>(spec.opening, bottom, -spec.chamfer_depth));
+  if (spec.edge_radius > 0.0) {
+    faces.push_back(std::make_unique<RoundedRim>(spec.opening, spec.edge_radius));
+  }
+  AddBurr(spec.burr, rim, faces);
+  const double wall_top = chamfered ? -spec.chamfer_depth : -spec.edge_radius;
+  faces.push_back(std::make_unique<OutlineWall>(spec.opening, bottom, wall_top));
   if (blind) faces.push_back(std::make_unique<PlanarFace>(bottom, spec.opening));
   faces.push_back(std::make_unique<PlanarFace>(
       -spec.thickness, border, blind ? std::nullopt : std::optional<Outline>(spec.opening)));
@@ -47,7 +54,8 @@ PartPtr MakeOpeningPlate(OpeningPlateSpec spec) {
   spec.truth.values["depth"] = blind ? spec.depth : spec.thickness;
   if (spec.opening.core().size() == 1) spec.truth.values["rim_radius"] = rim.rounding();
   const double reach =
-      std::sqrt(border.Reach() * border.Reach() + spec.thickness * spec.thickness) + kSeam;
+      std::sqrt(border.Reach() * border.Reach() + spec.thickness * spec.thickness) +
+      spec.burr.height + kSeam;
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(spec.truth));
 }
 

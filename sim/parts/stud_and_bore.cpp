@@ -6,6 +6,7 @@
 #include "sim/faces/formed_wall.h"
 #include "sim/faces/outline_wall.h"
 #include "sim/faces/planar_face.h"
+#include "sim/faces/rounded_rim.h"
 #include "sim/faces/thread_face.h"
 #include "sim/parts/parts.h"
 
@@ -66,8 +67,12 @@ void AddIdealBore(const BoreSpec& spec, const Outline& plate, const Outline& mou
     if (spec.lead > 0.0) {
       faces.push_back(std::make_unique<OutlineWall>(mouth, -spec.lead, 0.0, 1.0));
     }
-    faces.push_back(
-        std::make_unique<OutlineWall>(Outline::Circle(spec.radius), -spec.depth, -spec.lead));
+    const Outline wall = Outline::Circle(spec.radius);
+    if (spec.edge_radius > 0.0) {
+      faces.push_back(std::make_unique<RoundedRim>(wall, spec.edge_radius));
+    }
+    const double cut = std::max(spec.lead, spec.edge_radius);
+    faces.push_back(std::make_unique<OutlineWall>(wall, -spec.depth, -cut));
   }
   if (!spec.through) faces.push_back(std::make_unique<PlanarFace>(-spec.depth, mouth));
 }
@@ -104,9 +109,10 @@ PartPtr MakeStud(const StudSpec& spec) {
 PartPtr MakeBore(const BoreSpec& spec) {
   const Outline plate = Outline::Rectangle(spec.length, spec.width);
   const double body = spec.thread ? spec.thread->major_radius : spec.radius;
-  const Outline mouth = Outline::Circle(body + spec.lead);
+  const Outline mouth = Outline::Circle(body + std::max(spec.lead, spec.edge_radius));
   Faces faces;
   (spec.form.IsIdeal() ? AddIdealBore : AddFormedBore)(spec, plate, mouth, faces);
+  AddBurr(spec.burr, mouth, faces);
 
   Truth truth;
   truth.points["center"] = Vec3::Zero();
@@ -115,7 +121,7 @@ PartPtr MakeBore(const BoreSpec& spec) {
   truth.values["depth"] = spec.depth;
   truth.values["mouth_radius"] = mouth.rounding();
   TellRadii(spec.radius, spec.thread, WallKind::kBore, truth);
-  const double reach = plate.Reach() + spec.depth;
+  const double reach = plate.Reach() + spec.depth + spec.burr.height;
   return std::make_shared<FacePart>(std::move(faces), reach, std::move(truth));
 }
 

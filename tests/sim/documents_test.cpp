@@ -384,11 +384,27 @@ TEST(ScenesDocument, TellsWhatTheSurfacesAreLike) {
             9);
 }
 
+TEST(ScenesDocument, TellsTheBurr) {
+  nlohmann::json scene = LeastScene("plate");
+  scene["part"]["opening"]["burr"] = ExampleOf("{\"height\"");
+  EXPECT_EQ(KnownKeys(scene, "/part/opening/burr"), ToldKeys("Burrs", "key of `burr`"));
+  for (const std::string part : {"/part/opening", "/part"}) {
+    if (part == "/part") scene["part"] = {{"type", "bore"}, {"radius", 0.01}};
+    const nlohmann::json::json_pointer burr(part + "/burr");
+    scene[burr] = {{"height", 1e-4}};
+    const std::vector<double> least = Seen(scene, 7);
+    scene[burr] = {{"height", 1e-4}, {"width", 1e-4}, {"patches", 1}, {"share", 1}};
+    EXPECT_TRUE(Seen(scene, 7) == least) << part;
+  }
+}
+
 TEST(ScenesDocument, TellsTheObstacles) {
-  EXPECT_EQ(CheckObject(
-                "obstacles", "[{\"type\": \"cylinder\"", "The obstacles",
-                {{"/0", "key of a `cylinder`"}, {"/1", "key of a `box`"}, {"/2", "key of `dust`"}}),
-            4);
+  EXPECT_EQ(CheckObject("obstacles", "[{\"type\": \"cylinder\"", "The obstacles",
+                        {{"/0", "key of a `cylinder`"},
+                         {"/1", "key of a `box`"},
+                         {"/2", "key of `dust`"},
+                         {"/3", "key of `spatter`"}}),
+            8);
 }
 
 TEST(ScenesDocument, TellsTheRelief) {
@@ -410,6 +426,12 @@ TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
        {"/part", {{"type", "stud"}, {"thread", {{"name", "M8"}, {"depth", 3}}}}}},
       {"part.form.taper",
        {"/part", {{"type", "stud"}, {"radius", 0.004}, {"form", {{"taper", 0.001}}}}}},
+      {"part.opening.burr",
+       {"/part/opening",
+        {{"shape", "round"},
+         {"radius", 0.005},
+         {"edge_radius", 1e-4},
+         {"burr", {{"height", 1e-4}}}}}},
       {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
       {"pose.position", {"/pose/position", {0, 0, -2}}},
       {"noise.range", {"/noise", {{"range", -1e-5}}}},

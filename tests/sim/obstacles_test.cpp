@@ -112,7 +112,12 @@ bool MeetsSlowly(const std::vector<Vec3>& grains, double radius, const Ray& ray,
 // clouds of the same seed begin with the same grains.
 TEST(Obstacles, DustIsMetGrainByGrain) {
   constexpr double kGrain = 0.0004;
-  const DustSpec spec{Vec3(0.01, -0.02, 0.003), 0.01, 500, kGrain, 3};
+  DustSpec spec;
+  spec.center = Vec3(0.01, -0.02, 0.003);
+  spec.reach = 0.01;
+  spec.count = 500;
+  spec.grain = kGrain;
+  spec.seed = 3;
   Rng rng(spec.seed);
   std::vector<Vec3> grains;
   while (grains.size() < 500) {
@@ -142,11 +147,40 @@ TEST(Obstacles, DustIsMetGrainByGrain) {
   EXPECT_LT(met, 1700);
 }
 
+// The drops of a weld are half balls on the plate: they stand as high as their radius, on as much
+// of the disc as their circles cover.
+TEST(Obstacles, SpatterStandsOnTheSurface) {
+  const Scene scene = Scene::FromJson(SceneWith(
+      {{{"type", "spatter"}, {"center", {0, 0, 0}}, {"count", 30}, {"grain", 0.001}}}, kPoses[0]));
+  double highest = 0.0;
+  int on_drops = 0;
+  int all = 0;
+  for (int i = -100; i <= 100; ++i) {
+    for (int j = -100; j <= 100; ++j) {
+      const Vec3 towards(0.00023 * i, 0.00023 * j, 0.0);
+      const Vec3 met = Seen(scene, towards);
+      highest = std::max(highest, met.z());
+      EXPECT_GE(met.z(), -1e-9);
+      if (met.z() > 1e-9) {
+        EXPECT_LT(towards.norm(), 0.0211);
+      }
+      if (towards.norm() > 0.02) continue;
+      on_drops += met.z() > 1e-9;
+      ++all;
+    }
+  }
+  EXPECT_LE(highest, 0.001 + 1e-9);
+  EXPECT_GT(highest, 0.00098);
+  // 30 circles of 1 mm on one of 20 mm cover 7.5 %, less where they overlap or reach over its rim.
+  EXPECT_NEAR(static_cast<double>(on_drops) / all, 0.07, 0.008);
+}
+
 TEST(Obstacles, WrongOnesAreRefused) {
   const json point = {0, 0, 0};
   const std::vector<std::pair<json, std::string>> wrong = {
       {{{"type", "box"}}, "obstacles: an object is not an array"},
-      {{{{"type", "cable"}}}, "obstacles[0].type: \"cable\" is not one of: cylinder, box, dust"},
+      {{{{"type", "cable"}}},
+       "obstacles[0].type: \"cable\" is not one of: cylinder, box, dust, spatter"},
       {{{{"type", "cylinder"}, {"from", point}, {"to", point}, {"radius", 0.1}}},
        "obstacles[0].to: [0, 0, 0] is where it begins"},
       {{{{"type", "cylinder"}, {"from", point}, {"to", {0, 0, 1}}, {"radius", 0}}},
