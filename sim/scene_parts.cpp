@@ -134,7 +134,7 @@ Thread MetricThread(SceneSection& s, const char* key) {
 
 /// "thread": the name of a coarse metric thread, or an object with this name or with its major
 /// diameter and pitch, and with what is unusual about it.
-std::optional<Thread> ReadThread(SceneSection& s) {
+std::optional<Thread> ReadThread(SceneSection& s, WallKind kind) {
   if (!s.Has("thread")) return std::nullopt;
   if (!s.At("thread").is_object()) return MetricThread(s, "thread");
   SceneSection own = s.Child("thread");
@@ -156,6 +156,21 @@ std::optional<Thread> ReadThread(SceneSection& s) {
     own.Refuse("pitch", "cuts the thread " + NumberText(thread.Depth()) +
                             " m deep, to less than 0.3 of its major radius");
   }
+  thread.starts = static_cast<int>(own.Integer("starts", 1, 8, thread.starts));
+  if (thread.Lead() > 2.0 * thread.major_radius) {
+    own.Refuse("starts", "makes a turn climb more than the diameter");
+  }
+  thread.run_out = own.LengthOrZero("run_out", thread.run_out);
+  thread.crest_radius = own.LengthOrZero("crest_radius", thread.crest_radius);
+  if (thread.crest_radius > 0.0) {
+    const double low = thread.SmallestCrestRadius(kind);
+    const double high = thread.LargestCrestRadius(kind);
+    if (thread.crest_radius < low || thread.crest_radius > high) {
+      own.Refuse("crest_radius",
+                 "is not between " + NumberText(low) + " and " + NumberText(high) +
+                     ", which leave nothing of the flat and something of the flanks");
+    }
+  }
   own.Finish();
   return thread;
 }
@@ -166,6 +181,7 @@ void CheckTurns(SceneSection& s, const char* key, double length, const Thread& t
   if (length > kMostTurns * thread.pitch) {
     s.Refuse(key, "gives the thread more than 1000 turns");
   }
+  if (thread.run_out >= length) s.Refuse(key, "is no more than the thread's run-out");
 }
 
 constexpr double kMostForm = 0.05;  // of the radius
@@ -211,7 +227,7 @@ WallForm ReadForm(SceneSection& s, double radius) {
 
 PartPtr ReadStud(SceneSection& s) {
   parts::StudSpec spec;
-  spec.thread = ReadThread(s);
+  spec.thread = ReadThread(s, WallKind::kStud);
   if (!spec.thread) spec.radius = s.Length("radius");
   spec.form = ReadForm(s, spec.thread ? spec.thread->major_radius : spec.radius);
   const double body = spec.thread ? spec.thread->MinorRadius() : spec.radius;
@@ -229,7 +245,7 @@ PartPtr ReadStud(SceneSection& s) {
 
 PartPtr ReadBore(SceneSection& s) {
   parts::BoreSpec spec;
-  spec.thread = ReadThread(s);
+  spec.thread = ReadThread(s, WallKind::kBore);
   if (!spec.thread) spec.radius = s.Length("radius");
   const double body = spec.thread ? spec.thread->major_radius : spec.radius;
   spec.form = ReadForm(s, body);

@@ -19,7 +19,7 @@ constexpr double kEndless = std::numeric_limits<double>::infinity();
 
 FormedWall::FormedWall(const FormedWallSpec& spec, const WallShape& shape)
     : SteppedFace(kBlindShare), _spec(spec), _shape(shape) {
-  if (spec.thread) _thread.emplace(*spec.thread, spec.kind);
+  if (spec.thread) _thread.emplace(*spec.thread, spec.kind, spec.bottom);
   const double outermost = _thread ? _thread->MajorRadius() : spec.radius;
   _tube_radius = outermost + shape.LargestAdded();
   _innermost_radius = (_thread ? _thread->MinorRadius() : spec.radius) - shape.LargestAdded();
@@ -43,7 +43,7 @@ double FormedWall::ProfileAt(const Place& place, double z) const {
   double radius = _spec.radius;
   if (_thread) {
     const double angle = portable::Atan2(place.outward.y(), place.outward.x());
-    radius = _thread->RadiusAt(_thread->Turns(z, angle));
+    radius = _thread->RadiusAt(_thread->Turns(z, angle), z);
   }
   return radius + _shape.AddedAt(place.outward, z);
 }
@@ -78,8 +78,9 @@ Vec3 FormedWall::NormalAt(const Vec3& p) const {
     around = _shape.AroundAt(place.outward) / r;
     if (_thread) {
       const double angle = portable::Atan2(place.outward.y(), place.outward.x());
-      const double slope = _thread->SlopeAt(_thread->Turns(p.z(), angle));
-      rise += slope;
+      const double turns = _thread->Turns(p.z(), angle);
+      const double slope = _thread->SlopeAt(turns, p.z());
+      rise += slope + _thread->RunOutSlopeAt(turns, p.z());
       around -= slope * _thread->LeadAt(r);
     }
   }
@@ -97,7 +98,8 @@ double FormedWall::SafeStep(const Vec3& p, double outside, const Slant& slant) c
   const double turn = across / (0.5 * r);
   const double flank = _thread ? _thread->FlankSlope() : 0.0;
   const double flank_lead = _thread ? flank * std::fabs(_thread->LeadAt(1.0)) : 0.0;
-  const double of_wall = across + (flank + _shape.SteepestRise()) * slant.rise +
+  const double run_out = _thread ? _thread->SteepestRunOut() : 0.0;
+  const double of_wall = across + (flank + run_out + _shape.SteepestRise()) * slant.rise +
                          (flank_lead + _shape.SteepestAround()) * turn;
   const double of_cone = _spec.cone_radius ? across + slant.rise : 0.0;
 

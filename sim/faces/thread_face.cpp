@@ -16,17 +16,17 @@ constexpr double kTubeMargin = 1e-6;  // metres around the surface
 
 ThreadFace::ThreadFace(const Thread& thread, WallKind kind, double bottom, double top,
                        double cone_radius)
-    : _profile(thread, kind),
+    : _profile(thread, kind, bottom),
       _kind(kind),
       _bottom(bottom),
       _top(top),
       _cone_radius(cone_radius),
-      _steepest(std::max(_profile.FlankSlope(), kConeSlope)) {
+      _steepest(std::max(_profile.FlankSlope() + _profile.SteepestRunOut(), kConeSlope)) {
   _tube_radius = std::max(_profile.MajorRadius(), kind == WallKind::kBore ? cone_radius : 0.0);
   _tube_radius += kTubeMargin;
   _innermost_radius = _profile.MinorRadius();
   if (kind == WallKind::kStud) _innermost_radius = std::min(_innermost_radius, cone_radius);
-  _largest_lead = _profile.Pitch() / (kPi * _innermost_radius);
+  _largest_lead = thread.Lead() / (kPi * _innermost_radius);
 }
 
 double ThreadFace::ConeRadius(double z) const {
@@ -40,7 +40,7 @@ bool ThreadFace::Cone(double z, double profile_radius) const {
 
 double ThreadFace::Outside(const Vec3& p) const {
   const double turns = _profile.Turns(p.z(), portable::Atan2(p.y(), p.x()));
-  const double profile = _profile.RadiusAt(turns);
+  const double profile = _profile.RadiusAt(turns, p.z());
   const double surface = Cone(p.z(), profile) ? ConeRadius(p.z()) : profile;
   return std::sqrt(p.x() * p.x() + p.y() * p.y()) - surface;
 }
@@ -50,12 +50,14 @@ Vec3 ThreadFace::NormalAt(const Vec3& p) const {
   const Vec3 radial(p.x() / r, p.y() / r, 0.0);
   const Vec3 around(-radial.y(), radial.x(), 0.0);
   const double turns = _profile.Turns(p.z(), portable::Atan2(p.y(), p.x()));
-  if (Cone(p.z(), _profile.RadiusAt(turns))) {
+  if (Cone(p.z(), _profile.RadiusAt(turns, p.z()))) {
     return Vec3(radial - (_kind == WallKind::kStud ? -1.0 : 1.0) * Vec3::UnitZ()).normalized();
   }
-  const double slope = _profile.SlopeAt(turns);
+  const double slope = _profile.SlopeAt(turns, p.z());
   const double lead = _profile.LeadAt(r);
-  return Vec3(radial - slope * (Vec3::UnitZ() - lead * around)).normalized();
+  const double run_out = _profile.RunOutSlopeAt(turns, p.z());
+  return Vec3(radial - slope * (Vec3::UnitZ() - lead * around) - run_out * Vec3::UnitZ())
+      .normalized();
 }
 
 double ThreadFace::SafeStep(const Vec3& p, double outside, const Slant& slant) const {

@@ -21,11 +21,14 @@ void TellRadii(double radius, const std::optional<Thread>& thread, WallKind kind
     truth.values["radius"] = radius;
     return;
   }
-  truth.values["major_radius"] = thread->major_radius;
-  truth.values["pitch_radius"] = ThreadProfile(*thread, kind).PitchRadius();
-  truth.values["minor_radius"] = thread->MinorRadius();
+  const ThreadProfile profile(*thread, kind);
+  const bool outwards = kind == WallKind::kStud;
+  truth.values["major_radius"] = outwards ? profile.CrestRadius() : thread->major_radius;
+  truth.values["pitch_radius"] = profile.PitchRadius();
+  truth.values["minor_radius"] = outwards ? thread->MinorRadius() : profile.CrestRadius();
   truth.values["pitch"] = thread->pitch;
   if (thread->left_handed) truth.flags["left_handed"] = true;
+  if (thread->starts > 1) truth.values["starts"] = thread->starts;
 }
 
 /// Height of the lead, with what it cuts of a thread's crests.

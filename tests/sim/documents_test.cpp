@@ -272,14 +272,15 @@ TEST(ScenesDocument, TellsTheDefaultsOfThreads) {
       nlohmann::json changed = scene;
       changed["part"]["thread"][key] = nlohmann::json::parse(told);
       EXPECT_TRUE(Seen(changed) == by_default) << key;
-      changed["part"]["thread"][key] = key == "depth"         ? nlohmann::json(0.9)
-                                       : key == "left_handed" ? nlohmann::json(true)
-                                                              : nlohmann::json(58);
+      const std::map<std::string, nlohmann::json> others = {
+          {"depth", 0.9}, {"left_handed", true},    {"flank_angle_deg", 58},
+          {"starts", 2},  {"crest_radius", 0.0007}, {"run_out", 0.01}};
+      changed["part"]["thread"][key] = others.at(key);
       EXPECT_FALSE(Seen(changed) == by_default) << key;
       ++checked;
     }
   }
-  EXPECT_EQ(checked, 3);
+  EXPECT_EQ(checked, 6);
 }
 
 // The example of a form is taken; and what a form is without a key is what the tables say.

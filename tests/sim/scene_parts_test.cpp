@@ -143,8 +143,8 @@ TEST(SceneParts, ThreadsThatCannotBeAreRefused) {
   EXPECT_EQ(refusal(R"({"name": "M9"})"),
             "part.thread.name: \"M9\" is not a coarse metric thread from \"M4\" to \"M24\"");
   EXPECT_EQ(refusal(R"({"name": "M8", "pitch": 0.001})"),
-            "part.thread.pitch: unknown key with the value 0.001 (known here: depth, "
-            "flank_angle_deg, left_handed, name)");
+            "part.thread.pitch: unknown key with the value 0.001 (known here: crest_radius, "
+            "depth, flank_angle_deg, left_handed, name, run_out, starts)");
   EXPECT_EQ(refusal(R"({"depth": 0.8})"), "part.thread.major_diameter: missing");
   // 5/16 / tan 10 degrees = 1.7723 pitches.
   EXPECT_THAT(refusal(R"({"major_diameter": 0.008, "pitch": 0.002, "flank_angle_deg": 20})"),
