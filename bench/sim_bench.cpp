@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "sim/mesh/mesh_part.h"
@@ -183,6 +184,45 @@ void ScanOfThread(benchmark::State& state) {
   Scan(state, sim::parts::MakeBore(spec), 0.004);
 }
 
+/// The plate with a hole in a workshop: all that can spoil its scan is switched on.
+void ScanOfSpoiltPlate(benchmark::State& state) {
+  auto scene = sim::Scene::FromJson(nlohmann::json::parse(R"({
+    "part": {"type": "plate",
+             "opening": {"shape": "round", "radius": 0.005,
+                         "burr": {"height": 1e-4, "width": 1e-4, "patches": 6, "share": 0.5}}},
+    "pose": {"position": [0, 0, 2]},
+    "behind": 0.2,
+    "instrument": {
+      "drift": {"range_um_per_s": 0.05, "azimuth_urad_per_s": 0.02, "range_walk_um": 0.1,
+                "angle_walk_urad": 0.1},
+      "vibration": {"amplitude": 2e-6},
+      "range_offset": 1e-5, "range_scale_ppm": 2, "collimation_urad": 10, "axis_tilt_urad": 10,
+      "azimuth_encoder": {"first_urad": 5, "second_urad": 2},
+      "elevation_encoder": {"first_urad": 5, "second_urad": 2},
+      "focus": {"distance": 1.98}, "bursts": {"share": 0.02}},
+    "surface": {
+      "roughness": {"range": 5e-6}, "patches": [{"share": 0.3, "factor": 0.2, "nearer": 1e-5}],
+      "lay": {"direction": [1, 0, 0]}, "gloss": {}, "mirror": 0.3},
+    "relief": {
+      "waves": [{"amplitude": 4e-6, "wavelength": 0.004, "direction": [1, 0.5, 0]}],
+      "flatness": {"dish": 3e-5, "twist": -1e-5},
+      "marks": {"depth": 3e-6, "width": 0.0004, "spacing": 0.003, "across": [0, 1, 0]}},
+    "obstacles": [
+      {"type": "cylinder", "from": [-0.1, 0.004, 0.02], "to": [0.1, 0.006, 0.03],
+       "radius": 0.001},
+      {"type": "box", "center": [0.0062, 0, 5e-5], "length": 0.002, "width": 0.004,
+       "height": 1e-4},
+      {"type": "dust", "center": [0, -0.006, 0], "reach": 0.004, "count": 300},
+      {"type": "spatter", "center": [0, 0, 0]}]})"));
+  scene.pose = kPose;
+  sim::Instrument instrument(scene, 1);
+  const auto path = Raster(0.01);
+  std::size_t samples = 0;
+  for (auto _ : state) samples = instrument.Drive(path).size();
+  if (samples == 0) state.SkipWithError("nothing was measured");
+  CountRays(state, 13 * static_cast<std::size_t>(sim::PathWalk(path).samples()));
+}
+
 void TreeOurs(benchmark::State& state) {
   const auto& mesh = Block(state.range(0));
   for (auto _ : state) {
@@ -213,6 +253,7 @@ BENCHMARK(RaysBare)->Name("Scan of a part file/bare Embree")->Apply(Sizes);
 BENCHMARK(TreeOurs)->Name("Tree over a part file/ours")->Apply(Sizes);
 BENCHMARK(TreeBare)->Name("Tree over a part file/bare Embree")->Apply(Sizes);
 BENCHMARK(ScanOfPlate)->Name("Scan of a plate with a hole/ours")->Unit(kUnit);
+BENCHMARK(ScanOfSpoiltPlate)->Name("Scan of a spoilt plate/ours")->Unit(kUnit);
 BENCHMARK(ScanOfHexagon)->Name("Scan of a plate with a hexagon/ours")->Unit(kUnit);
 BENCHMARK(ScanOfBall)->Name("Scan of a ball/ours")->Unit(kUnit);
 BENCHMARK(ScanOfThread)->Name("Scan of a threaded bore/ours")->Unit(kUnit);

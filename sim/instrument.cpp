@@ -35,10 +35,17 @@ Instrument::Instrument(Scene scene, std::uint64_t seed)
   if (!_scene.instrument.focus) {
     for (Vec2& offset : _footprint) offset *= 0.25 * _scene.noise.footprint;
   }
-  _echoes.reserve(2 * _footprint.size());
+  for (const Vec2& offset : _footprint) _widest = std::max(_widest, offset.norm());
+  _echoes.reserve(_footprint.size() + 1);
 }
 
 bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
+  bool met = _scene.part->Intersect(local, hit);
+  for (const Face* obstacle : _in_beam) met = obstacle->Intersect(local, hit) || met;
+  return (_background && _background->Intersect(local, hit)) || met;
+}
+
+bool Instrument::CastAlone(const Ray& local, Hit& hit) const {
   bool met = _scene.part->Intersect(local, hit);
   for (const auto& obstacle : _scene.obstacles) met = obstacle->Intersect(local, hit) || met;
   return (_background && _background->Intersect(local, hit)) || met;
@@ -46,7 +53,7 @@ bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
 
 bool Instrument::Cast(const Vec3& direction, Hit& hit) const {
   hit = Hit();
-  if (!CastLocal({_origin, _scene.pose.rotation.transpose() * direction}, hit)) return false;
+  if (!CastAlone({_origin, _scene.pose.rotation.transpose() * direction}, hit)) return false;
   hit.normal = _scene.pose.Direction(hit.normal);
   return true;
 }
@@ -58,22 +65,35 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
   const Vec3 helper = std::fabs(middle.x()) < 0.7 ? Vec3(Vec3::UnitX()) : Vec3(Vec3::UnitY());
   const Vec3 across = middle.cross(helper).normalized();
   const Vec3 up = middle.cross(across);
-  int ghosts = 0;
   double diameter = _scene.noise.footprint;
   double widening = 1.0;
+  Hit first;
+  bool met_first = false;
   if (_scene.instrument.focus) {
-    diameter = DiameterOutOfFocus({origin, middle}, range);
+    met_first = CastAlone({origin, middle}, first);
+    diameter = DiameterOutOfFocus(met_first ? first.t : range);
     widening = 0.25 * diameter;
   }
+  _in_beam.clear();
+  for (const auto& obstacle : _scene.obstacles) {
+    obstacle->Gather({origin, middle}, widening * _widest, _in_beam);
+  }
+  int ghosts = 0;
   _echoes.clear();
   for (const Vec2& offset : _footprint) {
     const Vec2 wide = widening * offset;
     const Vec3 d = middle + wide.x() * across + wide.y() * up;
     const Vec3 unit = d / d.norm();
+    const bool is_middle = &offset == &_footprint.front();
     Hit hit;
-    if (!CastLocal({origin, unit}, hit)) continue;
+    if (is_middle && met_first) {
+      hit = first;
+    } else if (!CastLocal({origin, unit}, hit)) {
+      continue;
+    }
     if (_scene.surface) {
-      ghosts += AddEchoes({origin, unit}, hit);
+      AddEcho({origin, unit}, hit);
+      if (is_middle) ghosts = AddGhost({origin, unit}, hit);
     } else {
       _echoes.push_back({hit.t, hit.CosIncidence(unit)});
     }
@@ -93,30 +113,32 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
   return echo;
 }
 
-int Instrument::AddEchoes(const Ray& ray, const Hit& hit) {
-  const Surface& surface = *_scene.surface;
+void Instrument::AddEcho(const Ray& ray, const Hit& hit) {
   const Spot spot{ray.At(hit.t), hit.normal, ray.direction};
-  const SpotReturn back = surface.At(spot);
+  const SpotReturn back = _scene.surface->At(spot);
   _echoes.push_back({hit.t - back.nearer, spot.CosIncidence(), back.strength});
+}
+
+int Instrument::AddGhost(const Ray& ray, const Hit& hit) {
+  const Surface& surface = *_scene.surface;
   if (surface.mirror() == 0.0) return 0;
   const Vec3 mirrored =
       (ray.direction - 2.0 * ray.direction.dot(hit.normal) * hit.normal).normalized();
-  const Ray onward{spot.point, mirrored, kOffSurface};
+  const Ray onward{ray.At(hit.t), mirrored, kOffSurface};
   Hit second;
-  if (!CastLocal(onward, second)) return 0;
-  // The power is mirrored on the way there and on the way back.
+  if (!CastAlone(onward, second)) return 0;
+  // The power of all rays is mirrored on the way there and on the way back.
   const Spot there{onward.At(second.t), second.normal, mirrored};
   const SpotReturn from_there = surface.At(there);
-  const double strength = surface.mirror() * surface.mirror() * from_there.strength;
+  const double strength = surface.mirror() * surface.mirror() * from_there.strength *
+                          static_cast<double>(_footprint.size());
   _echoes.push_back({hit.t + second.t - from_there.nearer, there.CosIncidence(), strength});
   return 1;
 }
 
-double Instrument::DiameterOutOfFocus(const Ray& middle, double range) const {
-  Hit hit;
-  const double met = CastLocal(middle, hit) ? hit.t : range;
-  const double in_focus = 0.5 * met * _scene.noise.footprint;
-  return 2.0 / met * SpotDiameter(*_scene.instrument.focus, in_focus, met);
+double Instrument::DiameterOutOfFocus(double range) const {
+  const double in_focus = 0.5 * range * _scene.noise.footprint;
+  return 2.0 / range * SpotDiameter(*_scene.instrument.focus, in_focus, range);
 }
 
 void Instrument::AppendLost(const Aim& aim, std::vector<RawDataPoint>& samples) const {

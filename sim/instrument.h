@@ -43,19 +43,23 @@ class Instrument {
   bool Cast(const Vec3& direction, Hit& hit) const;
 
  private:
+  /// What a ray of the beam meets, in the part's frame.
   bool CastLocal(const Ray& local, Hit& hit) const;
+  /// The same of a ray that is not of the beam.
+  bool CastAlone(const Ray& local, Hit& hit) const;
   /// The echo of a beam.
   /// \param direction unit, of its middle
   /// \param shift of the instrument, metres
   /// \param range of the point on the path, metres
   Echo Measure(const Vec3& direction, const Vec3& shift, double range);
-  /// The echo of a ray from a surface that is told, and the ghost: what the mirrored ray meets is
-  /// seen behind the surface, as far on as it lies off.
+  /// The echo of a ray from a surface that is told.
+  void AddEcho(const Ray& ray, const Hit& hit);
+  /// The ghost: what the mirrored middle ray meets is seen behind the surface, as far on as it lies
+  /// off. It stands for the whole beam.
   /// \returns how many ghosts there are
-  int AddEchoes(const Ray& ray, const Hit& hit);
-  /// Diameter of the footprint at 2 m that gives this beam the width it has where it meets
-  /// something.
-  double DiameterOutOfFocus(const Ray& middle, double range) const;
+  int AddGhost(const Ray& ray, const Hit& hit);
+  /// Diameter of the footprint at 2 m that gives a beam the width it has at a range.
+  double DiameterOutOfFocus(double range) const;
   void Append(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples);
   void AppendLost(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples) const;
 
@@ -67,6 +71,8 @@ class Instrument {
                                  ///< of the beam's 1/e^2 radius
   Disturbances _disturbances;
   Clock _clock;
+  double _widest = 0.0;               ///< of these offsets
+  std::vector<const Face*> _in_beam;  ///< what it may meet of the obstacles
   std::vector<RayEcho> _echoes;
 };
 

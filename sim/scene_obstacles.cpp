@@ -1,3 +1,4 @@
+#include "sim/obstacles/dust.h"
 #include "sim/obstacles/obstacles.h"
 #include "sim/scene_blocks.h"
 
@@ -8,14 +9,14 @@ namespace {
 constexpr double kFarthest = 1000.0;  // metres
 constexpr double kParallel = 1e-6;    // radians
 
-std::shared_ptr<const Face> ReadCylinder(SceneSection& s) {
+std::shared_ptr<const Obstacle> ReadCylinder(SceneSection& s) {
   const Vec3 from = s.Vector("from", kFarthest);
   const Vec3 to = s.Vector("to", kFarthest);
   if ((to - from).norm() < 1e-6) s.Refuse("to", "is where it begins");
   return MakeCylinder(from, to, s.Length("radius"));
 }
 
-std::shared_ptr<const Face> ReadBox(SceneSection& s) {
+std::shared_ptr<const Obstacle> ReadBox(SceneSection& s) {
   BoxSpec spec;
   spec.center = s.Vector("center", kFarthest);
   spec.length = s.Length("length");
@@ -29,7 +30,7 @@ std::shared_ptr<const Face> ReadBox(SceneSection& s) {
   return MakeBox(spec);
 }
 
-std::shared_ptr<const Face> ReadDust(SceneSection& s, DustSpec spec) {
+std::shared_ptr<const Obstacle> ReadDust(SceneSection& s, DustSpec spec) {
   spec.center = s.Vector("center", kFarthest);
   spec.reach = s.Length("reach", spec.reach);
   spec.count = static_cast<int>(s.Integer("count", 1, 100000, spec.count));

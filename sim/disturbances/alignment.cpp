@@ -4,9 +4,15 @@
 
 namespace libmfx::sim {
 
+namespace {
+
+portable::SineCosine SinCosOf(double angle) { return portable::SinCosOfTurns(angle * (0.5 / kPi)); }
+
+}  // namespace
+
 double AlignmentSpec::Encoder::At(double angle) const {
-  return first * portable::SinCos(angle + first_phase).sine +
-         second * portable::SinCos(2.0 * angle + second_phase).sine;
+  return first * SinCosOf(angle + first_phase).sine +
+         second * SinCosOf(2.0 * angle + second_phase).sine;
 }
 
 bool AlignmentSpec::IsOff() const {
@@ -24,14 +30,14 @@ void Alignment::Disturb(Shot& shot) {
 }
 
 Vec3 BeamDirection(const Shot& shot) {
-  const auto azimuth = portable::SinCos(shot.azimuth - shot.azimuth_error);
-  const auto elevation = portable::SinCos(shot.elevation - shot.elevation_error);
+  const auto azimuth = SinCosOf(shot.azimuth - shot.azimuth_error);
+  const auto elevation = SinCosOf(shot.elevation - shot.elevation_error);
   const Vec3 ahead(-azimuth.sine, 0.0, azimuth.cosine);
   const Vec3 level(azimuth.cosine, 0.0, azimuth.sine);
-  const auto tilt = portable::SinCos(shot.axis_tilt);
+  const auto tilt = SinCosOf(shot.axis_tilt);
   const Vec3 axis = tilt.cosine * level - tilt.sine * Vec3::UnitY();
   const Vec3 up = tilt.cosine * Vec3::UnitY() + tilt.sine * level;
-  const auto off = portable::SinCos(shot.collimation);
+  const auto off = SinCosOf(shot.collimation);
   const Vec3 straight = elevation.cosine * ahead + elevation.sine * up;
   return (off.cosine * straight + off.sine * axis).normalized();
 }

@@ -1,7 +1,5 @@
 #include "sim/disturbances/vibration.h"
 
-#include <cmath>
-
 #include "sim/portable_math.h"
 #include "sim/rng.h"
 
@@ -9,26 +7,25 @@ namespace libmfx::sim {
 
 namespace {
 
-double SineOfTurns(double turns) {
-  return portable::SinCos(2.0 * kPi * (turns - std::floor(turns))).sine;
-}
+double SineOfTurns(double turns) { return portable::SinCosOfTurns(turns).sine; }
 
 }  // namespace
 
 Vibration::Vibration(const VibrationSpec& spec, std::uint64_t seed) : _spec(spec) {
   Rng rng(seed);
   for (double& phase : _phase) phase = rng.Uniform();
+  for (int i = 0; i < 3; ++i) _beginning[i] = SineOfTurns(_phase[i]);
 }
 
 void Vibration::Disturb(Shot& shot) {
   const double turns = _spec.frequency * shot.time;
-  const auto swing = [&](double phase) {
-    return _spec.amplitude * (SineOfTurns(turns + phase) - SineOfTurns(phase));
+  const auto swing = [&](int axis) {
+    return _spec.amplitude * (SineOfTurns(turns + _phase[axis]) - _beginning[axis]);
   };
   if (_spec.direction) {
-    shot.shift += swing(_phase.x()) * *_spec.direction;
+    shot.shift += swing(0) * *_spec.direction;
   } else {
-    shot.shift += Vec3(swing(_phase.x()), swing(_phase.y()), swing(_phase.z()));
+    shot.shift += Vec3(swing(0), swing(1), swing(2));
   }
 }
 

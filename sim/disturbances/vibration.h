@@ -27,7 +27,8 @@ class Vibration : public Disturbance {
 
  private:
   VibrationSpec _spec;
-  Vec3 _phase;  ///< in turns, 0 to 1
+  Vec3 _phase;      ///< in turns, 0 to 1
+  Vec3 _beginning;  ///< sine of it
 };
 
 }  // namespace libmfx::sim

@@ -24,11 +24,11 @@ Vec3 InUnitBall(Rng& rng, bool flat) {
 
 }  // namespace
 
-Dust::Dust(const DustSpec& spec) : _grain(spec.grain) {
+Dust::Dust(const DustSpec& spec) {
   Rng rng(spec.seed);
   _grains.reserve(static_cast<std::size_t>(spec.count));
   for (int i = 0; i < spec.count; ++i) {
-    _grains.emplace_back(spec.center + spec.reach * InUnitBall(rng, spec.flat));
+    _grains.emplace_back(spec.center + spec.reach * InUnitBall(rng, spec.flat), spec.grain);
   }
   Split(0, _grains.size());
 }
@@ -36,57 +36,67 @@ Dust::Dust(const DustSpec& spec) : _grain(spec.grain) {
 void Dust::Split(std::size_t first, std::size_t count) {
   const auto begin = _grains.begin() + static_cast<std::ptrdiff_t>(first);
   const auto end = begin + static_cast<std::ptrdiff_t>(count);
-  Vec3 low = *begin;
-  Vec3 high = *begin;
+  Vec3 low = begin->ball().center;
+  Vec3 high = low;
   for (auto grain = begin; grain != end; ++grain) {
-    low = low.cwiseMin(*grain);
-    high = high.cwiseMax(*grain);
+    low = low.cwiseMin(grain->ball().center);
+    high = high.cwiseMax(grain->ball().center);
   }
   const std::size_t own = _nodes.size();
-  _nodes.push_back({0.5 * (low + high), 0.5 * (high - low).norm() + _grain, first, count, 0});
+  const Ball ball{0.5 * (low + high), 0.5 * (high - low).norm() + begin->ball().radius};
+  _nodes.push_back({ball, first, count, 0});
   if (count > kLeaf) {
     Eigen::Index axis = 0;
     (high - low).maxCoeff(&axis);
     const std::size_t half = count / 2;
     std::nth_element(begin, begin + static_cast<std::ptrdiff_t>(half), end,
-                     [axis](const Vec3& a, const Vec3& b) { return a[axis] < b[axis]; });
+                     [axis](const Grain& a, const Grain& b) {
+                       return a.ball().center[axis] < b.ball().center[axis];
+                     });
     Split(first, half);
     Split(first + half, count - half);
   }
   _nodes[own].next = _nodes.size();
 }
 
-bool Dust::MeetsGrain(const Vec3& center, const Ray& ray, Hit& hit) const {
-  const Vec3 from_center = ray.origin - center;
+template <typename Visit>
+void Dust::VisitNear(const Ray& middle, double spread, const Visit& visit) const {
+  std::size_t at = 0;
+  while (at < _nodes.size()) {
+    const Node& node = _nodes[at];
+    if (!node.ball.NearTo(middle, spread)) {
+      at = node.next;
+      continue;
+    }
+    if (node.count <= kLeaf) {
+      for (std::size_t i = node.first; i < node.first + node.count; ++i) visit(_grains[i]);
+    }
+    ++at;
+  }
+}
+
+bool Dust::Grain::Intersect(const Ray& ray, Hit& hit) const {
+  const Vec3 from_center = ray.origin - _ball.center;
   const double b = from_center.dot(ray.direction);
   const double off_squared = (from_center - b * ray.direction).squaredNorm();
-  if (off_squared > _grain * _grain) return false;
-  const double t = -b - std::sqrt(_grain * _grain - off_squared);
+  if (off_squared > _ball.radius * _ball.radius) return false;
+  const double t = -b - std::sqrt(_ball.radius * _ball.radius - off_squared);
   if (!Improves(ray, hit, t)) return false;
   hit.t = t;
-  hit.normal = (ray.At(t) - center) / _grain;
+  hit.normal = (ray.At(t) - _ball.center) / _ball.radius;
   return true;
 }
 
 bool Dust::Intersect(const Ray& ray, Hit& hit) const {
   bool met = false;
-  std::size_t at = 0;
-  while (at < _nodes.size()) {
-    const Node& node = _nodes[at];
-    const Vec3 from_center = ray.origin - node.center;
-    const Vec3 off = from_center - from_center.dot(ray.direction) * ray.direction;
-    if (off.squaredNorm() > node.radius * node.radius) {
-      at = node.next;
-      continue;
-    }
-    if (node.count <= kLeaf) {
-      for (std::size_t i = node.first; i < node.first + node.count; ++i) {
-        met = MeetsGrain(_grains[i], ray, hit) || met;
-      }
-    }
-    ++at;
-  }
+  VisitNear(ray, 0.0, [&](const Grain& grain) { met = grain.Intersect(ray, hit) || met; });
   return met;
+}
+
+void Dust::Gather(const Ray& middle, double spread, std::vector<const Face*>& faces) const {
+  VisitNear(middle, spread, [&](const Grain& grain) {
+    if (grain.ball().NearTo(middle, spread)) faces.push_back(&grain);
+  });
 }
 
 }  // namespace libmfx::sim

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "sim/faces/face.h"
+#include "sim/obstacles/obstacle.h"
 
 namespace libmfx::sim {
 
@@ -22,26 +22,36 @@ inline DustSpec Spatter() { return {.reach = 0.02, .count = 20, .grain = 0.0003,
 
 /// Balls whose centres are spread evenly over a larger ball, or over the disc through its middle. A
 /// tree of balls around balls finds the one that a ray meets.
-class Dust : public Face {
+class Dust : public Obstacle {
  public:
   explicit Dust(const DustSpec& spec);
   bool Intersect(const Ray& ray, Hit& hit) const override;
+  void Gather(const Ray& middle, double spread, std::vector<const Face*>& faces) const override;
 
  private:
+  class Grain : public Face {
+   public:
+    Grain(const Vec3& center, double radius) : _ball{center, radius} {}
+    bool Intersect(const Ray& ray, Hit& hit) const override;
+    const Ball& ball() const { return _ball; }
+
+   private:
+    Ball _ball;
+  };
   /// A run of grains, and the ball around them.
   struct Node {
-    Vec3 center;
-    double radius;
+    Ball ball;
     std::size_t first;
     std::size_t count;
     std::size_t next;  ///< the node to go on with when a ray misses this ball
   };
 
   void Split(std::size_t first, std::size_t count);
-  bool MeetsGrain(const Vec3& center, const Ray& ray, Hit& hit) const;
+  /// Calls `visit` with the grains that a beam may meet.
+  template <typename Visit>
+  void VisitNear(const Ray& middle, double spread, const Visit& visit) const;
 
-  double _grain;
-  std::vector<Vec3> _grains;
+  std::vector<Grain> _grains;
   std::vector<Node> _nodes;  ///< each before the halves that it is split into
 };
 

@@ -3,19 +3,18 @@
 #include <memory>
 #include <vector>
 
-#include "sim/faces/face.h"
-#include "sim/obstacles/dust.h"
+#include "sim/obstacles/obstacle.h"
 
 /// \file
 /// What stands in the way of the beam: cables, clamps, dust. All are told in the part's frame.
 
 namespace libmfx::sim {
 
-using Obstacles = std::vector<std::shared_ptr<const Face>>;
+using Obstacles = std::vector<std::shared_ptr<const Obstacle>>;
 
 /// A round bar with flat ends, as a cable is.
 /// \param from,to the middles of its ends, apart from each other
-std::shared_ptr<const Face> MakeCylinder(const Vec3& from, const Vec3& to, double radius);
+std::shared_ptr<const Obstacle> MakeCylinder(const Vec3& from, const Vec3& to, double radius);
 
 /// A block, as a clamp is; a thin one lies on a surface like a label.
 struct BoxSpec {
@@ -26,6 +25,6 @@ struct BoxSpec {
   double width = 0.01;
   double height = 0.01;
 };
-std::shared_ptr<const Face> MakeBox(const BoxSpec& spec);
+std::shared_ptr<const Obstacle> MakeBox(const BoxSpec& spec);
 
 }  // namespace libmfx::sim

@@ -5,6 +5,7 @@
 
 #include "sim/faces/face.h"
 #include "sim/faces/outline.h"
+#include "sim/faces/ridge_face.h"
 
 namespace libmfx::sim::parts {
 
@@ -20,6 +21,11 @@ struct BurrSpec {
 };
 
 /// Adds the burr around `rim`, the outline of the opening in the front z = 0.
-void AddBurr(const BurrSpec& burr, const Outline& rim, std::vector<std::unique_ptr<Face>>& faces);
+inline void AddBurr(const BurrSpec& burr, const Outline& rim,
+                    std::vector<std::unique_ptr<Face>>& faces) {
+  if (burr.IsOff()) return;
+  faces.push_back(
+      std::make_unique<RidgeFace>(rim, burr.height, burr.width, burr.patches, burr.share));
+}
 
 }  // namespace libmfx::sim::parts

@@ -14,6 +14,7 @@ void Flatness::Add(const Vec3& place, const Vec3& normal, Lift& lift) const {
   const double y = place.y();
   lift.height += normal.z() * (_dish * (x * x + y * y) + _twist * x * y);
   lift.slope += normal.z() * Vec3(2.0 * _dish * x + _twist * y, 2.0 * _dish * y + _twist * x, 0.0);
+  lift.curvature += 2.0 * std::fabs(_dish) + std::fabs(_twist);
 }
 
 double Flatness::Largest() const {

@@ -25,7 +25,9 @@ class Marks : public Relief {
 
  private:
   MarksSpec _spec;
-  Lattice _places;  ///< of the grooves within their strips
+  double _per_metre;  ///< strips
+  double _per_half;   ///< halves of a groove per metre
+  Lattice _places;    ///< of the grooves within their strips
   Lattice _depths;
 };
 

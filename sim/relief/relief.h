@@ -8,6 +8,7 @@ namespace libmfx::sim {
 struct Lift {
   double height = 0.0;        ///< metres along the outward normal
   Vec3 slope = Vec3::Zero();  ///< gradient of the height in the part's frame, m per m
+  double curvature = 0.0;     ///< 1/m: near by the slope changes by no more per metre
 };
 
 /// A small departure of surfaces from their nominal shape: each kind has a file of its own.

@@ -10,8 +10,8 @@ namespace libmfx::sim {
 namespace {
 
 constexpr double kLeastCos = 0.05;  // of the incidence
-constexpr double kEnough = 1e-12;   // metres
-constexpr int kRounds = 8;          // slopes of 0.2 at 45 degrees gain a digit in two of them
+constexpr double kEnough = 2e-10;   // metres
+constexpr int kMostRounds = 8;
 
 }  // namespace
 
@@ -26,18 +26,24 @@ Hit ReliefPart::Lifted(const Ray& ray, const Hit& nominal) const {
   const Vec3 normal = facing > 0.0 ? Vec3(-nominal.normal) : nominal.normal;
   const double cosine = std::max(std::fabs(facing), kLeastCos);
   const Vec3 place = ray.At(nominal.t);
+  const Vec3 along = ray.direction - ray.direction.dot(normal) * normal;
+  const double across_squared = along.squaredNorm();
+  const double farthest = _largest / cosine;
   Hit hit = nominal;
   Lift lift;
-  for (int round = 0; round < kRounds; ++round) {
-    const Vec3 off = ray.At(hit.t) - place;
+  // Newton's method. On the way `gone` the ray goes down by gone * cosine, and the surface up.
+  double gone = 0.0;
+  for (int round = 0; round < kMostRounds; ++round) {
     lift = Lift();
-    const Vec3 foot = place + off - off.dot(normal) * normal;
+    const Vec3 foot = place + gone * along;
     for (const auto& relief : _reliefs) relief->Add(foot, normal, lift);
-    const double t = nominal.t - lift.height / cosine;
-    const bool settled = std::fabs(t - hit.t) < kEnough;
-    hit.t = t;
-    if (settled) break;
+    const double rate = std::max(cosine + lift.slope.dot(along), 0.5 * cosine);
+    const double before = gone;
+    gone = std::clamp(gone - (gone * cosine + lift.height) / rate, -farthest, farthest);
+    const double step = gone - before;
+    if (0.5 * lift.curvature * across_squared * step * step < kEnough * rate) break;
   }
+  hit.t = nominal.t + gone;
   hit.normal = (normal - lift.slope + lift.slope.dot(normal) * normal).normalized();
   return hit;
 }

@@ -14,13 +14,17 @@ struct WavesSpec {
 
 class Waves : public Relief {
  public:
-  explicit Waves(const WavesSpec& spec) : _spec(spec) {}
+  explicit Waves(const WavesSpec& spec);
   void Add(const Vec3& place, const Vec3& normal, Lift& lift) const override;
-  double Largest() const override { return _spec.amplitude; }
-  double Steepest() const override { return 2.0 * kPi * _spec.amplitude / _spec.wavelength; }
+  double Largest() const override { return _amplitude; }
+  double Steepest() const override { return _slope.norm(); }
 
  private:
-  WavesSpec _spec;
+  double _amplitude;
+  Vec3 _per_metre;    ///< waves along each axis
+  double _phase;      ///< turns
+  Vec3 _slope;        ///< the steepest
+  double _curvature;  ///< the sharpest, 1/m
 };
 
 }  // namespace libmfx::sim

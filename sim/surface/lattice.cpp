@@ -21,6 +21,8 @@ std::uint64_t With(std::uint64_t hash, double whole) {
   return Scramble(hash + 0x9e3779b97f4a7c15ULL + number);
 }
 
+double Uniform(std::uint64_t hash) { return static_cast<double>(hash >> 11) * 0x1.0p-53; }
+
 /// All but normal: the sum of four uniform numbers of 16 bits, mean 0, standard deviation 1.
 double Deviate(std::uint64_t hash) {
   const std::uint64_t sum =
@@ -40,8 +42,10 @@ double Lattice::UniformAt(const Vec3& point) const {
   const Vec3 p = _per_metre * point + _shift;
   const std::uint64_t hash =
       With(With(With(_seed, std::floor(p.x())), std::floor(p.y())), std::floor(p.z()));
-  return static_cast<double>(hash >> 11) * 0x1.0p-53;
+  return Uniform(hash);
 }
+
+double Lattice::UniformOf(double whole) const { return Uniform(With(_seed, whole)); }
 
 double Lattice::SmoothAt(const Vec3& point) const {
   const Vec3 p = _per_metre * point + _shift;

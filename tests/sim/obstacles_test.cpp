@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "sim/obstacles/dust.h"
 #include "sim/scenario.h"
 
 namespace libmfx::sim {
@@ -139,6 +140,12 @@ TEST(Obstacles, DustIsMetGrainByGrain) {
     Hit slow;
     ASSERT_EQ(dust.Intersect(ray, fast), MeetsSlowly(grains, kGrain, ray, slow));
     if (!std::isfinite(slow.t)) continue;
+    std::vector<const Face*> near;
+    dust.Gather({origin, (ray.direction + Vec3(1e-4, 0, 0)).normalized()}, 1e-4, near);
+    Hit gathered;
+    for (const Face* grain : near) grain->Intersect(ray, gathered);
+    EXPECT_EQ(gathered.t, fast.t);
+    EXPECT_LT(near.size(), 100U);
     EXPECT_NEAR(fast.t, slow.t, 1e-9);  // what is promised for all hits
     EXPECT_LT(fast.normal.dot(ray.direction), 0.0);
     ++met;
@@ -173,6 +180,34 @@ TEST(Obstacles, SpatterStandsOnTheSurface) {
   EXPECT_GT(highest, 0.00098);
   // 30 circles of 1 mm on one of 20 mm cover 7.5 %, less where they overlap or reach over its rim.
   EXPECT_NEAR(static_cast<double>(on_drops) / all, 0.07, 0.008);
+}
+
+// What is left out of a beam's way is never met by one of its rays.
+TEST(Obstacles, ABeamPassesByWhatNoneOfItsRaysMeets) {
+  Rng rng(5);
+  int met = 0;
+  int passed_by = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const auto point = [&](double size) {
+      return Vec3(rng.Uniform(-size, size), rng.Uniform(-size, size), rng.Uniform(-size, size));
+    };
+    const auto bar = MakeCylinder(point(0.05), point(0.05), 0.01);
+    const Vec3 origin = point(0.3);
+    const Ray middle{origin, (point(0.05) - origin).normalized()};
+    const double spread = 0.1;
+    const Vec3 across = middle.direction.cross(point(1.0)).normalized();
+    const Vec3 ray = (middle.direction + spread * across).normalized();
+    Hit hit;
+    const bool is_met = bar->Intersect({middle.origin, ray}, hit);
+    std::vector<const Face*> near;
+    bar->Gather(middle, spread, near);
+    const bool is_near = !near.empty();
+    ASSERT_TRUE(is_near || !is_met) << i;
+    met += is_met;
+    passed_by += !is_near;
+  }
+  EXPECT_GT(met, 300);
+  EXPECT_GT(passed_by, 1000);
 }
 
 TEST(Obstacles, WrongOnesAreRefused) {

@@ -62,12 +62,14 @@ TEST(Relief, WavesLieWhereTheirFormulaPutsThem) {
   double highest = 0.0;
   for (const auto& [p, normal] :
        MetBy(Scene::FromJson(SceneWith({{"waves", waves}})), OverThePlane())) {
-    ASSERT_NEAR(p.z(), height(p), 1e-10);
+    ASSERT_NEAR(p.z(), height(p), 1e-9);
     highest = std::max(highest, std::fabs(p.z()));
     const double e = 1e-7;
     const Vec3 slope((height(p + Vec3(e, 0, 0)) - height(p - Vec3(e, 0, 0))) / (2.0 * e),
                      (height(p + Vec3(0, e, 0)) - height(p - Vec3(0, e, 0))) / (2.0 * e), -1.0);
-    EXPECT_LT((normal.cross(slope.normalized())).norm(), 1e-7);
+    // A normal is told of a place that is off by what curves a height away by 2e-10 m: with
+    // curvatures of 88 and 4 per metre it is off by the root of 2 * 92 * 2e-10.
+    EXPECT_LT((normal.cross(slope.normalized())).norm(), 2e-4);
   }
   EXPECT_GT(highest, 2.8e-5);
 }
@@ -78,7 +80,7 @@ TEST(Relief, APlateIsDishedAndTwisted) {
        MetBy(Scene::FromJson(SceneWith({{"flatness", flatness}})), OverThePlane())) {
     const double expected =
         (4e-5 * (p.x() * p.x() + p.y() * p.y()) - 2e-5 * p.x() * p.y()) / 0.0025;
-    ASSERT_NEAR(p.z(), expected, 1e-10);
+    ASSERT_NEAR(p.z(), expected, 1e-9);
   }
 }
 
