@@ -65,19 +65,9 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
   const Vec3 helper = std::fabs(middle.x()) < 0.7 ? Vec3(Vec3::UnitX()) : Vec3(Vec3::UnitY());
   const Vec3 across = middle.cross(helper).normalized();
   const Vec3 up = middle.cross(across);
-  double diameter = _scene.noise.footprint;
-  double widening = 1.0;
-  Hit first;
-  bool met_first = false;
-  if (_scene.instrument.focus) {
-    met_first = CastAlone({origin, middle}, first);
-    diameter = DiameterOutOfFocus(met_first ? first.t : range);
-    widening = 0.25 * diameter;
-  }
-  _in_beam.clear();
-  for (const auto& obstacle : _scene.obstacles) {
-    obstacle->Gather({origin, middle}, widening * _widest, _in_beam);
-  }
+  // Of a focus that stays the width is known when the middle ray, the first, has met something.
+  double widening = _scene.instrument.focus ? WideningAt(range) : 1.0;
+  Gather({origin, middle}, widening);
   int ghosts = 0;
   _echoes.clear();
   for (const Vec2& offset : _footprint) {
@@ -86,11 +76,12 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
     const Vec3 unit = d / d.norm();
     const bool is_middle = &offset == &_footprint.front();
     Hit hit;
-    if (is_middle && met_first) {
-      hit = first;
-    } else if (!CastLocal({origin, unit}, hit)) {
-      continue;
+    const bool met = CastLocal({origin, unit}, hit);
+    if (is_middle && met && _scene.instrument.focus) {
+      const double expected = std::exchange(widening, WideningAt(hit.t));
+      if (widening > expected) Gather({origin, middle}, widening);
     }
+    if (!met) continue;
     if (_scene.surface) {
       AddEcho({origin, unit}, hit);
       if (is_middle) ghosts = AddGhost({origin, unit}, hit);
@@ -102,7 +93,7 @@ Echo Instrument::Measure(const Vec3& direction, const Vec3& shift, double range)
   Echo echo;
   if (_scene.instrument.focus) {
     Noise noise = _scene.noise;
-    noise.footprint = diameter;
+    noise.footprint = 4.0 * widening;
     echo = FormEcho(_echoes, cast, noise, _rng);
   } else {
     echo = FormEcho(_echoes, cast, _scene.noise, _rng);
@@ -136,9 +127,16 @@ int Instrument::AddGhost(const Ray& ray, const Hit& hit) {
   return 1;
 }
 
-double Instrument::DiameterOutOfFocus(double range) const {
+void Instrument::Gather(const Ray& middle, double widening) {
+  _in_beam.clear();
+  for (const auto& obstacle : _scene.obstacles) {
+    obstacle->Gather(middle, widening * _widest, _in_beam);
+  }
+}
+
+double Instrument::WideningAt(double range) const {
   const double in_focus = 0.5 * range * _scene.noise.footprint;
-  return 2.0 / range * SpotDiameter(*_scene.instrument.focus, in_focus, range);
+  return 0.5 / range * SpotDiameter(*_scene.instrument.focus, in_focus, range);
 }
 
 void Instrument::AppendLost(const Aim& aim, std::vector<RawDataPoint>& samples) const {

@@ -58,8 +58,10 @@ class Instrument {
   /// off. It stands for the whole beam.
   /// \returns how many ghosts there are
   int AddGhost(const Ray& ray, const Hit& hit);
-  /// Diameter of the footprint at 2 m that gives a beam the width it has at a range.
-  double DiameterOutOfFocus(double range) const;
+  /// Finds what a beam may meet of the obstacles.
+  void Gather(const Ray& middle, double widening);
+  /// Radians of the beam's 1/e^2 radius at a range, where the focus does not follow it.
+  double WideningAt(double range) const;
   void Append(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples);
   void AppendLost(const Aim& aim, std::vector<data_structures::RawDataPoint>& samples) const;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 
 /// \file
 /// Sine, cosine, arc tangent and logarithm from additions, products, divisions and square roots
@@ -43,12 +44,18 @@ inline SineCosine SinCos(double x) {
   }
 }
 
-/// Sine and cosine of so many whole turns, of any size that a double tells to a fraction of a turn.
-/// Exact to 5e-16, and three times as fast as `SinCos`: there is nothing to divide.
+/// The greatest whole number that is not above `x`, |x| below 9e18. The library's `floor` is a call
+/// on processors of which nothing newer may be expected.
+inline std::int64_t Floor(double x) {
+  const auto towards_zero = static_cast<std::int64_t>(x);
+  return towards_zero - (static_cast<double>(towards_zero) > x ? 1 : 0);
+}
+
+/// Sine and cosine of so many turns, below 1e14. Exact to 5e-16, and three times as fast as
+/// `SinCos`: there is nothing to divide.
 inline SineCosine SinCosOfTurns(double turns) {
-  const double rest = turns - std::floor(turns);  // [0, 1]
-  const double k = std::floor(4.0 * rest + 0.5);
-  const double r = (rest - 0.25 * k) * 6.28318530717958647693;
+  const std::int64_t k = Floor(4.0 * turns + 0.5);
+  const double r = (turns - 0.25 * static_cast<double>(k)) * 6.28318530717958647693;
   const double q = r * r;
   const double q2 = q * q;
   const double q4 = q2 * q2;
@@ -64,7 +71,7 @@ inline SineCosine SinCosOfTurns(double turns) {
   const double c2 = 1.0 / 479001600.0 - q * (1.0 / 87178291200.0);
   const double c3 = 1.0 / 20922789888000.0;
   const double c = 1.0 - 0.5 * q + q2 * ((c0 + q2 * c1) + q4 * (c2 + q2 * c3));
-  switch (static_cast<int>(k)) {
+  switch (k & 3) {
     case 1:
       return {c, -s};
     case 2:

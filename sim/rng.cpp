@@ -58,6 +58,13 @@ double Rng::Normal() {
   return u * factor;
 }
 
+double NearlyNormal(std::uint64_t bits) {
+  constexpr double kRootOf3 = 1.73205080756887729;
+  const std::uint64_t sum =
+      (bits & 0xffffU) + ((bits >> 16) & 0xffffU) + ((bits >> 32) & 0xffffU) + (bits >> 48);
+  return (static_cast<double>(sum) / 65535.0 - 2.0) * kRootOf3;
+}
+
 std::uint64_t DeriveSeed(std::uint64_t seed, std::string_view id) {
   std::uint64_t hash = 0xcbf29ce484222325ULL;  // FNV-1a over the id
   for (const char c : id) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3ULL;

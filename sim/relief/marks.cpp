@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "sim/portable_math.h"
 #include "sim/rng.h"
 
 namespace libmfx::sim {
@@ -21,8 +22,8 @@ Marks::Marks(const MarksSpec& spec)
 
 void Marks::Add(const Vec3& place, const Vec3& /*normal*/, Lift& lift) const {
   const double along = place.dot(_spec.across);
-  const double strip = std::floor(along * _per_metre);
-  const double center = strip * _spec.spacing + 0.5 * _spec.width +
+  const std::int64_t strip = portable::Floor(along * _per_metre);
+  const double center = static_cast<double>(strip) * _spec.spacing + 0.5 * _spec.width +
                         (_spec.spacing - _spec.width) * _places.UniformOf(strip);
   const double s = (along - center) * _per_half;
   // A little beside a groove it may still be one that the ray enters.

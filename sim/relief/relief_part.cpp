@@ -24,9 +24,10 @@ ReliefPart::ReliefPart(std::shared_ptr<const Part> part,
 Hit ReliefPart::Lifted(const Ray& ray, const Hit& nominal) const {
   const double facing = nominal.normal.dot(ray.direction);
   const Vec3 normal = facing > 0.0 ? Vec3(-nominal.normal) : nominal.normal;
-  const double cosine = std::max(std::fabs(facing), kLeastCos);
+  const double steepness = std::fabs(facing);
+  const double cosine = std::max(steepness, kLeastCos);
   const Vec3 place = ray.At(nominal.t);
-  const Vec3 along = ray.direction - ray.direction.dot(normal) * normal;
+  const Vec3 along = ray.direction + steepness * normal;
   const double across_squared = along.squaredNorm();
   const double farthest = _largest / cosine;
   Hit hit = nominal;
@@ -44,7 +45,8 @@ Hit ReliefPart::Lifted(const Ray& ray, const Hit& nominal) const {
     if (0.5 * lift.curvature * across_squared * step * step < kEnough * rate) break;
   }
   hit.t = nominal.t + gone;
-  hit.normal = (normal - lift.slope + lift.slope.dot(normal) * normal).normalized();
+  const Vec3 leaning = normal - lift.slope + lift.slope.dot(normal) * normal;
+  hit.normal = leaning * (1.0 / std::sqrt(leaning.squaredNorm()));
   return hit;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "sim/portable_math.h"
 #include "sim/rng.h"
 
 namespace libmfx::sim {
@@ -15,56 +16,50 @@ std::uint64_t Scramble(std::uint64_t z) {
   return z ^ (z >> 31);
 }
 
-/// One coordinate after the other goes into the hash.
-std::uint64_t With(std::uint64_t hash, double whole) {
-  const auto number = static_cast<std::uint64_t>(static_cast<std::int64_t>(whole));
-  return Scramble(hash + 0x9e3779b97f4a7c15ULL + number);
-}
+/// Odd numbers, so that no two places that are not far apart add up to the same.
+constexpr std::uint64_t kAlongX = 0x9e3779b97f4a7c15ULL;
+constexpr std::uint64_t kAlongY = 0xc2b2ae3d27d4eb4fULL;
+constexpr std::uint64_t kAlongZ = 0x165667b19e3779f9ULL;
+
+std::uint64_t Whole(double x) { return static_cast<std::uint64_t>(portable::Floor(x)); }
 
 double Uniform(std::uint64_t hash) { return static_cast<double>(hash >> 11) * 0x1.0p-53; }
 
-/// All but normal: the sum of four uniform numbers of 16 bits, mean 0, standard deviation 1.
-double Deviate(std::uint64_t hash) {
-  const std::uint64_t sum =
-      (hash & 0xffffU) + ((hash >> 16) & 0xffffU) + ((hash >> 32) & 0xffffU) + (hash >> 48);
-  constexpr double kRootOf3 = 1.73205080756887729;
-  return (static_cast<double>(sum) / 65535.0 - 2.0) * kRootOf3;
-}
-
 }  // namespace
 
-Lattice::Lattice(double size, std::uint64_t seed) : _per_metre(1.0 / size), _seed(seed) {
+Lattice::Lattice(double size, std::uint64_t seed) : _per_metre(1.0 / size), _seed(Scramble(seed)) {
   Rng rng(seed);
   for (double& shift : _shift) shift = rng.Uniform(0.1, 0.9);
 }
 
 double Lattice::UniformAt(const Vec3& point) const {
   const Vec3 p = _per_metre * point + _shift;
-  const std::uint64_t hash =
-      With(With(With(_seed, std::floor(p.x())), std::floor(p.y())), std::floor(p.z()));
-  return Uniform(hash);
+  return Uniform(
+      Scramble(_seed + Whole(p.x()) * kAlongX + Whole(p.y()) * kAlongY + Whole(p.z()) * kAlongZ));
 }
 
-double Lattice::UniformOf(double whole) const { return Uniform(With(_seed, whole)); }
+double Lattice::UniformOf(std::int64_t whole) const {
+  return Uniform(Scramble(_seed + static_cast<std::uint64_t>(whole) * kAlongX));
+}
 
 double Lattice::SmoothAt(const Vec3& point) const {
   const Vec3 p = _per_metre * point + _shift;
-  const Vec3 low(std::floor(p.x()), std::floor(p.y()), std::floor(p.z()));
-  const Vec3 f = p - low;
+  const std::uint64_t low =
+      _seed + Whole(p.x()) * kAlongX + Whole(p.y()) * kAlongY + Whole(p.z()) * kAlongZ;
+  const auto beyond = [](double x) { return x - static_cast<double>(portable::Floor(x)); };
+  const double x[2] = {1.0 - beyond(p.x()), beyond(p.x())};
+  const double y[2] = {1.0 - beyond(p.y()), beyond(p.y())};
+  const double z[2] = {1.0 - beyond(p.z()), beyond(p.z())};
   double sum = 0.0;
   double squares = 0.0;
-  for (int i = 0; i < 2; ++i) {
-    const std::uint64_t of_x = With(_seed, low.x() + i);
-    const double x = i == 0 ? 1.0 - f.x() : f.x();
-    for (int j = 0; j < 2; ++j) {
-      const std::uint64_t of_y = With(of_x, low.y() + j);
-      const double xy = x * (j == 0 ? 1.0 - f.y() : f.y());
-      for (int k = 0; k < 2; ++k) {
-        const double weight = xy * (k == 0 ? 1.0 - f.z() : f.z());
-        sum += weight * Deviate(With(of_y, low.z() + k));
-        squares += weight * weight;
-      }
-    }
+  for (unsigned i = 0; i < 8; ++i) {
+    const unsigned along_x = i & 1U;
+    const unsigned along_y = (i >> 1) & 1U;
+    const unsigned along_z = i >> 2;
+    const double weight = x[along_x] * y[along_y] * z[along_z];
+    const std::uint64_t place = low + along_x * kAlongX + along_y * kAlongY + along_z * kAlongZ;
+    sum += weight * NearlyNormal(Scramble(place));
+    squares += weight * weight;
   }
   return sum / std::sqrt(squares);
 }

@@ -18,8 +18,8 @@ class Lattice {
   /// surface of the part lies within cubes and not on their borders.
   double UniformAt(const Vec3& point) const;
 
-  /// Of the place `whole` (a whole number) of a row, uniform in [0, 1).
-  double UniformOf(double whole) const;
+  /// Of a place of a row, uniform in [0, 1).
+  double UniformOf(std::int64_t whole) const;
 
   /// A field without jumps, of the mean 0 and the standard deviation 1 everywhere: eight corners'
   /// deviates, weighed by nearness. It forgets within a cube or two.

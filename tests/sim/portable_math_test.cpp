@@ -72,7 +72,13 @@ TEST(PortableMath, SineAndCosineOfTurns) {
   }
   EXPECT_EQ(portable::SinCosOfTurns(0.0).sine, 0.0);
   EXPECT_EQ(portable::SinCosOfTurns(-3.75).sine, 1.0);
-  EXPECT_EQ(portable::SinCosOfTurns(1e6 + 0.5).cosine, -1.0);
+  EXPECT_EQ(portable::SinCosOfTurns(1e12 + 0.5).cosine, -1.0);
+}
+
+TEST(PortableMath, FloorIsTheLibrarys) {
+  for (const double x : {0.0, -0.0, 0.5, -0.5, 1.0, -1.0, 2.999, -2.001, 1e15 + 0.5, -1e15 - 0.5}) {
+    EXPECT_EQ(static_cast<double>(portable::Floor(x)), std::floor(x)) << x;
+  }
 }
 
 }  // namespace
