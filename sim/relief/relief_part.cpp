@@ -29,7 +29,6 @@ Hit ReliefPart::Lifted(const Ray& ray, const Hit& nominal) const {
   const Vec3 place = ray.At(nominal.t);
   const Vec3 along = ray.direction + steepness * normal;
   const double across_squared = along.squaredNorm();
-  const double farthest = _largest / cosine;
   Hit hit = nominal;
   Lift lift;
   // Newton's method. On the way `gone` the ray goes down by gone * cosine, and the surface up.
@@ -40,7 +39,9 @@ Hit ReliefPart::Lifted(const Ray& ray, const Hit& nominal) const {
     for (const auto& relief : _reliefs) relief->Add(foot, normal, lift);
     const double rate = std::max(cosine + lift.slope.dot(along), 0.5 * cosine);
     const double before = gone;
-    gone = std::clamp(gone - (gone * cosine + lift.height) / rate, -farthest, farthest);
+    gone -= (gone * cosine + lift.height) / rate;
+    // No lift moves a hit farther than this.
+    if (std::fabs(gone) * cosine > _largest) gone = std::copysign(_largest / cosine, gone);
     const double step = gone - before;
     if (0.5 * lift.curvature * across_squared * step * step < kEnough * rate) break;
   }

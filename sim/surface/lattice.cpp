@@ -21,7 +21,11 @@ constexpr std::uint64_t kAlongX = 0x9e3779b97f4a7c15ULL;
 constexpr std::uint64_t kAlongY = 0xc2b2ae3d27d4eb4fULL;
 constexpr std::uint64_t kAlongZ = 0x165667b19e3779f9ULL;
 
-std::uint64_t Whole(double x) { return static_cast<std::uint64_t>(portable::Floor(x)); }
+/// Whole cubes up to a place. So far out that they cannot be counted, all places are one: a beam
+/// that all but misses an endless plane meets it there, and nothing comes back.
+std::uint64_t Whole(double x) {
+  return std::fabs(x) < 1e18 ? static_cast<std::uint64_t>(portable::Floor(x)) : 0;
+}
 
 double Uniform(std::uint64_t hash) { return static_cast<double>(hash >> 11) * 0x1.0p-53; }
 
@@ -44,6 +48,7 @@ double Lattice::UniformOf(std::int64_t whole) const {
 
 double Lattice::SmoothAt(const Vec3& point) const {
   const Vec3 p = _per_metre * point + _shift;
+  if (!(p.cwiseAbs().maxCoeff() < 1e18)) return 0.0;
   const std::uint64_t low =
       _seed + Whole(p.x()) * kAlongX + Whole(p.y()) * kAlongY + Whole(p.z()) * kAlongZ;
   const auto beyond = [](double x) { return x - static_cast<double>(portable::Floor(x)); };

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -48,6 +49,11 @@ TEST(Lattice, IsTheSameEverywhereAndFollowsItsSeed) {
   EXPECT_EQ(lattice.SmoothAt(place), 0.95852666213590698);
   // Places outside of any part are places all the same.
   EXPECT_TRUE(std::isfinite(Lattice(1e-6, 1).SmoothAt({1000.0, -1000.0, 1e6})));
+  for (const double far : {1e14, 1e300, std::numeric_limits<double>::infinity()}) {
+    EXPECT_EQ(Lattice(1e-6, 1).SmoothAt({far, 0.0, 0.0}), 0.0);
+    EXPECT_EQ(Lattice(1e-6, 1).UniformAt({far, 0.0, 0.0}),
+              Lattice(1e-6, 1).UniformAt({1e13, 0.0, 0.0}));
+  }
 }
 
 // 40,000 cubes' worth of places: the standard deviation is known to 1 %.
