@@ -121,9 +121,9 @@ int Instrument::AddGhost(const Ray& ray, const Hit& hit) {
   // The power of all rays is mirrored on the way there and on the way back.
   const Spot there{onward.At(second.t), second.normal, mirrored};
   const SpotReturn from_there = surface.At(there);
-  const double strength = surface.mirror() * surface.mirror() * from_there.strength *
-                          static_cast<double>(_footprint.size());
-  _echoes.push_back({hit.t + second.t - from_there.nearer, there.CosIncidence(), strength});
+  const double strength = surface.mirror() * surface.mirror() * from_there.strength;
+  _echoes.push_back({hit.t + second.t - from_there.nearer, there.CosIncidence(), strength,
+                     static_cast<double>(_footprint.size())});
   return 1;
 }
 

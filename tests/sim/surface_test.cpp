@@ -204,10 +204,29 @@ TEST(Surface, AMirrorShowsGhostsInCorners) {
       ++surfaces;
     }
   }
-  // At 73 degrees on the wall and 17 on the floor the ghost's power is 0.36 * 0.91 against
+  // At 73 degrees on the wall and 17 on the floor the ghost's power is 0.36 * 0.4 * 0.91 against
   // 0.4 * 0.09 of the surface: it is read wherever it stands apart.
   EXPECT_GT(ghosts, 30);
   EXPECT_EQ(surfaces, 0);
+  // A beam of many rays reads the same ghost with the same quality: that of the floor, less what is
+  // lost on both mirrors and what the wall's own echo takes away.
+  const Vec3 deep = pose.Point({eye.x() < 0.0 ? 0.01 : -0.01, 0.001, -0.002});
+  const RawDataPoint one_ray = Scan(scene, deep, deep, 1.0).at(0);
+  json beam = scene;
+  beam["noise"] = {{"range", 0},         {"range_per_metre", 0}, {"angle", 0},
+                   {"speckle", 0},       {"mixed", 0},           {"stray", 0},
+                   {"quality_noise", 0}, {"quality_floor", 0},   {"rays", 101}};
+  const RawDataPoint many_rays = Scan(beam, deep, deep, 1.0).at(0);
+  EXPECT_NEAR(many_rays.range, one_ray.range, 1e-9);
+  EXPECT_NEAR(many_rays.quality, one_ray.quality, 0.2);
+  const double floor_cos = std::fabs((deep.normalized()).dot(pose.rotation.col(2)));
+  const double wall_cos = std::fabs((deep.normalized()).dot(pose.rotation.col(0)));
+  const double ghost = 0.36 * 0.4 * floor_cos * floor_cos;
+  const double share = ghost / (ghost + 0.4 * wall_cos * wall_cos);
+  const double expected = 90.0 + 107.0 * std::log10(floor_cos) -
+                          10.0 * std::log10(one_ray.range / 2.0) +
+                          20.0 * std::log10(0.36 * 0.4 * share);
+  EXPECT_NEAR(one_ray.quality, expected, 0.01);
   // A weaker mirror leaves the wall the stronger echo.
   scene["surface"]["mirror"] = 0.2;
   const Vec3 place = pose.Point({eye.x() < 0.0 ? 0.01 : -0.01, 0.001, -0.002});
