@@ -30,7 +30,7 @@ struct Cluster {
 
 double MattePower(const RayEcho& echo) {
   const double c = std::max(echo.cos_incidence, kMinCos);
-  return c * c * echo.rays;
+  return c * c;
 }
 
 double Power(const RayEcho& echo) { return MattePower(echo) * echo.strength; }

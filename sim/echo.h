@@ -14,7 +14,6 @@ struct RayEcho {
   double range = 0.0;          ///< metres
   double cos_incidence = 0.0;  ///< 0 to 1
   double strength = 1.0;       ///< factor of the power, compared with a matte surface
-  double rays = 1.0;           ///< of the beam that it stands for
 };
 
 /// What the instrument makes of all rays of the footprint together.

@@ -36,7 +36,7 @@ Instrument::Instrument(Scene scene, std::uint64_t seed)
     for (Vec2& offset : _footprint) offset *= 0.25 * _scene.noise.footprint;
   }
   for (const Vec2& offset : _footprint) _widest = std::max(_widest, offset.norm());
-  _echoes.reserve(_footprint.size() + 1);
+  _echoes.reserve(2 * _footprint.size());
 }
 
 bool Instrument::CastLocal(const Ray& local, Hit& hit) const {
@@ -118,13 +118,13 @@ int Instrument::AddGhost(const Ray& ray, const Hit& hit) {
   const Ray onward{ray.At(hit.t), mirrored, kOffSurface};
   Hit second;
   if (!CastAlone(onward, second)) return 0;
-  // The power of all rays is mirrored on the way there and on the way back.
+  // The power of each ray is mirrored on the way there and on the way back.
   const Spot there{onward.At(second.t), second.normal, mirrored};
   const SpotReturn from_there = surface.At(there);
   const double strength = surface.mirror() * surface.mirror() * from_there.strength;
-  _echoes.push_back({hit.t + second.t - from_there.nearer, there.CosIncidence(), strength,
-                     static_cast<double>(_footprint.size())});
-  return 1;
+  const double range = hit.t + second.t - from_there.nearer;
+  _echoes.insert(_echoes.end(), _footprint.size(), {range, there.CosIncidence(), strength});
+  return static_cast<int>(_footprint.size());
 }
 
 void Instrument::Gather(const Ray& middle, double widening) {

@@ -55,7 +55,7 @@ class Instrument {
   /// The echo of a ray from a surface that is told.
   void AddEcho(const Ray& ray, const Hit& hit);
   /// The ghost: what the mirrored middle ray meets is seen behind the surface, as far on as it lies
-  /// off. It stands for the whole beam.
+  /// off. Each ray of the beam has one, as the middle has it.
   /// \returns how many ghosts there are
   int AddGhost(const Ray& ray, const Hit& hit);
   /// Finds what a beam may meet of the obstacles.
