@@ -1,9 +1,10 @@
 #include "libmfx/geometry/polynomial_2d.h"
 
-#include <Eigen/SVD>
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+
+#include "geometry/decompositions.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -54,8 +55,7 @@ bool Polynomial2D::LeastSquares(const PointCloud& cloud) {
   for (Index i = 0; i < terms; ++i) {
     for (Index j = 0; j < terms; ++j) normal(i, j) = sums.powers[i + j];
   }
-  const Eigen::JacobiSVD<Eigen::MatrixXd> svd(normal, Eigen::ComputeThinU | Eigen::ComputeThinV);
-  _coefficients = svd.solve(sums.moments);
+  _coefficients = SolveWith(ThinSvd(normal), sums.moments);
   _coefficients[0] *= scale;
   // Divided power by power: the powers of a tiny scale vanish, and 0 / 0 is no coefficient.
   for (Index i = 2; i < terms; ++i) {

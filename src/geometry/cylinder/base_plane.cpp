@@ -1,10 +1,10 @@
-#include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
 
+#include "geometry/decompositions.h"
 #include "libmfx/geometry/cylinder_fitter.h"
 
 namespace libmfx::geometry {
@@ -54,7 +54,7 @@ BasePlane FreePlane(const PointList& points, const Eigen::Vector3d& side) {
     scatter += d * d.transpose();
   }
   scatter /= static_cast<double>(points.size());
-  const Eigen::JacobiSVD<Eigen::MatrixXd> svd(scatter, Eigen::ComputeThinU | Eigen::ComputeThinV);
+  const Svd svd = ThinSvd(scatter);
   if (!(svd.singularValues()[1] > kLeastWidth)) throw std::runtime_error("Plane fitting failed");
   plane.normal = svd.matrixU().col(2);
   if (plane.normal.dot(side) < 0.0) plane.normal = -plane.normal;

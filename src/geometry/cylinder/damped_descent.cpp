@@ -1,7 +1,8 @@
 #include "geometry/cylinder/damped_descent.h"
 
-#include <Eigen/SVD>
 #include <algorithm>
+
+#include "geometry/decompositions.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
@@ -13,8 +14,7 @@ constexpr double kLeastShrink = 1.0 / 3.0;
 }  // namespace
 
 Eigen::VectorXd Solve(const Eigen::MatrixXd& matrix, const Eigen::VectorXd& right) {
-  return Eigen::JacobiSVD<Eigen::MatrixXd>(matrix, Eigen::ComputeThinU | Eigen::ComputeThinV)
-      .solve(right);
+  return SolveWith(ThinSvd(matrix), right);
 }
 
 Damping::Damping(double largest_diagonal)

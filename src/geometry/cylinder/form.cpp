@@ -7,6 +7,8 @@
 #include <cmath>
 #include <vector>
 
+#include "geometry/decompositions.h"
+
 namespace libmfx::geometry::cylinder {
 namespace {
 
@@ -119,10 +121,15 @@ struct Seen {
   Eigen::Index points = 0;
 };
 
+using Modes = Eigen::SelfAdjointEigenSolver<Matrix>;
+
+// In one place, whatever makes up the matrix: a compiler takes seconds for a decomposition.
+Modes ModesOf(const Matrix& matrix) { return Modes(matrix); }
+
 // The noise beside the form. On an arc some waves look like others: those that nothing tells apart
 // take no freedom.
 void TellNoise(double squares, Seen& seen) {
-  const Eigen::SelfAdjointEigenSolver<Matrix> modes(seen.matrix);
+  const Modes modes = ModesOf(seen.matrix);
   const FormVector along = modes.eigenvectors().transpose() * seen.gradient;
   const auto count = static_cast<double>(seen.points);
   double left = squares, freedom = count - kWallColumns;
@@ -160,7 +167,7 @@ std::optional<Seen> TakeOutCylinder(const AllColumns& products, Eigen::Index poi
   if (!fix_radius) free.push_back(kWidth);
   seen.taken.setZero();
   const Matrix of_free = products(free, free), across_free = across(free, Eigen::all);
-  const Matrix taken = Eigen::LDLT<Matrix>(of_free).solve(across_free);
+  const Matrix taken = SolveAllWith(DecomposeSymmetric(of_free), across_free);
   for (std::size_t i = 0; i < free.size(); ++i)
     seen.taken.row(free[i]) = taken.row(static_cast<Eigen::Index>(i)).head(kFormColumns);
   return seen;
@@ -183,8 +190,7 @@ struct Candidate {
 void Weigh(const Matrix& matrix, const Vector& gradient, double noise,
            const Supposition& supposition, const std::vector<double>& sizes, double belief,
            std::vector<Candidate>& candidates) {
-  const Eigen::SelfAdjointEigenSolver<Matrix> modes(
-      matrix(supposition.columns, supposition.columns));
+  const Modes modes = ModesOf(matrix(supposition.columns, supposition.columns));
   const Vector slope = gradient(supposition.columns);
   const Eigen::ArrayXd squares =
       (modes.eigenvectors().transpose() * slope).array().square() / (noise * noise);
@@ -261,19 +267,20 @@ FormVector Variances(const Seen& seen) {
   FormVector variances;
   const Matrix ridge =
       1e-9 * static_cast<double>(seen.points) * Matrix::Identity(kHeightColumns, kHeightColumns);
-  const Eigen::LDLT<Matrix> solver(heights + ridge);
+  const Ldlt solver = DecomposeSymmetric(heights + ridge);
   static const std::vector<Supposition> of_lobes = OfLobes(), of_heights = OfHeights();
-  variances.head<kLobeColumns>() = ExpectedVariances(
-      lobes - across * solver.solve(across.transpose()),
-      lobe_gradient - across * solver.solve(height_gradient), seen.noise, seen.points, of_lobes);
+  variances.head<kLobeColumns>() =
+      ExpectedVariances(lobes - across * SolveAllWith(solver, across.transpose()),
+                        lobe_gradient - across * SolveWith(solver, height_gradient), seen.noise,
+                        seen.points, of_lobes);
   const Vector sizes = variances.head<kLobeColumns>().cwiseSqrt();
   const Matrix scaled = sizes.asDiagonal() * lobes * sizes.asDiagonal();
-  const Eigen::LDLT<Matrix> damped(scaled +
-                                   seen.noise * Matrix::Identity(kLobeColumns, kLobeColumns));
+  const Ldlt damped =
+      DecomposeSymmetric(scaled + seen.noise * Matrix::Identity(kLobeColumns, kLobeColumns));
   const Matrix beside = sizes.asDiagonal() * across;
   variances.tail<kHeightColumns>() = ExpectedVariances(
-      heights - beside.transpose() * damped.solve(beside),
-      height_gradient - beside.transpose() * damped.solve(sizes.asDiagonal() * lobe_gradient),
+      heights - beside.transpose() * SolveAllWith(damped, beside),
+      height_gradient - beside.transpose() * SolveWith(damped, sizes.asDiagonal() * lobe_gradient),
       seen.noise, seen.points, of_heights);
   return variances;
 }
@@ -284,10 +291,10 @@ double Root(double value) { return std::sqrt(std::max(0.0, value)); }
 WallForm LikeliestForm(const Seen& seen, const FormVector& variances) {
   const FormVector sizes = variances.cwiseSqrt();
   const FormMatrix system = sizes.asDiagonal() * seen.matrix * sizes.asDiagonal();
-  const Eigen::LDLT<Matrix> solver(system + seen.noise * FormMatrix::Identity());
+  const Ldlt solver = DecomposeSymmetric(system + seen.noise * FormMatrix::Identity());
   const FormVector values =
-      sizes.asDiagonal() * FormVector(solver.solve(sizes.asDiagonal() * seen.gradient));
-  const FormMatrix damped = solver.solve(FormMatrix(sizes.asDiagonal()));
+      sizes.asDiagonal() * FormVector(SolveWith(solver, sizes.asDiagonal() * seen.gradient));
+  const FormMatrix damped = SolveAllWith(solver, FormMatrix(sizes.asDiagonal()));
   const FormMatrix covariance = seen.noise * (sizes.asDiagonal() * damped);
   // Length of a pair of columns, and the uncertainty along it.
   const auto pair = [&](int column, double& length, double& uncertainty) {

@@ -1,9 +1,10 @@
 #include "geometry/cylinder/least_squares.h"
 
-#include <Eigen/SVD>
 #include <algorithm>
 #include <cmath>
 #include <limits>
+
+#include "geometry/decompositions.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
@@ -138,7 +139,7 @@ Uncertainty Judge(const Matrix& matrix, double cost, Eigen::Index points, const 
   const auto count = static_cast<Eigen::Index>(columns.size());
   const bool free_axis = place(kDirectionX) < count, free_radius = place(kRadius) < count;
   const Matrix system = Reduce(matrix, columns, model, free_axis);
-  const Eigen::JacobiSVD<Matrix> svd(system, Eigen::ComputeThinU | Eigen::ComputeThinV);
+  const Svd svd = ThinSvd(system);
   const Vector& values = svd.singularValues();
   Uncertainty result;
   if (!(values[count - 1] > kRankRatio * values[0])) return result;
@@ -146,7 +147,7 @@ Uncertainty Judge(const Matrix& matrix, double cost, Eigen::Index points, const 
   const Eigen::Index unknowns = count - (free_axis ? 1 : 0);
   const double variance =
       2.0 * cost / static_cast<double>(std::max<Eigen::Index>(1, points - unknowns));
-  const Matrix covariance = variance * svd.solve(Matrix::Identity(count, count));
+  const Matrix covariance = variance * SolveAllWith(svd, Matrix::Identity(count, count));
   const auto root = [](double value) { return std::sqrt(std::max(0.0, value)); };
   result.center = root(covariance(0, 0) + covariance(1, 1));
   if (free_axis) {

@@ -1,7 +1,8 @@
 #include "geometry/cylinder/linear_start.h"
 
 #include <Eigen/Geometry>
-#include <Eigen/SVD>
+
+#include "geometry/decompositions.h"
 
 namespace libmfx::geometry::cylinder {
 namespace {
@@ -34,10 +35,11 @@ std::optional<Model> LinearStart(const Points& points, const Model& nominal, boo
   if (!(scale.minCoeff() > 0.0)) return std::nullopt;
   const Eigen::VectorXd inverse = scale.cwiseInverse();
   const Eigen::MatrixXd scaled = inverse.asDiagonal() * normal * inverse.asDiagonal();
-  const Eigen::JacobiSVD<Eigen::MatrixXd> svd(scaled, Eigen::ComputeThinU | Eigen::ComputeThinV);
+  const Svd svd = ThinSvd(scaled);
   if (!(svd.singularValues()[n - 1] > kScaledRankRatio * svd.singularValues()[0]))
     return std::nullopt;
-  const Eigen::VectorXd solution = inverse.cwiseProduct(svd.solve(inverse.cwiseProduct(right)));
+  const Eigen::VectorXd solution =
+      inverse.cwiseProduct(SolveWith(svd, inverse.cwiseProduct(right)));
 
   const Eigen::Vector2d center = 0.5 * solution.head<2>();
   const double squared = solution[2] + center.squaredNorm();

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <complex>
 
+#include "geometry/decompositions.h"
+
 namespace libmfx::geometry::cylinder {
 namespace {
 
@@ -29,7 +31,7 @@ int WallPattern::TakeOutForm() {
   Eigen::MatrixXd normal = terms.transpose() * terms;
   normal.diagonal().array() += kRidge * normal.diagonal().maxCoeff();
   const Eigen::VectorXd right = terms.transpose() * depth.matrix();
-  depth -= (terms * normal.ldlt().solve(right)).array();
+  depth -= (terms * SolveWith(DecomposeSymmetric(normal), right)).array();
   return kFormTerms;
 }
 
