@@ -3,6 +3,7 @@
 #include "host/check.h"
 
 #include <cmath>
+#include <fstream>
 #include <sstream>
 
 #include "examples.h"

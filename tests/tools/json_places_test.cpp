@@ -2,6 +2,7 @@
 
 #include "host/json_places.h"
 
+#include <fstream>
 #include <random>
 
 #include "examples.h"

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <regex>
 
 #include "examples.h"
 

@@ -3,6 +3,7 @@
 
 #include "host/schema.h"
 
+#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
