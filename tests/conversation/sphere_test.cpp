@@ -148,7 +148,8 @@ TEST(SphereConversation, ASceneWithoutTheBallHasNoSamples) {
 }
 
 TEST(SphereConversation, ABackgroundInPlaceOfTheBallIsAnError) {
-  // Noise lends a plane any radius: which of the two errors it is hangs on the draw.
+  // Noise lends a plane any radius: which of the errors it is hangs on the draws of the scene, and
+  // on those of the sampling, which differ from run to run.
   Case c;
   c.nominal_off = Vec3(0.1, 0.0, 0.0);
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
@@ -157,7 +158,8 @@ TEST(SphereConversation, ABackgroundInPlaceOfTheBallIsAnError) {
     EXPECT_EQ(result["Success"], false);
     const std::string text = result["ErrorMessage"];
     EXPECT_TRUE(text.find("The best spur is bad. (ERROR_SF_LSF = -5)") != std::string::npos ||
-                text.find("less than the fit threshold! (ERROR_QUALITY)") != std::string::npos)
+                text.find("less than the fit threshold! (ERROR_QUALITY)") != std::string::npos ||
+                text.find("The fit quality is lower than the threshold!") != std::string::npos)
         << text;
     EXPECT_GT(result["ScanData"]["Count"], 100) << "a failed result carries its samples";
   }
