@@ -126,9 +126,10 @@ struct Unrolled {
   Turns power, place;
 
   explicit Unrolled(const Returns& returns) {
-    for (int turn = 0; turn < kTurns; ++turn) {
+    for (Eigen::Index turn = 0; turn < kTurns; ++turn) {
+      const double turns = static_cast<double>(turn);
       const auto lags =
-          returns.lag * (turn + (Around::LinSpaced(0.0, kPhases - 1.0) + 0.5) / kPhases);
+          returns.lag * (turns + (Around::LinSpaced(0.0, kPhases - 1.0) + 0.5) / kPhases);
       power.segment<kPhases>(turn * kPhases) = returns.power;
       place.segment<kPhases>(turn * kPhases) = returns.run + lags * returns.power;
     }
@@ -169,7 +170,7 @@ SeenProfile::SeenProfile(const Profile& profile, double width, double resolution
   _first = rows.first;
   _rows_a_place = rows.a_place;
   _rows = rows.count;
-  _runs.reserve(static_cast<std::size_t>(kPhases * _rows));
+  _runs.reserve(static_cast<std::size_t>(kPhases) * static_cast<std::size_t>(_rows));
   for (int row = 0; row < _rows; ++row) {
     const double tangent = rows.TangentOf(row);
     const Returns returns(tangent, profile);
@@ -226,8 +227,9 @@ SeenProfile::Cell SeenProfile::CellAt(double phase, double tangent) const {
   const int left = std::min(static_cast<int>(place), kPhases - 1);
   const int right = left + 1 == kPhases ? 0 : left + 1;
   cell.share = place - left;
-  cell.lower_left = static_cast<std::size_t>(lower * kPhases + left);
-  cell.lower_right = static_cast<std::size_t>(lower * kPhases + right);
+  const std::size_t first = static_cast<std::size_t>(lower) * kPhases;
+  cell.lower_left = first + static_cast<std::size_t>(left);
+  cell.lower_right = first + static_cast<std::size_t>(right);
   cell.upper_left = cell.lower_left + kPhases;
   cell.upper_right = cell.lower_right + kPhases;
   return cell;
