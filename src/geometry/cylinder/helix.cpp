@@ -99,13 +99,17 @@ bool IsSignificant(double share, Eigen::Index samples, int terms, double trials)
          std::log(kChance);
 }
 
-// Whether rings around the wall, or a helix of the other hand, explain as much: over a part of the
-// arc rings look like a helix, and a wave along the wall and around it is two helices at once.
-bool IsWave(const WallPattern& pattern, const HelixTrial& trial, double share, double step) {
+// Whether rings around the wall, a helix of the other hand, or one that climbs faster than any
+// thread explains as much: over a part of the arc rings look like a helix, a wave along the wall
+// and around it is two helices at once, and a long one shows at the spacing of an even scan as
+// well.
+bool IsWave(const WallPattern& pattern, const HelixTrial& trial, double share, double lowest,
+            double step) {
   constexpr double kClearlyMore = 1.1;
-  for (const double hand : {0.0, -trial.hand}) {
-    if (share < kClearlyMore * pattern.Share(pattern.Refined({trial.frequency, hand}, step)))
-      return true;
+  const HelixTrial longest = pattern.Best(0.0, lowest - 1.0 / pattern.Length(), step);
+  for (const HelixTrial& other :
+       {HelixTrial{trial.frequency, 0.0}, HelixTrial{trial.frequency, -trial.hand}, longest}) {
+    if (share < kClearlyMore * pattern.Share(pattern.Refined(other, step))) return true;
   }
   return false;
 }
@@ -127,9 +131,10 @@ std::optional<Shown> Scan(const WallPattern& pattern, int terms, double least_sh
   shown.trial = pattern.Refined(pattern.Best(lowest, 1.0 / kFinest, step), step);
   shown.share = pattern.Share(shown.trial);
   shown.trials = 2.0 * 2.0 * (1.0 / kFinest - lowest) / step;
-  if (shown.share < least_share ||
+  if (shown.share < least_share || shown.trial.frequency < lowest ||
       !IsSignificant(shown.share, pattern.size(), terms, shown.trials) ||
-      !IsEverywhere(pattern, shown.trial) || IsWave(pattern, shown.trial, shown.share, step))
+      !IsEverywhere(pattern, shown.trial) ||
+      IsWave(pattern, shown.trial, shown.share, lowest, step))
     return std::nullopt;
   return shown;
 }
