@@ -312,6 +312,19 @@ bool IsSound(const Fitted& fitted, const Frame& frame, const Window& window) {
   return std::abs(model.direction.normalized().dot(frame.axis())) >= kLeastAlignment;
 }
 
+// The cylinder stands for the whole of the window, of which a part was seen.
+void SpreadOverWindow(const Frame& frame, const Window& window, bool fix_axis, bool fix_radius,
+                      Fitted& fitted) {
+  const Model& model = fitted.model;
+  const double along = model.direction.normalized().dot(frame.axis());
+  if (!fitted.form || !(std::abs(along) > 0.5)) return;
+  const Eigen::Vector3d origin(model.offset.x(), model.offset.y(), model.reference_height);
+  const double reference = origin.dot(frame.axis());
+  const double bottom = (window.bottom - reference) / along;
+  const double top = (window.top - reference) / along;
+  fitted.form->GoOn(std::min(bottom, top), std::max(bottom, top), fix_axis, fix_radius);
+}
+
 // Back to the instrument's frame, the point on the plane of the bottom offset.
 Cylinder ToCylinder(const Fitted& fitted, const Frame& frame, double bottom) {
   const Model& model = fitted.model;
@@ -355,8 +368,9 @@ Cylinder ThreadedCylinderFitter::Fit(const PointList& points, const Cylinder& no
 
   const Points& wall = sorted.wall;
   const Model start = frame.Nominal(wall.z.mean());
-  const Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
-                                thread_share, fix_axis, fix_radius);
+  Fitted fitted = FitWall(wall, start, frame.ToLocal(Eigen::Vector3d::Zero()), thread_depth,
+                          thread_share, fix_axis, fix_radius);
+  SpreadOverWindow(frame, window, fix_axis, fix_radius, fitted);
   FillStatistics(fitted, scale, filled);
   for (const Eigen::Index i : fitted.followed) {
     sorted.uses[sorted.of_wall[static_cast<std::size_t>(i)]] = Use::kFitted;

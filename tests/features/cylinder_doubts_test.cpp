@@ -3,10 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <numbers>
 #include <random>
+#include <string>
 
 #include "cylinder_points.h"
 #include "libmfx/features/stud.h"
@@ -26,10 +28,13 @@ constexpr char kOpen[] = "The radius may be off by ";
 struct LobedWall {
   double amplitude = 0.0;  ///< metres
   double arc = std::numbers::pi;
+  double bend = 0.0;   ///< of the axis half way between 2 and 18 mm, metres
+  double low = 0.002;  ///< what is seen of the wall begins here, and ends at 18 mm
 
   std::vector<RawDataPoint> Samples() const {
     CylinderPoints round;
     round.arc = arc;
+    round.low = low;
     round.noise = 5e-6;
     const Eigen::Vector3d e1 = round.axis.unitOrthogonal();
     const Eigen::Vector3d e2 = round.axis.cross(e1);
@@ -38,7 +43,9 @@ struct LobedWall {
       const Eigen::Vector3d q = p - round.point;
       const Eigen::Vector3d out = (q - q.dot(round.axis) * round.axis).normalized();
       const double turn = std::atan2(q.dot(e2), q.dot(e1));
-      const Eigen::Vector3d lobed = p + amplitude * std::sin(3.0 * turn) * out;
+      const double from_middle = (q.dot(round.axis) - 0.01) / 0.008;
+      const Eigen::Vector3d bent = p + bend * (1.0 - from_middle * from_middle) * e1;
+      const Eigen::Vector3d lobed = bent + amplitude * std::sin(3.0 * turn) * out;
       const AzElRange at{PointXYZW(lobed)};
       samples.push_back({at.azimuth, at.elevation, at.range, 80.0, 1});
     }
@@ -85,6 +92,28 @@ TEST(StudDoubts, ARadiusThatIsKnownIsNot) {
   const Stud held = Analysed(LobedWall{.amplitude = 80e-6}.Samples(), {{"FixRadius", true}});
   ASSERT_TRUE(held.GetIsSuccessful()) << held.GetError();
   EXPECT_THAT(held.GetWarnings(), IsEmpty());
+}
+
+TEST(StudDoubts, AnAxisThatTheUnseenPartOfABentWallLeavesOpenIsDoubted) {
+  constexpr char kOpenAxis[] = "The axis may be off by ";
+  LobedWall wall{.arc = 2.0 * std::numbers::pi, .bend = 150e-6, .low = 0.01};
+  const Stud stud = Analysed(wall.Samples());
+  ASSERT_TRUE(stud.GetIsSuccessful()) << stud.GetError();
+  const auto& warnings = stud.GetWarnings();
+  const auto found = std::find_if(warnings.begin(), warnings.end(), [&](const std::string& text) {
+    return text.starts_with(kOpenAxis);
+  });
+  ASSERT_NE(found, warnings.end());
+  const double open = std::stod(found->substr(sizeof kOpenAxis - 1));  // mm over 18 mm
+  const Eigen::Vector3d axis = stud.GetSetting<PointXYZW>(L"FittedCylinderAxis").xyz();
+  const double error = 18.0 * axis.cross(CylinderPoints().axis).norm();
+  EXPECT_GT(error, 0.15);
+  EXPECT_LT(error, open);
+  // Seen whole, the bend leaves the mean axis as it is; and one that is held is known.
+  wall.low = 0.002;
+  EXPECT_THAT(Analysed(wall.Samples()).GetWarnings(), IsEmpty());
+  wall = {.arc = 2.0 * std::numbers::pi, .low = 0.01};
+  EXPECT_THAT(Analysed(wall.Samples()).GetWarnings(), IsEmpty());
 }
 
 TEST(StudDoubts, TheRecordTellsTheForm) {

@@ -221,6 +221,65 @@ TEST(CylinderForm, IsNotToldOfFewPointsNorOfARing) {
   EXPECT_FALSE(EstimateForm(ring, Model(), true, false));
 }
 
+/// Line and mean of values over a wall by least squares, from many of its heights.
+struct Line {
+  double slope, at_zero, mean;
+
+  Line(double low, double high, double (*value)(double)) {
+    constexpr int kHeights = 20000;
+    double t = 0.0, v = 0.0, tt = 0.0, tv = 0.0;
+    for (int i = 0; i < kHeights; ++i) {
+      const double at = low + (high - low) * (i + 0.5) / kHeights;
+      t += at / kHeights;
+      v += value(at) / kHeights;
+      tt += at * at / kHeights;
+      tv += at * value(at) / kHeights;
+    }
+    slope = (tv - t * v) / (tt - t * t);
+    at_zero = v - slope * t;
+    mean = v;
+  }
+};
+
+double Bulge(double t) { return 1.0 / 3.0 - t * t; }
+double HalfTaper(double t) { return 0.5 * t; }
+
+FormEstimate SeenInTheMiddle() {
+  FormEstimate seen;
+  seen.radius = seen.center = seen.axis = 1e-5;
+  seen.middle = 0.2;
+  seen.half_height = 0.8;
+  seen.taper_square = 1e-6;
+  seen.barrel_square = 4e-6;
+  seen.bend_square = 9e-6;
+  return seen;
+}
+
+TEST(CylinderForm, GoesOnWhereTheWallWasNotSeen) {
+  // From 1 half height below what was seen to half of one above it.
+  FormEstimate whole = SeenInTheMiddle();
+  whole.GoOn(0.2 - 0.8 * 2.0, 0.2 + 0.8 * 1.5, false, false);
+  const Line bulge(-2.0, 1.5, Bulge), taper(-2.0, 1.5, HalfTaper);
+  EXPECT_NEAR(whole.axis, std::hypot(1e-5, 3e-3 * bulge.slope / 0.8), 1e-7);
+  EXPECT_NEAR(whole.center, std::hypot(1e-5, 3e-3 * bulge.at_zero), 1e-7);
+  EXPECT_NEAR(whole.radius, std::hypot(1e-5, 2e-3 * bulge.mean, 1e-3 * taper.mean), 1e-7);
+
+  FormEstimate same = SeenInTheMiddle();
+  same.GoOn(0.2 - 0.8, 0.2 + 0.8, false, false);
+  EXPECT_NEAR(same.axis + same.center + same.radius, 3e-5, 1e-12);
+  same.GoOn(0.3, 0.4, false, false);  // a window within what was seen
+  EXPECT_NEAR(same.axis + same.center + same.radius, 3e-5, 1e-12);
+  same.GoOn(-1.0, 1.0, true, true);
+  EXPECT_NEAR(same.axis + same.radius, 2e-5, 1e-12);
+
+  // A height that was told far too large is no wall.
+  FormEstimate far = SeenInTheMiddle(), farther = SeenInTheMiddle();
+  far.GoOn(-2.2, 2.6, false, false);
+  farther.GoOn(-1000.0, 1000.0, false, false);
+  EXPECT_EQ(far.radius, farther.radius);
+  EXPECT_EQ(far.axis, farther.axis);
+}
+
 TEST(CylinderForm, IsFiniteWhateverTheNoise) {
   std::mt19937_64 random(8);
   for (const double noise : {0.0, 1e-14, 1e-9, 0.3}) {

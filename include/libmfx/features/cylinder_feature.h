@@ -88,6 +88,8 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   void TellDroppedWall();
   /// The doubt about a radius that the samples leave open by more than 0.05 mm.
   void TellOpenRadius();
+  /// The doubt about an axis that the samples leave open by more than 0.15 mm over the window.
+  void TellOpenAxis();
 
   CylinderKind _kind;
 };

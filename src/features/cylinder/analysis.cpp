@@ -49,6 +49,7 @@ bool CylinderFeature::Analyze() {
   }
   TellDroppedWall();
   TellOpenRadius();
+  TellOpenAxis();
   return true;
 }
 
@@ -75,6 +76,18 @@ void CylinderFeature::TellOpenRadius() {
        " (twice its standard uncertainty): too little of the wall is in sight for its errors of "
        "form and for the noise. Look so that more of the wall comes into sight, around the axis "
        "first; take more samples; or hold a radius that is known by \"FixRadius\".");
+}
+
+void CylinderFeature::TellOpenAxis() {
+  constexpr double kMostOpen = 150e-6;  // metres, from one end of the window to the other
+  constexpr double kCoverage = 2.0;     // standard uncertainties
+  const double height = _height - _bottom_offset;
+  const double open = kCoverage * _fitted_cylinder._statistics.axis_uncertainty * height;
+  if (!(open > kMostOpen)) return;
+  Warn("The axis may be off by " + messages::MillimetreText(open) +
+       " over the height of the window (twice its standard uncertainty): too little of the wall is "
+       "in sight for its errors of form and for the noise. Look so that more of its height comes "
+       "into sight; take more samples; or hold an axis that is known by \"FixAxis\".");
 }
 
 std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(

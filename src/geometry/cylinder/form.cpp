@@ -323,6 +323,21 @@ WallForm LikeliestForm(const Seen& seen, const FormVector& variances) {
 
 }  // namespace
 
+// With the seen part from -1 to 1, and the whole from m - w to m + w: the least squares line
+// through a parabola 1/3 - t^2 over the whole leans by -2 m and passes t = 0 at 1/3 + m^2 - w^2/3;
+// the mean over the whole is 1/3 - m^2 - w^2/3 of the parabola, and m/2 of a taper t/2.
+void FormEstimate::GoOn(double low, double high, bool fix_axis, bool fix_radius) {
+  constexpr double kMost = 3.0;  // half heights
+  const double from = std::clamp((low - middle) / half_height, -kMost, -1.0);
+  const double to = std::clamp((high - middle) / half_height, 1.0, kMost);
+  const double m = 0.5 * (from + to), w = 0.5 * (to - from);
+  if (!fix_axis) axis = std::hypot(axis, 2.0 * m / half_height * std::sqrt(bend_square));
+  center = std::hypot(center, (1.0 + 3.0 * m * m - w * w) / 3.0 * std::sqrt(bend_square));
+  if (fix_radius) return;
+  radius = std::hypot(radius, (1.0 - 3.0 * m * m - w * w) / 3.0 * std::sqrt(barrel_square),
+                      0.5 * m * std::sqrt(taper_square));
+}
+
 std::optional<FormEstimate> EstimateForm(const Points& points, const Model& model, bool fix_axis,
                                          bool fix_radius, double shared) {
   constexpr double kPatches = 16.0;
@@ -344,6 +359,11 @@ std::optional<FormEstimate> EstimateForm(const Points& points, const Model& mode
   estimate.radius = Root(taken(kWidth));
   estimate.center = Root(taken(kShiftX) + taken(kShiftY));
   estimate.axis = Root(taken(kTurnX) + taken(kTurnY)) / wall.half_height;
+  estimate.middle = wall.middle;
+  estimate.half_height = wall.half_height;
+  estimate.taper_square = variances[kTaper];
+  estimate.barrel_square = variances[kBarrel];
+  estimate.bend_square = variances[kBendX] + variances[kBendX + 1];
   const double of_form = seen->matrix.diagonal().dot(variances) / static_cast<double>(seen->points);
   estimate.noise_share =
       std::clamp((seen->all - of_form) / seen->all, std::min(1.0, seen->noise / seen->all), 1.0);

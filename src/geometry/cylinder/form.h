@@ -18,6 +18,20 @@ struct FormEstimate {
   double axis = 0.0;
   /// Share of the residuals' variance that is noise and not form, above 0 and up to 1.
   double noise_share = 1.0;
+
+  /// The part of the wall that was seen: its middle over the reference height, along the axis, and
+  /// half of its height; nominal radii.
+  double middle = 0.0;
+  double half_height = 0.0;
+  /// Expected squares of taper and barrel, and of both components of the bend; nominal radii.
+  double taper_square = 0.0;
+  double barrel_square = 0.0;
+  double bend_square = 0.0;
+
+  /// Adds what the form leaves open where the cylinder stands for more of the wall than was seen,
+  /// up to as much again at either end: taper, barrel and bend go on there.
+  /// \param low, high ends of the whole wall over the reference height, along the axis, nominal radii
+  void GoOn(double low, double high, bool fix_axis, bool fix_radius);
 };
 
 /// Waves of 2 to 8 around the wall, taper, barrel and bend from the residuals of a least squares
