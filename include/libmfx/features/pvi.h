@@ -32,6 +32,9 @@ class LIBMFX_EXPORT PVI : public Feature {
   bool DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed);
   /// Measures the point and the normal on the plane of the kept samples and judges them.
   bool MeasureOnPlane();
+  /// Warns of what speaks against the plane.
+  /// \param usable the samples before the outliers were dropped, cartesian
+  void TellDoubts(const PointCloud& usable);
 
  protected:
   PointXYZW _nominal_point;

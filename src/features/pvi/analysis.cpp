@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "features/pvi/doubts.h"
 #include "features/shared/directions.h"
 #include "features/shared/sample_fates.h"
 #include "features/shared/trace.h"
@@ -79,6 +80,7 @@ bool PVI::DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed) {
 bool PVI::Analyze() {
   if (!TakeScan(EMBEDDING_AER, _quality_threshold, _scan_data)) return false;
   shared::SampleFates fates(_raw_data, _quality_threshold, _scan_data.cols(), Record().fates);
+  PointCloud usable = _scan_data;
   std::vector<Eigen::Index> removed;
   if (!DropOutliers(_scan_data, removed)) {
     return Fail("Outlier removal failed for lack of points!");
@@ -86,7 +88,22 @@ bool PVI::Analyze() {
   fates.SetAll(SampleFate::kFitted);
   fates.Set(removed, SampleFate::kDropped);
   _scan_data.Convert(EMBEDDING_XYZ);
-  return MeasureOnPlane();
+  if (!MeasureOnPlane()) return false;
+  usable.Convert(EMBEDDING_XYZ);
+  TellDoubts(usable);
+  return true;
+}
+
+void PVI::TellDoubts(const PointCloud& usable) {
+  const pvi::SeenBox box{usable.data().topRows(3), _scan_data.data().topRows(3), *Record().surface,
+                         _measured_point};
+  Warn(pvi::DoubtsOfCount(box.kept.cols(), _number_of_points));
+  Warn(pvi::DoubtsOfPlane(box));
+  Warn(pvi::DoubtsOfFlatness(box));
+  // A request that tells how far the normal may lean has been answered.
+  static const double kUsual = PVI()._nominal_to_measured_angle;
+  if (_nominal_to_measured_angle != kUsual) return;
+  Warn(pvi::DoubtsOfDirection(AngleBetween(_nominal_normal, _measured_normal)));
 }
 
 bool PVI::MeasureOnPlane() {
