@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <unordered_map>
+#include <vector>
 
 #include "libmfx/features/opening.h"
 #include "libmfx/geometry/plane.h"
@@ -36,6 +38,8 @@ class LIBMFX_EXPORT Polygon : public Opening {
   static shared::SearchNominal SearchTable();
   const shared::FeatureClass& Class() const override;
   shared::OutlineRules Rules() const;
+  /// The corners of the regular polygon that the result tells, from the end of side 0 on.
+  std::vector<PointXYZW> ReportedCorners(std::size_t count) const;
 
  protected:
   unsigned int Sides = 0;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <unordered_map>
+#include <vector>
 
 #include "libmfx/features/opening.h"
 #include "libmfx/geometry/circle.h"
@@ -48,7 +49,9 @@ class LIBMFX_EXPORT Slot : public Opening {
   bool MeasureTangent(const std::array<geometry::Circle, 2>& arcs);
   /// Fits each arc again: without the edge points that lie on a straight side, and with the others
   /// moved from the last sample of the surface to the border, where the next sample shows it.
-  bool RefitArcs(const shared::Outline& outline, std::array<geometry::Circle, 2>& arcs);
+  /// \param on_arcs receives the edge points of each arc that count
+  bool RefitArcs(const shared::Outline& outline, std::array<geometry::Circle, 2>& arcs,
+                 std::vector<PointCloud>& on_arcs);
   /// Takes centre and extents from the arcs and judges them.
   bool MeasureFrom(const std::array<geometry::Circle, 2>& arcs, const shared::Outline& outline);
 

@@ -1,4 +1,6 @@
 #include <cmath>
+#include <numbers>
+#include <vector>
 
 #include "features/shared/directions.h"
 #include "features/shared/outline.h"
@@ -56,7 +58,22 @@ bool Polygon::Analyze() {
   _quality = shared::QualityOfEdges(sides);
   if (AsksForRescan(MeasuredPoint, MeasuredNormal)) return false;
   TellDoubts(rules, outline, MeasuredPoint, true);
+  Warn(shared::DoubtsOfCorners(*corners, ReportedCorners(corners->size()), PointSpacing,
+                               ClearanceZone));
   return true;
+}
+
+std::vector<PointXYZW> Polygon::ReportedCorners(std::size_t count) const {
+  // Side 0 begins at the corner of the axis, and corner 0 is its end.
+  const VectorXYZW across = MeasuredNormal.cross(MeasuredAxis);
+  std::vector<PointXYZW> corners;
+  for (std::size_t i = 1; i <= count; ++i) {
+    const double turn =
+        2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(count);
+    corners.push_back(MeasuredPoint + MeasuredAxis * (_measured_radius * std::cos(turn)) +
+                      across * (_measured_radius * std::sin(turn)));
+  }
+  return corners;
 }
 
 }  // namespace libmfx::features

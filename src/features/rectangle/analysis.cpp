@@ -39,6 +39,13 @@ bool Rectangle::Analyze() {
   if (IsFilled(outline)) return Fail("Significant scan data within fit area! Check target area!");
   if (AsksForRescan(MeasuredPoint, MeasuredNormal)) return false;
   TellDoubts(rules, outline, MeasuredPoint, true);
+  const VectorXYZW along = MeasuredTangent * (0.5 * MeasuredLength);
+  const VectorXYZW across = MeasuredNormal.cross(MeasuredTangent) * (0.5 * MeasuredWidth);
+  // Side 0 lies on the tangent's side, and side 1 a quarter turn about the normal further.
+  const PointXYZW& c = MeasuredPoint;
+  Warn(shared::DoubtsOfCorners(
+      *corners, {c + along + across, c - along + across, c - along - across, c + along - across},
+      PointSpacing, ClearanceZone));
   return true;
 }
 

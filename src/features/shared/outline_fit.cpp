@@ -185,25 +185,85 @@ void AddDistances(const PointCloud& side, math::AccStats& distances) {
   for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
 }
 
+/// The same from an arc's circle.
+math::AccStats DistancesFrom(const geometry::Circle& arc, const PointCloud& edges) {
+  math::AccStats distances;
+  for (Eigen::Index i = 0; i < edges.cols(); ++i) {
+    distances.Add(std::abs(Distance(edges.point(i), arc.Center()) - arc.Radius()));
+  }
+  return distances;
+}
+
+/// How far from its side or arc an edge point may lie, metres.
+double MostOff(double point_spacing, double clearance) {
+  return std::max(5.0 * point_spacing, 0.1 * clearance);
+}
+
+/// The group of edge points with the largest distance beyond the limit, if there is one.
+struct Farthest {
+  std::optional<std::size_t> group;
+  double distance;  ///< metres
+
+  void Take(std::size_t of, const math::AccStats& distances) {
+    if (distances.count == 0 || distances.max <= distance) return;
+    distance = distances.max;
+    group = of;
+  }
+};
+
 }  // namespace
 
 std::vector<std::string> DoubtsOfSides(const std::vector<PointCloud>& edges, double point_spacing,
                                        double clearance) {
-  double farthest = std::max(5.0 * point_spacing, 0.1 * clearance);
-  std::optional<std::size_t> bent;
+  Farthest bent{{}, MostOff(point_spacing, clearance)};
   for (std::size_t i = 0; i < edges.size(); ++i) {
     math::AccStats distances;
     AddDistances(edges[i], distances);
-    if (distances.count == 0 || distances.max <= farthest) continue;
-    farthest = distances.max;
-    bent = i;
+    bent.Take(i, distances);
   }
-  if (!bent) return {};
-  return {"An edge point of side " + std::to_string(*bent + 1) + " of " +
-          std::to_string(edges.size()) + " lies " + MillimetreText(farthest) +
+  if (!bent.group) return {};
+  return {"An edge point of side " + std::to_string(*bent.group + 1) + " of " +
+          std::to_string(edges.size()) + " lies " + MillimetreText(bent.distance) +
           " off the line through that side: its scan line met another border, or the side is not "
           "straight. Look at the scan there; a smaller \"ClearanceZone\" keeps lines out of "
           "corners."};
+}
+
+std::vector<std::string> DoubtsOfCorners(const std::vector<PointXYZW>& found,
+                                         const std::vector<PointXYZW>& reported,
+                                         double point_spacing, double clearance) {
+  Farthest off{{}, MostOff(point_spacing, clearance)};
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    math::AccStats distances;
+    distances.Add(Distance(found[i], reported[i]));
+    off.Take(i, distances);
+  }
+  if (!off.group) return {};
+  return {"Corner " + std::to_string(*off.group + 1) + " of " + std::to_string(found.size()) +
+          " lies " + MillimetreText(off.distance) +
+          " off the outline that is reported: the border of a side is not read where it is, or the "
+          "opening has another shape. Look at the scan there."};
+}
+
+std::vector<std::string> DoubtsOfArcs(const std::array<geometry::Circle, 2>& arcs,
+                                      const std::vector<PointCloud>& edges, double point_spacing,
+                                      double clearance) {
+  std::vector<std::string> doubts;
+  Farthest bent{{}, MostOff(point_spacing, clearance)};
+  for (std::size_t i = 0; i < arcs.size(); ++i) bent.Take(i, DistancesFrom(arcs[i], edges[i]));
+  if (bent.group) {
+    doubts.push_back("An edge point of arc " + std::to_string(*bent.group + 1) + " of 2 lies " +
+                     MillimetreText(bent.distance) +
+                     " off the circle through that arc: something lies on the border or in front "
+                     "of it, samples are missing there, or the arc is not round. Look at the scan "
+                     "there.");
+  }
+  const double apart = std::abs(arcs[0].Radius() - arcs[1].Radius());
+  if (apart > MostOff(point_spacing, clearance)) {
+    doubts.push_back("The radii of the two arcs differ by " + MillimetreText(apart) +
+                     ": one of their borders is not read where it is. Look at the scan there.");
+  }
+  return doubts;
 }
 
 std::vector<std::string> DoubtsOfCenter(const PointXYZW& measured, const PointXYZW& nominal,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "features/shared/crossing_lines.h"
 #include "libmfx/data_structures/point_cloud.h"
+#include "libmfx/geometry/circle.h"
 #include "libmfx/geometry/plane.h"
 
 /// \file
@@ -66,6 +68,21 @@ data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>
 /// opening), and has bent its side.
 std::vector<std::string> DoubtsOfSides(const std::vector<data_structures::PointCloud>& edges,
                                        double point_spacing, double clearance);
+
+/// The doubt about corners that do not lie where the outline that is reported has them, to the same
+/// limit: a side that is bent as a whole stays close to its own line.
+/// \param found where neighbouring sides meet
+/// \param reported the same corners of the outline that the result tells
+std::vector<std::string> DoubtsOfCorners(const std::vector<data_structures::PointXYZW>& found,
+                                         const std::vector<data_structures::PointXYZW>& reported,
+                                         double point_spacing, double clearance);
+
+/// The doubts about the two arcs of a slot: edge points that do not lie as close to the circle
+/// fitted to them as those of a side to their line, and radii that differ by as much.
+/// \param edges those that each circle was fitted to
+std::vector<std::string> DoubtsOfArcs(const std::array<geometry::Circle, 2>& arcs,
+                                      const std::vector<data_structures::PointCloud>& edges,
+                                      double point_spacing, double clearance);
 
 /// The doubt about a centre that was found off its nominal where no re-scan was asked for. The
 /// lines lie around the nominal, and so does the mean of their edge points: what is found lies

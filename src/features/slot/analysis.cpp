@@ -55,11 +55,13 @@ bool Slot::Analyze() {
   if (!FindOutline(rules, _scan_cloud, outline)) return false;
   MeasuredNormal = outline.plane.Normal();
   std::array<Circle, 2> arcs;
-  if (!FitArcs(outline, arcs) || !MeasureTangent(arcs) || !RefitArcs(outline, arcs) ||
+  std::vector<PointCloud> on_arcs;
+  if (!FitArcs(outline, arcs) || !MeasureTangent(arcs) || !RefitArcs(outline, arcs, on_arcs) ||
       !MeasureFrom(arcs, outline)) {
     return false;
   }
   if (AsksForRescan(MeasuredPoint, MeasuredNormal)) return false;
+  Warn(shared::DoubtsOfArcs(arcs, on_arcs, PointSpacing, ClearanceZone));
   TellDoubts(rules, outline, MeasuredPoint, false);
   return true;
 }
@@ -87,7 +89,8 @@ bool Slot::MeasureTangent(const std::array<Circle, 2>& arcs) {
   return true;
 }
 
-bool Slot::RefitArcs(const shared::Outline& outline, std::array<Circle, 2>& arcs) {
+bool Slot::RefitArcs(const shared::Outline& outline, std::array<Circle, 2>& arcs,
+                     std::vector<PointCloud>& on_arcs) {
   const VectorXYZW across = MeasuredNormal.cross(MeasuredTangent);
   const geometry::Plane surface = shared::Facing(outline.plane, _scan_origin);
   const shared::GrazedBorder border(_scan_cloud, surface, _scan_origin, PointSpacing);
@@ -108,6 +111,7 @@ bool Slot::RefitArcs(const shared::Outline& outline, std::array<Circle, 2>& arcs
       return Fail("Bad scan lines resulted insufficient edge points being found!");
     }
     if (!FitCircle(on_arc, arcs[i])) return Fail("Unable to refit slot arcs!");
+    on_arcs.push_back(shared::PlacesOf(on_arc));
   }
   return true;
 }
