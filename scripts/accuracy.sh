@@ -3,10 +3,11 @@
 # instrument and writes its section of docs/accuracy.md. The draws are seeded, so the same figures
 # come again; the runs are spread over the cores.
 #
-# usage: scripts/accuracy.sh [--condition C] [--first-run N] [--keep FOLDER] [type ...]
+# usage: scripts/accuracy.sh [--condition C] [--first-run N] [--keep FOLDER] [hostile] [type ...]
 #
-# Without a type every one has its turn; RUNS=100 sets the runs of each condition. Part of a campaign,
-# and one that is kept, leaves docs/accuracy.md alone and prints its table:
+# Without a type every one has its turn; RUNS=100 sets the runs of each condition. "hostile" holds the
+# types against all that spoils a measurement on a shop floor, with 300 runs of each condition. Part of
+# a campaign, and one that is kept, leaves docs/accuracy.md alone and prints its table:
 #   --condition C    the condition of that number, or those whose label has C in it
 #   --first-run N    run N and those that follow; 0 unless told otherwise
 #   --keep FOLDER    puts jobs and answers behind those of earlier calls in FOLDER/<type>.jobs and
@@ -31,7 +32,14 @@ while [[ "${1:-}" == --* ]]; do
 done
 [ -z "$keep" ] || mkdir -p "$keep"
 
-runs=${RUNS:-100}
+usual_runs=100
+hostile=
+if [ "${1:-}" = hostile ]; then
+  usual_runs=300
+  hostile=hostile-
+  shift
+fi
+runs=${RUNS:-$usual_runs}
 cores=$(nproc)
 [ -n "${MFX_BUILD:-}" ] || {
   ./scripts/setup.sh build
@@ -74,9 +82,10 @@ measure() {
   cat "$work"/part.*.answers >"$work/answers"
 }
 
-[ $# -gt 0 ] || mapfile -t types < <("$campaigns" list)
+[ $# -gt 0 ] || mapfile -t types < <("$campaigns" list ${hostile:+hostile})
 [ $# -eq 0 ] || types=("$@")
-for type in "${types[@]}"; do
+for name in "${types[@]}"; do
+  type=$hostile$name
   echo "accuracy: $type, $runs runs for each condition"
   start=$SECONDS
   "$campaigns" jobs "$type" "$runs" "${choice[@]}" >"$work/jobs"
@@ -93,9 +102,10 @@ for type in "${types[@]}"; do
     cat "$work/jobs" >>"$jobs"
     cat "$work/answers" >>"$answers"
   fi
-  command="scripts/accuracy.sh $type"
-  [ ${#choice[@]} -eq 0 ] || command="scripts/accuracy.sh$(printf ' %q' "${choice[@]}") $type"
-  [ "$runs" = 100 ] || command="RUNS=$runs $command"
+  words="${hostile:+hostile }$name"
+  command="scripts/accuracy.sh $words"
+  [ ${#choice[@]} -eq 0 ] || command="scripts/accuracy.sh$(printf ' %q' "${choice[@]}") $words"
+  [ "$runs" = "$usual_runs" ] || command="RUNS=$runs $command"
   "$campaigns" section "$type" "$jobs" "$answers" "$command" >"$work/text"
   if [ -n "$keep" ] || [ ${#choice[@]} -gt 0 ]; then
     cat "$work/text"

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
 #include "libmfx/data_structures/records.h"
 #include "sim/portable_math.h"
 #include "sim/scenario.h"
+#include "tools/accuracy/disturbances.h"
 
 namespace libmfx::accuracy {
 namespace {
@@ -145,11 +147,22 @@ Registered::Registered(Campaign campaign) {
 const std::vector<Campaign>& Campaigns() { return Known(); }
 
 const Campaign& CampaignOf(const std::string& name) {
+  static std::map<std::string, Campaign> spoilt;
+  const auto made = spoilt.find(name);
+  if (made != spoilt.end()) return made->second;
   const auto& campaigns = Campaigns();
-  const auto found = std::find_if(campaigns.begin(), campaigns.end(),
-                                  [&](const Campaign& c) { return c.name == name; });
-  if (found == campaigns.end()) throw std::runtime_error("there is no campaign '" + name + "'");
-  return *found;
+  const auto named = [&](const std::string& wanted) {
+    return std::find_if(campaigns.begin(), campaigns.end(),
+                        [&](const Campaign& c) { return c.name == wanted; });
+  };
+  const auto found = named(name);
+  if (found != campaigns.end()) return *found;
+  static const std::string kHostile = "hostile-";
+  const auto base = name.starts_with(kHostile) ? named(name.substr(kHostile.size())) : found;
+  if (base == campaigns.end() || base->usual.empty()) {
+    throw std::runtime_error("there is no campaign '" + name + "'");
+  }
+  return spoilt.emplace(name, HostileOf(*base)).first->second;
 }
 
 }  // namespace libmfx::accuracy

@@ -27,6 +27,14 @@ namespace libmfx::accuracy {
 using Eigen::Vector3d;
 using nlohmann::json;
 
+struct Disturbance;
+
+/// Something that spoils a measurement, and how strongly.
+struct Spoiling {
+  const Disturbance* by;
+  int strength;  ///< 0: as met daily, 1: bad, 2: absurd
+};
+
 /// The ranges from which a run draws. Lengths metres, angles radians.
 struct Condition {
   std::string label;
@@ -40,6 +48,8 @@ struct Condition {
   std::string variant;       ///< whatever else the campaign tells apart
   double least_depth = 1.0;  ///< of a thread, as a share of its basic profile's
   double most_depth = 1.0;
+  std::vector<Spoiling> spoilt = {};  ///< by what the job that is drawn is spoilt
+  std::vector<Condition> plain = {};  ///< what a job that is spoilt is drawn from, in turn
 };
 
 /// Noise off; near and level; tilted; far; very far; a nominal that is off by up to 1 mm.
@@ -116,11 +126,15 @@ struct Campaign {
   /// The errors of a success, for each quantity in order as many as it has values; metres or
   /// radians.
   std::vector<double> (*errors)(const Result& result);
+  /// The labels of the conditions that stand for the type where what it measures is spoilt.
+  std::vector<std::string> usual = {};
   /// The same errors in standard uncertainties that the fit states, NaN for one that has none. The
   /// table of a campaign that tells them tells in how many runs the truth lies within two.
   std::vector<double> (*in_uncertainties)(const Result& result) = nullptr;
   /// The table tells the share of successes that are warned, and how many runs are wrong at all.
   bool tells_runs = false;
+  /// The table has one row a condition and tells runs; texts are listed once for all of them.
+  bool is_compact = false;
 };
 
 /// Makes a campaign known to the program.
@@ -131,7 +145,7 @@ struct Registered {
 /// All campaigns, by name.
 const std::vector<Campaign>& Campaigns();
 
-/// A campaign by its name.
+/// A campaign by its name; "hostile-" before the name is the one in which everything is spoilt.
 /// \throws std::runtime_error if there is none
 const Campaign& CampaignOf(const std::string& name);
 

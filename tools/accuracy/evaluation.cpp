@@ -177,6 +177,64 @@ void AppendRows(const Campaign& campaign, const Condition& condition, Tally& tal
   }
 }
 
+/// The head of a compact table.
+std::string CompactHeadOf(const Campaign& campaign) {
+  std::vector<std::string> names = {"condition", "measured", "warned", "wrong"};
+  std::string rule = "|---|--:|--:|--:|";
+  for (const Quantity& quantity : campaign.quantities) {
+    names.push_back(quantity.name + ", " + quantity.unit);
+    rule += "--:|";
+  }
+  return RowOf(names) + rule + "\n";
+}
+
+void AppendCompactRow(const Campaign& campaign, const Condition& condition, Tally& tally,
+                      std::string& text) {
+  std::vector<std::string> cells = {condition.label, Percent(tally.successes, tally.runs),
+                                    Percent(tally.warned, tally.successes),
+                                    std::to_string(tally.wrong_runs)};
+  for (std::size_t q = 0; q < campaign.quantities.size(); ++q) {
+    std::vector<double>& errors = tally.errors[q];
+    std::sort(errors.begin(), errors.end());
+    std::string cell = errors.empty() ? "–" : "";
+    for (const double share : {0.5, 0.95, 1.0}) {
+      if (errors.empty()) break;
+      cell += (cell.empty() ? "" : " / ") +
+              Cell(campaign.quantities[q].scale * Quantile(errors, share));
+    }
+    cells.push_back(cell);
+  }
+  text += RowOf(cells);
+}
+
+/// Lists each text once, with the runs that had it and the condition that has most of them; texts
+/// that differ in figures alone are one.
+void AppendCompactTexts(const std::string& heading, std::map<std::string, int> Tally::*texts,
+                        const std::vector<Tally>& tallies, const Campaign& campaign,
+                        std::string& text) {
+  struct Told {
+    int runs = 0;
+    int most = 0;
+    std::size_t where = 0;
+  };
+  std::map<std::string, Told> all;
+  for (std::size_t c = 0; c < tallies.size(); ++c) {
+    std::map<std::string, int> here;
+    for (const auto& [what, count] : tallies[c].*texts) here[KindOf(what)] += count;
+    for (const auto& [what, count] : here) {
+      Told& told = all[what];
+      told.runs += count;
+      if (count > told.most) told.most = count, told.where = c;
+    }
+  }
+  if (!all.empty()) text += "\n" + heading + ":\n\n";
+  for (const auto& [what, told] : all) {
+    text += "- " + std::to_string(told.runs) + " times `" + what + "`, " +
+            std::to_string(told.most) + " of them with: " + campaign.conditions[told.where].label +
+            "\n";
+  }
+}
+
 /// Lists texts below the table, with the number of runs that had each.
 /// \param texts one of the tallies' counts by text
 void AppendTexts(const std::string& heading, std::map<std::string, int> Tally::*texts,
@@ -229,12 +287,14 @@ std::string Section(const Campaign& campaign, std::istream& jobs, std::istream& 
   }
   if (std::getline(answers, answer_line)) throw std::runtime_error("a job is missing");
   std::string text = "## " + campaign.title + "\n\n" + campaign.what + "\n\n`" + command + "`\n\n";
-  text += HeadOf(campaign);
+  const auto append_row = campaign.is_compact ? AppendCompactRow : AppendRows;
+  const auto append_texts = campaign.is_compact ? AppendCompactTexts : AppendTexts;
+  text += campaign.is_compact ? CompactHeadOf(campaign) : HeadOf(campaign);
   for (std::size_t c = 0; c < tallies.size(); ++c) {
-    if (tallies[c].runs > 0) AppendRows(campaign, campaign.conditions[c], tallies[c], text);
+    if (tallies[c].runs > 0) append_row(campaign, campaign.conditions[c], tallies[c], text);
   }
-  AppendTexts("Runs that were not measured", &Tally::failures, tallies, campaign, text);
-  AppendTexts("Runs that were measured with a warning", &Tally::warnings, tallies, campaign, text);
+  append_texts("Runs that were not measured", &Tally::failures, tallies, campaign, text);
+  append_texts("Runs that were measured with a warning", &Tally::warnings, tallies, campaign, text);
   return text;
 }
 

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "sim/rng.h"
+#include "tools/accuracy/disturbances.h"
 
 namespace libmfx::accuracy {
 namespace {
@@ -19,8 +20,12 @@ std::string IdOf(const Campaign& campaign, std::size_t condition, int run) {
 json DrawJob(const Campaign& campaign, std::size_t condition, int run) {
   const std::string id = IdOf(campaign, condition, run);
   sim::Rng rng(sim::DeriveSeed(kSeed, id));
-  Job job = campaign.draw(campaign.conditions[condition], rng);
-  job.scene["noise"] = job.scene.value("noise", json(campaign.conditions[condition].noise));
+  const Condition& told = campaign.conditions[condition];
+  const std::size_t turn = static_cast<std::size_t>(run);
+  const Condition& drawn = told.plain.empty() ? told : told.plain[turn % told.plain.size()];
+  Job job = campaign.draw(drawn, rng);
+  if (!told.spoilt.empty()) Spoil(told, job, rng);
+  job.scene["noise"] = job.scene.value("noise", json(drawn.noise));
   // The seed that a batch gives a job by its id.
   return {{"id", id},
           {"request", job.request},

@@ -21,7 +21,9 @@ using namespace libmfx::accuracy;
 
 constexpr const char* kUsage =
     "usage: mfx_accuracy CALL\n"
-    "  list                                names of the campaigns\n"
+    "  list [hostile]                      names of the campaigns, or of those that can be "
+    "spoilt;\n"
+    "                                      hostile-NAME is the campaign NAME, spoilt\n"
     "  conditions NAME                     number and label of each condition of a campaign\n"
     "  jobs NAME RUNS [--condition C] [--first-run N]\n"
     "                                      jobs, RUNS for each condition, one a line; C is the\n"
@@ -93,8 +95,11 @@ void Show(const std::string& run, const std::filesystem::path& folder) {
 
 void Carry(const std::vector<std::string>& words) {
   const std::string call = words.empty() ? "" : words[0];
-  if (call == "list" && words.size() == 1) {
-    for (const Campaign& campaign : Campaigns()) std::cout << campaign.name << '\n';
+  const bool hostile = words.size() == 2 && words[1] == "hostile";
+  if (call == "list" && (words.size() == 1 || hostile)) {
+    for (const Campaign& campaign : Campaigns()) {
+      if (!hostile || !campaign.usual.empty()) std::cout << campaign.name << '\n';
+    }
   } else if (call == "conditions" && words.size() == 2) {
     int number = 0;
     for (const Condition& condition : CampaignOf(words[1]).conditions) {

@@ -198,6 +198,7 @@ const Registered kStud({
     kQuantities,
     DrawStud,
     Errors,
+    {"smooth", "thread", "thread, depth 0.75 to 1, 15° to 75°"},
     InUncertainties,
     true,
 });
@@ -229,6 +230,7 @@ const Registered kBore({
     kQuantities,
     DrawBore,
     Errors,
+    {"smooth, 25° to 50°", "thread, 25° to 50°", "thread, depth 0.75 to 1, 25° to 50°"},
     InUncertainties,
     true,
 });

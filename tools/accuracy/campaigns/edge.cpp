@@ -161,6 +161,7 @@ const Registered kEdge({
     {{"edge point", "µm", 1e6, 500e-6}, {"outwards", "µm", 1e6, 500e-6}},
     Draw,
     Errors,
+    {"sharp, square wall, 30° to 55°, curve", "sharp, square wall, 30° to 55°, sample"},
 });
 
 }  // namespace

@@ -112,6 +112,7 @@ const Registered kHole({
     {{"centre", "µm", 1e6, 500e-6}, {"normal", "mrad", 1e3, 20e-3}},
     Draw,
     Errors,
+    {"up to 45°"},
 });
 
 const Registered kSearch({

@@ -63,6 +63,7 @@ const Registered kSphere({
     {{"centre", "µm", 1e6, 200e-6}},
     Draw,
     Errors,
+    {"star", "W"},
 });
 
 }  // namespace

@@ -137,6 +137,7 @@ const Registered kRectangle({
     OblongQuantities(),
     DrawRectangle,
     OblongErrors,
+    {"1 to 5 m, up to 45°"},
 });
 
 const Registered kPolygon({
@@ -148,6 +149,7 @@ const Registered kPolygon({
     {kCentre, {"size", "µm", 1e6, 500e-6}, kNormal, kDirection},
     DrawPolygon,
     PolygonErrors,
+    {"1 to 5 m, up to 45°"},
 });
 
 const Registered kSlot({
@@ -160,6 +162,7 @@ const Registered kSlot({
     OblongQuantities(),
     DrawSlot,
     OblongErrors,
+    {"1 to 5 m, up to 45°"},
 });
 
 }  // namespace

@@ -53,6 +53,7 @@ const Registered kScanPath({
     {{"distance", "µm", 1e6, 50e-6}, {"height", "µm", 1e6, 25e-6}},
     Draw,
     Errors,
+    {"2 to 5 m, up to 20°", "2 to 5 m, 20° to 45°"},
 });
 
 }  // namespace

@@ -56,6 +56,7 @@ const Registered kSurfaceNormal({
     {{"point", "µm", 1e6, 100e-6}, {"normal", "mrad", 1e3, 30e-3}},
     Draw,
     Errors,
+    {"1 to 5 m, up to 60°", "1 to 5 m, up to 60°, box of 3 mm and 25 points"},
 });
 
 }  // namespace
