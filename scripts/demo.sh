@@ -18,8 +18,8 @@ without_samples() {
   sed -e 's/"Data":\[\[.*\]\],/"Data":[...],/' -e 's/"Data":\[\[.*\]\]/"Data":[...]/' "$1" | fold -s -w 100 | sed 's/^/    /'
 }
 
-measure() {
-  local request=examples/requests/$1.json scene=examples/scenes/$1.json
+measure() {  # measure NAME REQUEST SCENE
+  local request=$2 scene=$3
   echo
   echo "demo: $mfx measure $request --scene $scene --report $out/$1.html"
   if ! "$mfx" measure "$request" --scene "$scene" --max-passes 6 --report "$out/$1.html" \
@@ -36,8 +36,11 @@ for request in examples/requests/*.json; do
   [ "$name" = scan_path ] || names+=("$name")
 done
 for name in "${names[@]}"; do
-  measure "$name"
+  measure "$name" "examples/requests/$name.json" "examples/scenes/$name.json"
 done
+# And a rectangle on a workshop's worst day, with what the result says of it.
+measure worst-day examples/worst-day/request.json examples/worst-day/scene.json
+names+=(worst-day)
 
 echo
 echo "demo: nominal, measured and true values (mm; directions are unit vectors; instrument's frame)"

@@ -4,9 +4,9 @@
 usage: scripts/demo_summary.py FOLDER NAME ...
 
 FOLDER holds NAME.json (the result) and NAME.html (the report) of each measurement; the request and
-the scene are examples/requests/NAME.json and examples/scenes/NAME.json. The table goes to standard
-output, the joint report to FOLDER/report.html. The true values are read from the scene: where the
-part stands and what its drawing says.
+the scene are examples/requests/NAME.json and examples/scenes/NAME.json, or stand in examples/NAME.
+The table goes to standard output, the joint report to FOLDER/report.html. The true values are read
+from the scene: where the part stands and what its drawing says.
 """
 
 import html
@@ -49,11 +49,25 @@ def millimetres(value):
     return f"{1000 * value:.3f}"
 
 
+def without_comments(path):
+    """The text of a scene, whose comments stand on lines of their own."""
+    return re.sub(r"^\s*//.*$", "", path.read_text(), flags=re.M)
+
+
+def files_of(name):
+    """Request and scene of an example: in folders of their own kind, or both in a folder of its own."""
+    examples = ROOT / "examples"
+    if (examples / name).is_dir():
+        return examples / name / "request.json", examples / name / "scene.json"
+    return examples / f"requests/{name}.json", examples / f"scenes/{name}.json"
+
+
 class Measurement:
     def __init__(self, folder, name):
         self.name = name
-        self.request = json.loads((ROOT / f"examples/requests/{name}.json").read_text())
-        self.scene = json.loads((ROOT / f"examples/scenes/{name}.json").read_text())
+        request, scene = files_of(name)
+        self.request = json.loads(request.read_text())
+        self.scene = json.loads(without_comments(scene))
         self.result = json.loads((folder / f"{name}.json").read_text())
         self.report = (folder / f"{name}.html").read_text()
         self.feature = self.request["Feature"]
@@ -130,6 +144,7 @@ class Measurement:
         for key, true in self.true_sizes().items():
             rows.append((key.lower(), millimetres(self.feature[key]),
                          millimetres(self.result[key]), millimetres(true)))
+        rows += [("warning", "", text, "") for text in self.result.get("Warnings", [])]
         return rows
 
 
