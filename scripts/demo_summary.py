@@ -15,6 +15,7 @@ import math
 import pathlib
 import re
 import sys
+import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 # Metric coarse threads of the examples: nominal diameter and pitch, mm.
@@ -158,10 +159,13 @@ def all_rows(measurements):
 
 
 def text_table(measurements):
-    table = [HEADS, *all_rows(measurements)]
+    table = [HEADS, *(row for row in all_rows(measurements) if row[1] != "warning")]
     widths = [max(len(row[i]) for row in table) for i in range(len(HEADS) - 1)] + [0]
     lines = ["  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip()
              for row in table]
+    for measurement in measurements:
+        for text in measurement.result.get("Warnings", []):
+            lines += ["", *textwrap.wrap(f"{measurement.title}: warning: {text}", 100)]
     return "\n".join([lines[0], "-" * max(map(len, lines)), *lines[1:]])
 
 

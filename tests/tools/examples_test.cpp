@@ -107,6 +107,25 @@ TEST(ExamplesTest, TheDemonstrationSetsMeasuredBesideTrueValues) {
   EXPECT_THAT(html, HasSubstr("<h1>flange border</h1>"));
 }
 
+TEST(ExamplesTest, AWorkshopsWorstDayEndsInWarnings) {
+  Folder folder;
+  const Ended measured =
+      RunMfx({"measure", Source("examples/worst-day/request.json"), "--scene",
+              Source("examples/worst-day/scene.json"), "--report", folder.Path("worst-day.html")});
+  ASSERT_EQ(measured.status, 0) << measured.err;
+  const json result = json::parse(measured.out);
+  ASSERT_GT(result["Warnings"].size(), 0U) << measured.out;
+  // Off by more than anybody would want, and not silently so.
+  EXPECT_GT(std::abs(result["Length"].get<double>() - 0.03), 1e-4);
+  EXPECT_THAT(folder.Read("worst-day.html"), HasSubstr("off the line through that side"));
+  folder.Write("worst-day.json", measured.out);
+  const Ended summary =
+      RunMfx({"python3", Source("scripts/demo_summary.py"), folder.Path(""), "worst-day"},
+             {.program = "/usr/bin/env"});
+  ASSERT_EQ(summary.status, 0) << summary.err;
+  EXPECT_THAT(summary.out, HasSubstr("\nwindow on the worst day: warning: An edge point of side "));
+}
+
 // ---- a rectangle that lies elsewhere than its nominal
 
 /// The rectangle's request with its nominal moved by `shift` metres along one of the instrument's
