@@ -133,6 +133,15 @@ TEST(PviDoubts, SamplesThatCannotBeJudgedLeaveNone) {
   EXPECT_THAT(DoubtsOfFlatness(box), IsEmpty());
 }
 
+TEST(PviDoubts, NumbersThatAreNoneOrAbsurdLeaveNone) {
+  for (const double absurd : {std::nan(""), HUGE_VAL, 1e308, -1e200}) {
+    SeenBox box = Fitted(Samples(6, Flat, 9));
+    box.samples(1, 17) = box.kept(1, 17) = absurd;
+    EXPECT_LE(DoubtsOfPlane(box).size(), 1U) << absurd;
+    EXPECT_THAT(DoubtsOfFlatness(box), IsEmpty()) << absurd;
+  }
+}
+
 TEST(PviDoubts, ManySamplesAreJudgedByAFew) {
   Eigen::Matrix3Xd samples = Samples(100, Flat, 4);
   EXPECT_THAT(DoubtsOfPlane(Fitted(samples)), IsEmpty());

@@ -1,6 +1,5 @@
 #include "features/pvi/doubts.h"
 
-#include <Eigen/Cholesky>
 #include <Eigen/Geometry>
 #include <algorithm>
 #include <cmath>
@@ -9,6 +8,7 @@
 #include <numbers>
 #include <utility>
 
+#include "geometry/decompositions.h"
 #include "messages/text.h"
 
 namespace libmfx::features::pvi {
@@ -152,7 +152,7 @@ std::vector<std::string> DoubtsOfPlane(const SeenBox& box) {
   constexpr double kLeastOff = 3e-5;     // metres
   constexpr double kOfUncertainty = 3.0;
   constexpr double kMostOpen = 0.025;  // radians
-  if (box.samples.cols() < kFewest) return {};
+  if (box.samples.cols() < kFewest || !box.samples.allFinite()) return {};
   const Robust robust = FitRobust(box.samples);
   if (robust.count < kFewest || !robust.plane.IsValid()) return {};
   const double mean = robust.deviation / std::sqrt(static_cast<double>(robust.count));
@@ -190,8 +190,8 @@ std::vector<std::string> DoubtsOfFlatness(const SeenBox& box) {
   Eigen::MatrixXd terms(count, 6);
   terms << Eigen::ArrayXd::Ones(count), x, y, x * x, x * y, y * y;
   const Eigen::VectorXd heights = at.row(2);
-  const Eigen::LDLT<Eigen::MatrixXd> normal(terms.transpose() * terms);
-  const Eigen::VectorXd fitted = normal.solve(terms.transpose() * heights);
+  const geometry::Ldlt normal = geometry::DecomposeSymmetric(terms.transpose() * terms);
+  const Eigen::VectorXd fitted = geometry::SolveWith(normal, terms.transpose() * heights);
   if (normal.info() != Eigen::Success || !fitted.allFinite()) return {};
   const double flat = heights.squaredNorm();
   const double curved = (heights - terms * fitted).squaredNorm();
