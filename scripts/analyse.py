@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Static analysis with clang-tidy of every source of the library, the rooms around it and mfx.
 
-Most of the time of an analysis goes into what a source includes. So sources that are compiled with
-the same options, as those of one target are, and that share no name in their unnamed namespaces are
-analysed as one file that includes them; where something is found in such a file, or it does not
-compile, its sources are analysed one by one, and that counts.
+Most of the time of an analysis goes into what a source includes. So sources that share no name in
+their unnamed namespaces are analysed as one file that includes them, where their options agree but
+for what they define and where they look for headers; where something is found in such a file, or it
+does not compile, its sources are analysed one by one with their own options, and that counts.
 
 usage: scripts/analyse.py BUILD   BUILD: a configured and built folder of clang++, build/asan
 """
@@ -17,14 +17,14 @@ import shlex
 import subprocess
 import sys
 
-MOST_IN_ONE = 12
+MOST_IN_ONE = 36
 ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|tools)/")
 DECLARED = re.compile(
     r"^(?:template <.*> )?(?:(?:class|struct|enum|enum class|using) (\w+)\b(?!::)|.*?\b(\w+)\s*(?:\(|=|\{|\[|;))")
 
 
 def private_names(path):
-    """What a source declares at the outermost level of its unnamed namespaces."""
+    """What a source declares at the outermost level of its unnamed namespaces, and its main."""
     names = set()
     inside = False
     with open(path, encoding="utf-8") as source:
@@ -33,33 +33,69 @@ def private_names(path):
                 inside = True
             elif line.startswith("}  // namespace\n"):
                 inside = False
+            elif line.startswith("int main("):
+                names.add("main")
             elif inside and line[:1].isalpha() and not line.startswith("using "):
                 match = DECLARED.match(line)
                 names.update(name for name in (match.groups() if match else ()) if name)
     return names
 
 
+def options_of(entry):
+    """The options of an entry as two sets: what it defines and where it looks, and all others.
+
+    How far it is optimised is nothing to an analysis, and a precompiled header only spares time.
+    """
+    added, others = set(), set()
+    words = iter(shlex.split(entry["command"].partition(" -o ")[0]))
+    for word in words:
+        if word == "-isystem":
+            added.add((word, next(words)))
+        elif word[:2] in ("-D", "-I"):
+            added.add((word,))
+        elif word[:2] != "-O" and "pch" not in word and word not in ("-Xclang", "-include"):
+            others.add(word)
+    return added, others
+
+
+def definitions(added):
+    """The macros that options define, each with its value."""
+    return dict(words[0][2:].partition("=")[::2] for words in added if words[0].startswith("-D"))
+
+
+def agree(group, added, others):
+    """Whether a source with these options can be analysed with those of a group."""
+    ours, theirs = definitions(added), definitions(group["added"])
+    contradicted = any(theirs.get(name, value) != value for name, value in ours.items())
+    return others == group["others"] and not contradicted
+
+
 def groups_of(entries):
     """Entries of a compilation database, together where they can be one file."""
     groups = []
     for entry in entries:
-        key = re.sub(r" -o .*", "", entry["command"])
+        added, others = options_of(entry)
         names = private_names(entry["file"])
         for group in groups:
-            if group["key"] == key and len(group["entries"]) < MOST_IN_ONE and not group["names"] & names:
+            has_place = len(group["entries"]) < MOST_IN_ONE and not group["names"] & names
+            if has_place and agree(group, added, others):
                 break
         else:
-            group = {"key": key, "entries": [], "names": set()}
+            group = {"entries": [], "names": set(), "added": set(), "others": others}
             groups.append(group)
         group["entries"].append(entry)
         group["names"] |= names
-    return [group["entries"] for group in groups]
+        group["added"] |= added
+    return groups
 
 
-def command_for(entry, file):
-    """The command of an entry with another source in the place of its own."""
-    words = shlex.split(entry["command"])
-    return [file if word == entry["file"] else word for word in words]
+def command_for(group, file):
+    """The command of a group's first entry with another source, and with what the others add."""
+    first = group["entries"][0]
+    words = [file if word == first["file"] else word for word in shlex.split(first["command"])]
+    more = sorted(group["added"] - options_of(first)[0])
+    # A name of one source shadows nothing in another; within each, the sanitized build has looked.
+    return words[:1] + [word for option in more for word in option] + words[1:] + ["-Wno-shadow"]
 
 
 def analyse(folder, sources):
@@ -81,12 +117,12 @@ def main():
     database = []
     tasks = []
     for number, group in enumerate(groups_of(entries)):
-        files = [entry["file"] for entry in group]
+        files = [entry["file"] for entry in group["entries"]]
         together = os.path.join(work, f"sources_{number}.cpp")
         with open(together, "w", encoding="utf-8") as file:
             file.writelines(f'#include "{name}"\n' for name in files)
-        database.append({"directory": group[0]["directory"], "file": together,
-                         "arguments": command_for(group[0], together)})
+        database.append({"directory": group["entries"][0]["directory"], "file": together,
+                         "arguments": command_for(group, together)})
         tasks.append((together, files))
     with open(os.path.join(work, "compile_commands.json"), "w", encoding="utf-8") as file:
         json.dump(database, file)

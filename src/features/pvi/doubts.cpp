@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <limits>
 #include <numbers>
-#include <utility>
 
 #include "geometry/decompositions.h"
 #include "messages/text.h"
@@ -102,7 +101,7 @@ Robust FitClose(const Eigen::Matrix3Xd& samples, const Eigen::ArrayXd& off, doub
     if (std::abs(off[i]) <= limit) close.col(robust.count++) = samples.col(i);
   }
   close.conservativeResize(Eigen::NoChange, robust.count);
-  const data_structures::PointCloud cloud{Eigen::MatrixXd(std::move(close))};
+  const data_structures::PointCloud cloud{Eigen::MatrixXd(close)};
   math::AccStats distances;
   if (robust.count <= 3 || !robust.plane.LeastSquares(cloud, distances)) return {};
   robust.deviation =
