@@ -12,13 +12,6 @@ namespace {
 using features::Feature;
 using measurement::Measurement;
 
-measurement::MeasurementOptions OptionsOf(const ConversationOptions& options) {
-  return {.search = options.search,
-          .max_passes = options.max_passes,
-          .omit_samples = options.scan_data == ScanData::kNone,
-          .binary_samples = options.scan_data == ScanData::kBinary};
-}
-
 Conversation Hold(Measurement& measurement, Driver& driver, const ConversationOptions& options) {
   while (!measurement.done()) {
     measurement.take(driver.Drive(measurement.drive(), StepName(measurement.step())));
@@ -38,6 +31,13 @@ Conversation Hold(Measurement& measurement, Driver& driver, const ConversationOp
 }
 
 }  // namespace
+
+measurement::MeasurementOptions OptionsOf(const ConversationOptions& options) {
+  return {.search = options.search,
+          .max_passes = options.max_passes,
+          .omit_samples = options.scan_data == ScanData::kNone,
+          .binary_samples = options.scan_data == ScanData::kBinary};
+}
 
 std::string ScanDataName(ScanData form) {
   if (form == ScanData::kNone) return "none";

@@ -32,6 +32,9 @@ struct ConversationOptions {
   friend bool operator==(const ConversationOptions&, const ConversationOptions&) = default;
 };
 
+/// The same as the library tells it.
+measurement::MeasurementOptions OptionsOf(const ConversationOptions& options);
+
 /// How a measurement went.
 struct Conversation {
   std::string result;        ///< the result message, with its samples as the options want them

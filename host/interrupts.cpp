@@ -73,6 +73,8 @@ void Uninterrupted::LeaveIfAsked() {
   if (const int signal = g_waiting.load()) Leave(signal);
 }
 
+bool Uninterrupted::IsAsked() { return g_waiting.load() != 0; }
+
 void KillGroupOnSignal(pid_t group) { g_group = group; }
 
 void KillOnSignal(pid_t process) {

@@ -25,6 +25,8 @@ class Uninterrupted {
 
   /// Ends the process if a signal is waiting: for a step that has not begun yet.
   static void LeaveIfAsked();
+  /// Whether a signal is waiting: for work that can end early and keep what stands.
+  static bool IsAsked();
 };
 
 /// Names the process group to kill; 0 for none.

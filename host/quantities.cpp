@@ -59,14 +59,16 @@ std::optional<Vector3d> TripleIn(const json& result, const char* key) {
 /// the nominals as its settings, read by the library's own rules.
 class Lister {
  public:
-  Lister(const Feature& feature, json result, const features::Stages& stages)
-      : _feature(feature), _result(std::move(result)), _stages(stages) {
+  Lister(const std::string& request, const Feature& feature, json result,
+         const features::Stages& stages)
+      : _request(request), _feature(feature), _result(std::move(result)), _stages(stages) {
     const auto success = _result.find("Success");
     _successful = success != _result.end() && *success == json(true);
   }
 
   std::vector<Quantity> quantities;
 
+  const std::string& request() const { return _request; }
   const Feature& feature() const { return _feature; }
   const features::Stages& stages() const { return _stages; }
   bool Flag(const wchar_t* name) const { return _feature.GetSetting<bool>(name); }
@@ -87,9 +89,11 @@ class Lister {
 
   /// \param directed whether the opposite direction is another one
   Quantity& Angle(const char* key, const wchar_t* nominal, bool directed = false) {
+    return Angle(key, NominalPlace(nominal), directed);
+  }
+  Quantity& Angle(const char* key, const Vector3d& n, bool directed = false) {
     Quantity& q = Add({std::string(key) + ", angle to the nominal", kDeg});
     const std::optional<Vector3d> measured = Measured(key);
-    const Vector3d n = NominalPlace(nominal);
     if (!measured || !(measured->norm() > 0.0) || !(n.norm() > 0.0)) return q;
     const double along = measured->dot(n);
     q.measured =
@@ -133,6 +137,7 @@ class Lister {
     return _successful ? TripleIn(_result, key) : std::nullopt;
   }
 
+  const std::string& _request;
   const Feature& _feature;
   json _result;
   const features::Stages& _stages;
@@ -237,8 +242,11 @@ void ListRectangle(Lister& list) {
 void ListPolygon(Lister& list) {
   list.Place(list.NominalPlace(L"NominalPoint"));
   list.Angle("Normal", L"NominalNormal");
-  list.Angle("Axis", L"NominalAxis", true);
-  list.Length("Radius", L"NominalRadius");
+  // The setting "NominalAxis" reaches the normal, "NominalRadius" nothing, "MeasuredRadius" the
+  // nominal one.
+  const Vector3d none = Vector3d::Zero();
+  list.Angle("Axis", RequestTriple(list.request(), "Feature", "Axis").value_or(none), true);
+  list.Length("Radius", L"MeasuredRadius");
   Quantity& sides = list.AsTold("Sides");
   sides.unit.clear();
   sides.is_count = true;
@@ -297,9 +305,18 @@ std::vector<Quantity> QuantitiesOf(const std::string& request, const std::string
   if (list == nullptr || !feature->GetError().empty()) return {};
   json message = json::parse(result, nullptr, false);
   if (!message.is_object()) message = json::object();
-  Lister lister(*feature, std::move(message), stages);
+  Lister lister(request, *feature, std::move(message), stages);
   list(lister);
   return std::move(lister.quantities);
+}
+
+std::optional<Vector3d> RequestTriple(const std::string& request, std::string_view place,
+                                      const char* key) {
+  const json root = json::parse(request, nullptr, false, true);
+  if (!root.is_object()) return std::nullopt;
+  if (place.empty()) return TripleIn(root, key);
+  const auto part = root.find(std::string(place));
+  return part == root.end() || !part->is_object() ? std::nullopt : TripleIn(*part, key);
 }
 
 std::vector<std::string> NotesOf(const std::vector<Quantity>& quantities) {

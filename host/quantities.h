@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Eigen/Core>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +43,11 @@ struct Quantity {
 /// \param stages what the last analysis recorded
 std::vector<Quantity> QuantitiesOf(const std::string& request, const std::string& result,
                                    const features::Stages& stages);
+
+/// Three numbers under a key of a request's "Feature", or with an empty `place` of its root, of a
+/// request that the library could read; for what no setting tells.
+std::optional<Eigen::Vector3d> RequestTriple(const std::string& request, std::string_view place,
+                                             const char* key);
 
 /// One line for each fitted size that the result does not state and that is off its nominal, and
 /// one line with all that was not measured although the result states it. Empty after a failure.

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "report/outline.h"
+#include "report/place_ellipse.h"
 
 namespace libmfx::host::report {
 namespace {
@@ -109,6 +110,29 @@ std::size_t DrawSamples(Plot& plot, const Measured& measured, const Exchange& ex
   return far_samples;
 }
 
+/// The ellipse of the measured place; the scans that went before show where it came from, and have
+/// none.
+std::optional<PlaceEllipse> EllipseIn(const Measured& measured, const Exchange& exchange,
+                                      const std::optional<Outline>& found, double extent) {
+  if (measured.spread == nullptr || !found || &exchange != &measured.exchanges.back()) {
+    return std::nullopt;
+  }
+  return FindPlaceEllipse(*measured.spread, measured.view, measured.view.Front(found->place),
+                          extent);
+}
+
+/// The words below a front view that hold for every one.
+std::string FrontCaption(const View& view, std::size_t far_samples) {
+  std::string caption = "Seen from the instrument's side, in " + view.plane +
+                        ". Blue lines: the planned path; dots: samples, coloured by quality; " +
+                        "open red dots: below the quality threshold. ";
+  if (far_samples > 0) {
+    caption += "Grey: " + std::to_string(far_samples) +
+               " samples far behind or before it, drawn where the beam passed. ";
+  }
+  return caption;
+}
+
 }  // namespace
 
 Figure FrontView(const Measured& measured, const Exchange& exchange, const std::string& title) {
@@ -141,20 +165,19 @@ Figure FrontView(const Measured& measured, const Exchange& exchange, const std::
   if (nominal) Draw(plot, view, *nominal, unit.scale, "nominal");
   if (found) Draw(plot, view, *found, unit.scale, "measured");
 
-  std::string caption = "Seen from the instrument's side, in " + view.plane +
-                        ". Blue lines: the planned path; dots: samples, coloured by quality; " +
-                        "open red dots: below the quality threshold. ";
-  if (far_samples > 0) {
-    caption += "Grey: " + std::to_string(far_samples) +
-               " samples far behind or before it, drawn where the beam passed. ";
-  }
+  const auto ellipse = EllipseIn(measured, exchange, found, shown.Size());
+  if (ellipse) plot.Line(Scaled(ellipse->line, unit.scale), "spread");
+
+  std::string caption = FrontCaption(view, far_samples);
   if (nominal) caption += "Dashed grey: the nominal. ";
   if (found) {
     caption += measured.radius_as_told && found->radius
                    ? "Red: as measured, with the radius as told. "
                    : "Red: as measured. ";
   }
-  return {title, plot.Svg(title), caption + DrawnText(samples.size())};
+  if (ellipse) caption += ellipse->words;
+  const std::string alt = title + (ellipse ? ", with the 95 % ellipse of the place" : "");
+  return {title, plot.Svg(alt), caption + DrawnText(samples.size())};
 }
 
 namespace {

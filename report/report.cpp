@@ -71,6 +71,7 @@ std::string HtmlReport(const ReportData& data) {
   const std::vector<Quantity> quantities =
       QuantitiesOf(data.request, data.outcome.result, data.outcome.stages);
   json drawn = Drawn(result, data.outcome.stages);
+  const Spread* spread = data.spread && data.outcome.successful ? &*data.spread : nullptr;
   const bool radius_as_told = IsRadiusAsTold(quantities, drawn, result);
 
   std::vector<Eigen::Vector3d> points;
@@ -88,13 +89,15 @@ std::string HtmlReport(const ReportData& data) {
                           data.outcome.stages,
                           data.quality_threshold,
                           view,
-                          radius_as_told};
+                          radius_as_told,
+                          spread};
 
   std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
   html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
   html += Element("title", Escaped(TitleOf(data.request)) + ": measurement report");
-  html += Element("style", std::string(kPlotStyle) + kPageStyle) + "</head>\n<body>\n";
-  std::string told = QuantityTable(quantities, data.outcome.successful);
+  html += Element("style", std::string(kPlotStyle) + kPageStyle + (spread ? kSpreadStyle : "")) +
+          "</head>\n<body>\n";
+  std::string told = QuantityTable(quantities, data.outcome.successful, spread);
   const std::optional<geometry::WallForm>& form = data.outcome.stages.form;
   if (form && data.outcome.successful) told += FormTable(*form);
   html += Head(data) + "<div class=\"numbers\">\n";

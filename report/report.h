@@ -7,6 +7,7 @@
 #include "host/conversation.h"
 #include "host/labels.h"
 #include "host/recording.h"
+#include "report/spread.h"
 
 namespace libmfx::host::report {
 
@@ -19,6 +20,7 @@ struct ReportData {
   std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   Conversation outcome;
   std::vector<Exchange> exchanges;
+  std::optional<Spread> spread = {};  ///< how sure the numbers are, where that is known
 };
 
 /// The report as one HTML document, with its pictures inside: it needs no network and no script.

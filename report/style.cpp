@@ -71,4 +71,22 @@ pre { background: var(--box); padding: .7rem; white-space: pre-wrap; font-size: 
 }
 )";
 
+// Five columns need the width of the page. The bars stand beside the column of their numbers, on a
+// narrow screen below them.
+const char* const kSpreadStyle = R"(
+.numbers > section:first-child { flex-basis: 100%; }
+svg .spread { fill: var(--measured); fill-opacity: .18; stroke: var(--measured); stroke-width: 1.2; }
+.quantities .margin { padding-right: calc(100px + 1.6rem); }
+.quantities svg.bar { width: 100px; height: 14px; margin: 0 calc(-100px - .7rem) 0 .7rem;
+  vertical-align: -2px; }
+svg.bar line { stroke: var(--ink); stroke-width: 1.5; }
+svg.bar circle { fill: var(--measured); }
+@media (max-width: 560px) {
+  .quantities { font-size: .74rem; }
+  .quantities .margin { padding-right: .2rem; }
+  .quantities td.margin { white-space: normal; }
+  .quantities svg.bar { display: block; width: 58px; height: 9px; margin: 0 0 0 auto; }
+}
+)";
+
 }  // namespace libmfx::host::report

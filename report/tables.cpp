@@ -1,5 +1,7 @@
 #include "report/tables.h"
 
+#include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
@@ -77,6 +79,47 @@ std::string Origin(const Quantity& q, bool successful) {
   return words + (words.empty() ? "" : "; ") + q.remark;
 }
 
+/// The margins of the rows of a table.
+struct Margins {
+  std::vector<std::optional<Margin>> rows;
+  std::map<std::string, double> reaches;  ///< of the rows of each unit the longest side
+
+  Margins(const std::vector<Quantity>& quantities, const Spread* spread) {
+    rows.reserve(quantities.size());
+    for (const Quantity& q : quantities) {
+      rows.push_back(spread != nullptr ? MarginOf(*spread, q) : std::nullopt);
+      if (!rows.back()) continue;
+      double& reach = reaches[q.unit];
+      reach = std::max(reach, rows.back()->Reach());
+    }
+  }
+  bool IsEmpty() const { return reaches.empty(); }
+
+  /// The cell of a row.
+  std::string Cell(std::size_t row, const Quantity& q) const {
+    if (!rows[row]) return "<td class=\"number margin\">&ndash;</td>";
+    const double reach = reaches.at(q.unit);
+    return "<td class=\"number margin\">" + MarginText(*rows[row], q.unit) +
+           (reach > 0.0 ? ErrorBar(*rows[row], q, reach) : "") + "</td>";
+  }
+};
+
+/// How the column with the margins is read, and what they rest on.
+std::string SpreadNote(const Margins& margins, const Spread* spread) {
+  if (spread == nullptr) return {};
+  std::string words;
+  if (!margins.IsEmpty()) {
+    words =
+        "95 %: the ends of the interval that holds the true number with 95 %, less the measured "
+        "number; \xC2\xB1 is half of it, where both ends are about as far away. Of a direction: "
+        "the angle within which of the measured direction the true one lies with 95 %. The bars "
+        "show the same around the measured number, the dot; those of one unit have one scale. ";
+  }
+  words += OriginText(*spread);
+  return words.empty() ? "" : Element("p class=\"note\"", Escaped(words));
+}
+
+/// The row of a quantity up to the cell of its margin.
 std::string QuantityRow(const Quantity& q, bool successful) {
   const bool fitted = q.source != Source::kMeasured;
   const bool as_told = successful && q.source == Source::kRepeated && !q.measured;
@@ -87,7 +130,7 @@ std::string QuantityRow(const Quantity& q, bool successful) {
   html += "<td>" + Escaped(q.name) + (q.unit.empty() ? "" : " / " + q.unit) +
           (origin.empty() ? "" : "<small>" + Escaped(origin) + "</small>") + "</td>";
   html += NumberCell(q.nominal, q) + NumberCell(q.measured, q);
-  return html + NumberCell(q.Deviation(), q, true) + "</tr>\n";
+  return html + NumberCell(q.Deviation(), q, true);
 }
 
 /// JSON for people: what fits on a line stands on one.
@@ -156,18 +199,24 @@ std::string Head(const ReportData& data) {
   return html + Row("Program", "mfx " LIBMFX_VERSION) + "</table>\n";
 }
 
-std::string QuantityTable(const std::vector<Quantity>& quantities, bool successful) {
+std::string QuantityTable(const std::vector<Quantity>& quantities, bool successful,
+                          const Spread* spread) {
   if (quantities.empty()) return {};
+  const Margins margins(quantities, spread);
   std::string rows = "<tr><th>quantity</th>";
   for (const char* column : {"nominal", "measured", "deviation"}) {
     rows += std::string("<th class=\"number\">") + column + "</th>";
   }
-  rows += "</tr>\n";
-  for (const Quantity& q : quantities) rows += QuantityRow(q, successful);
+  rows += std::string(margins.IsEmpty() ? "" : "<th class=\"number margin\">95 %</th>") + "</tr>\n";
+  for (std::size_t i = 0; i < quantities.size(); ++i) {
+    rows += QuantityRow(quantities[i], successful) +
+            (margins.IsEmpty() ? "" : margins.Cell(i, quantities[i])) + "</tr>\n";
+  }
   return Element("h2", "Nominal and measured") + "<table class=\"list quantities\">\n" + rows +
          "</table>\n" +
          Element("p class=\"note\"",
-                 "In the instrument's frame. A deviation is measured less nominal.");
+                 "In the instrument's frame. A deviation is measured less nominal.") +
+         SpreadNote(margins, spread);
 }
 
 std::string FormTable(const geometry::WallForm& form) {

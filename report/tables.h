@@ -6,6 +6,7 @@
 #include "host/quantities.h"
 #include "libmfx/geometry/wall_form.h"
 #include "report/report.h"
+#include "report/spread.h"
 
 /// \file
 /// The parts of a page that are words and numbers. All that comes from outside is escaped.
@@ -22,7 +23,9 @@ std::string TitleOf(const std::string& request);
 std::string Head(const ReportData& data);
 
 /// Nominal, measured and deviation of each quantity; empty where there are none.
-std::string QuantityTable(const std::vector<Quantity>& quantities, bool successful);
+/// \param spread how sure they are, which gets a column and a sentence; null if it is not known
+std::string QuantityTable(const std::vector<Quantity>& quantities, bool successful,
+                          const Spread* spread);
 
 /// The errors of form of a wall, each with its standard uncertainty.
 std::string FormTable(const geometry::WallForm& form);

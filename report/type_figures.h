@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "libmfx/features/stages.h"
+#include "report/spread.h"
 #include "report/view.h"
 
 /// \file
@@ -41,6 +42,7 @@ struct Measured {
   std::optional<double> quality_threshold;  ///< below which the feature drops a sample
   View view;                                ///< of the last exchange
   bool radius_as_told = false;              ///< the result's radius is not a measured one
+  const Spread* spread = nullptr;           ///< how sure a success is; null where it is not known
 
   /// Whether the analysis came to judge the samples of the last exchange.
   bool IsRecorded() const {

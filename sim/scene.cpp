@@ -1,9 +1,8 @@
 #include "sim/scene.h"
 
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "sim/json_file.h"
 #include "sim/number_text.h"
 #include "sim/scene_blocks.h"
 
@@ -12,8 +11,6 @@ namespace libmfx::sim {
 using nlohmann::json;
 
 namespace {
-
-constexpr std::uintmax_t kLargestFile = 16U << 20U;
 
 /// The instrument has to see the part's front, and to look ahead for it unless it may turn round.
 void CheckView(const Scene& scene, bool full_circle) {
@@ -42,29 +39,10 @@ void CheckView(const Scene& scene, bool full_circle) {
 
 json ToArray(const Vec3& v) { return json::array({v.x(), v.y(), v.z()}); }
 
-/// The parser's own message is cut down to where it stopped and why.
-std::string ParseProblem(const json::exception& e) {
-  std::string text = e.what();
-  const auto end = text.find("] ");
-  if (end != std::string::npos) text = text.substr(end + 2);
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
-  }
-  return text;
-}
-
 }  // namespace
 
 Scene Scene::FromFile(const std::filesystem::path& file) {
-  std::error_code error;
-  const auto size = std::filesystem::file_size(file, error);
-  if (error) throw SceneError(file.string() + ": cannot be read (" + error.message() + ")");
-  if (size > kLargestFile) {
-    throw SceneError(file.string() + ": " + std::to_string(size) + " bytes are no scene");
-  }
-  std::ifstream stream(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream) throw SceneError(file.string() + ": cannot be read");
+  const std::string text = ReadJsonText(file, "scene");
   try {
     return FromText(text, file.parent_path());
   } catch (const SceneError& e) {
@@ -73,13 +51,7 @@ Scene Scene::FromFile(const std::filesystem::path& file) {
 }
 
 Scene Scene::FromText(std::string_view text, const std::filesystem::path& folder) {
-  json value;
-  try {
-    value = json::parse(text.begin(), text.end(), nullptr, true, true);
-  } catch (const json::exception& e) {
-    throw SceneError("scene: not JSON: " + ParseProblem(e));
-  }
-  return FromJson(value, folder);
+  return FromJson(ParseJson(text, "scene"), folder);
 }
 
 Scene Scene::FromJson(const json& value, const std::filesystem::path& folder) {

@@ -73,6 +73,7 @@ InstrumentErrors ReadInstrument(SceneSection s) {
   AlignmentSpec& alignment = errors.alignment;
   alignment.range_offset = s.Number("range_offset", -1.0, 1.0, 0.0);
   alignment.range_scale = Micro(s, "range_scale_ppm", -10000.0, 10000.0);
+  alignment.angle_scale = Micro(s, "angle_scale_ppm", -10000.0, 10000.0);
   alignment.collimation = Micro(s, "collimation_urad", -10000.0, 10000.0);
   alignment.axis_tilt = Micro(s, "axis_tilt_urad", -10000.0, 10000.0);
   if (s.Tells("azimuth_encoder")) alignment.azimuth = ReadEncoder(s.Child("azimuth_encoder"));

@@ -36,10 +36,10 @@ std::string ValueText(const json& value) {
   return text + "]";
 }
 
-SceneSection::SceneSection(const json& value, std::string path)
+SceneSection::SceneSection(const json& value, std::string path, const char* root)
     : _value(value), _path(std::move(path)) {
   if (!value.is_object()) {
-    throw SceneError((_path.empty() ? "scene" : _path) + ": " + ValueText(value) +
+    throw SceneError((_path.empty() ? root : _path) + ": " + ValueText(value) +
                      " is not an object");
   }
 }

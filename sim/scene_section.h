@@ -12,13 +12,14 @@
 
 namespace libmfx::sim {
 
-/// One object of a scene file with the path of keys that leads to it. Every reader checks what it
-/// reads and throws a SceneError that names the path and the value; `Finish` finds the keys that
-/// nobody read.
+/// One object of a scene file, or of one like it, with the path of keys that leads to it. Every
+/// reader checks what it reads and throws a SceneError that names the path and the value; `Finish`
+/// finds the keys that nobody read.
 class SceneSection {
  public:
+  /// \param root what the whole file is called where the path is empty
   /// \throws SceneError if `value` is no object
-  SceneSection(const nlohmann::json& value, std::string path);
+  SceneSection(const nlohmann::json& value, std::string path, const char* root = "scene");
 
   bool Has(const char* key) const { return _value.contains(key); }
   /// The same of a key that may be absent and is known all the same.

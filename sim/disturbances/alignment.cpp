@@ -16,8 +16,8 @@ double AlignmentSpec::Encoder::At(double angle) const {
 }
 
 bool AlignmentSpec::IsOff() const {
-  return range_offset == 0.0 && range_scale == 0.0 && collimation == 0.0 && axis_tilt == 0.0 &&
-         azimuth.IsOff() && elevation.IsOff();
+  return range_offset == 0.0 && range_scale == 0.0 && angle_scale == 0.0 && collimation == 0.0 &&
+         axis_tilt == 0.0 && azimuth.IsOff() && elevation.IsOff();
 }
 
 void Alignment::Disturb(Shot& shot) {
@@ -25,6 +25,12 @@ void Alignment::Disturb(Shot& shot) {
   shot.range_scale_error += _spec.range_scale;
   shot.collimation += _spec.collimation;
   shot.axis_tilt += _spec.axis_tilt;
+  if (_spec.angle_scale != 0.0) {
+    // Of what is read, as the axes stand at the 1 / (1 + scale)-th of it.
+    const double share = _spec.angle_scale / (1.0 + _spec.angle_scale);
+    shot.azimuth_error += share * shot.azimuth;
+    shot.elevation_error += share * shot.elevation;
+  }
   if (!_spec.azimuth.IsOff()) shot.azimuth_error += _spec.azimuth.At(shot.azimuth);
   if (!_spec.elevation.IsOff()) shot.elevation_error += _spec.elevation.At(shot.elevation);
 }

@@ -19,6 +19,7 @@ struct AlignmentSpec {
   };
   double range_offset = 0.0;  ///< metres that every range is read too long
   double range_scale = 0.0;   ///< metres per metre of range
+  double angle_scale = 0.0;   ///< radians per radian of azimuth and of elevation, from 0 on
   double collimation = 0.0;   ///< radians, of the beam towards +x of an azimuth of 0
   double axis_tilt = 0.0;     ///< radians, by which the +x end of the tilt axis hangs
   Encoder azimuth;
@@ -27,12 +28,13 @@ struct AlignmentSpec {
   bool IsOff() const;
 };
 
-/// A range that is read as (1 + scale) * range + offset, the eccentricity of the encoders and the
-/// two errors of the axes. To the first order the latter move the azimuth that is read against the
-/// true one by collimation / cos(elevation) and by tilt * tan(elevation); they are carried out
-/// exactly (`BeamDirection`), straight up too. The model is the usual one of theodolites and of
-/// instruments that measure ranges with a beam on two axes (Muralikrishnan et al., Journal of
-/// Research of NIST 114, 2009, p. 21).
+/// A range that is read as (1 + scale) * range + offset, angles that are read (1 + scale) times as
+/// large as they are, the eccentricity of the encoders and the two errors of the axes. To the first
+/// order the last two move the azimuth that is read against the true one by collimation /
+/// cos(elevation) and by tilt * tan(elevation); they are carried out exactly (`BeamDirection`),
+/// straight up too. The model is the usual one of theodolites and of instruments that measure
+/// ranges with a beam on two axes (Muralikrishnan et al., Journal of Research of NIST 114, 2009, p.
+/// 21).
 class Alignment : public Disturbance {
  public:
   explicit Alignment(const AlignmentSpec& spec) : _spec(spec) {}

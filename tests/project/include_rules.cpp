@@ -57,9 +57,10 @@ const std::map<std::string, std::set<std::string>>& OutsideRooms() {
       {"sim", {"include", "sim"}},
       {"host", {"include", "sim", "host"}},
       {"report", {"include", "host", "report"}},
-      {"tools", {"include", "sim", "host", "report", "tools"}},
+      {"uncertainty", {"include", "sim", "host", "uncertainty"}},
+      {"tools", {"include", "sim", "host", "report", "uncertainty", "tools"}},
       {"examples", {"include", "examples"}},
-      {"tests", {"include", "src", "sim", "host", "report", "tools", "tests"}},
+      {"tests", {"include", "src", "sim", "host", "report", "uncertainty", "tools", "tests"}},
       // A benchmark may measure on the scenes that a test judges, a fuzzer judge by its checks.
       {"bench", {"include", "src", "sim", "tests", "bench"}},
       {"fuzz", {"include", "src", "tests", "fuzz"}},
@@ -175,8 +176,8 @@ std::vector<std::string> BrokenRules(const std::string& path, const std::string&
 
 std::set<std::string> SourceFiles(const fs::path& root) {
   std::set<std::string> files;
-  for (const char* folder :
-       {"include", "src", "sim", "host", "report", "tools", "examples", "tests", "bench", "fuzz"}) {
+  for (const char* folder : {"include", "src", "sim", "host", "report", "uncertainty", "tools",
+                             "examples", "tests", "bench", "fuzz"}) {
     if (!fs::is_directory(root / folder)) continue;
     for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
       const std::string ending = entry.path().extension().string();

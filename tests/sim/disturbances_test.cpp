@@ -65,6 +65,7 @@ TEST(Disturbances, WhatIsSwitchedOffChangesNothing) {
                       {"drift", {{"range_um_per_s", 0}, {"angle_walk_urad", 0}}},
                       {"vibration", {{"amplitude", 0}}},
                       {"range_offset", 0},
+                      {"angle_scale_ppm", 0},
                       {"azimuth_encoder", {{"first_deg", 20}}},
                       {"bursts", {{"share", 0}}}};
   json scene = PlaneScene(zeros, true);
@@ -176,6 +177,51 @@ TEST(Disturbances, RangesAreReadWithOffsetAndScale) {
   }
 }
 
+/// The middle of the gap that a line over a hole of 10 mm leaves, as azimuth. The hole lies 2 m
+/// off, at an azimuth of 30 degrees, and faces the instrument.
+double AzimuthOfTheHole(const json& instrument) {
+  const double x = -2.0 * std::sin(kPi / 6.0);
+  const double z = 2.0 * std::cos(kPi / 6.0);
+  json scene = PlaneScene(instrument);
+  scene["part"] = {
+      {"type", "plate"}, {"thickness", 1e-4}, {"opening", {{"shape", "round"}, {"radius", 0.005}}}};
+  scene["pose"] = {{"position", {x, 0, z}}, {"normal", {-x, 0, -z}}};
+  const Vec3 along(0.5 * z, 0.0, -0.5 * x);
+  const auto at = [&](double side) { return ToPoint(Vec3(x, 0.0, z) + 0.02 * side * along); };
+  const auto samples = Made(scene).Drive({{at(-1.0), 0.0}, {at(1.0), 1e-5}});
+  std::size_t gap = 1;
+  const auto width = [&](std::size_t i) {
+    return std::fabs(samples[i].azimuth - samples[i - 1].azimuth);
+  };
+  for (std::size_t i = 1; i < samples.size(); ++i) {
+    if (width(i) > width(gap)) gap = i;
+  }
+  EXPECT_NEAR(width(gap), 0.005, 2e-5);  // a sample at either border, and its scale
+  return 0.5 * (samples[gap].azimuth + samples[gap - 1].azimuth);
+}
+
+// What stands at 30 degrees is read (1 + scale) times as far from straight ahead, and its range is
+// that of where it stands.
+TEST(Disturbances, AnglesAreReadWithTheirScale) {
+  const json scale = {{"angle_scale_ppm", 2000}};
+  // 1e-5 m at 2 m are 5e-6 rad, of which each border may be half off.
+  EXPECT_NEAR(AzimuthOfTheHole(json::object()), kPi / 6.0, 5e-6);
+  EXPECT_NEAR(AzimuthOfTheHole(scale), 1.002 * kPi / 6.0, 5e-6);
+
+  json scene = PlaneScene(scale);
+  const std::vector<Position> aside = {{ToPoint({-1.3, 0.6, 2.0}), 0.0},
+                                       {ToPoint({-1.0, 0.7, 2.0}), 0.002}};
+  scene["part"] = {{"type", "plane"}, {"length", 10}, {"width", 10}};
+  const auto samples = Made(scene).Drive(aside);
+  ASSERT_GT(samples.size(), 100U);
+  for (const RawDataPoint& sample : samples) {
+    EXPECT_NEAR(sample.azimuth, kPi / 6.0, 0.07);
+    const double range =
+        2.0 / (std::cos(sample.azimuth / 1.002) * std::cos(sample.elevation / 1.002));
+    ASSERT_NEAR(sample.range, range, 1e-9);
+  }
+}
+
 /// Where the beam of a reading goes, told as what the angles are read too large by.
 struct Misreading {
   double azimuth;
@@ -214,6 +260,11 @@ TEST(Disturbances, AxesOutOfAdjustmentMoveTheAnglesByTheBooks) {
       EXPECT_NEAR(read.azimuth,
                   4e-6 * std::sin(azimuth + 0.3) + 2e-6 * std::sin(2.0 * azimuth - 1.0), 1e-14);
       EXPECT_NEAR(read.elevation, 3e-6 * std::sin(2.0 * elevation + 0.5), 1e-14);
+      AlignmentSpec scale;
+      scale.angle_scale = -4e-6;
+      read = MisreadingOf(scale, azimuth, elevation);
+      EXPECT_NEAR(read.azimuth, azimuth - azimuth / (1.0 - 4e-6), 1e-14);
+      EXPECT_NEAR(read.elevation, elevation - elevation / (1.0 - 4e-6), 1e-14);
     }
   }
   // Straight up nothing grows beyond bounds.
@@ -315,6 +366,8 @@ TEST(Disturbances, WrongOnesAreRefused) {
       {{{"vibration", json::object()}}, "instrument.vibration.amplitude: missing"},
       {{{"vibration", {{"amplitude", 1e-6}, {"direction", {0, 0, 0}}}}},
        "instrument.vibration.direction: [0, 0, 0] has no direction"},
+      {{{"angle_scale_ppm", 10001}},
+       "instrument.angle_scale_ppm: 10001 is not between -10000 and 10000"},
       {{{"azimuth_encoder", {{"first_urad", -1}}}},
        "instrument.azimuth_encoder.first_urad: -1 is not between 0 and 10000"},
       {{{"focus", {{"distance", 0}}}}, "instrument.focus.distance: 0 is not between 0.01 and 1000"},

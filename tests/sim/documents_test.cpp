@@ -372,7 +372,7 @@ TEST(ScenesDocument, TellsWhatIsWrongWithTheInstrument) {
                          {"/elevation_encoder", "key of an encoder"},
                          {"/focus", "key of `focus`"},
                          {"/bursts", "key of `bursts`"}}),
-            22);
+            23);
 }
 
 TEST(ScenesDocument, TellsWhatTheSurfacesAreLike) {

@@ -207,6 +207,8 @@ TEST(QuantitiesTest, OpeningsMeasureAllThatTheyState) {
   const Outcome polygon(Example("polygon"));
   ASSERT_TRUE(polygon.successful);
   EXPECT_EQ(polygon.At("Radius").source, Source::kMeasured);
+  EXPECT_NEAR(polygon.At("Radius").nominal.value(), 12.0, 1e-12);
+  EXPECT_LT(polygon.At("Axis, angle to the nominal").measured.value(), 2.0);
   EXPECT_TRUE(polygon.At("Sides").is_count);
   EXPECT_EQ(*polygon.At("Sides").nominal, 6.0);
   EXPECT_THAT(NotesOf(polygon.quantities), IsEmpty());

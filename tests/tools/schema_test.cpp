@@ -78,7 +78,7 @@ TEST(SchemaTest, TheCallPrintsEachAndTheFolderHoldsThem) {
   const Ended names = RunMfx({"schema"});
   EXPECT_EQ(names.status, 0);
   EXPECT_EQ(Lines(names.out), SchemaNames());
-  EXPECT_THAT(SchemaNames(), SizeIs(24));
+  EXPECT_THAT(SchemaNames(), SizeIs(26));
   std::set<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator(Source("schemas"))) {
     files.insert(entry.path().stem());
@@ -253,6 +253,34 @@ TEST(SchemaTest, TheFindingsAreValid) {
     EXPECT_EQ(Against(findings, "findings"), "") << ended.out;
   }
   EXPECT_NE(Against(json{{"findings", {{{"file", "a"}}}}}, "findings"), "");
+}
+
+// Which keys and limits it has is held against its reader where that is tested.
+TEST(SchemaTest, TheModelOfAnInstrumentIsValid) {
+  const json model = ReadJson(Source("examples/uncertainty/instrument.json"));
+  EXPECT_EQ(Against(model, "instrument-model"), "");
+  EXPECT_EQ(Against(json::object(), "instrument-model"), "");
+  const std::vector<std::pair<std::string, json>> wrong = {
+      {"/nois", true},
+      {"/noise/range", -1},
+      {"/instrument/settling", -1},
+      {"/surface/mirror", 2},
+      {"/contributions/range_offset/distribution", "rectangular"},
+      {"/contributions/range_offset/half_width", 1},
+      {"/contributions/range_offset/standard", -1},
+      {"/contributions/range_scale_ppm/distribution", "uniform"},
+      {"/contributions/range_scale_ppm/mean", 10001},
+      {"/contributions/azimuth_encoder/third_urad", 1},
+      {"/contributions/temperature", 20},
+      {"/contributions/form/mean", -1e-6}};
+  for (const auto& [place, value] : wrong) {
+    json changed = model;
+    changed[json::json_pointer(place)] = value;
+    EXPECT_NE(Against(changed, "instrument-model"), "") << place;
+  }
+  json cold = model;
+  cold["contributions"].erase("expansion_ppm_per_k");
+  EXPECT_NE(Against(cold, "instrument-model"), "");
 }
 
 /// The keys that the reader of scenes lists when it meets one that it does not know.

@@ -4,9 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <iostream>
 #include <nlohmann/json.hpp>
-#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -17,6 +15,7 @@
 #include "libmfx/features/stud.h"
 #include "libmfx/features/threaded_hole.h"
 #include "sim/scene.h"
+#include "tools/accuracy/quiet.h"
 
 namespace libmfx::accuracy {
 namespace {
@@ -65,18 +64,6 @@ class KeepingDriver final : public host::Driver {
 
  private:
   host::SceneDriver _driver;
-};
-
-/// Drops what the library prints on standard output while it lives: an answer is a line of its own.
-class Quiet {
- public:
-  Quiet() : _buffer(std::cout.rdbuf(nullptr)) {}
-  ~Quiet() { std::cout.rdbuf(_buffer); }
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
- private:
-  std::streambuf* _buffer;
 };
 
 constexpr host::ConversationOptions kSearching = {.search = true};

@@ -6,12 +6,15 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "host/batch_run.h"
 #include "tools/accuracy/answers.h"
 #include "tools/accuracy/campaign.h"
+#include "tools/accuracy/coverage.h"
 #include "tools/accuracy/evaluation.h"
 #include "tools/accuracy/jobs.h"
 
@@ -30,6 +33,8 @@ constexpr const char* kUsage =
     "                                      number of a condition or a part of its label\n"
     "  answers JOBS                        measures jobs, one answer a line\n"
     "  section NAME JOBS ANSWERS COMMAND   the section of docs/accuracy.md\n"
+    "  coverage NAME RUNS TRIALS [wrong]   how often the truth lies within the told 95 %: rows of\n"
+    "                                      docs/uncertainty.md; wrong: with half of the noise\n"
     "  show RUN FOLDER                     writes request.json and scene.json of one run, which "
     "is\n"
     "                                      named as in its answer: hole/0/12";
@@ -113,6 +118,16 @@ void Carry(const std::vector<std::string>& words) {
     std::ifstream jobs = Open(words[2]);
     std::ifstream answers = Open(words[3]);
     std::cout << Section(CampaignOf(words[1]), jobs, answers, words[4]);
+  } else if (call == "coverage" &&
+             (words.size() == 4 || (words.size() == 5 && words[4] == "wrong"))) {
+    std::ostringstream rows;
+    TryCoverage(words[1],
+                {.runs = CountOf(words[2], "a count of runs", 1),
+                 .trials = CountOf(words[3], "a count of trials", 2),
+                 .is_wrong = words.size() == 5,
+                 .processes = libmfx::host::ProcessorsToUse()},
+                rows);
+    std::cout << rows.str();
   } else if (call == "show" && words.size() == 3) {
     Show(words[1], words[2]);
   } else {

@@ -55,6 +55,7 @@ class CommandLine {
     AddPlan(_app, _execute);
     AddMeasure(_app, _execute);
     AddReplay(_app, _execute);
+    AddUncertainty(_app, _execute);
     AddBatch(_app, _execute);
     AddCheckInstrument(_app, _execute);
     AddHelp(_app, _execute);

@@ -7,12 +7,16 @@
 #include <string>
 #include <vector>
 
+#include "estimating.h"
+#include "host/interrupts.h"
+#include "host/json_text.h"
 #include "host/outputs.h"
 #include "host/process_driver.h"
 #include "host/recording.h"
 #include "host/scene_driver.h"
 #include "options.h"
 #include "outcome.h"
+#include "uncertainty/json.h"
 
 namespace libmfx::host {
 namespace {
@@ -29,6 +33,8 @@ struct MeasureCall {
   Checking checking = Checking::kNotes;
   Telling telling;
   ConversationOptions options;
+  bool tells_uncertainty = false;
+  Estimating estimating;
 };
 
 /// \throws CallError if the options name no instrument, or two
@@ -61,44 +67,109 @@ void KeepFilesApart(const MeasureCall& call, const std::optional<sim::Scene>& sc
   KeepApart(inputs, {{"recording", call.record}, {"report", call.report}}, console.output());
 }
 
+/// How sure a success is. What keeps it from being told is a note: the measurement stands.
+std::optional<uncertainty::Uncertainty> HowSure(const MeasureCall& call,
+                                                const uncertainty::InstrumentModel& model,
+                                                const Recording& kept, Console& console) {
+  try {
+    return Estimate({uncertainty::After(kept, model, call.estimating.seed)}, call.estimating)
+        .front();
+  } catch (const std::exception& error) {
+    console.Note(std::string("note: no uncertainty is told: ") + error.what());
+  }
+  return std::nullopt;
+}
+
+std::string UncertaintyLine(const uncertainty::Uncertainty& sure) {
+  return "{\"uncertainty\":" + Dump(uncertainty::JsonOf(sure)) + "}";
+}
+
+/// A measurement that was held, and what is written of it.
+struct Held {
+  std::string request;
+  std::string instrument;  ///< its name
+  Recording kept;          ///< what went to and fro; exchanges only where somebody asks for them
+  Exchange last;
+  Conversation outcome;
+  std::optional<RecordingWriter> recording;
+  std::optional<ReportWriter> report;
+};
+
+void Hold(const MeasureCall& call, Driver& driver, Held& held, Console& console) {
+  held.instrument = driver.Name();
+  held.kept.request = held.request;
+  held.kept.options = call.options;
+  if (held.recording) {
+    held.recording->Begin({.request = held.request,
+                           .options = call.options,
+                           .program = "mfx " LIBMFX_VERSION,
+                           .time = UtcNow(),
+                           .instrument = held.instrument,
+                           .labels = call.labels});
+  }
+  ObservedDriver observed(driver, [&](const Exchange& exchange) {
+    held.last = exchange;
+    if (call.tells_uncertainty) held.kept.exchanges.push_back(exchange);
+    if (held.recording) held.recording->Write(exchange);
+    held.report->Take(exchange);
+  });
+  console.ShowLibraryLines(!call.telling.IsText(console));
+  held.outcome = Measure(held.request, observed, call.options);
+  // The report asks the request for its threshold, and what the library says to it was told before.
+  console.DropLibraryLines();
+}
+
+/// Tells the outcome and writes the files.
+int Leave(const MeasureCall& call, const uncertainty::InstrumentModel& model, Held& held,
+          Console& console) {
+  int status = kCallFailed;
+  std::optional<report::Spread> spread;
+  const auto tell = [&] {
+    status = Tell(held.request, held.outcome, held.last, call.telling, console, spread);
+  };
+  const auto finish_recording = [&] {
+    if (held.recording) held.recording->Finish(held.outcome.result);
+  };
+  const auto finish_report = [&] {
+    held.report->Finish(held.request, call.request, held.instrument, held.outcome, spread);
+  };
+  if (!call.tells_uncertainty || !held.outcome.successful) {
+    TakeAll({tell, finish_recording, finish_report}, console);
+    return status;
+  }
+  // A signal ends the trials, not the call. A text tells all at once; a message stands before them.
+  const Uninterrupted told;
+  std::optional<uncertainty::Uncertainty> sure;
+  const auto estimate = [&] {
+    sure = HowSure(call, model, held.kept, console);
+    if (sure && !sure->quantities.empty()) spread = SpreadOf(*sure);
+  };
+  const auto tell_sure = [&] {
+    if (sure) console.Result(UncertaintyLine(*sure));
+  };
+  if (call.telling.IsText(console)) {
+    TakeAll({finish_recording, estimate, tell, finish_report}, console);
+  } else {
+    TakeAll({tell, finish_recording, estimate, tell_sure, finish_report}, console);
+  }
+  return status;
+}
+
 int RunMeasure(const MeasureCall& call, Console& console) {
   CheckInstrument(call);
   const std::string request = ReadText(call.request, "request");
   std::optional<sim::Scene> scene;
   if (call.scene) scene = ReadScene(*call.scene);
   KeepFilesApart(call, scene, console);
+  const uncertainty::InstrumentModel model = call.estimating.Model();
   CheckBefore(call.request, request, {.search = call.options.search}, call.checking, console);
-  std::optional<RecordingWriter> recording;
-  if (!call.record.empty()) recording.emplace(call.record);
-  ReportWriter report(call.report, call.labels);
-
+  Held held;
+  held.request = request;
+  if (!call.record.empty()) held.recording.emplace(call.record);
+  held.report.emplace(call.report, call.labels);
   const std::unique_ptr<Driver> driver = MakeDriver(call, scene);
-  Exchange last;
-  if (recording) {
-    recording->Begin({.request = request,
-                      .options = call.options,
-                      .program = "mfx " LIBMFX_VERSION,
-                      .time = UtcNow(),
-                      .instrument = driver->Name(),
-                      .labels = call.labels});
-  }
-  ObservedDriver observed(*driver, [&](const Exchange& exchange) {
-    last = exchange;
-    if (recording) recording->Write(exchange);
-    report.Take(exchange);
-  });
-  console.ShowLibraryLines(!call.telling.IsText(console));
-  const Conversation outcome = Measure(request, observed, call.options);
-  // The report asks the request for its threshold, and what the library says to it was told before.
-  console.DropLibraryLines();
-  int status = kCallFailed;
-  TakeAll({[&] { status = Tell(request, outcome, last, call.telling, console); },
-           [&] {
-             if (recording) recording->Finish(outcome.result);
-           },
-           [&] { report.Finish(request, call.request, driver->Name(), outcome); }},
-          console);
-  return status;
+  Hold(call, *driver, held, console);
+  return Leave(call, model, held, console);
 }
 
 }  // namespace
@@ -137,6 +208,9 @@ void AddMeasure(CLI::App& program, Execute& execute) {
   command.add_option("--record", call->record, "File to write the conversation to")
       ->type_name("FILE");
   AddReport(command, call->report);
+  command.add_flag("--uncertainty", call->tells_uncertainty,
+                   "Tell how sure each number is: a second line, or a column of the text");
+  AddEstimating(command, call->estimating);
   AddLabels(command, call->labels);
   AddStrict(command, call->telling.strict);
   AddResultFormat(command, call->telling.as_text);

@@ -10,9 +10,9 @@
 namespace libmfx::host {
 
 int Tell(const std::string& request, const Conversation& outcome, const Exchange& last,
-         const Telling& telling, Console& console) {
+         const Telling& telling, Console& console, const std::optional<report::Spread>& spread) {
   const bool is_text = telling.IsText(console);
-  console.Result(is_text ? ResultText(request, outcome) : outcome.result);
+  console.Result(is_text ? ResultText(request, outcome, spread) : outcome.result);
   if (!is_text || !console.OneTerminalShowsAll()) {
     for (const std::string& warning : outcome.warnings) console.Note("warning: " + warning);
     for (const std::string& note : NotesOf(QuantitiesOf(request, outcome.result, outcome.stages))) {
@@ -60,13 +60,15 @@ void ReportWriter::Take(const Exchange& exchange) {
 }
 
 void ReportWriter::Finish(const std::string& request, const std::string& request_name,
-                          const std::string& instrument, const Conversation& outcome) {
+                          const std::string& instrument, const Conversation& outcome,
+                          const std::optional<report::Spread>& spread) {
   if (!_file) return;
   _data.request = request;
   _data.request_name = request_name == "-" ? "standard input" : request_name;
   _data.instrument = instrument;
   _data.quality_threshold = QualityThreshold(request);
   _data.outcome = outcome;
+  _data.spread = spread;
   if (!outcome.with_samples.empty()) _data.outcome.result = outcome.with_samples;
   _file->Write(report::HtmlReport(_data));
   _file->Commit();

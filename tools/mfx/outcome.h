@@ -11,6 +11,7 @@
 #include "host/labels.h"
 #include "host/recording.h"
 #include "report/report.h"
+#include "report/spread.h"
 
 /// \file
 /// What a measurement leaves behind: a line on standard output, notes, a report.
@@ -31,9 +32,11 @@ struct Telling {
 /// text tells the outcome itself, and on a terminal that shows both nothing is told twice. Log
 /// lines of the library are to be off: the request is read once more.
 /// \param last the scan that was driven last; it has no points where nothing was driven
+/// \param spread how sure the numbers of a text are
 /// \returns the exit status
 int Tell(const std::string& request, const Conversation& outcome, const Exchange& last,
-         const Telling& telling, Console& console);
+         const Telling& telling, Console& console,
+         const std::optional<report::Spread>& spread = std::nullopt);
 
 /// Takes every step, whatever became of the ones before: a full disk costs the file that it is to
 /// hold, and neither the result nor another file. Throws the first failure in the end, and tells
@@ -48,8 +51,10 @@ class ReportWriter {
   /// \throws CallError
   ReportWriter(const std::string& path, const Labels& labels);
   void Take(const Exchange& exchange);
+  /// \param spread how sure the numbers are
   void Finish(const std::string& request, const std::string& request_name,
-              const std::string& instrument, const Conversation& outcome);
+              const std::string& instrument, const Conversation& outcome,
+              const std::optional<report::Spread>& spread = std::nullopt);
 
  private:
   std::optional<WholeFile> _file;

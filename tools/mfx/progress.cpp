@@ -13,7 +13,8 @@ constexpr std::chrono::milliseconds kPause{100};
 
 }  // namespace
 
-Progress::Progress() : _on_terminal(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::string noun)
+    : _noun(std::move(noun)), _on_terminal(isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
   if (_drawn) Draw("\n");
@@ -33,11 +34,11 @@ void Progress::Show(std::size_t done, std::size_t total, std::size_t jobs, std::
     line += "[" + std::string(filled, '#') + std::string(kWidth - filled, '.') + "] ";
     line += std::to_string(std::min<std::size_t>(100, done * 100 / total)) + " %, ";
   }
-  line += std::to_string(jobs) + " jobs";
+  line += std::to_string(jobs) + " " + _noun;
   const double seconds = std::chrono::duration<double>(now - _start).count();
   if (seconds > 0.5) {
     line += ", " + std::to_string(static_cast<long long>(static_cast<double>(jobs) / seconds)) +
-            " jobs/s";
+            " " + _noun + "/s";
   }
   if (errors > 0) line += ", " + std::to_string(errors) + " with errors";
   Draw(line);

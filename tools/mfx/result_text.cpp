@@ -29,19 +29,22 @@ std::string Verdict(const Conversation& outcome) {
   return outcome.IsDoubtful() ? "measured, with doubts" : "measured";
 }
 
-/// A line of the table: name, nominal, measured, deviation, unit and remark.
-using Cells = std::array<std::string, 6>;
+/// A line of the table: name, nominal, measured, deviation, margin, unit and remark.
+using Cells = std::array<std::string, 7>;
 
-Cells CellsOf(const Quantity& q) {
-  Cells cells = {q.name, "", "", "", q.unit, q.remark};
+Cells CellsOf(const Quantity& q, const std::optional<report::Spread>& spread) {
+  Cells cells = {q.name, "", "", "", "", q.unit, q.remark};
   if (q.nominal) cells[1] = TableText(*q.nominal, q.unit);
   if (q.measured) cells[2] = TableText(*q.measured, q.unit);
   if (const auto deviation = q.Deviation()) cells[3] = TableText(*deviation, q.unit, true);
+  if (const auto margin = spread ? report::MarginOf(*spread, q) : std::nullopt) {
+    cells[4] = report::MarginText(*margin, q.unit);
+  }
   if (q.measured && q.source == Source::kRepeated) {
-    cells[5] =
+    cells[6] =
         "as fitted, the message repeats the nominal" + (q.remark.empty() ? "" : "; " + q.remark);
   }
-  if (!q.measured) cells[5] = "not measured" + (q.remark.empty() ? "" : ", " + q.remark);
+  if (!q.measured) cells[6] = "not measured" + (q.remark.empty() ? "" : ", " + q.remark);
   return cells;
 }
 
@@ -52,10 +55,14 @@ std::size_t WidthOf(const std::string& text) {
       std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-std::string Table(const std::vector<Quantity>& quantities) {
-  std::vector<Cells> lines = {{"", "nominal", "measured", "deviation", "", ""}};
-  for (const Quantity& q : quantities) lines.push_back(CellsOf(q));
-  std::array<std::size_t, 6> widths = {};
+std::string Table(const std::vector<Quantity>& quantities,
+                  const std::optional<report::Spread>& spread) {
+  std::vector<Cells> lines = {{"", "nominal", "measured", "deviation", "", "", ""}};
+  for (const Quantity& q : quantities) lines.push_back(CellsOf(q, spread));
+  const bool has_margins =
+      std::any_of(lines.begin(), lines.end(), [](const Cells& cells) { return !cells[4].empty(); });
+  if (has_margins) lines.front()[4] = "95 %";
+  std::array<std::size_t, 7> widths = {};
   for (const Cells& cells : lines) {
     for (std::size_t c = 0; c < cells.size(); ++c)
       widths[c] = std::max(widths[c], WidthOf(cells[c]));
@@ -64,8 +71,9 @@ std::string Table(const std::vector<Quantity>& quantities) {
   for (const Cells& cells : lines) {
     std::string line;
     for (std::size_t c = 0; c < cells.size(); ++c) {
+      if (c == 4 && !has_margins) continue;
       const std::string blanks(widths[c] - WidthOf(cells[c]), ' ');
-      const bool is_number = c >= 1 && c <= 3;
+      const bool is_number = c >= 1 && c <= 4;
       line += "  " + (is_number ? blanks + cells[c] : cells[c] + blanks);
     }
     line.erase(line.find_last_not_of(' ') + 1);
@@ -83,12 +91,14 @@ std::string SampleCount(const json& result) {
 
 }  // namespace
 
-std::string ResultText(const std::string& request, const Conversation& outcome) {
+std::string ResultText(const std::string& request, const Conversation& outcome,
+                       const std::optional<report::Spread>& spread) {
   json result = json::parse(outcome.result, nullptr, false);
   if (!result.is_object()) result = json::object();
   const std::vector<Quantity> quantities = QuantitiesOf(request, outcome.result, outcome.stages);
   std::string text = NameIn(result) + ": " + Verdict(outcome) + "\n";
-  if (outcome.successful) text += quantities.empty() ? SampleCount(result) : Table(quantities);
+  if (outcome.successful)
+    text += quantities.empty() ? SampleCount(result) : Table(quantities, spread);
   for (const std::string& warning : outcome.warnings) text += "warning: " + OneLine(warning) + "\n";
   for (const std::string& note : NotesOf(quantities)) text += "note: " + OneLine(note) + "\n";
   if (!outcome.successful) {
