@@ -228,5 +228,14 @@ TEST(CylinderThread, ARadiusThatTheDepthSeenContradictsNeedsASharpProfile) {
   EXPECT_TRUE(statistics.threaded);
 }
 
+TEST(RobustBound, OfNoResidualsAndOfNonesIsABound) {
+  EXPECT_EQ(cylinder::RobustBound(Eigen::ArrayXd(), 3.0), 1e-6);
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_GT(cylinder::RobustBound(Eigen::ArrayXd::Constant(64, nan), 3.0), 1.0);
+  Eigen::ArrayXd some = Eigen::ArrayXd::Constant(64, 0.01);
+  some.head(20) = nan;
+  EXPECT_NEAR(cylinder::RobustBound(some, 3.0), 3.0 * 1.4826 * 0.01, 1e-12);
+}
+
 }  // namespace
 }  // namespace libmfx::geometry

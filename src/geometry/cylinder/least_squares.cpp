@@ -125,7 +125,10 @@ Matrix Reduce(const Matrix& matrix, const std::vector<int>& columns, const Model
 double RobustBound(const Eigen::ArrayXd& residuals, double deviations) {
   constexpr double kNormal = 1.4826;  // deviation of a normal law over its median deviation
   constexpr double kLeastBound = 1e-6;
-  Eigen::ArrayXd sizes = residuals.abs();
+  if (residuals.size() == 0) return kLeastBound;
+  // What is not a number is as far off as can be: the selection wants an order.
+  Eigen::ArrayXd sizes =
+      residuals.isNaN().select(std::numeric_limits<double>::infinity(), residuals.abs());
   const auto middle = sizes.begin() + sizes.size() / 2;
   std::nth_element(sizes.begin(), middle, sizes.end());
   return std::max(deviations * kNormal * *middle, kLeastBound);

@@ -74,6 +74,8 @@ std::optional<SightModel> SightFit::Find(double depth) const {
     SightModel model;
     double cost;
   };
+  // Where hardly a line of sight ends in the groove that it enters, they tell nothing of a thread.
+  if (size() < 2 * static_cast<Eigen::Index>(_with_beam.size())) return std::nullopt;
   std::vector<int> columns = _columns;
   std::erase(columns, kCrest);
   std::erase(columns, kRoot);
