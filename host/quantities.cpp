@@ -25,15 +25,6 @@ constexpr double kDegrees = 180.0 / std::numbers::pi;
 const char* const kMm = "mm";
 const char* const kDeg = "\xC2\xB0";
 
-/// A point or a direction among the settings, whichever of the two its class calls it.
-Vector3d PlaceOf(const Feature& feature, const wchar_t* name) {
-  try {
-    return feature.GetSetting<data_structures::PointXYZW>(name).xyz();
-  } catch (const std::domain_error&) {
-    return feature.GetSetting<data_structures::VectorXYZW>(name).xyz();
-  }
-}
-
 double NumberOf(const Feature& feature, const wchar_t* name) {
   return feature.GetSetting<double>(name);
 }
@@ -73,7 +64,7 @@ class Lister {
   const features::Stages& stages() const { return _stages; }
   bool Flag(const wchar_t* name) const { return _feature.GetSetting<bool>(name); }
   double Nominal(const wchar_t* name) const { return NumberOf(_feature, name); }
-  Vector3d NominalPlace(const wchar_t* name) const { return PlaceOf(_feature, name); }
+  Vector3d NominalPlace(const wchar_t* name) const { return SettingTriple(_feature, name); }
   std::optional<Vector3d> Location() const { return Measured("Location"); }
 
   void Place(const Vector3d& nominal) {
@@ -308,6 +299,14 @@ std::vector<Quantity> QuantitiesOf(const std::string& request, const std::string
   Lister lister(request, *feature, std::move(message), stages);
   list(lister);
   return std::move(lister.quantities);
+}
+
+Vector3d SettingTriple(const Feature& feature, const wchar_t* name) {
+  try {
+    return feature.GetSetting<data_structures::PointXYZW>(name).xyz();
+  } catch (const std::domain_error&) {
+    return feature.GetSetting<data_structures::VectorXYZW>(name).xyz();
+  }
 }
 
 std::optional<Vector3d> RequestTriple(const std::string& request, std::string_view place,

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "libmfx/features/feature.h"
 #include "libmfx/features/stages.h"
 
 /// \file
@@ -43,6 +44,10 @@ struct Quantity {
 /// \param stages what the last analysis recorded
 std::vector<Quantity> QuantitiesOf(const std::string& request, const std::string& result,
                                    const features::Stages& stages);
+
+/// A point or a direction among the settings, whichever of the two its class calls it.
+/// \throws std::out_of_range if there is no such setting, std::domain_error if it is neither
+Eigen::Vector3d SettingTriple(const features::Feature& feature, const wchar_t* name);
 
 /// Three numbers under a key of a request's "Feature", or with an empty `place` of its root, of a
 /// request that the library could read; for what no setting tells.

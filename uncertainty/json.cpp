@@ -44,7 +44,7 @@ ordered_json QuantityOf(const QuantityUncertainty& q, const Eigen::Matrix3d& own
 
 nlohmann::ordered_json JsonOf(const Uncertainty& answer) {
   ordered_json object = ordered_json::object();
-  const auto share = [&answer](long long part, long long of) {
+  const auto share = [](long long part, long long of) {
     return of > 0 ? static_cast<double>(part) / static_cast<double>(of) : 0.0;
   };
   object["trials"] = answer.trials;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
-#include <stdexcept>
 
 #include "host/quantities.h"
 #include "libmfx/features/feature.h"
@@ -14,15 +13,6 @@ namespace libmfx::uncertainty {
 namespace {
 
 using features::Feature;
-
-/// A point or a direction among the settings, whichever of the two its class calls it.
-Vector3d TripleOf(const Feature& feature, const wchar_t* name) {
-  try {
-    return feature.GetSetting<data_structures::PointXYZW>(name).xyz();
-  } catch (const std::domain_error&) {
-    return feature.GetSetting<data_structures::VectorXYZW>(name).xyz();
-  }
-}
 
 double NumberOf(const Feature& feature, const wchar_t* name) {
   return feature.GetSetting<double>(name);
@@ -36,8 +26,8 @@ Vector3d UnitAcross(const Vector3d& v, const Vector3d& normal) {
 }
 
 void TellFace(Twin& twin, const Feature& feature, const wchar_t* normal) {
-  twin.place = TripleOf(feature, L"NominalPoint");
-  twin.normal = TripleOf(feature, normal).normalized();
+  twin.place = host::SettingTriple(feature, L"NominalPoint");
+  twin.normal = host::SettingTriple(feature, normal).normalized();
   if (twin.normal.dot(twin.place - twin.origin) > 0.0) twin.normal = -twin.normal;
   twin.tangent = UnitAcross(Vector3d::UnitX(), twin.normal);
 }
@@ -59,7 +49,7 @@ void TellHole(Twin& twin, const Feature& feature) {
 void TellOblong(Twin& twin, const Feature& feature, const wchar_t* length, const wchar_t* width) {
   TellFace(twin, feature, L"NominalNormal");
   twin.spacing = NumberOf(feature, L"PointSpacing");
-  twin.tangent = UnitAcross(TripleOf(feature, L"NominalTangent"), twin.normal);
+  twin.tangent = UnitAcross(host::SettingTriple(feature, L"NominalTangent"), twin.normal);
   twin.length = NumberOf(feature, length);
   twin.width = NumberOf(feature, width);
 }
@@ -77,20 +67,20 @@ void TellPolygon(Twin& twin, const Feature& feature, const std::string& request)
 }
 
 void TellEdge(Twin& twin, const Feature& feature) {
-  twin.place = TripleOf(feature, L"NominalEdgePoint");
-  twin.normal = TripleOf(feature, L"NominalSurfaceNormal").normalized();
+  twin.place = host::SettingTriple(feature, L"NominalEdgePoint");
+  twin.normal = host::SettingTriple(feature, L"NominalSurfaceNormal").normalized();
   twin.spacing = NumberOf(feature, L"PointSpacing");
-  const Vector3d back = TripleOf(feature, L"NominalSurfacePoint") - twin.place;
+  const Vector3d back = host::SettingTriple(feature, L"NominalSurfacePoint") - twin.place;
   twin.height = back.dot(twin.normal);
   twin.tangent = UnitAcross(-back, twin.normal);
 }
 
 void TellCylinder(Twin& twin, const Feature& feature) {
-  twin.normal = TripleOf(feature, L"NominalCylinderAxis").normalized();
+  twin.normal = host::SettingTriple(feature, L"NominalCylinderAxis").normalized();
   twin.tangent = UnitAcross(Vector3d::UnitX(), twin.normal);
   twin.height = NumberOf(feature, L"NominalCylinderBottomOffset");
   twin.window = NumberOf(feature, L"NominalCylinderHeight");
-  twin.place = TripleOf(feature, L"NominalCylinderCenter") + twin.height * twin.normal;
+  twin.place = host::SettingTriple(feature, L"NominalCylinderCenter") + twin.height * twin.normal;
   twin.radius = NumberOf(feature, L"NominalCylinderRadius");
   twin.spacing = NumberOf(feature, L"LineSpacing");
 }
@@ -126,7 +116,7 @@ bool Tell(Twin& twin, Feature& feature, const std::string& request) {
   if (twin.type == "PVI") {
     TellFace(twin, feature, L"NominalNormal");
   } else if (twin.type == "MatteSphere") {
-    twin.place = TripleOf(feature, L"NominalPoint");
+    twin.place = host::SettingTriple(feature, L"NominalPoint");
     twin.normal = -twin.place.normalized();
     twin.tangent = UnitAcross(Vector3d::UnitX(), twin.normal);
     twin.radius = NumberOf(feature, L"NominalRadius");

@@ -99,7 +99,7 @@ TEST(Uncertainty, ATableForPeopleTellsEveryQuantity) {
   const Ended text = RunMfx({"uncertainty", Example("requests", "rectangle"), "--trials", "20"});
   EXPECT_EQ(text.status, 0);
   for (const char* part : {"rectangle.json: 20 trials", "Location x", "Normal", "Tangent", "Length",
-                           "Width", "95 %", "digits"}) {
+                           "Width", "95 %", "significant digit"}) {
     EXPECT_THAT(text.out, HasSubstr(part));
   }
 }

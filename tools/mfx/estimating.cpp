@@ -151,7 +151,9 @@ std::string UncertaintyText(const std::string& name, const Uncertainty& answer,
   if (answer.quantities.empty()) return text + "\n  nothing can be told without two successes";
   const bool is_after = answer.quantities.front().measured.has_value();
   text += Table(answer, is_after ? "best" : "mean") + OwnFrame(answer);
-  text += "\n  " + std::to_string(answer.digits) + " significant digits of them stand";
+  text += answer.digits == 0
+              ? "\n  not all of them stand to one significant digit"
+              : "\n  " + std::to_string(answer.digits) + " significant digits of them stand";
   if (answer.broken_off) text += ", as far as the trials went";
   for (const std::string& key : answer.repeated) {
     text += "\n  " + key + " is the request's, and not measured";
