@@ -55,6 +55,7 @@ int RunUncertainty(const UncertaintyCall& call, Console& console) {
   console.ShowLibraryLines(false);
   const std::vector<Named> named = QuestionsOf(call);
   std::vector<uncertainty::Question> questions;
+  questions.reserve(named.size());
   for (const Named& one : named) questions.push_back(one.second);
   int status = kMeasured;
   // A signal ends the trials, not the call: what stands by then is told.
