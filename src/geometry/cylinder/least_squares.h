@@ -48,8 +48,8 @@ Uncertainty Judge(const Eigen::MatrixXd& matrix, double cost, Eigen::Index point
                   const Model& model, const std::vector<int>& columns);
 
 /// So many standard deviations of residuals, at least one of them, by the median of their sizes,
-/// which strays don't move; at least a millionth of the nominal radius, for points without noise and
-/// for none at all.
+/// which strays don't move; at least a millionth of the nominal radius, for points without noise
+/// and for none at all.
 double RobustBound(const Eigen::ArrayXd& residuals, double deviations);
 
 }  // namespace libmfx::geometry::cylinder
