@@ -111,7 +111,10 @@ Question Before(const std::string& request, const host::ConversationOptions& opt
   return question;
 }
 
-Question After(const host::Recording& recording, const InstrumentModel& model, std::uint64_t seed) {
+namespace {
+
+Question AskedOf(const host::Recording& recording, const InstrumentModel& model,
+                 std::uint64_t seed) {
   Question question = Before(recording.request, recording.options, model, seed);
   Measurement measurement(recording.request, OptionsOf(recording.options));
   const host::Exchange scan = Replay(measurement, recording);
@@ -133,6 +136,16 @@ Question After(const host::Recording& recording, const InstrumentModel& model, s
   Settle(plan, measured);
   question.measured = std::move(measured);
   return question;
+}
+
+}  // namespace
+
+Question After(const host::Recording& recording, const InstrumentModel& model, std::uint64_t seed) {
+  try {
+    return AskedOf(recording, model, seed);
+  } catch (const sim::SceneError& error) {
+    throw CallError("the part cannot be simulated: " + host::OneLine(error.what()));
+  }
 }
 
 std::vector<Uncertainty> AnswersOf(const std::vector<Question>& questions,
