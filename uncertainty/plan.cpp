@@ -151,9 +151,11 @@ Question After(const host::Recording& recording, const InstrumentModel& model, s
 std::vector<Uncertainty> AnswersOf(const std::vector<Question>& questions,
                                    const RunOptions& options, const Progress& progress) {
   std::vector<TrialPlan> plans;
+  plans.reserve(questions.size());
   for (const Question& question : questions) plans.push_back(question.plan);
   const std::vector<Trials> trials = Run(plans, options, progress);
   std::vector<Uncertainty> answers;
+  answers.reserve(questions.size());
   for (std::size_t i = 0; i < questions.size(); ++i) {
     answers.push_back(AnswerOf(questions[i], trials[i]));
   }
