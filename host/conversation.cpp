@@ -12,11 +12,12 @@ namespace {
 using features::Feature;
 using measurement::Measurement;
 
-Conversation Hold(Measurement& measurement, Driver& driver, const ConversationOptions& options) {
+Conversation Hold(Measurement& measurement, Driver& driver, const ConversationOptions& options,
+                  bool may_break_off = false) {
   while (!measurement.done()) {
     measurement.take(driver.Drive(measurement.drive(), StepName(measurement.step())));
   }
-  if (measurement.broken_off()) throw CallError(measurement.error());
+  if (measurement.broken_off() && !may_break_off) throw CallError(measurement.error());
   driver.Finish();
   const bool omit = options.scan_data == ScanData::kNone;
   std::string result = measurement.result();
@@ -55,6 +56,12 @@ Conversation Measure(const std::string& request, Driver& driver,
                      const ConversationOptions& options) {
   Measurement measurement(request, OptionsOf(options));
   return Hold(measurement, driver, options);
+}
+
+Conversation MeasureOrBreakOff(const std::string& request, Driver& driver,
+                               const ConversationOptions& options) {
+  Measurement measurement(request, OptionsOf(options));
+  return Hold(measurement, driver, options, true);
 }
 
 Conversation Measure(Feature& feature, Driver& driver, const ConversationOptions& options,

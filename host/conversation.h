@@ -56,6 +56,12 @@ struct Conversation {
 Conversation Measure(const std::string& request, Driver& driver,
                      const ConversationOptions& options);
 
+/// The same, but a conversation that breaks off, since nothing comes back from where the instrument
+/// looks, is a measurement that failed.
+/// \throws CallError if the instrument cannot be used any further
+Conversation MeasureOrBreakOff(const std::string& request, Driver& driver,
+                               const ConversationOptions& options);
+
 /// The same with a feature that was made elsewhere and has driven nothing yet.
 /// \param search_enabled asked, at most once, whether a search may follow a failure
 Conversation Measure(features::Feature& feature, Driver& driver, const ConversationOptions& options,

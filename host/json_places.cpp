@@ -225,6 +225,15 @@ std::size_t ElementAt(std::string_view text, std::size_t array, std::size_t inde
   return place;
 }
 
+std::vector<std::size_t> ElementsAt(std::string_view text, std::size_t array) {
+  std::vector<std::size_t> elements;
+  Walker walker(text, array);
+  if (walker.Peek() != '[') return elements;
+  walker.SkipContainer(kAnyNesting,
+                       [&](std::size_t, std::size_t value) { elements.push_back(value); });
+  return elements;
+}
+
 std::size_t RootOf(std::string_view text) {
   Walker walker(text);
   walker.SkipBlanks();

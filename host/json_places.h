@@ -46,6 +46,10 @@ std::vector<MemberPlace> MembersAt(std::string_view text, std::size_t object);
 /// Where the element of the array that begins at `array` stands; `array` where there is none.
 std::size_t ElementAt(std::string_view text, std::size_t array, std::size_t index);
 
+/// Where each element of the array that begins at `array` stands, of a text without a fault; what
+/// is no array has none.
+std::vector<std::size_t> ElementsAt(std::string_view text, std::size_t array);
+
 /// Where the root of a text without a fault begins.
 std::size_t RootOf(std::string_view text);
 

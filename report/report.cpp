@@ -61,18 +61,23 @@ bool IsRadiusAsTold(const std::vector<Quantity>& quantities, const json& drawn,
          });
 }
 
-}  // namespace
+/// What a report tells, ready to be drawn.
+struct Ready {
+  std::vector<Quantity> quantities;
+  const Spread* spread = nullptr;
+  std::optional<Measured> measured;
+};
 
-std::string HtmlReport(const ReportData& data) {
+Ready ReadyOf(const ReportData& data) {
   const std::optional<std::string> strict = features::StrictJson(data.request);
   json request = strict ? json::parse(*strict) : json();
   json result = json::parse(data.outcome.result, nullptr, false);
   if (result.is_discarded()) result = json();
-  const std::vector<Quantity> quantities =
-      QuantitiesOf(data.request, data.outcome.result, data.outcome.stages);
+  Ready ready;
+  ready.quantities = QuantitiesOf(data.request, data.outcome.result, data.outcome.stages);
   json drawn = Drawn(result, data.outcome.stages);
-  const Spread* spread = data.spread && data.outcome.successful ? &*data.spread : nullptr;
-  const bool radius_as_told = IsRadiusAsTold(quantities, drawn, result);
+  ready.spread = data.spread && data.outcome.successful ? &*data.spread : nullptr;
+  const bool radius_as_told = IsRadiusAsTold(ready.quantities, drawn, result);
 
   std::vector<Eigen::Vector3d> points;
   if (!data.exchanges.empty()) {
@@ -82,28 +87,31 @@ std::string HtmlReport(const ReportData& data) {
     }
   }
   const View view = FindView(request, points, MeasuredSurface(data.outcome.stages));
-  const Measured measured{std::move(request),
-                          std::move(drawn),
-                          data.outcome.successful,
-                          data.exchanges,
-                          data.outcome.stages,
-                          data.quality_threshold,
-                          view,
-                          radius_as_told,
-                          spread};
+  ready.measured.emplace(Measured{std::move(request), std::move(drawn), data.outcome.successful,
+                                  data.exchanges, data.outcome.stages, data.quality_threshold, view,
+                                  radius_as_told, ready.spread});
+  return ready;
+}
 
+}  // namespace
+
+std::string HtmlPictures(const ReportData& data) { return Pictures(data, *ReadyOf(data).measured); }
+
+std::string HtmlReport(const ReportData& data) {
+  const Ready ready = ReadyOf(data);
+  const Spread* const spread = ready.spread;
   std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
   html += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
   html += Element("title", Escaped(TitleOf(data.request)) + ": measurement report");
   html += Element("style", std::string(kPlotStyle) + kPageStyle + (spread ? kSpreadStyle : "")) +
           "</head>\n<body>\n";
-  std::string told = QuantityTable(quantities, data.outcome.successful, spread);
+  std::string told = QuantityTable(ready.quantities, data.outcome.successful, spread);
   const std::optional<geometry::WallForm>& form = data.outcome.stages.form;
   if (form && data.outcome.successful) told += FormTable(*form);
   html += Head(data) + "<div class=\"numbers\">\n";
   if (!told.empty()) html += Element("section", "\n" + told);
   html += Element("section", "\n" + ResultTable(data.outcome.result)) + "</div>\n";
-  html += Pictures(data, measured) + ScanTable(data.exchanges) + RequestText(data.request);
+  html += Pictures(data, *ready.measured) + ScanTable(data.exchanges) + RequestText(data.request);
   return html + "</body>\n</html>\n";
 }
 

@@ -27,4 +27,7 @@ struct ReportData {
 /// The same measurement gives the same bytes.
 std::string HtmlReport(const ReportData& data);
 
+/// The pictures of it alone, for a page that has kPlotStyle and kPageStyle.
+std::string HtmlPictures(const ReportData& data);
+
 }  // namespace libmfx::host::report

@@ -18,7 +18,7 @@ import subprocess
 import sys
 
 MOST_IN_ONE = 36
-ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|uncertainty|tools)/")
+ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|uncertainty|inspection|tools)/")
 DECLARED = re.compile(
     r"^(?:template <.*> )?(?:(?:class|struct|enum|enum class|using) (\w+)\b(?!::)|.*?\b(\w+)\s*(?:\(|=|\{|\[|;))")
 

@@ -47,6 +47,14 @@ echo "demo: nominal, measured and true values (mm; directions are unit vectors; 
 echo
 python3 scripts/demo_summary.py "$out" "${names[@]}"
 
+# A whole part by its plan, up to the sheet.
+echo
+echo "demo: $mfx inspect examples/inspection/plan.json --scene examples/inspection/scene.json --out $out/bracket"
+rm -rf "$out/bracket"
+"$mfx" inspect examples/inspection/plan.json --scene examples/inspection/scene.json --out "$out/bracket" \
+  2>"$out/bracket.log" || true
+echo "demo: its sheet to sign is $out/bracket/report.html"
+
 echo
 echo "demo: the report of all of them is $out/report.html: open it in a browser"
 echo "demo: the whole results, single reports and the library's traces are in $out too"

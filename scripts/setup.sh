@@ -17,7 +17,8 @@ packages_of() {
   case $1 in
     build) echo g++ cmake ninja-build libeigen3-dev nlohmann-json3-dev libnanoflann-dev \
                 libutfcpp-dev libembree-dev libassimp-dev libcli11-dev zlib1g-dev python3 ;;
-    test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config mandoc libvalijson-dev ;;
+    test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config mandoc libvalijson-dev \
+               libxml2-utils libceres-dev ;;
     bench) echo libbenchmark-dev libcgal-dev libceres-dev ;;
     check) echo clang clang-format clang-tidy libclang-rt-14-dev zsh fish ;;
     report) echo gcovr ;;

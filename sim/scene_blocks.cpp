@@ -43,23 +43,27 @@ Vec3 ReadDirection(SceneSection& section, const char* key) {
   return v.normalized();
 }
 
-Pose ReadPose(SceneSection section) {
+Pose ReadPoseKeys(SceneSection& section, const Vec3& normal, const Vec3& tangent) {
   const Vec3 position = section.Vector("position", kFarthest);
-  Pose pose;
   if (section.Has("rotation")) {
+    Pose pose;
     pose.rotation = ReadRotation(section);
     pose.position = position;
-  } else {
-    Vec3 normal = Vec3::Zero();
-    Vec3 tangent = Vec3::Zero();
-    if (section.Has("normal")) normal = ReadDirection(section, "normal");
-    if (section.Has("tangent")) {
-      tangent = ReadDirection(section, "tangent");
-      const Vec3 z = Pose::Facing(position, normal).rotation.col(2);
-      if (tangent.cross(z).norm() < 1e-6) section.Refuse("tangent", "is parallel to the normal");
-    }
-    pose = Pose::Facing(position, normal, tangent);
+    return pose;
   }
+  const Vec3 wanted = section.Has("normal") ? ReadDirection(section, "normal") : normal;
+  const Vec3 z = Pose::Facing(position, wanted).rotation.col(2);
+  const auto is_along = [&z](const Vec3& x) { return x.cross(z).norm() < 1e-6; };
+  if (!section.Has("tangent")) {
+    return Pose::Facing(position, wanted, is_along(tangent) ? Vec3(Vec3::Zero()) : tangent);
+  }
+  const Vec3 told = ReadDirection(section, "tangent");
+  if (is_along(told)) section.Refuse("tangent", "is parallel to the normal");
+  return Pose::Facing(position, wanted, told);
+}
+
+Pose ReadPose(SceneSection section) {
+  const Pose pose = ReadPoseKeys(section, Vec3::Zero(), Vec3::Zero());
   section.Finish();
   return pose;
 }

@@ -307,19 +307,26 @@ PartPtr ReadMesh(SceneSection& s, const std::filesystem::path& folder,
 }  // namespace
 
 std::shared_ptr<const Part> ReadPart(SceneSection section, const std::filesystem::path& folder,
-                                     std::vector<std::filesystem::path>& files) {
+                                     std::vector<std::filesystem::path>& files, PartOf owner) {
   using Reader = PartPtr (*)(SceneSection&);
   static const std::map<std::string, Reader, std::less<>> readers = {
       {"plane", ReadPlane}, {"plate", ReadPlate}, {"ball", ReadBall},
       {"edge", ReadEdge},   {"stud", ReadStud},   {"bore", ReadBore}};
   const std::string type = section.Text("type");
+  const bool is_assembly = type == "assembly";
+  if (is_assembly && owner == PartOf::kAssembly) {
+    section.Refuse("type", "is no part for a member of an assembly");
+  }
   const auto found = readers.find(type);
-  if (found == readers.end() && type != "mesh") {
+  if (found == readers.end() && type != "mesh" && !is_assembly) {
     std::string listed = "mesh";
     for (const auto& [name, reader] : readers) listed += ", " + name;
+    if (owner == PartOf::kScene) listed += ", assembly";
     section.Refuse("type", "is not a known part (known: " + listed + ")");
   }
-  auto part = found == readers.end() ? ReadMesh(section, folder, files) : found->second(section);
+  auto part = is_assembly              ? ReadAssembly(section, folder, files)
+              : found == readers.end() ? ReadMesh(section, folder, files)
+                                       : found->second(section);
   section.Finish();
   return part;
 }

@@ -113,29 +113,43 @@ Question Before(const std::string& request, const host::ConversationOptions& opt
 
 namespace {
 
-Question AskedOf(const host::Recording& recording, const InstrumentModel& model,
-                 std::uint64_t seed) {
-  Question question = Before(recording.request, recording.options, model, seed);
+/// A recorded measurement that was held again.
+struct HeldAgain {
+  Question question;  ///< without what trials alone need
+  host::Exchange scan;
+  features::Stages stages;
+};
+
+HeldAgain HoldAgain(const host::Recording& recording, const InstrumentModel& model,
+                    std::uint64_t seed) {
+  HeldAgain held{Before(recording.request, recording.options, model, seed), {}, {}};
   Measurement measurement(recording.request, OptionsOf(recording.options));
-  const host::Exchange scan = Replay(measurement, recording);
+  held.scan = Replay(measurement, recording);
   if (!measurement.successful()) {
     throw CallError("the measurement failed, and nothing of it can be sure: " +
                     host::OneLine(measurement.error()));
   }
-  const features::Stages& stages = measurement.feature().GetStages();
-  TrialPlan& plan = question.plan;
+  held.stages = measurement.feature().GetStages();
+  TrialPlan& plan = held.question.plan;
   Values measured = MeasuredValues(measurement);
   if (plan.twin.type == "CustomScan") {
     // What was measured are the samples: the answer is told for one from the middle of the path.
     measured = {{"Range", Kind::kSize, Eigen::VectorXd::Constant(1, plan.twin.place.norm())}};
   }
-  plan.twin = Surrounded(MeasuredTwin(plan.twin, measured, stages), scan, stages);
-  plan.model = AsRecorded(model, SceneOf(plan.twin), scan, stages, seed);
+  plan.twin = Surrounded(MeasuredTwin(plan.twin, measured, held.stages), held.scan, held.stages);
+  held.question.first = FirstEstimate(plan.twin, measured, held.scan, held.stages);
+  held.question.measured = std::move(measured);
+  return held;
+}
+
+Question AskedOf(const host::Recording& recording, const InstrumentModel& model,
+                 std::uint64_t seed) {
+  HeldAgain held = HoldAgain(recording, model, seed);
+  TrialPlan& plan = held.question.plan;
+  plan.model = AsRecorded(model, SceneOf(plan.twin), held.scan, held.stages, seed);
   plan.shifts = true;
-  question.first = FirstEstimate(plan.twin, measured, scan, stages);
-  Settle(plan, measured);
-  question.measured = std::move(measured);
-  return question;
+  Settle(plan, *held.question.measured);
+  return std::move(held.question);
 }
 
 }  // namespace
@@ -143,6 +157,15 @@ Question AskedOf(const host::Recording& recording, const InstrumentModel& model,
 Question After(const host::Recording& recording, const InstrumentModel& model, std::uint64_t seed) {
   try {
     return AskedOf(recording, model, seed);
+  } catch (const sim::SceneError& error) {
+    throw CallError("the part cannot be simulated: " + host::OneLine(error.what()));
+  }
+}
+
+AtFirst Glance(const host::Recording& recording) {
+  try {
+    Question question = HoldAgain(recording, {}, 1).question;
+    return {std::move(*question.measured), std::move(question.first)};
   } catch (const sim::SceneError& error) {
     throw CallError("the part cannot be simulated: " + host::OneLine(error.what()));
   }

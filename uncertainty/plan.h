@@ -29,6 +29,16 @@ Question Before(const std::string& request, const host::ConversationOptions& opt
 /// \throws host::CallError if the measurement did not succeed, or the recording does not hold it
 Question After(const host::Recording& recording, const InstrumentModel& model, std::uint64_t seed);
 
+/// What was measured, and what its fit alone tells of how sure it is.
+struct AtFirst {
+  Values measured;
+  std::optional<Uncertainty> first;  ///< none where no fit stands behind it
+};
+
+/// The same without a trial.
+/// \throws host::CallError as After
+AtFirst Glance(const host::Recording& recording);
+
 /// What the trials answer.
 Uncertainty AnswerOf(const Question& question, const Trials& trials);
 

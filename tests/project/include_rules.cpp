@@ -58,9 +58,11 @@ const std::map<std::string, std::set<std::string>>& OutsideRooms() {
       {"host", {"include", "sim", "host"}},
       {"report", {"include", "host", "report"}},
       {"uncertainty", {"include", "sim", "host", "uncertainty"}},
-      {"tools", {"include", "sim", "host", "report", "uncertainty", "tools"}},
+      {"inspection", {"include", "sim", "host", "report", "uncertainty", "inspection"}},
+      {"tools", {"include", "sim", "host", "report", "uncertainty", "inspection", "tools"}},
       {"examples", {"include", "examples"}},
-      {"tests", {"include", "src", "sim", "host", "report", "uncertainty", "tools", "tests"}},
+      {"tests",
+       {"include", "src", "sim", "host", "report", "uncertainty", "inspection", "tools", "tests"}},
       // A benchmark may measure on the scenes that a test judges, a fuzzer judge by its checks.
       {"bench", {"include", "src", "sim", "tests", "bench"}},
       {"fuzz", {"include", "src", "tests", "fuzz"}},
@@ -176,8 +178,8 @@ std::vector<std::string> BrokenRules(const std::string& path, const std::string&
 
 std::set<std::string> SourceFiles(const fs::path& root) {
   std::set<std::string> files;
-  for (const char* folder : {"include", "src", "sim", "host", "report", "uncertainty", "tools",
-                             "examples", "tests", "bench", "fuzz"}) {
+  for (const char* folder : {"include", "src", "sim", "host", "report", "uncertainty", "inspection",
+                             "tools", "examples", "tests", "bench", "fuzz"}) {
     if (!fs::is_directory(root / folder)) continue;
     for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
       const std::string ending = entry.path().extension().string();

@@ -78,6 +78,11 @@ nlohmann::json LeastScene(const std::string& type) {
     part["file"] = LIBMFX_SOURCE_DIR "/examples/scenes/plate_with_hole.stl";
     part["unit"] = "mm";
   }
+  if (type == "assembly") {
+    part["parts"] = nlohmann::json::array(
+        {{{"name", "H1"}, {"part", {{"type", "plane"}}}, {"position", {0, 0, 0}}},
+         {{"name", "H2"}, {"part", {{"type", "ball"}}}, {"position", {0, 0, 0.1}}}});
+  }
   return {{"part", part}, {"pose", {{"position", {0, 0, 1}}}}, {"noise", false}};
 }
 
@@ -116,7 +121,8 @@ std::set<std::string> ToldKeys(const std::string& heading, const std::string& co
   return keys;
 }
 
-const std::vector<std::string> kParts = {"plane", "plate", "edge", "ball", "stud", "bore", "mesh"};
+const std::vector<std::string> kParts = {"plane", "plate", "edge", "ball",
+                                         "stud",  "bore",  "mesh", "assembly"};
 
 /// Every key that is told is known, and every key that is listed as known is told.
 void ExpectTold(const nlohmann::json& scene, const std::string& place,
@@ -161,6 +167,7 @@ TEST(ScenesDocument, TellsEveryKey) {
         KnownKeys({{"part", part}, {"pose", LeastScene("bore")["pose"]}}, "/part/thread"));
   }
   EXPECT_EQ(of_threads, ToldKeys("Threads", "key of `thread`"));
+  ExpectTold(LeastScene("assembly"), "/part/parts/0", ToldKeys("`assembly`", "key of `parts`"));
   nlohmann::json formed = LeastScene("stud");
   formed["part"]["form"]["lobes"] = {{{"count", 2}, {"amplitude", 1e-5}}};
   EXPECT_EQ(KnownKeys(formed, "/part/form"), ToldKeys("Errors of form", "key of `form`"));
@@ -399,6 +406,24 @@ TEST(ScenesDocument, TellsTheBurr) {
   }
 }
 
+// The example of an assembly has all keys of a place, and its truth is named as it is told.
+TEST(ScenesDocument, TellsTheAssembly) {
+  nlohmann::json scene = LeastScene("assembly");
+  scene["part"] = ExampleOf("{\"type\": \"assembly\"");
+  const nlohmann::json truth = Scene::FromJson(scene).TruthJson();
+  EXPECT_EQ(truth.at("H1.radius"), 0.005);
+  // The part faces the instrument: its x is against the instrument's.
+  EXPECT_EQ(truth.at("H1.center"), nlohmann::json({0.05, 0.0, 1.0}));
+  EXPECT_TRUE(truth.contains("S1.major_radius"));
+  EXPECT_TRUE(truth.contains("B1.center"));
+  // What is left out is what the table says.
+  const std::vector<double> by_default = Seen(scene, 3);
+  nlohmann::json& hole = scene["part"]["parts"][0];
+  hole["normal"] = {0, 0, 1};
+  hole["tangent"] = {1, 0, 0};
+  EXPECT_TRUE(Seen(scene, 3) == by_default);
+}
+
 TEST(ScenesDocument, TellsTheObstacles) {
   EXPECT_EQ(CheckObject("obstacles", "[{\"type\": \"cylinder\"", "The obstacles",
                         {{"/0", "key of a `cylinder`"},
@@ -419,6 +444,11 @@ TEST(ScenesDocument, TellsTheRelief) {
 
 // Each line has the file's name before what the reader says; "..." stands for the rest.
 TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
+  const nlohmann::json member = LeastScene("assembly")["part"]["parts"][0];
+  nlohmann::json nested_member = member;
+  nested_member["part"] = LeastScene("assembly")["part"];
+  nlohmann::json placeless = LeastScene("assembly")["part"]["parts"][1];
+  placeless.erase("position");
   const std::map<std::string, std::pair<std::string, nlohmann::json>> wrong = {
       {"part.opening.radius", {"/part/opening/radius", -0.005}},
       {"part.thicknes", {"/part/thicknes", 0.01}},
@@ -433,6 +463,11 @@ TEST(ScenesDocument, WrongScenesAreRefusedInTheseWords) {
          {"radius", 0.005},
          {"edge_radius", 1e-4},
          {"burr", {{"height", 1e-4}}}}}},
+      {"part.parts", {"/part", {{"type", "assembly"}, {"parts", nlohmann::json::array()}}}},
+      {"part.parts[0].part.type",
+       {"/part", {{"type", "assembly"}, {"parts", nlohmann::json::array({nested_member})}}}},
+      {"part.parts[1].name", {"/part", {{"type", "assembly"}, {"parts", {member, member}}}}},
+      {"part.parts[1].position", {"/part", {{"type", "assembly"}, {"parts", {member, placeless}}}}},
       {"part.unit", {"/part", {{"type", "mesh"}, {"file", "cover.stl"}}}},
       {"pose.position", {"/pose/position", {0, 0, -2}}},
       {"noise.range", {"/noise", {{"range", -1e-5}}}},

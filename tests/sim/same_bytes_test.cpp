@@ -5,10 +5,13 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "sim/mesh/mesh_part.h"
 #include "sim/mesh/mesh_shapes.h"
+#include "sim/parts/assembly.h"
 #include "sim/portable_math.h"
 #include "sim/scenario.h"
 
@@ -58,6 +61,15 @@ TEST(SameBytes, PlateWithAChamferedHole) {
 TEST(SameBytes, RoundedTriangle) {
   const auto part = parts::MakeOpeningPlate(parts::PolygonalOpening(3, 0.008, 0.001));
   EXPECT_EQ(ScanOf(part, 0.01), 8371788330638512186ULL);
+}
+
+TEST(SameBytes, AssemblyOfAPlateAndABall) {
+  const auto plate = parts::MakeOpeningPlate(parts::RoundOpening(0.005));
+  const Pose ahead = Pose::Facing(Vec3::Zero(), Vec3::UnitZ(), Vec3::UnitX());
+  const Pose aside = Pose::Facing({0.006, -0.002, 0.01}, {0.3, 0.2, 1.0}, Vec3::UnitX());
+  const std::vector<Assembly::Member> members = {{"H1", plate, ahead},
+                                                 {"B1", parts::MakeBall({0.003}), aside}};
+  EXPECT_EQ(ScanOf(std::make_shared<Assembly>(members), 0.01), 18409739781535912884ULL);
 }
 
 TEST(SameBytes, Ball) { EXPECT_EQ(ScanOf(parts::MakeBall({}), 0.016), 6147427341766488227ULL); }

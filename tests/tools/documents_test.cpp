@@ -201,8 +201,9 @@ TEST(DocumentsTest, TheOptionsAreThoseOfTheHelp) {
     return found;
   };
   std::set<std::string> known = options_in(RunMfx({"--help"}).out);
-  for (const char* call : {"features", "check", "schema", "plan", "measure", "replay",
-                           "uncertainty", "batch", "check-instrument", "help", "completion"}) {
+  for (const char* call :
+       {"features", "check", "schema", "plan", "measure", "replay", "uncertainty", "inspect",
+        "batch", "check-instrument", "help", "completion"}) {
     const std::set<std::string> of_call = options_in(RunMfx({call, "--help"}).out);
     known.insert(of_call.begin(), of_call.end());
   }

@@ -78,7 +78,7 @@ TEST(SchemaTest, TheCallPrintsEachAndTheFolderHoldsThem) {
   const Ended names = RunMfx({"schema"});
   EXPECT_EQ(names.status, 0);
   EXPECT_EQ(Lines(names.out), SchemaNames());
-  EXPECT_THAT(SchemaNames(), SizeIs(26));
+  EXPECT_THAT(SchemaNames(), SizeIs(28));
   std::set<std::string> files;
   for (const auto& entry : std::filesystem::directory_iterator(Source("schemas"))) {
     files.insert(entry.path().stem());
@@ -372,6 +372,11 @@ TEST(SchemaTest, WhatSpoilsAMeasurementHasTheKeysThatItsReaderKnows) {
   EXPECT_EQ(checked, 4);
 }
 
+/// A member of an assembly.
+json MemberOf(const json& part) {
+  return {{"name", "H1"}, {"part", part}, {"position", {0, 0, 0}}};
+}
+
 TEST(SchemaTest, APartHasTheKeysThatItsReaderKnows) {
   const json schema = SchemaOf("scene")["properties"]["part"];
   const json scene = Example("hole").scene;
@@ -383,7 +388,8 @@ TEST(SchemaTest, APartHasTheKeysThatItsReaderKnows) {
       {"ball", {json::object()}},
       {"stud", {{{"radius", 0.005}}, {{"thread", "M6"}}}},
       {"bore", {{{"radius", 0.005}}, {{"thread", "M6"}}}},
-      {"mesh", {{{"file", Source("examples/scenes/plate_with_hole.stl")}, {"unit", "mm"}}}}};
+      {"mesh", {{{"file", Source("examples/scenes/plate_with_hole.stl")}, {"unit", "mm"}}}},
+      {"assembly", {{{"parts", json::array({MemberOf({{"type", "plane"}})})}}}}};
   EXPECT_EQ(schema["oneOf"].size(), forms.size());
   for (const json& part : schema["oneOf"]) {
     const std::string type = part["title"];
@@ -485,6 +491,70 @@ TEST(SchemaTest, AFormIsWhatItsReaderTakes) {
       EXPECT_EQ(Refusal(scene).empty(), sound) << Refusal(scene);
       EXPECT_EQ(Against(scene, "scene").empty(), sound) << form;
     }
+  }
+}
+
+TEST(SchemaTest, AMemberOfAnAssemblyIsWhatItsReaderTakes) {
+  json scene = Example("hole").scene;
+  const json hole = scene["part"];
+  const json sound = MemberOf({{"type", "plane"}});
+  json other = MemberOf(hole);
+  other["name"] = "H2";
+  const auto with = [&sound](const char* key, const json& value) {
+    json member = sound;
+    member[key] = value;
+    return member;
+  };
+  const json turn = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  json turned = with("rotation", turn);
+  json towards = with("normal", {1, 0, 0});
+  towards["tangent"] = {0, 0, 1};
+  scene["part"] = {{"type", "assembly"}, {"parts", json::array({sound})}};
+  for (const json& part : SchemaOf("scene")["properties"]["part"]["oneOf"]) {
+    if (part["title"] != "assembly") continue;
+    EXPECT_EQ(KnownToForms(scene, "/part/parts/0", {turned, towards}),
+              KeysOf(part.at("/properties/parts/items/properties"_json_pointer)));
+  }
+  json both = turned;
+  both["tangent"] = {1, 0, 0};
+  json many = json::array();
+  for (int i = 0; i < 201; ++i) many.push_back(with("name", std::to_string(i)));
+  json most = many;
+  most.erase(200);
+  const auto less = [&sound](const char* key) {
+    json member = sound;
+    member.erase(key);
+    return json::array({member});
+  };
+  const auto alone = [&with](const char* key, const json& value) {
+    return json::array({with(key, value)});
+  };
+  const std::vector<std::pair<json, bool>> cases = {{json::array({sound}), true},
+                                                    {{sound, other}, true},
+                                                    {{turned, other}, true},
+                                                    {{towards, other}, true},
+                                                    {most, true},
+                                                    {many, false},
+                                                    {json::array(), false},
+                                                    {5, false},
+                                                    {{sound, 5}, false},
+                                                    {less("name"), false},
+                                                    {less("part"), false},
+                                                    {less("position"), false},
+                                                    {json::array({both}), false},
+                                                    {alone("name", ""), false},
+                                                    {alone("name", 1), false},
+                                                    {alone("colour", "red"), false},
+                                                    {alone("position", {0, 0}), false},
+                                                    {alone("normal", {0, "up", 0}), false},
+                                                    {alone("part", "plane"), false},
+                                                    {alone("part", {{"type", "gear"}}), false},
+                                                    {alone("part", {{"type", "plate"}}), false},
+                                                    {alone("part", scene["part"]), false}};
+  for (const auto& [parts, accepted] : cases) {
+    scene["part"]["parts"] = parts;
+    EXPECT_EQ(Refusal(scene).empty(), accepted) << Refusal(scene);
+    EXPECT_EQ(Against(scene, "scene").empty(), accepted) << parts.dump().substr(0, 200);
   }
 }
 

@@ -16,6 +16,7 @@
 #include "tools/accuracy/campaign.h"
 #include "tools/accuracy/coverage.h"
 #include "tools/accuracy/evaluation.h"
+#include "tools/accuracy/inspections.h"
 #include "tools/accuracy/jobs.h"
 
 namespace {
@@ -35,6 +36,9 @@ constexpr const char* kUsage =
     "  section NAME JOBS ANSWERS COMMAND   the section of docs/accuracy.md\n"
     "  coverage NAME RUNS TRIALS [wrong]   how often the truth lies within the told 95 %: rows of\n"
     "                                      docs/uncertainty.md; wrong: with half of the noise\n"
+    "  inspections PLAN SCENE RUNS TRIALS [unknown]\n"
+    "                                      inspections of a part placed at random: rows of\n"
+    "                                      docs/inspection.md; unknown: its pose is not told\n"
     "  show RUN FOLDER                     writes request.json and scene.json of one run, which "
     "is\n"
     "                                      named as in its answer: hole/0/12";
@@ -127,6 +131,17 @@ void Carry(const std::vector<std::string>& words) {
                  .is_wrong = words.size() == 5,
                  .processes = libmfx::host::ProcessorsToUse()},
                 rows);
+    std::cout << rows.str();
+  } else if (call == "inspections" &&
+             (words.size() == 5 || (words.size() == 6 && words[5] == "unknown"))) {
+    std::ostringstream rows;
+    TryInspections({.plan = words[1],
+                    .scene = words[2],
+                    .runs = CountOf(words[3], "a count of runs", 1),
+                    .trials = CountOf(words[4], "a count of trials", 0),
+                    .is_unknown = words.size() == 6,
+                    .processes = libmfx::host::ProcessorsToUse()},
+                   rows);
     std::cout << rows.str();
   } else if (call == "show" && words.size() == 3) {
     Show(words[1], words[2]);

@@ -56,6 +56,7 @@ class CommandLine {
     AddMeasure(_app, _execute);
     AddReplay(_app, _execute);
     AddUncertainty(_app, _execute);
+    AddInspect(_app, _execute);
     AddBatch(_app, _execute);
     AddCheckInstrument(_app, _execute);
     AddHelp(_app, _execute);

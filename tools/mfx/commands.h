@@ -27,6 +27,7 @@ void AddPlan(CLI::App& program, Execute& execute);
 void AddMeasure(CLI::App& program, Execute& execute);
 void AddReplay(CLI::App& program, Execute& execute);
 void AddUncertainty(CLI::App& program, Execute& execute);
+void AddInspect(CLI::App& program, Execute& execute);
 void AddBatch(CLI::App& program, Execute& execute);
 void AddCheckInstrument(CLI::App& program, Execute& execute);
 /// `help` tells of the calls that were added before it, and of itself and `completion`.
