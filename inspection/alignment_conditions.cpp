@@ -17,9 +17,9 @@ constexpr double kLeastShare = 1e-12;  // of a covariance's trace, that rounding
 /// The basis of a projection; false if it is none.
 bool TakeDirections(const Matrix3d& directions, Condition& condition) {
   const double trace = directions.trace();
+  if (!(trace > -0.5 && trace < 3.5)) return false;
   if (!(std::fabs(trace - std::round(trace)) < kProjection)) return false;
   condition.count = static_cast<int>(std::round(trace));
-  if (condition.count < 0 || condition.count > 3) return false;
   condition.basis.setZero();
   Eigen::Index column = 0;
   if (condition.count == 3) {

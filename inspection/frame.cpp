@@ -94,10 +94,10 @@ PartFrame::PartFrame(const Plan& plan, const Survey& survey, std::uint64_t seed)
   _why.clear();
   _frame = fit->pose;
   _best = InFrame(rough, _frame);
-  Tell(*fit);
+  Tell();
 }
 
-void PartFrame::Tell(const PoseFit&) {
+void PartFrame::Tell() {
   switch (_plan.alignment.method) {
     case AlignmentPlan::Method::kReferences: {
       std::vector<std::size_t> used;

@@ -62,7 +62,7 @@ class PartFrame {
   std::optional<PoseFit> LayByDatums(const Numbers& rough, std::string& why) const;
   std::optional<AlignedPlace> Placed(std::size_t feature, const Numbers& rough, double floor) const;
   Numbers InFrame(Numbers rough, const Eigen::Isometry3d& frame) const;
-  void Tell(const PoseFit& fit);
+  void Tell();
 
   const Plan& _plan;
   const Survey& _survey;

@@ -1,10 +1,15 @@
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "host/errors.h"
 #include "host/files.h"
@@ -49,13 +54,19 @@ class TemporaryFolder {
 /// Draws by the name of the conversation, and may die before one.
 class Virtual final : public libmfx::inspection::Instruments {
  public:
-  explicit Virtual(const json& scene)
-      : _scene(libmfx::sim::Scene::FromJson(scene, ExampleFile(""))) {}
+  explicit Virtual(const json& scene) : Virtual(std::vector<json>{scene}) {}
+  /// \param scenes one for each station
+  explicit Virtual(const std::vector<json>& scenes) {
+    for (const json& scene : scenes) {
+      _scenes.push_back(libmfx::sim::Scene::FromJson(scene, ExampleFile("")));
+    }
+  }
 
-  libmfx::host::Driver& At(std::size_t, const std::string& step) override {
+  libmfx::host::Driver& At(std::size_t station, const std::string& step) override {
     if (dies_before == asked) throw libmfx::host::CallError("the instrument is gone");
     ++asked;
-    _driver = std::make_unique<libmfx::host::SceneDriver>(_scene, libmfx::sim::DeriveSeed(1, step));
+    const std::uint64_t seed = libmfx::sim::DeriveSeed(1, std::to_string(station) + step);
+    _driver = std::make_unique<libmfx::host::SceneDriver>(_scenes[station], seed);
     return *_driver;
   }
   std::string Name(std::size_t) const override { return "virtual"; }
@@ -64,7 +75,7 @@ class Virtual final : public libmfx::inspection::Instruments {
   int dies_before = -1;
 
  private:
-  libmfx::sim::Scene _scene;
+  std::vector<libmfx::sim::Scene> _scenes;
   std::unique_ptr<libmfx::host::SceneDriver> _driver;
 };
 
