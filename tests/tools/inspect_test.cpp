@@ -127,7 +127,7 @@ TEST(InspectCall, GoesOnWithAnInstrumentThatWentAway) {
   // It takes five drives, and then it is gone.
   const std::vector<std::string> words = {"inspect", file, "--out", folder.Path("out")};
   std::vector<std::string> mortal = words;
-  mortal.insert(mortal.end(), {"--instrument", "head -n 5 | " + instrument, "--trials", "0"});
+  mortal.insert(mortal.end(), {"--instrument", "sed -u 5q | " + instrument, "--trials", "0"});
   const Ended gone = RunMfx(mortal);
   EXPECT_EQ(gone.status, 2);
   EXPECT_THAT(gone.err, HasSubstr("--resume goes on"));
