@@ -118,6 +118,19 @@ TEST(InspectCall, EndsAfterTheRunningScanAndGoesOn) {
   EXPECT_EQ(TextOf(folder.Path("out/result.json")) == result, true);
 }
 
+TEST(InspectCall, TellsOnATerminalWhatTheInstrumentDoes) {
+  const Folder folder;
+  const std::string plan =
+      folder.Write("plan.json", PlanWith(With({"H2"}), {"H2 position"}).dump());
+  const Ended ended = RunMfx({"inspect", plan, "--scene", ExampleFile("scene.json"), "--out",
+                              folder.Path("out"), "--trials", "0"},
+                             {.terminal = Terminal::kBoth});
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.out, HasSubstr("] references from front, ranges"));
+  EXPECT_THAT(ended.out, HasSubstr("] H2, scans again"));
+  EXPECT_THAT(ended.out, HasSubstr("mfx: H2: measured"));
+}
+
 TEST(InspectCall, GoesOnWithAnInstrumentThatWentAway) {
   const Folder folder;
   const json plan = PlanWith(With({"H1"}), {"H1 position"});

@@ -66,11 +66,13 @@ inspection::Listener InspectionProgress::Listening() {
                 _step.clear();
                 _done = done;
                 _all = all;
+                _last = {};
                 Draw();
               },
           .drives =
               [this](const std::string& step) {
                 _step = WordsOf(step);
+                _last = {};  // the next word may be long in coming
                 Draw();
               },
           .ended =
