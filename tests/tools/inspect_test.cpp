@@ -102,11 +102,11 @@ TEST(InspectCall, ComputesTheSameBytesAgain) {
 TEST(InspectCall, EndsAfterTheRunningScanAndGoesOn) {
   const Folder folder;
   const json plan = PlanWith(With({"H1", "P1"}), {"H1 position", "face at P1"});
-  const std::string journal = folder.Path("out/journal.jsonl");
+  const std::string first = folder.Path("out/recordings/001-search_B1.rec");
   const std::string file = folder.Write("plan.json", plan.dump());
   const Ended ended = RunMfx({"inspect", file, "--scene", ExampleFile("scene.json"), "--out",
                               folder.Path("out"), "--trials", "0"},
-                             {.signal = SIGINT, .signal_when = journal});
+                             {.signal = SIGINT, .signal_when = first});
   EXPECT_EQ(ended.status, 130) << ended.err;
   EXPECT_THAT(ended.err, HasSubstr("--resume goes on"));
   EXPECT_FALSE(std::filesystem::exists(folder.Path("out/result.json")));
