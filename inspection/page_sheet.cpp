@@ -24,13 +24,13 @@ Overall OverallOf(const Sheet& sheet) {
   if (sheet.Count(Verdict::kDoesNotConform) > 0) {
     return {SignOf(Verdict::kDoesNotConform), "Does not conform"};
   }
-  if (sheet.Count(Verdict::kUndecided) > 0) {
-    return {SignOf(Verdict::kUndecided), "Cannot be decided"};
-  }
+  // What is not measured leaves more open than what cannot be decided, and so does the exit status.
   const auto asked = static_cast<int>(sheet.plan.characteristics.size());
-  if (sheet.Count(Verdict::kConforms) < asked) {
+  const int undecided = sheet.Count(Verdict::kUndecided);
+  if (sheet.Count(Verdict::kConforms) + undecided < asked) {
     return {SignOf(Verdict::kNotMeasured), "Not measured as a whole"};
   }
+  if (undecided > 0) return {SignOf(Verdict::kUndecided), "Cannot be decided"};
   return {SignOf(Verdict::kConforms), "Conforms"};
 }
 

@@ -113,9 +113,9 @@ int Severity(std::optional<Verdict> verdict) {
   switch (*verdict) {
     case Verdict::kConforms:
       return 1;
-    case Verdict::kNotMeasured:
-      return 2;
     case Verdict::kUndecided:
+      return 2;
+    case Verdict::kNotMeasured:
       return 3;
     case Verdict::kDoesNotConform:
       break;
