@@ -510,7 +510,8 @@ TEST(SchemaTest, AMemberOfAnAssemblyIsWhatItsReaderTakes) {
   json towards = with("normal", {1, 0, 0});
   towards["tangent"] = {0, 0, 1};
   scene["part"] = {{"type", "assembly"}, {"parts", json::array({sound})}};
-  for (const json& part : SchemaOf("scene")["properties"]["part"]["oneOf"]) {
+  const json schema = SchemaOf("scene")["properties"]["part"];
+  for (const json& part : schema["oneOf"]) {
     if (part["title"] != "assembly") continue;
     EXPECT_EQ(KnownToForms(scene, "/part/parts/0", {turned, towards}),
               KeysOf(part.at("/properties/parts/items/properties"_json_pointer)));
