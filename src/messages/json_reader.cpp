@@ -1,8 +1,10 @@
 #include "messages/json_reader.h"
 
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "messages/mended_json.h"
 
@@ -74,32 +76,23 @@ class ObjectEvents : public nlohmann::json_sax<json> {
 /// Builds the object in memory.
 class Builder final : public ObjectEvents {
  public:
-  using Made = json;
+  using Made = std::unique_ptr<const JsonTree>;
   using ObjectEvents::ObjectEvents;
-  json&& made() && { return std::move(_root); }
+  Made made() && { return std::move(_tree); }
 
  protected:
-  void Take(json&& scalar) override { Place(std::move(scalar)); }
-  void Name(std::string& name) override {
-    _member = &_open.back()->get_ref<json::object_t&>()[std::move(name)];
+  void Take(json&& scalar) override {
+    if (scalar.is_number()) return _tree->Take(scalar.get<double>());
+    if (scalar.is_boolean()) return _tree->Take(scalar.get<bool>());
+    if (scalar.is_null()) return _tree->TakeNull();
+    _tree->Take(scalar.get_ref<const std::string&>());
   }
-  void Open(json::value_t container) override { _open.push_back(Place(json(container))); }
-  void Close(char) override { _open.pop_back(); }
+  void Name(std::string& name) override { _tree->Take(name); }
+  void Open(json::value_t) override { _tree->Open(); }
+  void Close(char bracket) override { bracket == ']' ? _tree->CloseArray() : _tree->CloseObject(); }
 
  private:
-  json* Place(json&& value) {
-    if (!_open.empty() && _open.back()->is_array()) {
-      auto& elements = _open.back()->get_ref<json::array_t&>();
-      return &elements.emplace_back(std::move(value));
-    }
-    json* const place = _open.empty() ? &_root : _member;
-    *place = std::move(value);
-    return place;
-  }
-
-  json _root;
-  std::vector<json*> _open;
-  json* _member = nullptr;
+  std::unique_ptr<JsonTree> _tree = std::make_unique<JsonTree>();
 };
 
 /// Writes the object as text again.
@@ -152,8 +145,8 @@ std::optional<typename Maker::Made> Read(std::string_view text, int nesting, boo
 
 }  // namespace
 
-std::optional<json> ReadObject(std::string_view text, int nesting) {
-  return Read<Builder>(text, nesting, false);
+std::unique_ptr<const JsonTree> ReadObject(std::string_view text, int nesting) {
+  return Read<Builder>(text, nesting, false).value_or(nullptr);
 }
 
 }  // namespace libmfx::messages

@@ -4,10 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
-#include <optional>
 
 #include "messages/json_reader.h"
+#include "messages/json_tree.h"
 #include "messages/mended_json.h"
 
 namespace libmfx::messages {
@@ -15,7 +14,6 @@ namespace {
 
 using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
-using nlohmann::json;
 
 /// The number that a string spells, space around it allowed; 0 if it spells none. Digits beyond
 /// the largest double are infinite with their sign: so a number spelled that large reads, which
@@ -37,47 +35,47 @@ double NumberOfText(std::string_view text) {
 
 }  // namespace
 
-Request::Request(const std::string& text) {
-  if (std::optional<json> document = ReadObject(text)) {
-    _document = std::make_unique<json>(*std::move(document));
-  }
+template <typename T>
+const T* Value::As() const {
+  return _node != nullptr ? _node->As<T>() : nullptr;
 }
+
+Request::Request(const std::string& text) : _document(ReadObject(text)) {}
 
 Request::~Request() = default;
 
-bool Value::Has(std::string_view key) const {
-  return _node != nullptr && _node->is_object() && _node->find(key) != _node->end();
-}
+Value Request::root() const { return ok() ? Value(&_document->root()) : Value(); }
+
+bool Value::Has(std::string_view key) const { return (*this)[key]._node != nullptr; }
 
 Value Value::operator[](std::string_view key) const {
-  if (_node == nullptr || !_node->is_object()) return {};
-  const auto member = _node->find(key);
-  return member == _node->end() ? Value() : Value(&*member);
+  const auto* const object = As<JsonObject>();
+  return object != nullptr ? Value(object->Find(key)) : Value();
 }
 
 Value Value::At(std::size_t index) const {
-  if (!IsArray() || index >= _node->size()) return {};
-  return Value(&(*_node)[index]);
+  const auto* const array = As<JsonArray>();
+  return array != nullptr && index < array->size ? Value(array->first + index) : Value();
 }
 
 std::size_t Value::Size() const {
-  return _node != nullptr && _node->is_structured() ? _node->size() : 0;
+  if (const auto* const array = As<JsonArray>()) return array->size;
+  const auto* const object = As<JsonObject>();
+  return object != nullptr ? object->size : 0;
 }
 
 bool Value::IsNumber() const {
-  if (_node == nullptr) return false;
-  return _node->is_number() ||
-         (_node->is_string() && std::isinf(NumberOfText(_node->get_ref<const std::string&>())));
+  const auto* const text = As<std::string_view>();
+  return As<double>() != nullptr || (text != nullptr && std::isinf(NumberOfText(*text)));
 }
 
-bool Value::IsArray() const { return _node != nullptr && _node->is_array(); }
+bool Value::IsArray() const { return As<JsonArray>() != nullptr; }
 
 double Value::AsDouble() const {
-  if (_node == nullptr) return 0.0;
-  if (_node->is_number()) return _node->get<double>();
-  if (_node->is_boolean()) return _node->get<bool>() ? 1.0 : 0.0;
-  if (_node->is_string()) return NumberOfText(_node->get_ref<const std::string&>());
-  return 0.0;
+  if (const auto* const number = As<double>()) return *number;
+  if (const auto* const truth = As<bool>()) return *truth ? 1.0 : 0.0;
+  const auto* const text = As<std::string_view>();
+  return text != nullptr ? NumberOfText(*text) : 0.0;
 }
 
 int Value::AsInt() const {
@@ -93,16 +91,15 @@ unsigned int Value::AsUnsigned() const {
 }
 
 bool Value::AsBool() const {
-  if (_node == nullptr) return false;
-  if (_node->is_string()) {
-    const std::string& text = _node->get_ref<const std::string&>();
-    return text == "true" || std::trunc(NumberOfText(text)) != 0.0;
+  if (const auto* const text = As<std::string_view>()) {
+    return *text == "true" || std::trunc(NumberOfText(*text)) != 0.0;
   }
   return AsDouble() != 0.0;
 }
 
 std::string Value::AsString() const {
-  return _node != nullptr && _node->is_string() ? _node->get<std::string>() : std::string();
+  const auto* const text = As<std::string_view>();
+  return text != nullptr ? std::string(*text) : std::string();
 }
 
 PointXYZW Value::AsPoint() const { return {At(0).AsDouble(), At(1).AsDouble(), At(2).AsDouble()}; }

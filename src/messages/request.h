@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -14,11 +13,14 @@
 
 namespace libmfx::messages {
 
+struct JsonNode;
+class JsonTree;
+
 /// A view of one value of a request; a missing value reads like null. Valid as long as its Request.
 class Value {
  public:
   Value() = default;
-  explicit Value(const nlohmann::json* node) : _node(node) {}
+  explicit Value(const JsonNode* node) : _node(node) {}
 
   /// Whether an object has this member, whatever its value.
   bool Has(std::string_view key) const;
@@ -60,7 +62,11 @@ class Value {
   bool Read(std::string_view key, data_structures::VectorXYZW& target) const;
 
  private:
-  const nlohmann::json* _node = nullptr;
+  /// What stands here, if it is of this kind, or null.
+  template <typename T>
+  const T* As() const;
+
+  const JsonNode* _node = nullptr;
 };
 
 /// A parsed request: one JSON object whose objects and arrays nest at most 50 deep, the root
@@ -76,12 +82,12 @@ class Request {
   /// False if the text is no such object.
   bool ok() const { return _document != nullptr; }
   /// The root object.
-  Value root() const { return Value(_document.get()); }
+  Value root() const;
   /// The object that describes the nominal; missing if there is none.
   Value feature() const { return root()["Feature"]; }
 
  private:
-  std::unique_ptr<nlohmann::json> _document;
+  std::unique_ptr<const JsonTree> _document;
 };
 
 }  // namespace libmfx::messages
