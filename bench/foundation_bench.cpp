@@ -102,14 +102,14 @@ void CreateOurs(benchmark::State& state) {
   }
 }
 
-/// The text through the JSON library once, and nothing done with it.
+/// The text through the JSON library once, and nothing done with it: made and dropped.
 void CreateBare(benchmark::State& state) {
   const std::string request = MakeScanPathRequest(static_cast<std::size_t>(state.range(0)));
   for (auto _ : state) {
     const json document = json::parse(request);
     benchmark::DoNotOptimize(document.size());
   }
-  state.counters["max_ratio"] = 4.0;
+  state.counters["max_ratio"] = 1.3;
 }
 
 BENCHMARK(CreateOurs)->Name("Create a scan path/ours")->Arg(100000);

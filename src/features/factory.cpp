@@ -9,16 +9,12 @@
 namespace libmfx::features {
 
 Feature* Feature::Create(const std::string& json) {
-  std::string type;
-  {
-    const messages::Request request(json);
-    if (!request.ok()) return new UnknownFeature(json);
-    type = request.feature()["$type"].AsString();
-  }
+  const messages::Request request(json);
+  const std::string type = request.feature()["$type"].AsString();
   for (const shared::FeatureType& known : shared::FeatureTypes()) {
-    if (known.request_type != nullptr && type == known.request_type) return known.create(json);
+    if (known.request_type != nullptr && type == known.request_type) return known.create(request);
   }
-  return new UnknownFeature(json);
+  return new UnknownFeature(request);
 }
 
 Feature* Feature::Create(std::queue<Position> path, double quality_threshold) {

@@ -4,6 +4,7 @@
 
 #include "features/shared/feature_class.h"
 #include "libmfx/features/feature.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 
@@ -23,8 +24,10 @@ void Feature::ResetSettings() {
   if (descriptor != nullptr) shared::ResetToDefaults(*this, *shared::Captured(descriptor));
 }
 
-bool Feature::ReadRequest(const std::string& json) {
-  const std::string refusal = Class().request.Read(json, *this);
+bool Feature::ReadRequest(const std::string& json) { return ReadRequest(messages::Request(json)); }
+
+bool Feature::ReadRequest(const messages::Request& request) {
+  const std::string refusal = Class().request.Read(request, *this);
   _nominals_valid = refusal.empty() || Fail(refusal);
   return _nominals_valid;
 }

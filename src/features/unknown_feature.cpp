@@ -8,8 +8,9 @@ namespace libmfx::features {
 
 UnknownFeature::UnknownFeature() = default;
 
-UnknownFeature::UnknownFeature(std::string json) {
-  const messages::Request request(json);
+UnknownFeature::UnknownFeature(std::string json) : UnknownFeature(messages::Request(json)) {}
+
+UnknownFeature::UnknownFeature(const messages::Request& request) {
   if (request.ok()) Class().request.Read(request, *this);
 }
 

@@ -8,8 +8,9 @@ namespace libmfx::features {
 class LIBMFX_EXPORT CustomScan : public Feature {
  public:
   CustomScan();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit CustomScan(std::string json);
+  explicit CustomScan(const messages::Request& request);
   /// Over a path whose spacings are kept.
   CustomScan(std::queue<Position> path, double quality_threshold);
 

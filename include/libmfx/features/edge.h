@@ -20,8 +20,9 @@ struct SurfaceLine;
 class LIBMFX_EXPORT Edge : public Feature {
  public:
   Edge();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Edge(std::string json);
+  explicit Edge(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

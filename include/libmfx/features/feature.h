@@ -15,6 +15,10 @@
 #include "libmfx/log/logger.h"
 #include "libmfx/win32_support/feature_descriptor.h"
 
+namespace libmfx::messages {
+class Request;
+}
+
 namespace libmfx::features {
 
 namespace shared {
@@ -161,6 +165,7 @@ class LIBMFX_EXPORT Feature {
   /// Reads a request by the class's table; a refusal is the error, and the nominals are invalid.
   /// \return whether the nominals are valid
   bool ReadRequest(const std::string& json);
+  bool ReadRequest(const messages::Request& request);
   /// Why no plan can be made of the settings, or an empty text.
   std::string RefusePlan() const;
   /// The plan where no pattern is to be made: nothing after an error or a refusal, the spiral where

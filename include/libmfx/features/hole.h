@@ -33,8 +33,9 @@ struct Bore;
 class LIBMFX_EXPORT Hole : public Feature {
  public:
   Hole();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Hole(std::string json);
+  explicit Hole(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

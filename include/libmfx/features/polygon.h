@@ -17,8 +17,9 @@ namespace libmfx::features {
 class LIBMFX_EXPORT Polygon : public Opening {
  public:
   Polygon();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Polygon(std::string json);
+  explicit Polygon(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

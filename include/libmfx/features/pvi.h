@@ -10,6 +10,7 @@ class LIBMFX_EXPORT PVI : public Feature {
  public:
   PVI();
   explicit PVI(std::string json);
+  explicit PVI(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

@@ -16,8 +16,9 @@ namespace libmfx::features {
 class LIBMFX_EXPORT Rectangle : public Opening {
  public:
   Rectangle();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Rectangle(std::string json);
+  explicit Rectangle(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

@@ -19,8 +19,9 @@ namespace libmfx::features {
 class LIBMFX_EXPORT Slot : public Opening {
  public:
   Slot();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Slot(std::string json);
+  explicit Slot(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
   bool SetRawData(const std::vector<RawDataPoint>& samples, std::queue<Position>& next) override;

@@ -45,8 +45,9 @@ LIBMFX_EXPORT SphereTolerances SphereTolerancesAt(double range);
 class LIBMFX_EXPORT SphereFit : public Feature {
  public:
   SphereFit();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit SphereFit(std::string json);
+  explicit SphereFit(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
   /// Takes the samples of the stroke, hands out the pattern around the nominal at their range, and

@@ -12,8 +12,9 @@ namespace libmfx::features {
 class LIBMFX_EXPORT Stud : public CylinderFeature {
  public:
   Stud();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit Stud(std::string json);
+  explicit Stud(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

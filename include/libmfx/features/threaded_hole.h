@@ -13,8 +13,9 @@ class LIBMFX_EXPORT ThreadedHole : public CylinderFeature {
  public:
   /// The defaults of this class are in no metres: they are a filling of its settings table.
   ThreadedHole();
-  /// From a request; an error in it stands in GetError().
+  /// From a request, as its text or parsed before; an error in it stands in GetError().
   explicit ThreadedHole(std::string json);
+  explicit ThreadedHole(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

@@ -9,6 +9,7 @@ class LIBMFX_EXPORT UnknownFeature : public Feature {
  public:
   UnknownFeature();
   explicit UnknownFeature(std::string json);
+  explicit UnknownFeature(const messages::Request& request);
 
   static std::shared_ptr<win32_support::FeatureDescriptor> FeatureDescriptor();
 

@@ -80,8 +80,9 @@ PathRequest ReadPath(const messages::Request& request) {
 
 CustomScan::CustomScan() = default;
 
-CustomScan::CustomScan(std::string json) {
-  const messages::Request request(json);
+CustomScan::CustomScan(std::string json) : CustomScan(messages::Request(json)) {}
+
+CustomScan::CustomScan(const messages::Request& request) {
   if (!request.ok()) return;
   Class().request.Read(request, *this);
   _output_data_by_segment = true;

@@ -1,6 +1,7 @@
 #include "libmfx/features/stud.h"
 
 #include "features/cylinder/request.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 namespace {
@@ -16,8 +17,10 @@ constexpr CylinderKind kStud{.name = "Stud",
 
 Stud::Stud() : CylinderFeature(kStud) {}
 
-Stud::Stud(std::string json) : Stud() {
-  if (ReadRequest(json)) Stud::ValidateNominals();
+Stud::Stud(std::string json) : Stud(messages::Request(json)) {}
+
+Stud::Stud(const messages::Request& request) : Stud() {
+  if (ReadRequest(request)) Stud::ValidateNominals();
 }
 
 const shared::FeatureClass& Stud::Class() const {

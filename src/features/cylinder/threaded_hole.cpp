@@ -6,6 +6,7 @@
 
 #include "features/cylinder/request.h"
 #include "features/shared/trace.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 namespace {
@@ -28,8 +29,10 @@ ThreadedHole::ThreadedHole() : CylinderFeature(kThreadedHole) {
   _plane_tolerance = 2.0;
 }
 
-ThreadedHole::ThreadedHole(std::string json) : ThreadedHole() {
-  if (ReadRequest(json)) ThreadedHole::ValidateNominals();
+ThreadedHole::ThreadedHole(std::string json) : ThreadedHole(messages::Request(json)) {}
+
+ThreadedHole::ThreadedHole(const messages::Request& request) : ThreadedHole() {
+  if (ReadRequest(request)) ThreadedHole::ValidateNominals();
 }
 
 const shared::FeatureClass& ThreadedHole::Class() const {

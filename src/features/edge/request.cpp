@@ -4,6 +4,7 @@
 #include "features/shared/feature_class.h"
 #include "libmfx/features/edge.h"
 #include "libmfx/geometry/line.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 namespace {
@@ -25,7 +26,11 @@ double SideOfView(const PointXYZW& surface, const VectorXYZW& normal, const Poin
 
 Edge::Edge() = default;
 
-Edge::Edge(std::string json) { _nominals_valid = ReadRequest(json) && DeriveFromRequest(); }
+Edge::Edge(std::string json) : Edge(messages::Request(json)) {}
+
+Edge::Edge(const messages::Request& request) {
+  _nominals_valid = ReadRequest(request) && DeriveFromRequest();
+}
 
 shared::RequestKeys Edge::RequestTable() {
   return shared::RequestKeys(&Edge::_scan_origin)

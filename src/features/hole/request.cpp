@@ -5,14 +5,17 @@
 #include "features/shared/directions.h"
 #include "features/shared/feature_class.h"
 #include "libmfx/features/hole.h"
+#include "messages/request.h"
 #include "messages/text.h"
 
 namespace libmfx::features {
 
 Hole::Hole() = default;
 
-Hole::Hole(std::string json) {
-  if (ReadRequest(json)) DeriveFromRequest();
+Hole::Hole(std::string json) : Hole(messages::Request(json)) {}
+
+Hole::Hole(const messages::Request& request) {
+  if (ReadRequest(request)) DeriveFromRequest();
 }
 
 shared::RequestKeys Hole::RequestTable() {

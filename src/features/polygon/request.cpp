@@ -1,3 +1,4 @@
+#include "messages/request.h"
 #include "features/shared/feature_class.h"
 #include "libmfx/features/polygon.h"
 
@@ -5,7 +6,9 @@ namespace libmfx::features {
 
 Polygon::Polygon() = default;
 
-Polygon::Polygon(std::string json) { ReadRequest(json); }
+Polygon::Polygon(std::string json) : Polygon(messages::Request(json)) {}
+
+Polygon::Polygon(const messages::Request& request) { ReadRequest(request); }
 
 shared::RequestKeys Polygon::RequestTable() {
   return shared::RequestKeys(&Polygon::_scan_origin)

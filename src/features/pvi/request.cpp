@@ -9,12 +9,12 @@ namespace libmfx::features {
 
 PVI::PVI() { _high_speed_allowed = false; }
 
-PVI::PVI(std::string json) : PVI() {
-  ReadRequest(json);
+PVI::PVI(std::string json) : PVI(messages::Request(json)) {}
+
+PVI::PVI(const messages::Request& request) : PVI() {
+  ReadRequest(request);
   // A text that is no request has told nothing.
-  if (_nominals_valid || messages::Request(json).ok()) {
-    shared::Trace() << "DistanceThreshold: " << _distance_threshold << std::endl;
-  }
+  if (request.ok()) shared::Trace() << "DistanceThreshold: " << _distance_threshold << std::endl;
 }
 
 shared::RequestKeys PVI::RequestTable() {

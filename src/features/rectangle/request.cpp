@@ -1,12 +1,15 @@
 #include "libmfx/features/rectangle.h"
 
 #include "features/shared/feature_class.h"
+#include "messages/request.h"
 
 namespace libmfx::features {
 
 Rectangle::Rectangle() = default;
 
-Rectangle::Rectangle(std::string json) { ReadRequest(json); }
+Rectangle::Rectangle(std::string json) : Rectangle(messages::Request(json)) {}
+
+Rectangle::Rectangle(const messages::Request& request) { ReadRequest(request); }
 
 shared::RequestKeys Rectangle::RequestTable() {
   return shared::RequestKeys(&Rectangle::_scan_origin)

@@ -17,7 +17,7 @@ namespace {
 
 template <typename T>
 constexpr FeatureType TypeOf(const char* request_type) {
-  return {request_type, [](const std::string& json) -> Feature* { return new T(json); },
+  return {request_type, [](const messages::Request& request) -> Feature* { return new T(request); },
           [] { return T::FeatureDescriptor(); }};
 }
 

@@ -14,7 +14,7 @@ namespace libmfx::features::shared {
 /// A feature class as the factory and the descriptors know it.
 struct FeatureType {
   const char* request_type;  ///< "$type" of the request's "Feature"; null: no request names it
-  Feature* (*create)(const std::string& json);
+  Feature* (*create)(const messages::Request& request);
   std::shared_ptr<win32_support::FeatureDescriptor> (*descriptor)();
 };
 

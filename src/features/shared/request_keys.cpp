@@ -125,10 +125,6 @@ RequestKeys& RequestKeys::Unreadable(std::string_view refusal) {
   return *this;
 }
 
-std::string RequestKeys::Read(const std::string& json, Feature& feature) const {
-  return Read(Request(json), feature);
-}
-
 std::string RequestKeys::Read(const Request& request, Feature& feature) const {
   if (!request.ok()) return std::string(_unreadable);
   for (const Row& row : _rows) {

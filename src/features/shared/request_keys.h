@@ -95,8 +95,6 @@ class RequestKeys {
 
   /// Reads a request into `feature`.
   /// \returns why it is refused, or an empty text
-  std::string Read(const std::string& json, Feature& feature) const;
-  /// The same with a request that was parsed before.
   std::string Read(const messages::Request& request, Feature& feature) const;
 
   /// What is read here, as a host sees it. "$type" in "Feature", by which a request chooses its

@@ -1,3 +1,4 @@
+#include "messages/request.h"
 #include "features/shared/feature_class.h"
 #include "libmfx/features/slot.h"
 
@@ -5,7 +6,9 @@ namespace libmfx::features {
 
 Slot::Slot() = default;
 
-Slot::Slot(std::string json) { ReadRequest(json); }
+Slot::Slot(std::string json) : Slot(messages::Request(json)) {}
+
+Slot::Slot(const messages::Request& request) { ReadRequest(request); }
 
 shared::RequestKeys Slot::RequestTable() {
   return shared::RequestKeys(&Slot::_scan_origin)

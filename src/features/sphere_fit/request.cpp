@@ -1,3 +1,4 @@
+#include "messages/request.h"
 #include "features/shared/feature_class.h"
 #include "libmfx/features/sphere_fit.h"
 
@@ -5,8 +6,10 @@ namespace libmfx::features {
 
 SphereFit::SphereFit() = default;
 
-SphereFit::SphereFit(std::string json) {
-  if (ReadRequest(json)) _nominal_aer = AzElRange(NominalPoint);
+SphereFit::SphereFit(std::string json) : SphereFit(messages::Request(json)) {}
+
+SphereFit::SphereFit(const messages::Request& request) {
+  if (ReadRequest(request)) _nominal_aer = AzElRange(NominalPoint);
 }
 
 shared::RequestKeys SphereFit::RequestTable() {
