@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -35,13 +36,12 @@ int OpenToRead(const std::string& path, const std::string& what) {
 /// Appends the next bytes to `text`.
 /// \returns their number, 0 at the end, -1 on an error
 ssize_t ReadSome(int file, std::string& text) {
-  const std::size_t before = text.size();
-  text.resize(before + kChunk);
+  std::array<char, kChunk> chunk;
   ssize_t n = 0;
   do {
-    n = read(file, text.data() + before, kChunk);
+    n = read(file, chunk.data(), chunk.size());
   } while (n < 0 && errno == EINTR);
-  text.resize(before + static_cast<std::size_t>(n > 0 ? n : 0));
+  if (n > 0) text.append(chunk.data(), static_cast<std::size_t>(n));
   return n;
 }
 
