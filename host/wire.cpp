@@ -1,6 +1,5 @@
 #include "host/wire.h"
 
-#include <array>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -8,6 +7,7 @@
 
 #include "host/errors.h"
 #include "host/numbers.h"
+#include "host/plain_rows.h"
 
 namespace libmfx::host {
 namespace {
@@ -22,6 +22,18 @@ void AppendRow(std::string& text, std::initializer_list<double> values) {
     separator = ',';
   }
 }
+
+bool HasStatus(const PlainRow& row) {
+  const double status = row[4];
+  return status >= std::numeric_limits<std::int32_t>::min() &&
+         status <= std::numeric_limits<std::int32_t>::max() && status == std::trunc(status);
+}
+
+RawDataPoint SampleOf(const PlainRow& row) {
+  return {row[0], row[1], row[2], row[3], static_cast<std::int32_t>(row[4])};
+}
+
+Position PointOf(const PlainRow& row) { return {row[0], row[1], row[2], row[3]}; }
 
 /// Takes the rows of numbers out of a line, without building the line in memory as a document.
 class RowReader : public nlohmann::json_sax<json> {
@@ -93,7 +105,7 @@ class RowReader : public nlohmann::json_sax<json> {
 
  protected:
   /// Takes a complete row.
-  virtual bool Take(const std::array<double, 5>& row) = 0;
+  virtual bool Take(const PlainRow& row) = 0;
   bool Wrong(std::string text) {
     if (error.empty()) error = std::move(text);
     return false;
@@ -125,7 +137,7 @@ class RowReader : public nlohmann::json_sax<json> {
   int _depth = 0;
   std::size_t _rows = 0;
   std::size_t _count = 0;
-  std::array<double, 5> _row{};
+  PlainRow _row{};
 };
 
 class SampleReader final : public RowReader {
@@ -134,14 +146,12 @@ class SampleReader final : public RowReader {
   std::vector<RawDataPoint> samples;
 
  protected:
-  bool Take(const std::array<double, 5>& row) override {
-    const double status = row[4];
-    if (!(status >= std::numeric_limits<std::int32_t>::min() &&
-          status <= std::numeric_limits<std::int32_t>::max() && status == std::trunc(status))) {
+  bool Take(const PlainRow& row) override {
+    if (!HasStatus(row)) {
       return Wrong("samples row " + std::to_string(samples.size()) +
                    " has a status that is no 32-bit integer");
     }
-    samples.emplace_back(row[0], row[1], row[2], row[3], static_cast<std::int32_t>(status));
+    samples.push_back(SampleOf(row));
     return true;
   }
 };
@@ -152,8 +162,8 @@ class PositionReader final : public RowReader {
   std::vector<Position> points;
 
  protected:
-  bool Take(const std::array<double, 5>& row) override {
-    points.emplace_back(row[0], row[1], row[2], row[3]);
+  bool Take(const PlainRow& row) override {
+    points.push_back(PointOf(row));
     return true;
   }
 };
@@ -163,6 +173,28 @@ void Parse(std::string_view line, RowReader& reader) {
   json::sax_parse(line.begin(), line.end(), &reader);
   if (reader.error.empty()) return;
   throw CallError(OneLine(reader.error) + ": " + Excerpt(std::string(line.substr(0, 80))));
+}
+
+/// The samples of a line in plain spelling. Of any other, sound or not, the parser has the word.
+std::optional<std::vector<RawDataPoint>> PlainSamples(std::string_view line) {
+  std::vector<RawDataPoint> samples;
+  const bool plain = ReadPlainRows(line, "samples", 5, [&samples](const PlainRow& row) {
+    if (!HasStatus(row) || samples.size() >= kMostSamples) return false;
+    samples.push_back(SampleOf(row));
+    return true;
+  });
+  return plain ? std::optional(std::move(samples)) : std::nullopt;
+}
+
+/// The same of drive points.
+std::optional<std::vector<Position>> PlainPoints(std::string_view line) {
+  std::vector<Position> points;
+  const bool plain = ReadPlainRows(line, "drive", 4, [&points](const PlainRow& row) {
+    if (points.size() >= kMostSamples) return false;
+    points.push_back(PointOf(row));
+    return true;
+  });
+  return plain ? std::optional(std::move(points)) : std::nullopt;
 }
 
 }  // namespace
@@ -192,6 +224,7 @@ std::string SamplesLine(const std::vector<RawDataPoint>& samples) {
 }
 
 Answer ReadAnswer(std::string_view line) {
+  if (auto samples = PlainSamples(line)) return {*std::move(samples), std::nullopt};
   SampleReader reader;
   Parse(line, reader);
   if (reader.error_text) return {{}, std::move(reader.error_text)};
@@ -203,6 +236,7 @@ Answer ReadAnswer(std::string_view line) {
 }
 
 std::vector<Position> ReadDrive(std::string_view line) {
+  if (auto points = PlainPoints(line)) return *std::move(points);
   PositionReader reader;
   Parse(line, reader);
   if (!reader.has_rows) {

@@ -8,8 +8,10 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <random>
 
 #include "host/errors.h"
 
@@ -68,6 +70,83 @@ TEST(WireTest, NumbersThatAreNotFiniteAreNull) {
   const host::Answer answer = ReadAnswer(line);
   EXPECT_TRUE(std::isnan(answer.samples[0].elevation));
   EXPECT_TRUE(std::isnan(answer.samples[0].range));
+}
+
+/// The bits of a line's samples.
+std::vector<std::uint64_t> BitsOf(const std::string& line) {
+  const host::Answer answer = ReadAnswer(line);
+  std::vector<std::uint64_t> bits;
+  for (const host::RawDataPoint& s : answer.samples) {
+    for (const double value : {s.azimuth, s.elevation, s.range, s.quality}) {
+      bits.push_back(std::bit_cast<std::uint64_t>(value));
+    }
+    bits.push_back(static_cast<std::uint32_t>(s.status));
+  }
+  return bits;
+}
+
+/// A line with a number in the plain spelling of programs, and one with another key before it.
+std::string Plain(const std::string& number) {
+  return "{\"samples\":[[0.5,1,2,3,4],[" + number + ",1,2,3,4]]}";
+}
+std::string NotPlain(const std::string& number) {
+  return "{\"time\":[]," + Plain(number).substr(1);
+}
+
+TEST(WireTest, TheSpellingOfALineChangesNoBitOfItsNumbers) {
+  std::vector<std::string> numbers = {"0",
+                                      "-0",
+                                      "-0.0",
+                                      "-0e5",
+                                      "1E+5",
+                                      "5e-324",
+                                      "1e-400",
+                                      "2.2250738585072011e-308",
+                                      "9007199254740993",
+                                      "-9223372036854775809",
+                                      "18446744073709551615",
+                                      "18446744073709551616",
+                                      "123456789012345678901234567890",
+                                      "1.7976931348623157e308",
+                                      "null"};
+  std::mt19937_64 bits(3);
+  while (numbers.size() < 10'000) {
+    const double value = std::bit_cast<double>(bits());
+    if (!std::isfinite(value)) continue;
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*g", static_cast<int>(bits() % 20), value);
+    // Few digits may round beyond the largest double.
+    if (nlohmann::json::accept(text)) numbers.emplace_back(text);
+  }
+  for (const std::string& number : numbers) {
+    ASSERT_EQ(BitsOf(Plain(number)), BitsOf(NotPlain(number))) << number;
+    ASSERT_EQ(BitsOf(Plain("\r\n " + number + "\t")), BitsOf(NotPlain(number))) << number;
+  }
+}
+
+TEST(WireTest, WhatIsNoNumberIsRefusedInEverySpelling) {
+  for (const char* none :
+       {"",    "-",   "+1",    ".5",     "1.",    "1.e5", "1e",  "1e+",      "01",  "-01",
+        "00",  "0x1", "1e999", "-1e999", "NaN",   "nan",  "inf", "Infinity", "nul", "nullx",
+        "1 2", "1_0", "1,",    "/**/1",  "\"1\"", "true", "[1]", "{}"}) {
+    EXPECT_NE(Refusal(Plain(none)), "") << none;
+    EXPECT_NE(Refusal(NotPlain(none)), "") << none;
+  }
+}
+
+TEST(WireTest, WhatStandsBehindTheRowsIsLookedAt) {
+  const std::string rows = R"({"samples":[[1,2,3,4,5]])";
+  EXPECT_EQ(ReadAnswer(rows + ",\"step\":\"INITIAL\"} \r\n").samples.size(), 1u);
+  EXPECT_EQ(ReadAnswer(rows + ",\"step\":\"\\u0041 b\"}").samples.size(), 1u);
+  EXPECT_EQ(ReadAnswer(rows + R"(,"error":"late"})").error, "late");
+  EXPECT_EQ(ReadAnswer(rows + R"(,"step":"A","error":"late"})").error, "late");
+  EXPECT_EQ(ReadAnswer(rows + R"(,"step":"A"})").samples.size(), 1u);
+  for (const char* rest : {"", ",}", "}}", "} x", ",\"step\":\"A\"", ",\"step\":A}", ",\"step\"}",
+                           ",\"step\":\"A\",}", ",\"step\":\"\xFF\"}"}) {
+    EXPECT_THAT(Refusal(rows + rest), HasSubstr("not JSON")) << rest;
+  }
+  // A null byte ends the text.
+  EXPECT_EQ(ReadAnswer(rows + std::string("}\0x", 3)).samples.size(), 1u);
 }
 
 TEST(WireTest, OtherKeysArePassedOver) {
