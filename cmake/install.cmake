@@ -48,8 +48,13 @@ endif()
 # The host tool finds the library beside itself, wherever the tree lies.
 if(TARGET mfx)
   file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up}")
+  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up};$ORIGIN/${up}/libmfx-metrology")
   install(TARGETS mfx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  foreach(module mfx_mesh_module mfx_adjustment_module)
+    if(TARGET ${module})
+      install(TARGETS ${module} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/libmfx-metrology)
+    endif()
+  endforeach()
   # Its manual pages and the completion of shells, which it prints itself. A build for another
   # machine cannot run it, and installs neither.
   if(NOT CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR)

@@ -6,72 +6,25 @@
 
 #ifdef LIBMFX_HAS_CERES
 
-#include <ceres/ceres.h>
-
 #include <Eigen/Eigenvalues>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <utility>
 
+#include "host/module.h"
+#include "inspection/adjustment_module.h"
 #include "inspection/alignment_conditions.h"
 
 namespace libmfx::inspection {
 namespace {
 
-constexpr int kMostSteps = 100;   // of one adjustment with its weights
 constexpr int kMostRounds = 20;   // in which weights follow the poses
 constexpr double kStill = 1e-10;  // m and radians, that a round moves no pose by
-
-/// A station's pose as it is adjusted.
-struct StationUnknown {
-  Eigen::Quaterniond turn;
-  Vector3d middle;  ///< m, of the places, in its frame
-};
-
-/// Measured less adjusted place in the part's axes, whitened.
-class SightingCost {
- public:
-  SightingCost(const Vector3d& measured, const Matrix3d& root) : _measured(measured), _root(root) {}
-
-  template <typename T>
-  bool operator()(const T* turn, const T* middle, const T* place, T* residual) const {
-    using Vector = Eigen::Matrix<T, 3, 1>;
-    const Eigen::Map<const Eigen::Quaternion<T>> rotation(turn);
-    const Vector off = _measured.cast<T>() - Eigen::Map<const Vector>(middle);
-    const Vector less = rotation.conjugate() * off - Eigen::Map<const Vector>(place);
-    Eigen::Map<Vector> whitened(residual);
-    whitened = _root.cast<T>() * less;
-    return true;
-  }
-
- private:
-  Vector3d _measured;
-  Matrix3d _root;
-};
-
-/// A place less its nominal, in standard deviations.
-class NominalCost {
- public:
-  NominalCost(const Vector3d& nominal, double standard) : _nominal(nominal), _standard(standard) {}
-
-  template <typename T>
-  bool operator()(const T* place, T* residual) const {
-    for (int i = 0; i < 3; ++i) residual[i] = (place[i] - _nominal[i]) / _standard;
-    return true;
-  }
-
- private:
-  Vector3d _nominal;
-  double _standard;
-};
 
 /// All that is adjusted.
 struct Bundle {
   Conditions conditions;  ///< of each sighting
-  std::vector<StationUnknown> stations;
-  std::vector<Vector3d> places;    ///< m, less the middle; NaN of a reference that nobody saw
-  std::vector<Vector3d> nominals;  ///< the same
+  StationNet net;
 };
 
 std::string NumberText(const char* what, std::size_t i) {
@@ -131,9 +84,10 @@ std::optional<Bundle> BundleOf(const std::vector<Sighting>& sightings, std::size
   if (!conditions) return std::nullopt;
   Bundle bundle;
   bundle.conditions = std::move(*conditions);
-  bundle.nominals.assign(references, Vector3d::Constant(std::numeric_limits<double>::quiet_NaN()));
+  bundle.net.nominals.assign(references,
+                             Vector3d::Constant(std::numeric_limits<double>::quiet_NaN()));
   for (std::size_t i = 0; i < sightings.size(); ++i) {
-    Vector3d& nominal = bundle.nominals[sightings[i].reference];
+    Vector3d& nominal = bundle.net.nominals[sightings[i].reference];
     const Vector3d& told = bundle.conditions.all[i].nominal;
     if (nominal.allFinite() && nominal != told) {
       why = NumberText("reference", sightings[i].reference) + " has two nominals";
@@ -141,9 +95,9 @@ std::optional<Bundle> BundleOf(const std::vector<Sighting>& sightings, std::size
     }
     nominal = told;
   }
-  bundle.places = bundle.nominals;
+  bundle.net.places = bundle.net.nominals;
   for (const Eigen::Isometry3d& start : starts) {
-    bundle.stations.push_back(
+    bundle.net.stations.push_back(
         {Eigen::Quaterniond(start.linear()).normalized(), start * bundle.conditions.middle});
   }
   return bundle;
@@ -156,62 +110,19 @@ Matrix3d RootOf(const Matrix3d& weight) {
          solver.eigenvectors().transpose();
 }
 
-void AddBlocks(Bundle& bundle, const std::vector<Sighting>& sightings,
-               const std::vector<double>& tolerances, ceres::Problem& problem,
-               ceres::ParameterBlockOrdering& order) {
-  for (StationUnknown& station : bundle.stations) {
-    problem.AddParameterBlock(station.turn.coeffs().data(), 4, new ceres::EigenQuaternionManifold);
-    problem.AddParameterBlock(station.middle.data(), 3);
-    order.AddElementToGroup(station.turn.coeffs().data(), 1);
-    order.AddElementToGroup(station.middle.data(), 1);
-  }
-  for (std::size_t i = 0; i < bundle.places.size(); ++i) {
-    if (!bundle.places[i].allFinite()) continue;
-    double* place = bundle.places[i].data();
-    problem.AddParameterBlock(place, 3);
-    order.AddElementToGroup(place, 0);
-    if (tolerances[i] < kSurest) {
-      problem.SetParameterBlockConstant(place);
-      continue;
-    }
-    problem.AddResidualBlock(new ceres::AutoDiffCostFunction<NominalCost, 3, 3>(
-                                 new NominalCost(bundle.nominals[i], tolerances[i])),
-                             nullptr, place);
-  }
+/// Whitens the sightings by the poses at hand.
+void Weigh(Bundle& bundle, const std::vector<Sighting>& sightings) {
+  bundle.net.terms.clear();
   for (std::size_t i = 0; i < sightings.size(); ++i) {
     const Condition& condition = bundle.conditions.all[i];
     if (condition.count == 0) continue;
-    StationUnknown& station = bundle.stations[sightings[i].station];
-    const Matrix3d rotation = station.turn.toRotationMatrix();
+    const std::size_t station = sightings[i].station;
+    const Matrix3d rotation = bundle.net.stations[station].turn.toRotationMatrix();
     const Matrix3d weight =
         WeightOf(condition, rotation.transpose() * condition.covariance * rotation);
-    problem.AddResidualBlock(new ceres::AutoDiffCostFunction<SightingCost, 3, 4, 3, 3>(
-                                 new SightingCost(condition.measured, RootOf(weight))),
-                             nullptr, station.turn.coeffs().data(), station.middle.data(),
-                             bundle.places[sightings[i].reference].data());
+    bundle.net.terms.push_back(
+        {station, sightings[i].reference, condition.measured, RootOf(weight)});
   }
-}
-
-/// One adjustment with the weights of the poses at hand.
-/// \returns twice the cost that is left; none where it does not settle
-std::optional<double> SolveOnce(Bundle& bundle, const std::vector<Sighting>& sightings,
-                                const std::vector<double>& tolerances) {
-  ceres::Problem problem;
-  ceres::Solver::Options options;
-  options.linear_solver_ordering = std::make_shared<ceres::ParameterBlockOrdering>();
-  AddBlocks(bundle, sightings, tolerances, problem, *options.linear_solver_ordering);
-  options.linear_solver_type = ceres::DENSE_SCHUR;
-  options.logging_type = ceres::SILENT;
-  options.num_threads = 1;
-  options.max_num_iterations = kMostSteps;
-  // Steps of a nanometre count: all that rounding leaves is looked for.
-  options.function_tolerance = 1e-16;
-  options.gradient_tolerance = 1e-14;
-  options.parameter_tolerance = 1e-14;
-  ceres::Solver::Summary summary;
-  ceres::Solve(options, &problem, &summary);
-  if (!summary.IsSolutionUsable() || !std::isfinite(summary.final_cost)) return std::nullopt;
-  return 2.0 * summary.final_cost;
 }
 
 double MovedMost(const std::vector<StationUnknown>& before,
@@ -222,6 +133,18 @@ double MovedMost(const std::vector<StationUnknown>& before,
     most = std::fmax(most, before[k].turn.angularDistance(after[k].turn));
   }
   return most;
+}
+
+/// \param why receives why there is none
+const AdjustmentModule* Module(std::string& why) {
+  try {
+    static const auto* const module =
+        static_cast<const AdjustmentModule*>(host::LoadModule("adjustment"));
+    return module;
+  } catch (const host::ModuleError& error) {
+    why = std::string("several stations cannot be adjusted together: ") + error.what();
+    return nullptr;
+  }
 }
 
 }  // namespace
@@ -235,13 +158,18 @@ std::optional<Adjustment> Adjust(const std::vector<Sighting>& sightings,
   if (!AreNumbersSound(sightings, tolerances, starts, why)) return std::nullopt;
   auto bundle = BundleOf(sightings, tolerances.size(), starts, why);
   if (!bundle) return std::nullopt;
-  std::optional<double> chi_squared;
+  for (const double tolerance : tolerances) {
+    bundle->net.standards.push_back(tolerance < kSurest ? 0.0 : tolerance);
+  }
+  const AdjustmentModule* const module = Module(why);
+  if (module == nullptr) return std::nullopt;
+  double chi_squared = 0.0;
   bool is_still = false;
   for (int i = 0; i < kMostRounds && !is_still; ++i) {
-    const std::vector<StationUnknown> before = bundle->stations;
-    chi_squared = SolveOnce(*bundle, sightings, tolerances);
-    if (!chi_squared) break;
-    is_still = MovedMost(before, bundle->stations) <= kStill;
+    const std::vector<StationUnknown> before = bundle->net.stations;
+    Weigh(*bundle, sightings);
+    if (!module->solve(bundle->net, chi_squared)) break;
+    is_still = MovedMost(before, bundle->net.stations) <= kStill;
   }
   if (!is_still) {
     why = "no poses of the stations fit what they saw: the adjustment did not settle";
@@ -249,15 +177,16 @@ std::optional<Adjustment> Adjust(const std::vector<Sighting>& sightings,
   }
   Adjustment adjustment;
   const Vector3d& middle = bundle->conditions.middle;
-  for (const StationUnknown& station : bundle->stations) {
+  for (const StationUnknown& station : bundle->net.stations) {
     Eigen::Isometry3d pose = Eigen::Isometry3d::Identity();
     pose.linear() = station.turn.normalized().toRotationMatrix();
     pose.translation() = station.middle - pose.linear() * middle;
     adjustment.poses.push_back(pose);
   }
-  for (const Vector3d& place : bundle->places) adjustment.places.push_back(place + middle);
-  adjustment.chi_squared = *chi_squared;
-  adjustment.redundancy = bundle->conditions.count - 6 * static_cast<int>(bundle->stations.size());
+  for (const Vector3d& place : bundle->net.places) adjustment.places.push_back(place + middle);
+  adjustment.chi_squared = chi_squared;
+  adjustment.redundancy =
+      bundle->conditions.count - 6 * static_cast<int>(bundle->net.stations.size());
   return adjustment;
 }
 

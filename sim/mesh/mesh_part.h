@@ -16,21 +16,17 @@ namespace libmfx::sim {
 class MeshPart : public Part {
  public:
   /// \param mesh at least one triangle, all coordinates finite
+  /// \throws ModuleError if the tree's module cannot be loaded
   explicit MeshPart(const TriangleMesh& mesh);
-  ~MeshPart() override;
-  MeshPart(const MeshPart&) = delete;
-  MeshPart& operator=(const MeshPart&) = delete;
 
-  bool Intersect(const Ray& ray, Hit& hit) const override;
-  double Reach() const override;
-  Vec3 Center() const override;
-  const Truth& truth() const override { return _truth; }
-  bool HasFront() const override { return false; }
+  bool Intersect(const Ray& ray, Hit& hit) const override { return _tree->Intersect(ray, hit); }
+  double Reach() const override { return _tree->Reach(); }
+  Vec3 Center() const override { return _tree->Center(); }
+  const Truth& truth() const override { return _tree->truth(); }
+  bool HasFront() const override { return _tree->HasFront(); }
 
  private:
-  struct Tree;
-  std::unique_ptr<Tree> _tree;
-  Truth _truth;
+  std::unique_ptr<Part> _tree;
 };
 
 }  // namespace libmfx::sim

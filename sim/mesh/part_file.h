@@ -17,7 +17,7 @@ class PartFileError : public std::runtime_error {
 /// files' coordinates come in single precision, which is 6e-8 of their size.
 /// \param metres_per_unit of the file's coordinates
 /// \throws PartFileError when the file cannot be read, holds no triangle or numbers that are not
-/// finite
+/// finite, and when the module that reads files cannot be loaded
 TriangleMesh ReadPartFile(const std::filesystem::path& file, double metres_per_unit);
 
 }  // namespace libmfx::sim

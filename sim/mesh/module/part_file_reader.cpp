@@ -1,10 +1,12 @@
-#include "sim/mesh/part_file.h"
+#include "sim/mesh/module/part_file_reader.h"
 
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
 #include <assimp/Importer.hpp>
 #include <string>
+
+#include "sim/mesh/part_file.h"
 
 namespace libmfx::sim {
 
@@ -44,7 +46,7 @@ void Append(const aiMesh& from, double scale, TriangleMesh& to) {
 
 }  // namespace
 
-TriangleMesh ReadPartFile(const std::filesystem::path& file, double metres_per_unit) {
+TriangleMesh ReadTriangles(const std::filesystem::path& file, double metres_per_unit) {
   CheckFile(file);
   Assimp::Importer importer;
   const aiScene* scene =

@@ -1,4 +1,4 @@
-#include "sim/mesh/mesh_part.h"
+#include "sim/mesh/module/tree_part.h"
 
 #include <embree3/rtcore.h>
 
@@ -48,7 +48,7 @@ float RoundedDown(double x) {
 
 }  // namespace
 
-struct MeshPart::Tree {
+struct TreePart::Tree {
   std::vector<Corners> triangles;  ///< relative to `center`
   Vec3 center;
   double radius = 0.0;  ///< of a ball around `center` that holds the mesh
@@ -64,7 +64,7 @@ struct MeshPart::Tree {
   static void Test(const RTCIntersectFunctionNArguments* args);
 };
 
-MeshPart::Tree::Tree(const TriangleMesh& mesh) {
+TreePart::Tree::Tree(const TriangleMesh& mesh) {
   Vec3 low = Vec3::Constant(std::numeric_limits<double>::infinity());
   Vec3 high = -low;
   for (const auto& t : mesh.triangles) {
@@ -94,7 +94,7 @@ MeshPart::Tree::Tree(const TriangleMesh& mesh) {
   rtcCommitScene(scene);
 }
 
-void MeshPart::Tree::Bounds(const RTCBoundsFunctionArguments* args) {
+void TreePart::Tree::Bounds(const RTCBoundsFunctionArguments* args) {
   const auto* tree = static_cast<const Tree*>(args->geometryUserPtr);
   const Corners& corners = tree->triangles[args->primID];
   const Vec3 low = corners[0].cwiseMin(corners[1]).cwiseMin(corners[2]).array() - tree->padding;
@@ -108,7 +108,7 @@ void MeshPart::Tree::Bounds(const RTCBoundsFunctionArguments* args) {
   bounds.upper_z = RoundedUp(high.z());
 }
 
-void MeshPart::Tree::Test(const RTCIntersectFunctionNArguments* args) {
+void TreePart::Tree::Test(const RTCIntersectFunctionNArguments* args) {
   if (args->valid[0] == 0) return;
   const auto* tree = static_cast<const Tree*>(args->geometryUserPtr);
   auto& traversal = *static_cast<Traversal*>(args->context);
@@ -125,17 +125,17 @@ void MeshPart::Tree::Test(const RTCIntersectFunctionNArguments* args) {
   rayhit.ray.tfar = RoundedUp(t + tree->padding);
 }
 
-MeshPart::MeshPart(const TriangleMesh& mesh) : _tree(std::make_unique<Tree>(mesh)) {
+TreePart::TreePart(const TriangleMesh& mesh) : _tree(std::make_unique<Tree>(mesh)) {
   _truth.values["triangles"] = static_cast<double>(mesh.triangles.size());
 }
 
-MeshPart::~MeshPart() = default;
+TreePart::~TreePart() = default;
 
-double MeshPart::Reach() const { return _tree->center.norm() + _tree->radius; }
+double TreePart::Reach() const { return _tree->center.norm() + _tree->radius; }
 
-Vec3 MeshPart::Center() const { return _tree->center; }
+Vec3 TreePart::Center() const { return _tree->center; }
 
-bool MeshPart::Intersect(const Ray& ray, Hit& hit) const {
+bool TreePart::Intersect(const Ray& ray, Hit& hit) const {
   const Tree& tree = *_tree;
   // The ray begins anew where it comes near the part: there its coordinates are small.
   const Vec3 from_center = ray.origin - tree.center;

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "sim/module.h"
+
+/// \file
+/// Modules for the rooms that know the host and not the virtual instrument.
+
+namespace libmfx::host {
+
+using sim::LoadModule;
+using sim::ModuleError;
+
+}  // namespace libmfx::host
