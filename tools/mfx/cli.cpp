@@ -1,11 +1,14 @@
 #include "cli.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "call.h"
@@ -36,10 +39,49 @@ CallTexts ProgramTexts() {
           .statuses = std::move(statuses)};
 }
 
+struct CallRow {
+  std::string_view name;
+  void (*add)(CLI::App& program, Execute& execute);
+  bool tells_of_others = false;
+};
+
+/// All calls, in the order of the help.
+constexpr CallRow kCalls[] = {
+    {"features", AddFeatures},
+    {"check", AddCheckCall},
+    {"schema", AddSchema},
+    {"plan", AddPlan},
+    {"measure", AddMeasure},
+    {"replay", AddReplay},
+    {"uncertainty", AddUncertainty},
+    {"inspect", AddInspect},
+    {"batch", AddBatch},
+    {"check-instrument", AddCheckInstrument},
+    {"help", AddHelp, true},
+    {"completion", AddCompletion, true},
+};
+
+const CallRow* RowOfCall(std::string_view name) {
+  const CallRow* const row = std::find_if(std::begin(kCalls), std::end(kCalls),
+                                          [name](const CallRow& one) { return one.name == name; });
+  return row == std::end(kCalls) ? nullptr : row;
+}
+
+/// The call of a command line that needs no other to be understood; nothing where all have to be
+/// known. Making the options of all takes longer than listing the feature types.
+const CallRow* TheOnlyCall(int argc, char** argv) {
+  const CallRow* const call = argc > 1 ? RowOfCall(argv[1]) : nullptr;
+  if (call == nullptr || call->tells_of_others) return nullptr;
+  const bool names_another =
+      std::any_of(argv + 2, argv + argc, [](const char* word) { return RowOfCall(word); });
+  return names_another ? nullptr : call;
+}
+
 /// The command line as it was understood, ready to be carried out.
 class CommandLine {
  public:
-  CommandLine() : _app("mfx", ProgramTexts()) {
+  /// \param argc and `argv` are looked at for the calls that have to be known
+  CommandLine(int argc, char** argv) : _app("mfx", ProgramTexts()) {
     _app.formatter(std::make_shared<HelpFormatter>());
     _app.set_version_flag("--version", "mfx " LIBMFX_VERSION);
     CLI::Option* const quiet =
@@ -49,18 +91,10 @@ class CommandLine {
         ->excludes(quiet);
     _app.fallthrough();
     _app.require_subcommand(0, 1);
-    AddFeatures(_app, _execute);
-    AddCheckCall(_app, _execute);
-    AddSchema(_app, _execute);
-    AddPlan(_app, _execute);
-    AddMeasure(_app, _execute);
-    AddReplay(_app, _execute);
-    AddUncertainty(_app, _execute);
-    AddInspect(_app, _execute);
-    AddBatch(_app, _execute);
-    AddCheckInstrument(_app, _execute);
-    AddHelp(_app, _execute);
-    AddCompletion(_app, _execute);
+    const CallRow* const only = TheOnlyCall(argc, argv);
+    for (const CallRow& row : kCalls) {
+      if (only == nullptr || only == &row) row.add(_app, _execute);
+    }
   }
 
   /// \throws CLI::ParseError, which a call for help is too
@@ -120,7 +154,7 @@ class CommandLine {
 };
 
 int Carry(int argc, char** argv, Console& console) {
-  CommandLine line;
+  CommandLine line(argc, argv);
   try {
     line.Parse(argc, argv);
   } catch (const CLI::ParseError& error) {

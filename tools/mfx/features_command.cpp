@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "host/utf8.h"
 #include "libmfx/win32_support/exports.h"
@@ -104,50 +106,62 @@ ordered_json Described(const FeatureDescriptor& descriptor) {
           {"request", std::move(keys)}};
 }
 
+/// Cells of a table, the last one of each row a text of any length.
+using Rows = std::vector<std::vector<std::string>>;
+
+std::string Cell(const ordered_json& value) {
+  if (value.is_null()) return "required";
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
 /// Rows for people: a line of aligned columns each, and a text at its end.
-std::string Aligned(const ordered_json& rows, const std::vector<const char*>& columns,
-                    const char* last) {
-  const auto cell = [](const ordered_json& value) {
-    if (value.is_null()) return std::string("required");
-    return value.is_string() ? value.get<std::string>() : value.dump();
-  };
-  std::vector<std::size_t> widths(columns.size());
-  for (const ordered_json& row : rows) {
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      widths[c] = std::max(widths[c], cell(row[columns[c]]).size());
-    }
+std::string Aligned(const Rows& rows) {
+  std::vector<std::size_t> widths(rows.empty() ? 0 : rows.front().size() - 1);
+  for (const auto& row : rows) {
+    for (std::size_t c = 0; c < widths.size(); ++c) widths[c] = std::max(widths[c], row[c].size());
   }
   std::string text;
-  for (const ordered_json& row : rows) {
+  for (const auto& row : rows) {
     text += "\n ";
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      const std::string shown = cell(row[columns[c]]);
-      text += ' ' + shown + std::string(widths[c] - shown.size() + 1, ' ');
+    for (std::size_t c = 0; c < widths.size(); ++c) {
+      text += ' ' + row[c] + std::string(widths[c] - row[c].size() + 1, ' ');
     }
-    text += ' ' + row[last].get<std::string>();
+    text += ' ' + row.back();
   }
   return text;
 }
 
 /// One type for people: a line of its own, its settings, and what its requests hold.
-std::string Listed(const ordered_json& type) {
-  std::string text = type["name"].get<std::string>() + ": " + type["label"].get<std::string>();
-  text += Aligned(type["settings"], {"name", "type", "kind", "default"}, "label");
-  if (type["request_type"] == "") return text;
-  text += "\n  Keys of a request with the \"$type\" \"" + type["request_type"].get<std::string>() +
-          "\":";
-  return text + Aligned(type["request"], {"key", "place", "kind", "unit", "default"}, "meaning");
+std::string Listed(const FeatureDescriptor& descriptor) {
+  std::string text = Utf8Of(descriptor._name.c_str()) + ": " + Utf8Of(descriptor._label.c_str());
+  Rows settings;
+  for (const FeatureSetting& row : descriptor._settings) {
+    settings.push_back({Utf8Of(row.name.c_str()), TypeName(row.type), KindName(row.kind),
+                        Cell(DefaultOf(row)), Utf8Of(row.label.c_str())});
+  }
+  text += Aligned(settings);
+  if (descriptor._request_type.empty()) return text;
+  Rows keys;
+  for (const RequestKey& key : descriptor._request) {
+    keys.push_back({key.key, PlaceName(key.place), ValueName(key.kind), key.unit,
+                    Cell(DefaultOf(key)), key.meaning});
+  }
+  return text + "\n  Keys of a request with the \"$type\" \"" + descriptor._request_type +
+         "\":" + Aligned(keys);
 }
 
 int RunFeatures(bool as_json, Console& console) {
-  ordered_json types = ordered_json::array();
-  for (const auto& descriptor : *GetFeatureDescriptors()) types.push_back(Described(*descriptor));
+  const auto& descriptors = *GetFeatureDescriptors();
   if (as_json) {
+    ordered_json types = ordered_json::array();
+    for (const auto& descriptor : descriptors) types.push_back(Described(*descriptor));
     console.Result(types.dump());
     return kMeasured;
   }
   std::string text;
-  for (const ordered_json& type : types) text += (text.empty() ? "" : "\n\n") + Listed(type);
+  for (const auto& descriptor : descriptors) {
+    text += (text.empty() ? "" : "\n\n") + Listed(*descriptor);
+  }
   console.Result(text);
   return kMeasured;
 }
