@@ -77,7 +77,7 @@ void CarryOutJobs(LineReader& jobs, const BatchOptions& options, int processes,
   std::string line;
   while (!at_end || queue.due() < begun) {
     // The one that is due is in some process's hands, so that waiting for room comes to an end.
-    const bool wants = !at_end && workers.HasIdle() && queue.HasRoom();
+    const bool wants = !at_end && workers.HasRoom() && queue.HasRoom();
     const std::optional<Got> got = wants ? jobs.Buffered(line) : std::nullopt;
     if (got == Got::kEnd) {
       at_end = true;

@@ -7,17 +7,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include "host/errors.h"
-#include "host/files.h"
 #include "host/interrupts.h"
 
 namespace libmfx::host {
@@ -25,63 +22,25 @@ namespace {
 
 /// Stands before an answer on its way from a process.
 struct Header {
+  std::uint64_t job = 0;         ///< as WaitingJobs numbers it
   std::uint64_t line = 0;        ///< bytes of JobAnswer::line
   std::uint64_t comparison = 0;  ///< bytes of JobAnswer::comparison, which follow it
   std::uint64_t is_error = 0;
 };
 
-constexpr int kAnswers = STDERR_FILENO + 1;
-
-/// What a process says once it has a whole job, of one byte.
-constexpr std::string_view kBegun = "B";
+/// Where a process has its bell.
+constexpr int kBell = STDERR_FILENO + 1;
 
 /// How often a job is handed out again because its process died before it had all of it.
 constexpr int kMostAttempts = 3;
 
-/// \returns whether everything was written
-bool WriteAll(int file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t n = write(file, text.data(), text.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
-}
+/// Jobs that wait for each process. Those of a tenth of a millisecond last three times as long as
+/// the pause.
+constexpr std::size_t kWaitingEach = 64;
 
-std::string Packed(const JobAnswer& answer) {
-  const Header header{answer.line.size(), answer.comparison.size(), answer.is_error ? 1U : 0U};
-  std::string bytes(sizeof header, '\0');
-  std::memcpy(bytes.data(), &header, sizeof header);
-  return bytes + answer.line + answer.comparison;
-}
-
-/// The life of a process that carries out jobs: lines in, answers out, until there are no more. It
-/// keeps nothing open that the others need to see closed.
-[[noreturn]] void Work(pid_t parent, int jobs, int answers, const JobWorkers::Carry& carry) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) _exit(0);
-  // Ctrl-C goes to the whole group of a terminal; the parent is the one to end for it.
-  std::signal(SIGINT, SIG_IGN);
-  std::signal(SIGHUP, SIG_IGN);
-  std::signal(SIGTERM, SIG_DFL);
-  // Out of the way of the descriptors that they are to become.
-  jobs = fcntl(jobs, F_DUPFD_CLOEXEC, kAnswers + 1);
-  answers = fcntl(answers, F_DUPFD_CLOEXEC, kAnswers + 1);
-  dup2(jobs, STDIN_FILENO);
-  dup2(answers, kAnswers);
-  close_range(kAnswers + 1, ~0U, 0);
-  try {
-    LineReader lines("-", "jobs");
-    std::string job;
-    while (lines.Next(job) == LineReader::Got::kLine && WriteAll(kAnswers, kBegun)) {
-      if (!WriteAll(kAnswers, Packed(carry(job)))) break;
-    }
-  } catch (...) {
-    _exit(1);
-  }
-  _exit(0);
-}
+/// While answers flow they are taken once in so many milliseconds: waking the parent for each
+/// answer costs a tenth of a job that takes a tenth of a millisecond.
+constexpr int kPause = 2;
 
 JobAnswer Refused(const std::string& how, const std::string& job) {
   return RefuseJob("the process that carried out the job " + how, IdOfJob(job));
@@ -91,148 +50,257 @@ void CloseFile(int& file) {
   if (file >= 0) close(std::exchange(file, -1));
 }
 
+/// Leaves a process that carries out jobs nothing but its standard streams and its bell: it keeps
+/// nothing open that the others need to see closed.
+void KeepOnlyBell(int bell) {
+  bell = fcntl(bell, F_DUPFD_CLOEXEC, kBell + 1);  // out of the way of what it is to become
+  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  dup2(nothing, STDIN_FILENO);
+  dup2(bell, kBell);
+  close_range(kBell + 1, ~0U, 0);
+  fcntl(kBell, F_SETFL, O_NONBLOCK);
+}
+
+/// \returns whether anybody is there to hear it
+bool Ring() {
+  constexpr char kStroke = 'B';
+  return write(kBell, &kStroke, 1) == 1 || errno == EAGAIN || errno == EINTR;
+}
+
 }  // namespace
 
+struct JobWorkers::Signals {
+  std::atomic<bool> ring_for_each;  ///< the parent sleeps until the next answer
+};
+
 JobWorkers::JobWorkers(int count, Carry carry, Take take)
-    : _most(static_cast<std::size_t>(count)), _carry(std::move(carry)), _take(std::move(take)) {}
+    : _most(static_cast<std::size_t>(count)),
+      _most_waiting(_most * kWaitingEach),
+      _carry(std::move(carry)),
+      _take(std::move(take)),
+      _signals_memory(sizeof(Signals)),
+      _signals(reinterpret_cast<Signals*>(_signals_memory.data())) {
+  _jobs.SetLow(_most_waiting / 2);
+}
 
 JobWorkers::~JobWorkers() {
-  for (Worker& worker : _workers) {
-    CloseFile(worker.to);
-    if (worker.is_busy) kill(worker.process, SIGKILL);
-  }
+  for (const Worker& worker : _workers) kill(worker.process, SIGKILL);
   for (Worker& worker : _workers) End(worker);
 }
 
-JobWorkers::Worker& JobWorkers::Start() {
-  int to[2];
-  int from[2];
+/// The life of a process that carries out jobs: it ends by a signal, or as nobody listens.
+void JobWorkers::Work(pid_t parent, Worker& worker, int bell, std::uint64_t job) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(0);
+  // Ctrl-C goes to the whole group of a terminal; the parent is the one to end for it.
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGHUP, SIG_IGN);
+  std::signal(SIGTERM, SIG_DFL);
+  KeepOnlyBell(bell);
+  bool is_heard = true;
+  const auto ring = [&is_heard] { is_heard = Ring() && is_heard; };
+  try {
+    for (; is_heard; job = _jobs.TakeNext(worker.id)) {
+      if (_jobs.IsLowAfter(job)) ring();
+      const JobAnswer answer = _carry(_jobs.Begin(job));
+      const Header header{job, answer.line.size(), answer.comparison.size(),
+                          answer.is_error ? 1U : 0U};
+      worker.answers.Write({reinterpret_cast<const char*>(&header), sizeof header}, ring);
+      worker.answers.Write(answer.line, ring);
+      worker.answers.Write(answer.comparison, ring);
+      if (_signals->ring_for_each.exchange(false) || _jobs.size() == 0 ||
+          worker.answers.IsHalfFull()) {
+        ring();
+      }
+    }
+  } catch (...) {
+    _exit(1);
+  }
+  _exit(0);
+}
+
+void JobWorkers::Start(std::uint16_t id, std::uint64_t first) {
+  int bell[2];
   const auto fail = [] {
     throw CallError(std::string("cannot start a process for jobs: ") + strerror(errno));
   };
-  if (pipe2(to, O_CLOEXEC) != 0) fail();
-  if (pipe2(from, O_CLOEXEC) != 0) {
-    close(to[0]);
-    close(to[1]);
-    fail();
-  }
   Worker worker;
-  worker.to = to[1];
-  worker.from = from[0];
+  worker.id = id;
+  if (pipe2(bell, O_CLOEXEC) != 0) fail();
+  worker.bell = bell[0];
   const pid_t parent = getpid();
   {
     const Uninterrupted named;
     worker.process = fork();
-    if (worker.process == 0) Work(parent, to[0], from[1], _carry);
+    if (worker.process == 0) Work(parent, worker, bell[1], first);
     if (worker.process > 0) KillOnSignal(worker.process);
   }
   const int reason = errno;
-  close(to[0]);
-  close(from[1]);
+  close(bell[1]);
   if (worker.process < 0) {
-    CloseFile(worker.to);
-    CloseFile(worker.from);
+    CloseFile(worker.bell);
     errno = reason;
     fail();
   }
-  fcntl(worker.from, F_SETFL, O_NONBLOCK);
+  fcntl(worker.bell, F_SETFL, O_NONBLOCK);
   _workers.push_back(std::move(worker));
-  return _workers.back();
 }
 
-JobWorkers::Worker& JobWorkers::Idle() {
-  const auto idle = std::find_if(_workers.begin(), _workers.end(),
-                                 [](const Worker& worker) { return !worker.is_busy; });
-  return idle == _workers.end() ? Start() : *idle;
-}
-
-void JobWorkers::Give(std::size_t number, std::string job) { HandOut(number, std::move(job), 0); }
-
-// A process that dies before it has all of a job takes none along: another one gets the job.
-void JobWorkers::HandOut(std::size_t number, std::string job, int attempts) {
-  std::string how;
-  while (attempts++ < kMostAttempts) {
-    Worker& worker = Idle();
-    if (WriteAll(worker.to, job) && WriteAll(worker.to, "\n")) {
-      worker.is_busy = true;
-      worker.has_begun = false;
-      worker.attempts = attempts;
-      worker.number = number;
-      worker.job = std::move(job);
-      ++_busy;
-      return;
-    }
-    how = End(worker);
-    _workers.erase(_workers.begin() + (&worker - _workers.data()));
-  }
-  _take(number, Refused(how, job));
-}
-
-bool JobWorkers::Wait(int file) {
-  std::vector<pollfd> files = {{file, POLLIN, 0}};  // one below 0 is passed over
-  for (const Worker& worker : _workers) files.push_back({worker.from, POLLIN, 0});
-  if (poll(files.data(), files.size(), -1) < 0) {
-    if (errno == EINTR) return false;
-    throw CallError(std::string("cannot wait for the processes: ") + strerror(errno));
-  }
-  // From the back: one that has died leaves the list.
-  for (std::size_t i = _workers.size(); i > 0; --i) {
-    if (files[i].revents != 0) Listen(_workers[i - 1]);
-  }
-  return files[0].revents != 0;
-}
-
-void JobWorkers::Listen(Worker& worker) {
-  char buffer[1 << 16];
-  ssize_t n = 0;
-  while ((n = read(worker.from, buffer, sizeof buffer)) > 0) {
-    worker.received.append(buffer, static_cast<std::size_t>(n));
-    if (!std::exchange(worker.has_begun, true)) worker.received.erase(0, kBegun.size());
-    if (TakeAnswer(worker)) return;
-  }
-  if (n < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  const std::string how = End(worker);
-  const auto place = _workers.begin() + (&worker - _workers.data());
-  Worker dead = std::move(*place);
-  _workers.erase(place);
-  if (!dead.is_busy) return;
-  --_busy;
-  if (!dead.has_begun && dead.attempts < kMostAttempts) {
-    HandOut(dead.number, std::move(dead.job), dead.attempts);
-  } else {
-    _take(dead.number, Refused(how, dead.job));
+/// A new process gets the first job that waits, so that it never starts for nothing.
+void JobWorkers::StartWhereWanted() {
+  while (_workers.size() < std::min(_most, _open.size())) {
+    const auto has_id = [this](const Worker& worker) { return worker.id == _last_id; };
+    do {
+      ++_last_id;
+    } while (_last_id == 0 || std::any_of(_workers.begin(), _workers.end(), has_id));
+    const auto first = _jobs.Take(_last_id);
+    if (!first) return;
+    Start(_last_id, *first);
   }
 }
 
-bool JobWorkers::TakeAnswer(Worker& worker) {
-  Header header;
-  if (worker.received.size() < sizeof header) return false;
-  std::memcpy(&header, worker.received.data(), sizeof header);
-  if (worker.received.size() - sizeof header < header.line + header.comparison) return false;
-  JobAnswer answer;
-  answer.line = worker.received.substr(sizeof header, header.line);
-  answer.comparison = worker.received.substr(sizeof header + header.line, header.comparison);
-  answer.is_error = header.is_error != 0;
-  worker.received = {};
-  worker.job = {};
-  worker.is_busy = false;
-  --_busy;
-  _take(worker.number, std::move(answer));
+void JobWorkers::Give(std::size_t number, std::string job) {
+  ++_busy;
+  PutBack({.number = number, .text = std::move(job)});
+}
+
+bool JobWorkers::Put(Job& job) {
+  if (!_jobs.Put(job.text, _first_open)) return false;
+  ++job.attempts;
+  _open.push_back(std::move(job));
+  StartWhereWanted();
+  _jobs.Wake();
   return true;
 }
 
-std::string JobWorkers::End(Worker& worker) {
-  CloseFile(worker.to);
-  // One that was seen to end has closed its pipe, and is about to be gone with a status of its own.
-  siginfo_t info{};
-  const auto look = [&] {
-    return waitid(P_PID, static_cast<id_t>(worker.process), &info, WEXITED | WNOHANG | WNOWAIT);
+void JobWorkers::PutBack(Job job) {
+  _held_back.push_back(std::move(job));
+  PutHeldBack();
+}
+
+void JobWorkers::PutHeldBack() {
+  while (!_held_back.empty() && Put(_held_back.front())) _held_back.pop_front();
+}
+
+bool JobWorkers::Wait(int file) {
+  const bool may_pause = _flows && _jobs.size() > 0;
+  _signals->ring_for_each = !may_pause;
+  // What came before the bell was asked for does not ring.
+  _flows = !may_pause && TakeAnswers();
+  if (_flows) {
+    PutHeldBack();
+    return false;
+  }
+  std::vector<pollfd> files = {{file, POLLIN, 0}};  // one below 0 is passed over
+  for (const Worker& worker : _workers) files.push_back({worker.bell, POLLIN, 0});
+  if (poll(files.data(), files.size(), may_pause ? kPause : -1) < 0) {
+    if (errno == EINTR) return false;
+    throw CallError(std::string("cannot wait for the processes: ") + strerror(errno));
+  }
+  const bool has_input = files[0].revents != 0;
+  _flows = TakeAnswers() || (may_pause && has_input);
+  // From the back: one that has died leaves the list.
+  for (std::size_t i = _workers.size(); i > 0; --i) {
+    if (files[i].revents == 0 || Listen(_workers[i - 1])) continue;
+    Worker dead = std::move(_workers[i - 1]);
+    _workers.erase(_workers.begin() + static_cast<std::ptrdiff_t>(i - 1));
+    Bury(std::move(dead));
+  }
+  StartWhereWanted();
+  PutHeldBack();
+  return has_input;
+}
+
+bool JobWorkers::TakeAnswers() {
+  bool took_some = false;
+  for (Worker& worker : _workers) took_some = TakeAnswersOf(worker) || took_some;
+  return took_some;
+}
+
+bool JobWorkers::TakeAnswersOf(Worker& worker) {
+  bool took_some = false;
+  Incoming& incoming = worker.incoming;
+  for (std::string_view bytes; !(bytes = worker.answers.Front()).empty();) {
+    worker.answers.Pop(incoming.Add(bytes));
+    if (!incoming.IsWhole()) continue;
+    Incoming whole = std::exchange(incoming, {});
+    --_busy;
+    _take(Close(whole.job).number, std::move(whole.answer));
+    took_some = true;
+  }
+  return took_some;
+}
+
+std::size_t JobWorkers::Incoming::Add(std::string_view bytes) {
+  const std::size_t length = bytes.size();
+  const auto move = [&bytes](std::string& text, std::size_t whole) {
+    const std::size_t count = std::min(whole - text.size(), bytes.size());
+    text.append(bytes.data(), count);
+    bytes.remove_prefix(count);
   };
-  for (int i = 0; i < 200 && look() == 0 && info.si_pid == 0; ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  CloseFile(worker.from);
+  if (head.size() < sizeof(Header)) {
+    move(head, sizeof(Header));
+    if (head.size() < sizeof(Header)) return length;
+    Header header;
+    std::memcpy(&header, head.data(), sizeof header);
+    job = header.job;
+    of_line = header.line;
+    of_comparison = header.comparison;
+    answer.is_error = header.is_error != 0;
+    answer.line.reserve(of_line);
+  }
+  move(answer.line, of_line);
+  move(answer.comparison, of_comparison);
+  return length - bytes.size();
+}
+
+bool JobWorkers::Incoming::IsWhole() const {
+  return head.size() == sizeof(Header) && answer.line.size() == of_line &&
+         answer.comparison.size() == of_comparison;
+}
+
+JobWorkers::Job JobWorkers::Close(std::uint64_t job) {
+  Job& open = _open[job - _first_open];
+  open.is_answered = true;
+  Job closed = std::move(open);
+  closed.is_answered = false;
+  for (; !_open.empty() && _open.front().is_answered; ++_first_open) _open.pop_front();
+  return closed;
+}
+
+bool JobWorkers::Listen(Worker& worker) {
+  char strokes[256];
+  ssize_t n = 0;
+  while ((n = read(worker.bell, strokes, sizeof strokes)) > 0) {
+  }
+  return n < 0 && (errno == EAGAIN || errno == EINTR);
+}
+
+// A process that dies before it had all of a job takes none along: another one gets the job. It may
+// have waited when it died, and been woken for a job that is still there.
+void JobWorkers::Bury(Worker dead) {
+  TakeAnswersOf(dead);
+  const std::string how = End(dead);
+  _jobs.Wake();
+  for (std::uint64_t job = _first_open; job < _first_open + _open.size(); ++job) {
+    if (_open[job - _first_open].is_answered || !_jobs.IsTakenBy(job, dead.id)) continue;
+    const bool is_begun = _jobs.IsBegun(job);
+    Job taken = Close(job);
+    if (is_begun || taken.attempts >= kMostAttempts) {
+      --_busy;
+      _take(taken.number, Refused(how, taken.text));
+    } else {
+      _jobs.Drop(job);
+      PutBack(std::move(taken));
+    }
+    return;
+  }
+}
+
+std::string JobWorkers::End(Worker& worker) {
+  CloseFile(worker.bell);
   const Uninterrupted reaped;
-  kill(worker.process, SIGKILL);
+  kill(worker.process, SIGKILL);  // one that has ended keeps the status that it ended with
   int status = 0;
   waitpid(worker.process, &status, 0);
   ForgetProcess(worker.process);

@@ -1,7 +1,10 @@
 // Batches that carry out several jobs at a time: the same bytes in the same order, whatever becomes
 // of the processes.
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -139,6 +142,66 @@ TEST(BatchWorkersTest, AProcessThatDiesIdleCostsNoJob) {
     batch.Send(Job(i));
     EXPECT_TRUE(json::parse(batch.ReadLine()).contains("result")) << i;
   }
+}
+
+// Texts beyond what is shared at a time: they go in pieces, or alone.
+TEST(BatchWorkersTest, LongJobsAndLongAnswersPass) {
+  Folder folder;
+  json request = Path("fine");
+  request["PointSpacing"] = 4e-6;
+  std::string text;
+  for (int i = 0; i < 3; ++i) {
+    text += Job(10 * i);
+    text += json{{"id", "fine"}, {"request", request}, {"scene", Plane(2.0)}}.dump() + "\n";
+    text += std::string(std::size_t{600} << 10, ' ') + Job(10 * i + 1);
+    text += std::string(std::size_t{3} << 20, ' ') + Job(10 * i + 2);
+  }
+  const std::string jobs = folder.Write("jobs", text);
+  const Ended one = RunMfx({"batch", jobs});
+  const auto lines = Lines(one.out);
+  ASSERT_THAT(lines, SizeIs(12));
+  EXPECT_GT(lines[1].size(), std::size_t{1} << 20);
+  for (const std::string& line : lines) EXPECT_TRUE(json::parse(line).contains("result"));
+  EXPECT_EQ(RunMfx({"batch", jobs, "-j", "2"}).out, one.out);
+}
+
+// Whatever was measured is told: a process that dies costs the job that it is at, and no other.
+TEST(BatchWorkersTest, ProcessesThatDieOneAfterTheOtherCostOneJobEach) {
+  Folder folder;
+  constexpr int kJobs = 8'000;
+  std::string text;
+  for (int i = 0; i < kJobs; ++i) {
+    text += json{{"id", i}, {"request", Path("r")}, {"scene", Plane(2.0)}}.dump() + "\n";
+  }
+  const std::string jobs = folder.Write("jobs", text);
+  const std::string answers = folder.Path("answers");
+  const pid_t batch = fork();
+  if (batch == 0) {
+    dup2(open(answers.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDOUT_FILENO);
+    execl(LIBMFX_MFX_PROGRAM, "mfx", "batch", jobs.c_str(), "-j", "3", nullptr);
+    _exit(127);
+  }
+  int kills = 0;
+  int status = 0;
+  while (waitpid(batch, &status, WNOHANG) == 0) {
+    const std::vector<pid_t> children = ChildrenOf(batch);
+    if (!children.empty() && kill(children.front(), SIGKILL) == 0) ++kills;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_EQ(status, 0);
+  EXPECT_GT(kills, 3);
+  std::ifstream file(answers);
+  int number = 0;
+  int errors = 0;
+  for (std::string line; std::getline(file, line); ++number) {
+    const json answer = json::parse(line);
+    ASSERT_EQ(answer["id"], number);
+    if (answer.contains("result")) continue;
+    ++errors;
+    EXPECT_THAT(answer["error"].get<std::string>(), HasSubstr("was ended by signal 9"));
+  }
+  EXPECT_EQ(number, kJobs);
+  EXPECT_LE(errors, kills);
 }
 
 TEST(BatchWorkersTest, TheEndOfTheBatchEndsItsProcesses) {
