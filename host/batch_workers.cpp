@@ -100,7 +100,7 @@ void JobWorkers::Work(pid_t parent, Worker& worker, int bell, std::uint64_t job)
   bool is_heard = true;
   const auto ring = [&is_heard] { is_heard = Ring() && is_heard; };
   try {
-    for (; is_heard; job = _jobs.TakeNext(worker.id)) {
+    while (is_heard) {
       if (_jobs.IsLowAfter(job)) ring();
       const JobAnswer answer = _carry(_jobs.Begin(job));
       const Header header{job, answer.line.size(), answer.comparison.size(),
@@ -112,6 +112,7 @@ void JobWorkers::Work(pid_t parent, Worker& worker, int bell, std::uint64_t job)
           worker.answers.IsHalfFull()) {
         ring();
       }
+      if (is_heard) job = _jobs.TakeNext(worker.id);
     }
   } catch (...) {
     _exit(1);
