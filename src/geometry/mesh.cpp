@@ -16,17 +16,11 @@ Mesh::Mesh(const PointCloud& vertices, const Eigen::MatrixXi& faces)
   GenerateHalfedgeGraph();
 }
 
-Mesh::Mesh(PointCloud vertices, Eigen::MatrixXi faces, const Twins& twins)
+Mesh::Mesh(PointCloud vertices, Eigen::MatrixXi faces, std::shared_ptr<const Twins> twins)
     : _vertices(std::move(vertices)), _faces(std::move(faces)) {
   if (!HasGraph()) return;
-  try {
-    MakeElements(&twins);
-    EnterEdges(twins);
-    CompleteGraph();
-  } catch (...) {
-    ClearHalfedgeGraph();  // elements that are linked would keep each other alive
-    throw;
-  }
+  _twins = std::move(twins);
+  DeferElements();
 }
 
 Mesh::Mesh(const Mesh& other) : Mesh(other._vertices, other._faces) {}
@@ -43,6 +37,10 @@ Mesh& Mesh::operator=(const Mesh& other) {
 Mesh::~Mesh() { ClearHalfedgeGraph(); }
 
 void Mesh::ClearHalfedgeGraph() {
+  _boundary_edges.Defer(nullptr);
+  _interior_edges.Defer(nullptr);
+  _twins.reset();
+  _dissolved.reset();
   _boundary_edges.clear();
   _interior_edges.clear();
   if (_arena) Arena::Clear(_arena);
@@ -58,6 +56,29 @@ void Mesh::CheckIndices() const {
     throw std::out_of_range("A face refers to vertex " + std::to_string(_faces.minCoeff()) +
                             " or " + std::to_string(_faces.maxCoeff()) + ", there are " +
                             std::to_string(_vertices.cols()) + "!");
+  }
+}
+
+void Mesh::DeferElements() {
+  _boundary_edges.Defer([this] { MakeDeferredElements(); });
+  _interior_edges.Defer([this] { MakeDeferredElements(); });
+}
+
+void Mesh::MakeDeferredElements() {
+  const std::shared_ptr<const Twins> twins = _twins;
+  const std::optional<double> dissolved = _dissolved;
+  ClearHalfedgeGraph();
+  try {
+    MakeElements(twins.get());
+    EnterEdges(*twins);
+    CompleteGraph();
+    if (dissolved) DissolveElements(*dissolved);
+  } catch (...) {
+    ClearHalfedgeGraph();  // elements that are linked would keep each other alive
+    _twins = twins;
+    _dissolved = dissolved;
+    DeferElements();
+    throw;
   }
 }
 

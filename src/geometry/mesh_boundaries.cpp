@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "geometry/gap_loops.h"
 #include "libmfx/geometry/mesh.h"
 
 namespace libmfx::geometry {
@@ -92,9 +93,11 @@ PointCloud LoopCloud(const Halfedge* start) {
   return PointCloud(std::move(data), {{data_structures::EMBEDDING_XYZ, {0}}});
 }
 
-}  // namespace
-
-std::vector<PointCloud> Mesh::InteriorBoundaries(double max_edge_length, bool) {
+/// Dissolves the long edges and takes them out of the map.
+/// \return the halfedges that may lie on a loop now, settled
+/// \throws std::logic_error if the map lacks a direction of an edge
+Candidates DissolveLongEdges(EdgeMap<HalfedgePtr>& interior, const Eigen::MatrixXd& v,
+                             double max_edge_length) {
   struct LongEdge {
     std::pair<int, int> key;
     HalfedgePtr halfedge;
@@ -102,9 +105,8 @@ std::vector<PointCloud> Mesh::InteriorBoundaries(double max_edge_length, bool) {
   std::vector<LongEdge> long_edges;
   std::unordered_set<std::pair<int, int>, EdgeHash> seen;  // the other directions of long edges
   Candidates candidates;
-  for (const auto& [key, he] : _interior_edges) {
+  for (const auto& [key, he] : interior) {
     const auto [a, b] = key;
-    const Eigen::MatrixXd& v = _vertices.data();
     const double dx = v(0, a) - v(0, b);
     const double dy = v.rows() > 1 ? v(1, a) - v(1, b) : 0.0;
     if (!(std::sqrt(dx * dx + dy * dy) > max_edge_length) || seen.contains(key)) continue;
@@ -122,11 +124,28 @@ std::vector<PointCloud> Mesh::InteriorBoundaries(double max_edge_length, bool) {
     candidates.Remove(&he);
     candidates.Remove(he.twin.get());
     const auto [a, b] = edge.key;
-    if (_interior_edges.erase({a, b}) == 0 || _interior_edges.erase({b, a}) == 0) {
+    if (interior.erase({a, b}) == 0 || interior.erase({b, a}) == 0) {
       throw std::logic_error("Why is a removed edge part of my interior boundary??");
     }
   }
   candidates.Settle();
+  return candidates;
+}
+
+}  // namespace
+
+void Mesh::DissolveElements(double max_edge_length) {
+  DissolveLongEdges(_interior_edges, _vertices.data(), max_edge_length);
+}
+
+std::vector<PointCloud> Mesh::InteriorBoundaries(double max_edge_length, bool) {
+  if (_twins && !_dissolved) {
+    std::vector<PointCloud> clouds =
+        GapLoops(_vertices.data(), _faces, _twins->data(), max_edge_length);
+    _dissolved = max_edge_length;
+    return clouds;
+  }
+  Candidates candidates = DissolveLongEdges(_interior_edges, _vertices.data(), max_edge_length);
   std::vector<Loop> loops;
   for (const Halfedge* start : candidates.list()) {
     double perimeter;

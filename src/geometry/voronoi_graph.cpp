@@ -94,12 +94,15 @@ void VoronoiGraph::VoronoiDiagram() {
 std::shared_ptr<Mesh> VoronoiGraph::ExtractPlanarMesh() {
   static const sweep::Diagram kNothing;
   const sweep::Diagram& diagram = _diagram ? *_diagram : kNothing;
-  sweep::Triangulation cut;
   const sweep::Triangulation* mesh = &diagram.mesh;
+  // The mesh shares the twins of the diagram, unless its triangles are others.
+  std::shared_ptr<const Mesh::Twins> twins(_diagram, &mesh->twin);
+  sweep::Triangulation cut;
   if (sweep::HasSharedCircles(*mesh)) {
     cut = *mesh;
     sweep::CutSharedCircles(cut, diagram.sites);
     mesh = &cut;
+    twins = std::make_shared<const Mesh::Twins>(std::move(cut.twin));
   }
   Eigen::MatrixXi faces(mesh->Triangles(), 3);
   for (int h = 0, f = 0; f < mesh->Triangles(); ++f) {
@@ -107,7 +110,7 @@ std::shared_ptr<Mesh> VoronoiGraph::ExtractPlanarMesh() {
       faces(f, c) = diagram.column[static_cast<std::size_t>(mesh->From(h))];
     }
   }
-  return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), mesh->twin));
+  return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), std::move(twins)));
 }
 
 PointXYW VoronoiGraph::breakpoint(const PointXYW& left, const PointXYW& right, double sweep_y) {

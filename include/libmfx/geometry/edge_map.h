@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -33,7 +34,9 @@ struct EdgeHash {
 /// is read in order. The hash index over them is made by the first look-up: a map that is only
 /// filled and walked never pays for it. Removing an entry moves the last one into its place.
 ///
-/// Look-ups are not const-thread-safe for that reason: no two threads may use one map at a time.
+/// A map may leave even its entries to its first use: see Defer.
+///
+/// Look-ups are not const-thread-safe for these reasons: no two threads may use one map at a time.
 template <typename Value>
 class EdgeMap {
  public:
@@ -45,21 +48,39 @@ class EdgeMap {
   using iterator = typename Entries::iterator;
   using const_iterator = typename Entries::const_iterator;
 
-  std::size_t size() const { return _entries.size(); }
-  bool empty() const { return _entries.empty(); }
-  iterator begin() { return _entries.begin(); }
-  iterator end() { return _entries.end(); }
-  const_iterator begin() const { return _entries.begin(); }
-  const_iterator end() const { return _entries.end(); }
+  EdgeMap() = default;
+  EdgeMap(const EdgeMap& other) : _entries(other.Filled()), _index(other._index) {}
+  EdgeMap(EdgeMap&& other) : _entries(std::move(other.Filled())), _index(std::move(other._index)) {
+    other.clear();
+  }
+  EdgeMap& operator=(EdgeMap other) {
+    Filled().swap(other._entries);
+    _index.swap(other._index);
+    return *this;
+  }
+  ~EdgeMap() = default;
+
+  /// Leaves the filling to `source`. Whatever is done first with the map, but for Defer and the
+  /// end of its life, calls it once; it enters what belongs into the map through the map's own
+  /// operations. What it throws passes on, and the map is then an empty one unless it was deferred
+  /// again. An empty function ends the waiting.
+  void Defer(std::function<void()> source) { _source = std::move(source); }
+
+  std::size_t size() const { return Filled().size(); }
+  bool empty() const { return Filled().empty(); }
+  iterator begin() { return Filled().begin(); }
+  iterator end() { return Filled().end(); }
+  const_iterator begin() const { return Filled().begin(); }
+  const_iterator end() const { return Filled().end(); }
   hasher hash_function() const { return {}; }
 
-  void reserve(std::size_t n) { _entries.reserve(n); }
+  void reserve(std::size_t n) { Filled().reserve(n); }
   void clear() {
-    Entries().swap(_entries);
+    Entries().swap(Filled());
     std::vector<std::uint32_t>().swap(_index);
   }
-  iterator find(const key_type& key) { return _entries.begin() + Position(key); }
-  const_iterator find(const key_type& key) const { return _entries.begin() + Position(key); }
+  iterator find(const key_type& key) { return begin() + Position(key); }
+  const_iterator find(const key_type& key) const { return begin() + Position(key); }
   bool contains(const key_type& key) const { return find(key) != end(); }
   std::size_t count(const key_type& key) const { return contains(key) ? 1 : 0; }
   Value& at(const key_type& key) { return const_cast<Value&>(std::as_const(*this).at(key)); }
@@ -86,8 +107,8 @@ class EdgeMap {
   }
   /// Adds an entry whose key the caller knows to be new; no look-up is made.
   void append(const key_type& key, Value value) {
+    Filled().emplace_back(key, std::move(value));
     _index.clear();
-    _entries.emplace_back(key, std::move(value));
   }
   std::size_t erase(const key_type& key) {
     const auto found = find(key);
@@ -111,13 +132,23 @@ class EdgeMap {
  private:
   static constexpr std::size_t kMinimumSlots = 16;
 
+  /// The entries, once a source that waits has entered them.
+  Entries& Filled() {
+    std::as_const(*this).Filled();
+    return _entries;
+  }
+  const Entries& Filled() const {
+    if (_source) std::exchange(_source, nullptr)();
+    return _entries;
+  }
+
   std::size_t Home(const key_type& key) const { return EdgeHash()(key) & (_index.size() - 1); }
   std::size_t After(std::size_t slot) const { return (slot + 1) & (_index.size() - 1); }
 
   /// Index of the entry with this key, or the number of entries.
   std::ptrdiff_t Position(const key_type& key) const {
     if (_index.empty()) {
-      if (_entries.empty()) return 0;
+      if (Filled().empty()) return 0;
       BuildIndex();
     }
     const std::uint32_t entry = _index[SlotOf(key)];
@@ -157,6 +188,7 @@ class EdgeMap {
   }
 
   Entries _entries;
+  mutable std::function<void()> _source;  ///< empty once the entries stand
   /// Open addressing with linear probing: 0 is free, else the number of an entry plus 1. Empty when
   /// it has yet to be made. Its size is a power of two.
   mutable std::vector<std::uint32_t> _index;

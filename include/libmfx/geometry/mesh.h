@@ -2,6 +2,7 @@
 
 #include <Eigen/Core>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "libmfx/data_structures/halfedge.h"
@@ -20,7 +21,9 @@ namespace libmfx::geometry {
 ///
 /// The graph is flat: a vertex of it has row 0 and row 1 of its column as x and y, z 0 and w 1. The
 /// elements of one mesh live in one block of memory that all their links share the ownership of, so
-/// that an element that is held from outside stays valid, unlinked, when the mesh goes.
+/// that an element that is held from outside stays valid, unlinked, when the mesh goes. A mesh that
+/// a VoronoiGraph extracts makes them when one of its two maps is first used: until then it knows
+/// its twins as numbers, at 4 bytes each, which is all that InteriorBoundaries needs.
 ///
 /// Not thread-safe: InteriorBoundaries changes the graph.
 class LIBMFX_EXPORT Mesh {
@@ -71,20 +74,29 @@ class LIBMFX_EXPORT Mesh {
   friend class VoronoiGraph;
   using Twins = std::vector<int, data_structures::BlockAllocator<int>>;
 
-  /// Takes the twins as known: `twins[c + corners * f]` is the halfedge opposite to corner c of
-  /// face f, in the same numbering, or -1.
-  Mesh(PointCloud vertices, Eigen::MatrixXi faces, const Twins& twins);
+  /// Takes the twins as known, and leaves the elements to the first use of a map.
+  /// \param faces triangles
+  /// \param twins `twins[c + 3 * f]` is the halfedge opposite to corner c of face f, in the same
+  ///        numbering, or -1
+  Mesh(PointCloud vertices, Eigen::MatrixXi faces, std::shared_ptr<const Twins> twins);
 
   bool HasGraph() const;
   void CheckIndices() const;
+  /// Lets the first use of a map make what was left out.
+  void DeferElements();
+  void MakeDeferredElements();
   /// Makes the elements and links them, with twins if these are known.
   void MakeElements(const Twins* twins);
-  /// Fills both maps, the twins being known or to be found.
+  /// Fills both maps, the twins being known.
   void EnterEdges(const Twins& twins);
   void PairTwins();
   void CompleteGraph();
+  /// Dissolves the long edges among the elements, and leaves the loops alone.
+  void DissolveElements(double max_edge_length);
 
-  std::shared_ptr<Arena> _arena;  ///< null without a graph
+  std::shared_ptr<const Twins> _twins;  ///< null once the elements stand
+  std::optional<double> _dissolved;     ///< the limit that the elements to come are dissolved at
+  std::shared_ptr<Arena> _arena;        ///< null without a graph
 };
 
 }  // namespace libmfx::geometry
