@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstring>
 
 /// \file
@@ -23,6 +24,15 @@ inline void Store(const Pair& p, double* to) { std::memcpy(to, &p, sizeof p); }
 /// Without sign.
 inline Pair Magnitude(const Pair& p) {
   const PairMask bits = reinterpret_cast<PairMask>(p) & 0x7FFFFFFFFFFFFFFF;
+  return reinterpret_cast<Pair>(bits);
+}
+
+/// The square root of each.
+inline Pair Root(const Pair& p) { return Pair{std::sqrt(p[0]), std::sqrt(p[1])}; }
+/// Of each lane the first where the comparison holds, else the second.
+inline Pair Choose(const PairMask& mask, const Pair& yes, const Pair& no) {
+  const PairMask bits =
+      (mask & reinterpret_cast<PairMask>(yes)) | (~mask & reinterpret_cast<PairMask>(no));
   return reinterpret_cast<Pair>(bits);
 }
 

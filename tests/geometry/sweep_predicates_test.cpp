@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "delaunay_check.h"
 
@@ -104,6 +105,44 @@ TEST(SweepPredicates, BottomsKeepTheirBound) {
     EXPECT_NEAR(static_cast<double>(bottom), refined.y, 1e-12 * (1.0 + std::abs(refined.y)));
   }
   EXPECT_GT(flat, 1000);
+}
+
+TEST(SweepPredicates, TwoBottomsAtOnceAreThoseOfEach) {
+  Random random(6);
+  int converging = 0, refined = 0, apart = 0;
+  const auto point = [&]() -> Vec2 {
+    if (random.Below(3) == 0) return NearLattice(random);
+    const double scale = std::ldexp(1.0, -random.Below(140));
+    const double x = random.Uniform(-1.0, 1.0);
+    return {random.Below(2) == 0 ? x : x * scale, random.Uniform(-1.0, 1.0) * scale};
+  };
+  for (int i = 0; i < 50000; ++i) {
+    Vec2 sites[2][3];
+    for (auto& triple : sites) {
+      for (Vec2& site : triple) site = point();
+      // Flat ones: the middle is moved onto the line of the others, but for rounding.
+      if (random.Below(3) != 0) continue;
+      const double t = random.Uniform();
+      triple[1] = {triple[0].x + t * (triple[2].x - triple[0].x),
+                   triple[0].y + t * (triple[2].y - triple[0].y)};
+    }
+    double bottoms[2];
+    ConvergingBottoms({&sites[0][0], &sites[0][1], &sites[0][2]},
+                      {&sites[1][0], &sites[1][1], &sites[1][2]}, bottoms);
+    for (int k = 0; k < 2; ++k) {
+      CircleBottom one;
+      if (ConvergingBottom(sites[k][0], sites[k][1], sites[k][2], one)) {
+        ASSERT_EQ(bottoms[k], one.y) << i;
+        ++(one.refined ? refined : converging);
+      } else {
+        ASSERT_EQ(bottoms[k], -std::numeric_limits<double>::infinity()) << i;
+        ++apart;
+      }
+    }
+  }
+  EXPECT_GT(converging, 10000);
+  EXPECT_GT(refined, 1000);
+  EXPECT_GT(apart, 10000);
 }
 
 }  // namespace

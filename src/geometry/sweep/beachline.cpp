@@ -26,7 +26,9 @@ Beachline::Beachline(const std::vector<Vec2>& sites) : _left(0.0), _columns_a_un
 }
 
 std::size_t Beachline::ColumnOf(double x) const {
-  return std::min(static_cast<std::size_t>((x - _left) * _columns_a_unit), _hints.size() - 1);
+  // By way of an int, which is converted in one instruction.
+  const auto column = static_cast<std::size_t>(static_cast<int>((x - _left) * _columns_a_unit));
+  return std::min(column, _hints.size() - 1);
 }
 
 int Beachline::Find(const Vec2& p) const {
@@ -89,7 +91,7 @@ int Beachline::Allocate() {
 int Beachline::InsertAfter(int left, const Vec2& focus, int site) {
   const int i = Allocate();
   Arc& arc = (*this)[i];
-  arc = {focus, focus, kNoCircle, left, kNone, 0, site, kNone, kNone};
+  arc = {focus, focus, kNoCircle, left, kNone, 0, site, kNoEvent, kNone};
   _hints[ColumnOf(focus.x)] = {i, site};
   if (left == kNone) {
     _first = i;

@@ -22,6 +22,7 @@ namespace libmfx::geometry::sweep {
 class Beachline {
  public:
   static constexpr int kNone = -1;
+  static constexpr int kNoEvent = 0;
   /// The bottom of no circle: it never comes up.
   static constexpr double kNoCircle = -std::numeric_limits<double>::infinity();
 
@@ -33,7 +34,7 @@ class Beachline {
     int prev, next;   ///< neighbours
     int block;        ///< kNone while the record is free
     int site;         ///< index of the site
-    int event;        ///< queued circle event, or kNone
+    int event;        ///< queued circle event, or kNoEvent
     int open_edge;    ///< the edge that the left breakpoint traces; see Sweep
   };
 

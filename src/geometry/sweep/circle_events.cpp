@@ -11,7 +11,8 @@ constexpr double kSitesADay = 2.0;
 }  // namespace
 
 CircleEvents::CircleEvents(const std::vector<Vec2>& sites) : _sites(sites), _top(0.0) {
-  _days.assign(sites.size() + 1, kNone);
+  _days.assign(sites.size() + 1, kNoEvent);
+  _circles.push_back({{kNone, kNone, kNone}, kNone, kNoEvent, false, 0.0, 0.0});
   double height = 0.0;
   if (!sites.empty()) {
     _top = sites.front().y;
@@ -25,14 +26,15 @@ std::size_t CircleEvents::DayOf(double y) const {
   const double day = (_top - y) * _days_a_unit;
   if (!(day > 0.0)) return 0;
   const std::size_t last = _days.size() - 1;
-  return day < static_cast<double>(last) ? static_cast<std::size_t>(day) : last;
+  // By way of an int, which is converted in one instruction.
+  return day < static_cast<double>(last) ? static_cast<std::size_t>(static_cast<int>(day)) : last;
 }
 
 /// Moves the events of all days down to `y`, and those that might belong there by rounding.
 void CircleEvents::OpenDays(double y) {
   const std::size_t end = DayOf(y - 4.0 * BottomTolerance(y, y)) + 1;
   for (; _open < end; ++_open) {
-    for (int circle = _days[_open]; circle != kNone;) {
+    for (int circle = _days[_open]; circle != kNoEvent;) {
       const int next = At(circle).next;
       if (At(circle).arc == kNone) {
         _free.push_back(circle);
@@ -54,7 +56,7 @@ int CircleEvents::Push(int left, int middle, int right, int arc, double bottom) 
     _free.pop_back();
   }
   const std::size_t day = DayOf(bottom);
-  At(id) = {{left, middle, right}, arc, kNone, false, bottom, 0.0};
+  At(id) = {{left, middle, right}, arc, kNoEvent, false, bottom, 0.0};
   if (day < _open) {
     SiftUp({bottom, id});
   } else {
@@ -104,7 +106,15 @@ void CircleEvents::DropCancelled() {
 }
 
 int CircleEvents::PopAbove(double y) {
-  OpenDays(y);
+  if (y < _open_to) {
+    OpenDays(y);
+    _open_to = y;
+  }
+  return PopHigh(y);
+}
+
+/// PopAbove among the open days.
+int CircleEvents::PopHigh(double y) {
   DropCancelled();
   if (!_ties.empty()) return PopTie(y);
   if (_heap.empty()) return kNone;
@@ -126,7 +136,7 @@ int CircleEvents::PopAbove(double y) {
 
 int CircleEvents::PopTie(double y) {
   MoveTiesOn();
-  if (_ties.empty()) return PopAbove(y);  // all of them were cancelled
+  if (_ties.empty()) return PopHigh(y);  // all of them were cancelled
   const Tie first = _ties.front();
   if (first.y < y || (first.y == y && first.y_low < 0.0)) return kNone;
   std::pop_heap(_ties.begin(), _ties.end());

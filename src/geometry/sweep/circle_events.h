@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
@@ -19,6 +20,8 @@ namespace libmfx::geometry::sweep {
 class CircleEvents {
  public:
   static constexpr int kNone = -1;
+  /// The number of no event: cancelling it does nothing.
+  static constexpr int kNoEvent = 0;
 
   /// \param sites all sites in sweep order; kept by reference
   explicit CircleEvents(const std::vector<Vec2>& sites);
@@ -35,7 +38,7 @@ class CircleEvents {
   struct Circle {
     int sites[3];
     int arc;   ///< kNone once cancelled
-    int next;  ///< in the list of the day
+    int next;  ///< in the list of the day, or kNoEvent
     bool refined;
     double y;      ///< of the bottom; rounded to a double once refined
     double y_low;  ///< what that rounding left out, once refined
@@ -55,6 +58,7 @@ class CircleEvents {
   const Circle& Refined(int circle);
   std::size_t DayOf(double y) const;
   void OpenDays(double y);
+  int PopHigh(double y);
   bool AtOrAbove(const Entry& entry, double y);
   void SiftUp(Entry fresh);
   void PopHeap();
@@ -68,9 +72,11 @@ class CircleEvents {
   double _days_a_unit;     ///< days in one unit of height
   std::vector<int> _days;  ///< the first event of each day's list; the last day has no end
   std::size_t _open = 0;   ///< the first day that is still a list
+  /// The sweep line that the open days are enough for: down to here none has to be opened.
+  double _open_to = std::numeric_limits<double>::infinity();
   std::vector<Entry> _heap;
   std::vector<Tie> _ties;
-  std::vector<Circle> _circles;
+  std::vector<Circle> _circles;  ///< the first stands for no event
   std::vector<int> _free;
 };
 

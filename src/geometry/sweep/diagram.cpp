@@ -16,6 +16,7 @@ struct Site {
   Vec2 at;
   int column;
 };
+using Sites = std::vector<Site, data_structures::BlockAllocator<Site>>;
 
 /// Magnitudes below 2^-148 of the largest coordinate are rounded to multiples of 2^-200, which
 /// larger doubles are anyway: products of five stay exact, see expansion.h.
@@ -24,20 +25,25 @@ double Quantised(double v) {
   return std::nearbyint(v * 0x1p200) * 0x1p-200;
 }
 
-std::vector<Site> ReadSites(const Eigen::MatrixXd& points, Eigen::Index row, int& exponent) {
+Sites ReadSites(const Eigen::MatrixXd& points, Eigen::Index row, int& exponent) {
   double largest = 0.0;
   for (Eigen::Index i = 0; i < points.cols(); ++i) {
     const double x = std::abs(points(row, i)), y = std::abs(points(row + 1, i));
     if (std::isfinite(x) && std::isfinite(y)) largest = std::max({largest, x, y});
   }
   std::frexp(largest, &exponent);
-  std::vector<Site> sites;
+  // One product where the power of two is a number; it rounds as ldexp does.
+  const double power = std::ldexp(1.0, -exponent);
+  const bool plain = std::isnormal(power);
+  const auto scaled = [&](double v) {
+    return Quantised(plain ? v * power : std::ldexp(v, -exponent));
+  };
+  Sites sites;
   sites.reserve(static_cast<std::size_t>(points.cols()));
   for (Eigen::Index i = 0; i < points.cols(); ++i) {
     const double x = points(row, i), y = points(row + 1, i);
     if (!std::isfinite(x) || !std::isfinite(y)) continue;
-    const Vec2 at{Quantised(std::ldexp(x, -exponent)), Quantised(std::ldexp(y, -exponent))};
-    sites.push_back({at, static_cast<int>(i)});
+    sites.push_back({{scaled(x), scaled(y)}, static_cast<int>(i)});
   }
   return sites;
 }
@@ -49,9 +55,24 @@ bool Precedes(const Site& a, const Site& b) {
   return a.column < b.column;
 }
 
+/// Sorts a slice. Nearly all of them are so short that a call of the general sort costs more.
+void SortSlice(Site* begin, Site* end) {
+  constexpr std::ptrdiff_t kShort = 16;
+  if (end - begin > kShort) {
+    std::sort(begin, end, Precedes);
+    return;
+  }
+  for (Site* next = begin + 1; next < end; ++next) {
+    const Site site = *next;
+    Site* hole = next;
+    for (; hole != begin && Precedes(site, hole[-1]); --hole) *hole = hole[-1];
+    *hole = site;
+  }
+}
+
 /// Into sweep order; of sites that coincide the first column stays. Sites are dealt into slices of
 /// equal height first, about one to a slice when they spread evenly, and the slices are sorted.
-std::vector<Site> Sorted(const std::vector<Site>& sites) {
+Sites Sorted(const Sites& sites) {
   if (sites.empty()) return {};
   double low = sites.front().at.y, high = low;
   for (const Site& site : sites) {
@@ -61,17 +82,18 @@ std::vector<Site> Sorted(const std::vector<Site>& sites) {
   const double last = static_cast<double>(sites.size() - 1);
   const double slices_a_unit = high > low ? last / (high - low) : 0.0;
   const auto slice = [&](const Site& site) {
-    return static_cast<std::size_t>(std::min((high - site.at.y) * slices_a_unit, last));
+    // By way of an int, which is converted in one instruction.
+    return static_cast<std::size_t>(
+        static_cast<int>(std::min((high - site.at.y) * slices_a_unit, last)));
   };
   std::vector<std::uint32_t> begin(sites.size() + 1, 0);
   for (const Site& site : sites) ++begin[slice(site) + 1];
   for (std::size_t i = 1; i < begin.size(); ++i) begin[i] += begin[i - 1];
-  std::vector<Site> sorted(sites.size());
+  Sites sorted(sites.size());
   std::vector<std::uint32_t> place(begin.begin(), begin.end() - 1);
   for (const Site& site : sites) sorted[place[slice(site)]++] = site;
   for (std::size_t i = 0; i < sites.size(); ++i) {
-    if (begin[i + 1] - begin[i] < 2) continue;
-    std::sort(sorted.begin() + begin[i], sorted.begin() + begin[i + 1], Precedes);
+    SortSlice(sorted.data() + begin[i], sorted.data() + begin[i + 1]);
   }
   const auto same = [](const Site& a, const Site& b) {
     return a.at.x == b.at.x && a.at.y == b.at.y;
@@ -99,7 +121,7 @@ void BuildDiagram(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diag
     throw std::length_error("too many points for one sweep");
   }
   {
-    const std::vector<Site> sites = Sorted(ReadSites(points, row, diagram.exponent));
+    const Sites sites = Sorted(ReadSites(points, row, diagram.exponent));
     diagram.sites.reserve(sites.size());
     diagram.column.reserve(sites.size());
     for (const Site& site : sites) {

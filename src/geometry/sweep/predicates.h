@@ -92,6 +92,13 @@ struct CircleBottom {
 /// kBottomError times 1 plus its magnitude. A triple so flat that double precision does not reach
 /// that comes back refined.
 bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom& bottom);
+/// Three neighbouring arcs by their sites, from left to right.
+struct Triple {
+  const Vec2 *a, *b, *c;
+};
+/// The same of two triples at once, to the last bit: `y` of each bottom, and minus infinity where
+/// the arcs do not converge.
+void ConvergingBottoms(const Triple& first, const Triple& second, double (&bottoms)[2]);
 /// The bottom in about twice the precision; the sites are not collinear.
 CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c);
 

@@ -34,7 +34,8 @@ void Sweep::HandleSite(int site) {
   if (focus.y == p.y) return;
   const int right = _beachline.InsertAfter(middle, focus, _beachline[alpha].site);
   _beachline[right].open_edge = opened;
-  UpdateEvents(alpha, right);
+  TestTriples(_beachline[alpha], _beachline[right]);
+  QueueEvents(alpha, right);
 }
 
 void Sweep::HandleCircle(int arc) {
@@ -47,66 +48,85 @@ void Sweep::HandleCircle(int arc) {
   if (a == c) {
     throw std::logic_error("incident faces cannot be identical, this is a degenerate triangle!");
   }
-  const int h = static_cast<int>(_mesh.corner.size());
-  _mesh.corner.insert(_mesh.corner.end(), {a, c, b});
-  _mesh.twin.insert(_mesh.twin.end(), 3, Beachline::kNone);
-  CloseEdge(_beachline[after].open_edge, h + 1);
-  CloseEdge(vanishing.open_edge, h + 2);
-  _beachline[after].open_edge = h;
+  const int right_edge = _beachline[after].open_edge, left_edge = vanishing.open_edge;
   _beachline.Remove(arc);
-  UpdateEvents(before, after);
+  // The circles first: their roots and quotients are under way while the triangle is written.
+  TestTriples(_beachline[before], _beachline[after]);
+  const int h = static_cast<int>(_mesh.corner.size());
+  for (const int corner : {a, c, b}) {
+    _mesh.corner.push_back(corner);
+    _mesh.twin.push_back(Beachline::kNone);
+  }
+  CloseEdge(right_edge, h + 1);
+  CloseEdge(left_edge, h + 2);
+  _beachline[after].open_edge = h;
+  QueueEvents(before, after);
 }
 
 /// Two arcs have a neighbour of another site now. The events of their outer neighbours stand, but
 /// one of them may have come to be the first of its neighbourhood.
-void Sweep::UpdateEvents(int left, int right) {
-  TestTriple(left);
-  TestTriple(right);
+void Sweep::QueueEvents(int left, int right) {
   const int outer_left = _beachline[left].prev, outer_right = _beachline[right].next;
-  if (outer_left != Beachline::kNone) QueueIfFirst(outer_left);
-  QueueIfFirst(left);
-  QueueIfFirst(right);
-  if (outer_right != Beachline::kNone) QueueIfFirst(outer_right);
+  int queued[4], count = 0;
+  for (const int arc : {outer_left, left, right, outer_right}) {
+    queued[count] = arc;
+    count += arc != Beachline::kNone && IsFirst(arc) ? 1 : 0;
+  }
+  for (int i = 0; i < count; ++i) Queue(queued[i]);
 }
 
 // With exact signs the bottom of converging arcs is never above the sweep line.
-void Sweep::TestTriple(int i) {
-  Beachline::Arc& arc = _beachline[i];
-  if (arc.event != Beachline::kNone) _events.Cancel(arc.event);
-  arc.event = Beachline::kNone;
-  arc.bottom = Beachline::kNoCircle;
-  if (arc.prev == Beachline::kNone || arc.next == Beachline::kNone) return;
-  const Beachline::Arc& before = _beachline[arc.prev];
-  const Beachline::Arc& after = _beachline[arc.next];
-  if (before.site == after.site) return;
-  CircleBottom bottom;
-  if (ConvergingBottom(before.focus, arc.focus, after.focus, bottom)) arc.bottom = bottom.y;
+void Sweep::TestTriples(Beachline::Arc& left, Beachline::Arc& right) {
+  for (Beachline::Arc* arc : {&left, &right}) {
+    _events.Cancel(arc->event);
+    arc->event = Beachline::kNoEvent;
+    arc->bottom = Beachline::kNoCircle;
+  }
+  const bool is_left = HasTriple(left), is_right = HasTriple(right);
+  if (!is_left && !is_right) return;
+  // Where there is one only, it is computed twice.
+  const Triple left_triple = TripleOf(is_left ? left : right);
+  const Triple right_triple = is_right ? TripleOf(right) : left_triple;
+  double bottoms[2];
+  ConvergingBottoms(left_triple, right_triple, bottoms);
+  if (is_left) left.bottom = bottoms[0];
+  if (is_right) right.bottom = bottoms[1];
+}
+
+bool Sweep::HasTriple(const Beachline::Arc& arc) const {
+  return arc.prev != Beachline::kNone && arc.next != Beachline::kNone &&
+         _beachline[arc.prev].site != _beachline[arc.next].site;
+}
+
+Triple Sweep::TripleOf(const Beachline::Arc& arc) const {
+  return {&_beachline[arc.prev].focus, &arc.focus, &_beachline[arc.next].focus};
 }
 
 // An arc whose neighbour vanishes earlier gets another circle then: its event would be cancelled,
 // so that only the first of a neighbourhood is queued at all.
-void Sweep::QueueIfFirst(int i) {
-  Beachline::Arc& arc = _beachline[i];
+bool Sweep::IsFirst(int i) const {
+  const Beachline::Arc& arc = _beachline[i];
   const Beachline::Arc& before = _beachline[arc.prev == Beachline::kNone ? i : arc.prev];
   const Beachline::Arc& after = _beachline[arc.next == Beachline::kNone ? i : arc.next];
   const double earlier = before.bottom > after.bottom ? before.bottom : after.bottom;
   const bool waits = earlier > arc.bottom + BottomTolerance(arc.bottom, arc.bottom);
-  // One branch: the parts of the condition are as good as random, each on its own.
-  if (waits | (arc.event != Beachline::kNone) | (arc.bottom == Beachline::kNoCircle)) return;
-  arc.event = _events.Push(before.site, arc.site, after.site, i, arc.bottom);
+  // One value: the parts of the condition are as good as random, each on its own.
+  return !(waits | (arc.event != Beachline::kNoEvent) | (arc.bottom == Beachline::kNoCircle));
 }
 
+void Sweep::Queue(int i) {
+  Beachline::Arc& arc = _beachline[i];
+  arc.event =
+      _events.Push(_beachline[arc.prev].site, arc.site, _beachline[arc.next].site, i, arc.bottom);
+}
+
+// The places are chosen, not the ways: which of the two it is, is as good as random.
 void Sweep::CloseEdge(int open_edge, int halfedge) {
-  if (open_edge >= 0) {
-    _mesh.Pair(halfedge, open_edge);
-    return;
-  }
-  int& first = _opened[static_cast<std::size_t>(-2 - open_edge)];
-  if (first == Beachline::kNone) {
-    first = halfedge;
-  } else {
-    _mesh.Pair(halfedge, first);
-  }
+  int* const opened = _opened.data() + (open_edge < 0 ? -2 - open_edge : 0);
+  const int first = open_edge < 0 ? *opened : open_edge;
+  int* const twins = _mesh.twin.data();
+  twins[halfedge] = first;
+  *(first == Beachline::kNone ? opened : twins + first) = halfedge;
 }
 
 }  // namespace libmfx::geometry::sweep

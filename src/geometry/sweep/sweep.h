@@ -27,9 +27,12 @@ class Sweep {
  private:
   void HandleSite(int site);
   void HandleCircle(int arc);
-  void TestTriple(int arc);
-  void UpdateEvents(int left, int right);
-  void QueueIfFirst(int arc);
+  bool HasTriple(const Beachline::Arc& arc) const;
+  Triple TripleOf(const Beachline::Arc& arc) const;
+  void TestTriples(Beachline::Arc& left, Beachline::Arc& right);
+  void QueueEvents(int left, int right);
+  bool IsFirst(int arc) const;
+  void Queue(int arc);
   void CloseEdge(int open_edge, int halfedge);
 
   const std::vector<Vec2>& _sites;

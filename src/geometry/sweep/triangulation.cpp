@@ -1,5 +1,7 @@
 #include "geometry/sweep/triangulation.h"
 
+#include <algorithm>
+
 namespace libmfx::geometry::sweep {
 namespace {
 
@@ -44,39 +46,85 @@ bool TilesConvexHull(const Triangulation& mesh, const std::vector<Vec2>& sites) 
   return walked == rim && descents == 1 && triangles + 2 + rim == 2 * sites.size();
 }
 
+namespace {
+
+/// The flips that one edge leads to.
+class Flipper {
+ public:
+  Flipper(Triangulation& mesh, const std::vector<Vec2>& sites) : _mesh(mesh), _sites(sites) {}
+
+  /// Tests the edge of a halfedge that has a twin, and flips it and those around it as long as one
+  /// needs it. Returns the number of flips.
+  std::size_t Settle(int h) {
+    if (Test(h, _mesh.Twin(h)) <= 0) return 0;
+    std::size_t flips = 0;
+    _stack.push_back(h);
+    while (!_stack.empty()) {
+      const int top = _stack.back();
+      _stack.pop_back();
+      const int g = _mesh.Twin(top);
+      if (g == Triangulation::kNone || Test(top, g) <= 0) continue;
+      Flip(top, g);
+      ++flips;
+    }
+    return flips;
+  }
+
+ private:
+  /// Marks whether the two triangles share one circle, and returns the sign of InCircle.
+  int Test(int h, int g) {
+    const int c = _mesh.From(Triangulation::Prev(h)), d = _mesh.From(Triangulation::Prev(g));
+    const int side = InCircle(At(_sites, _mesh.From(h)), At(_sites, _mesh.From(g)), At(_sites, c),
+                              At(_sites, d));
+    Mark(h) = Mark(g) = static_cast<std::uint8_t>(side == 0);
+    return side;
+  }
+  /// a-b becomes c-d: h's triangle (a, b, c) turns into (d, b, c), g's (b, a, d) into (c, a, d).
+  void Flip(int h, int g) {
+    const int bc = Triangulation::Next(h), ca = Triangulation::Prev(h);
+    const int ad = Triangulation::Next(g), db = Triangulation::Prev(g);
+    const int outer_ca = _mesh.Twin(ca), outer_db = _mesh.Twin(db);
+    const int c = _mesh.From(ca), d = _mesh.From(db);
+    _mesh.corner[static_cast<std::size_t>(h)] = d;
+    _mesh.corner[static_cast<std::size_t>(g)] = c;
+    _mesh.Pair(h, outer_db);
+    _mesh.Pair(g, outer_ca);
+    _mesh.Pair(ca, db);
+    Mark(ca) = Mark(db) = 0;
+    _stack.insert(_stack.end(), {h, g, bc, ad});
+  }
+  std::uint8_t& Mark(int h) { return _mesh.shared_circle[static_cast<std::size_t>(h)]; }
+
+  Triangulation& _mesh;
+  const std::vector<Vec2>& _sites;
+  std::vector<int> _stack;
+};
+
+}  // namespace
+
 std::size_t MakeDelaunay(Triangulation& mesh, const std::vector<Vec2>& sites) {
   std::size_t flips = 0;
   const int halfedges = static_cast<int>(mesh.corner.size());
   mesh.shared_circle.assign(mesh.corner.size(), 0);
-  std::vector<int> stack;
-  for (int first = 0; first < halfedges; ++first) {
-    if (mesh.Twin(first) < first) continue;  // the rim, or seen from the other side
-    stack.push_back(first);
-    while (!stack.empty()) {
-      const int h = stack.back();
-      stack.pop_back();
-      const int g = mesh.Twin(h);
-      if (g == Triangulation::kNone) continue;
-      const int a = mesh.From(h), b = mesh.To(h);
-      const int c = mesh.From(Triangulation::Prev(h)), d = mesh.From(Triangulation::Prev(g));
-      const int side = InCircle(At(sites, a), At(sites, b), At(sites, c), At(sites, d));
-      const auto shared = static_cast<std::uint8_t>(side == 0);
-      mesh.shared_circle[static_cast<std::size_t>(h)] = shared;
-      mesh.shared_circle[static_cast<std::size_t>(g)] = shared;
-      if (side <= 0) continue;
-      // a-b becomes c-d: h's triangle (a, b, c) turns into (d, b, c), g's (b, a, d) into (c, a, d).
-      const int bc = Triangulation::Next(h), ca = Triangulation::Prev(h);
-      const int ad = Triangulation::Next(g), db = Triangulation::Prev(g);
-      const int outer_ca = mesh.Twin(ca), outer_db = mesh.Twin(db);
-      mesh.corner[static_cast<std::size_t>(h)] = d;
-      mesh.corner[static_cast<std::size_t>(g)] = c;
-      mesh.Pair(h, outer_db);
-      mesh.Pair(g, outer_ca);
-      mesh.Pair(ca, db);
-      mesh.shared_circle[static_cast<std::size_t>(ca)] = 0;
-      mesh.shared_circle[static_cast<std::size_t>(db)] = 0;
-      stack.insert(stack.end(), {h, g, bc, ad});
-      ++flips;
+  Flipper flipper(mesh, sites);
+  // The halfedges to test are chosen some at a time and without a branch, since half of them are as
+  // good as random: the rim and those that are seen from the other side are left out.
+  constexpr int kAtATime = 256;
+  int chosen[kAtATime];
+  for (int first = 0; first < halfedges;) {
+    const int end = std::min(first + kAtATime, halfedges);
+    int count = 0;
+    for (int h = first; h < end; ++h) {
+      chosen[count] = h;
+      count += mesh.Twin(h) > h ? 1 : 0;
+    }
+    first = end;
+    for (int i = 0; i < count; ++i) {
+      const std::size_t more = flipper.Settle(chosen[i]);
+      if (more == 0) continue;
+      flips += more;
+      first = chosen[i] + 1;  // a flip moves twins: choose anew
+      break;
     }
   }
   return flips;
