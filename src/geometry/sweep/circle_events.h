@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
+#include "libmfx/data_structures/block_allocator.h"
 
 namespace libmfx::geometry::sweep {
 
@@ -68,10 +69,11 @@ class CircleEvents {
   int PopTie(double y);
 
   const std::vector<Vec2>& _sites;
-  double _top;             ///< where the first day begins
-  double _days_a_unit;     ///< days in one unit of height
-  std::vector<int> _days;  ///< the first event of each day's list; the last day has no end
-  std::size_t _open = 0;   ///< the first day that is still a list
+  double _top;          ///< where the first day begins
+  double _days_a_unit;  ///< days in one unit of height
+  /// The first event of each day's list; the last day has no end.
+  std::vector<int, data_structures::BlockAllocator<int>> _days;
+  std::size_t _open = 0;  ///< the first day that is still a list
   /// The sweep line that the open days are enough for: down to here none has to be opened.
   double _open_to = std::numeric_limits<double>::infinity();
   std::vector<Entry> _heap;

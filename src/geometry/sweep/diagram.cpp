@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "geometry/sweep/sweep.h"
+#include "libmfx/data_structures/block_allocator.h"
 
 namespace libmfx::geometry::sweep {
 namespace {
@@ -86,11 +87,12 @@ Sites Sorted(const Sites& sites) {
     return static_cast<std::size_t>(
         static_cast<int>(std::min((high - site.at.y) * slices_a_unit, last)));
   };
-  std::vector<std::uint32_t> begin(sites.size() + 1, 0);
+  using Places = std::vector<std::uint32_t, data_structures::BlockAllocator<std::uint32_t>>;
+  Places begin(sites.size() + 1, 0);
   for (const Site& site : sites) ++begin[slice(site) + 1];
   for (std::size_t i = 1; i < begin.size(); ++i) begin[i] += begin[i - 1];
   Sites sorted(sites.size());
-  std::vector<std::uint32_t> place(begin.begin(), begin.end() - 1);
+  Places place(begin.begin(), begin.end() - 1);
   for (const Site& site : sites) sorted[place[slice(site)]++] = site;
   for (std::size_t i = 0; i < sites.size(); ++i) {
     SortSlice(sorted.data() + begin[i], sorted.data() + begin[i + 1]);

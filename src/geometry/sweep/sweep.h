@@ -41,7 +41,7 @@ class Sweep {
   Triangulation _mesh;
   /// The first halfedge found of an edge that a site event opened at both ends. A breakpoint refers
   /// to entry k as open edge -2 - k, and to a waiting halfedge by its number.
-  std::vector<int> _opened;
+  Triangulation::Indices _opened;
 };
 
 }  // namespace libmfx::geometry::sweep
