@@ -37,18 +37,74 @@ struct PairProducts {
   }
 };
 
-/// Sums over `columns` columns, an even number, of which the first stands at `p`.
-void AddBlock(const double* p, Eigen::Index stride, Eigen::Index columns,
-              const Eigen::Vector3d& reference, Sums& sums) {
+/// Two neighbouring columns at once, from the first two on. The columns stand one after the other.
+class ColumnPairs {
+ public:
+  explicit ColumnPairs(const ColumnView& points, Eigen::Index begin)
+      : _p(points.data + begin * points.stride), _stride(points.stride) {}
+
+  Pair x() const { return Pair{_p[0], _p[_stride]}; }
+  Pair y() const { return Pair{_p[1], _p[_stride + 1]}; }
+  Pair z() const { return Pair{_p[2], _p[_stride + 2]}; }
+  void Next() { _p += 2 * _stride; }
+
+ private:
+  const double* _p;
+  Eigen::Index _stride;
+};
+
+/// The same of points whose coordinates stand apart.
+class CoordinatePairs {
+ public:
+  explicit CoordinatePairs(const CoordinateView& points, Eigen::Index begin)
+      : _x(points.x + begin), _y(points.y + begin), _z(points.z + begin) {}
+
+  Pair x() const { return Load(_x); }
+  Pair y() const { return Load(_y); }
+  Pair z() const { return Load(_z); }
+  void Next() {
+    _x += 2;
+    _y += 2;
+    _z += 2;
+  }
+
+ private:
+  const double* _x;
+  const double* _y;
+  const double* _z;
+};
+
+ColumnPairs PairsFrom(const ColumnView& points, Eigen::Index begin) {
+  return ColumnPairs(points, begin);
+}
+CoordinatePairs PairsFrom(const CoordinateView& points, Eigen::Index begin) {
+  return CoordinatePairs(points, begin);
+}
+
+Eigen::Vector3d PointAt(const ColumnView& points, Eigen::Index i) {
+  return Eigen::Vector3d::Map(points.data + i * points.stride);
+}
+Eigen::Vector3d PointAt(const CoordinateView& points, Eigen::Index i) {
+  return {points.x[i], points.y[i], points.z[i]};
+}
+
+/// Whether two columns of weight 0 are passed over. That adds nothing to any sum as long as the
+/// points are of moderate size: among all others 0 times infinity has to spoil the sums.
+constexpr bool PassesOverUnweighted(const ColumnView& /*points*/) { return false; }
+constexpr bool PassesOverUnweighted(const CoordinateView& /*points*/) { return true; }
+
+/// Sums over `columns` columns, an even number.
+template <typename Pairs>
+void AddBlock(Pairs p, Eigen::Index columns, const Eigen::Vector3d& reference, Sums& sums) {
   const Pair rx = Both(reference.x());
   const Pair ry = Both(reference.y());
   const Pair rz = Both(reference.z());
   Pair sx{}, sy{}, sz{};
   PairProducts products;
-  for (Eigen::Index i = 0; i < columns; i += 2, p += 2 * stride) {
-    const Pair x = Pair{p[0], p[stride]} - rx;
-    const Pair y = Pair{p[1], p[stride + 1]} - ry;
-    const Pair z = Pair{p[2], p[stride + 2]} - rz;
+  for (Eigen::Index i = 0; i < columns; i += 2, p.Next()) {
+    const Pair x = p.x() - rx;
+    const Pair y = p.y() - ry;
+    const Pair z = p.z() - rz;
     sx += x;
     sy += y;
     sz += z;
@@ -59,18 +115,20 @@ void AddBlock(const double* p, Eigen::Index stride, Eigen::Index columns,
 }
 
 /// The same with the weights that stand at `w`.
-void AddBlock(const double* p, Eigen::Index stride, Eigen::Index columns, const double* w,
-              const Eigen::Vector3d& reference, Sums& sums) {
+template <bool kPassOver, typename Pairs>
+void AddBlock(Pairs p, Eigen::Index columns, const double* w, const Eigen::Vector3d& reference,
+              Sums& sums) {
   const Pair rx = Both(reference.x());
   const Pair ry = Both(reference.y());
   const Pair rz = Both(reference.z());
   Pair sx{}, sy{}, sz{}, tx{}, ty{}, tz{}, ww{};
   PairProducts products;
-  for (Eigen::Index i = 0; i < columns; i += 2, p += 2 * stride, w += 2) {
+  for (Eigen::Index i = 0; i < columns; i += 2, p.Next(), w += 2) {
+    if (kPassOver && w[0] == 0.0 && w[1] == 0.0) continue;
     const Pair weight{w[0], w[1]};
-    const Pair x = weight * (Pair{p[0], p[stride]} - rx);
-    const Pair y = weight * (Pair{p[1], p[stride + 1]} - ry);
-    const Pair z = weight * (Pair{p[2], p[stride + 2]} - rz);
+    const Pair x = weight * (p.x() - rx);
+    const Pair y = weight * (p.y() - ry);
+    const Pair z = weight * (p.z() - rz);
     sx += x;
     sy += y;
     sz += z;
@@ -87,29 +145,30 @@ void AddBlock(const double* p, Eigen::Index stride, Eigen::Index columns, const 
 }
 
 /// An odd last column.
-void AddLast(const double* p, double weight, const Eigen::Vector3d& reference, Sums& sums) {
-  const Eigen::Vector3d d = weight * (Eigen::Vector3d::Map(p) - reference);
+void AddLast(const Eigen::Vector3d& p, double weight, const Eigen::Vector3d& reference,
+             Sums& sums) {
+  const Eigen::Vector3d d = weight * (p - reference);
   sums.first += d;
   sums.second += weight * d;
   sums.squared_weights += weight * weight;
   sums.scatter += d * d.transpose();
 }
 
-Sums SumAll(const ColumnView& points, const double* weights, const Eigen::Vector3d& reference) {
+template <typename View>
+Sums SumAll(const View& points, const double* weights, const Eigen::Vector3d& reference) {
   Sums sums;
   const Eigen::Index even = points.columns / 2 * 2;
   for (Eigen::Index begin = 0; begin < even; begin += kBlock) {
     const Eigen::Index columns = std::min(kBlock, even - begin);
-    const double* p = points.data + begin * points.stride;
     if (weights == nullptr) {
-      AddBlock(p, points.stride, columns, reference, sums);
+      AddBlock(PairsFrom(points, begin), columns, reference, sums);
     } else {
-      AddBlock(p, points.stride, columns, weights + begin, reference, sums);
+      AddBlock<PassesOverUnweighted(View{})>(PairsFrom(points, begin), columns, weights + begin,
+                                             reference, sums);
     }
   }
   if (even < points.columns) {
-    AddLast(points.data + even * points.stride, weights == nullptr ? 1.0 : weights[even], reference,
-            sums);
+    AddLast(PointAt(points, even), weights == nullptr ? 1.0 : weights[even], reference, sums);
   }
   if (weights == nullptr) {
     sums.second = sums.first;
@@ -118,8 +177,9 @@ Sums SumAll(const ColumnView& points, const double* weights, const Eigen::Vector
   return sums;
 }
 
-Moments About(const ColumnView& points, const Eigen::VectorXd& weights,
-              const Eigen::Vector3d& reference, Eigen::Vector3d& shift) {
+template <typename View>
+Moments About(const View& points, const Eigen::VectorXd& weights, const Eigen::Vector3d& reference,
+              Eigen::Vector3d& shift) {
   const bool weighted = weights.size() != 0;
   const Sums sums = SumAll(points, weighted ? weights.data() : nullptr, reference);
   shift = sums.first / (weighted ? weights.sum() : static_cast<double>(points.columns));
@@ -132,11 +192,10 @@ Moments About(const ColumnView& points, const Eigen::VectorXd& weights,
   return moments;
 }
 
-}  // namespace
-
-Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights) {
+template <typename View>
+Moments MomentsOf(const View& points, const Eigen::VectorXd& weights) {
   Eigen::Vector3d shift;
-  const Moments moments = About(points, weights, Eigen::Vector3d::Map(points.data), shift);
+  const Moments moments = About(points, weights, PointAt(points, 0), shift);
   // Moving the scatter from the first column to the centroid takes off what is about as large as
   // the scatter itself: a bit or two is lost, not more. When the first column is far from the
   // others it would be digits, and the sums are made again about the centroid.
@@ -147,21 +206,30 @@ Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights) {
   return About(points, weights, moments.centroid, shift);
 }
 
-double FindResiduals(const ColumnView& points, const Eigen::Vector3d& origin,
+}  // namespace
+
+Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights) {
+  return MomentsOf(points, weights);
+}
+
+Moments FindMoments(const CoordinateView& points, const Eigen::VectorXd& weights) {
+  return MomentsOf(points, weights);
+}
+
+double FindResiduals(const CoordinateView& points, const Eigen::Vector3d& origin,
                      const Eigen::Vector3d& normal, const Eigen::VectorXd& weights,
                      Eigen::VectorXd& residuals) {
   const Pair ox = Both(origin.x()), oy = Both(origin.y()), oz = Both(origin.z());
   const Pair nx = Both(normal.x()), ny = Both(normal.y()), nz = Both(normal.z());
-  const Eigen::Index stride = points.stride;
-  const double* p = points.data;
   const double* w = weights.data();
   double* r = residuals.data();
   const Eigen::Index even = points.columns / 2 * 2;
+  CoordinatePairs p(points, 0);
   Pair worst{};
-  for (Eigen::Index i = 0; i < even; i += 2, p += 2 * stride) {
-    const Pair x = nx * (Pair{p[0], p[stride]} - ox);
-    const Pair y = ny * (Pair{p[1], p[stride + 1]} - oy);
-    const Pair z = nz * (Pair{p[2], p[stride + 2]} - oz);
+  for (Eigen::Index i = 0; i < even; i += 2, p.Next()) {
+    const Pair x = nx * (p.x() - ox);
+    const Pair y = ny * (p.y() - oy);
+    const Pair z = nz * (p.z() - oz);
     const Pair distance = Magnitude(x + (y + z));
     Store(distance, r + i);
     const Pair in_use = Load(w + i) > 0.0 ? distance : Pair{};
@@ -169,7 +237,7 @@ double FindResiduals(const ColumnView& points, const Eigen::Vector3d& origin,
   }
   double largest = std::max(worst[0], worst[1]);
   if (even < points.columns) {
-    r[even] = std::abs((Eigen::Vector3d::Map(p) - origin).dot(normal));
+    r[even] = std::abs((PointAt(points, even) - origin).dot(normal));
     if (w[even] > 0.0) largest = std::max(largest, r[even]);
   }
   return largest;

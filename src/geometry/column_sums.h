@@ -24,6 +24,19 @@ inline ColumnView TopRows(const Eigen::MatrixXd& data) {
   return {data.data(), data.rows(), data.cols()};
 }
 
+/// Points whose coordinates stand apart, all x first: the sums need no shuffling of elements then.
+struct CoordinateView {
+  const double* x;
+  const double* y;
+  const double* z;
+  Eigen::Index columns;  ///< number of points
+};
+
+inline CoordinateView CoordinatesOf(const Eigen::MatrixX3d& points) {
+  return {points.data(), points.data() + points.rows(), points.data() + 2 * points.rows(),
+          points.rows()};
+}
+
 /// Centroid and scatter of weighted points. With a weight w for each column p (1 if there are
 /// none), the centroid takes the weight plainly and the scatter takes it squared.
 struct Moments {
@@ -35,6 +48,12 @@ struct Moments {
 /// \param points at least one column
 /// \param weights one per column, or empty
 Moments FindMoments(const ColumnView& points, const Eigen::VectorXd& weights);
+/// The same to the last bit, and quicker where many weights are 0. No coordinate is larger than
+/// kModerate.
+Moments FindMoments(const CoordinateView& points, const Eigen::VectorXd& weights);
+
+/// Sums of products of coordinates up to this, metres, stay finite.
+inline constexpr double kModerate = 1e100;
 
 /// What the rounding of their coordinates can have moved points by that lie around `centroid`.
 inline double RoundingAt(const Eigen::Vector3d& centroid) {
@@ -50,10 +69,10 @@ inline bool Coincide(const Eigen::Vector3d& centroid, double squared_weights,
   return !(largest_spread > squared_weights * rounding * rounding);
 }
 
-/// Writes the distance of each column from the plane through `origin` with the unit `normal`, and
-/// returns the largest distance of a column whose weight is above 0 (0 if there is none).
-/// \param weights, residuals one per column
-double FindResiduals(const ColumnView& points, const Eigen::Vector3d& origin,
+/// Writes the distance of each point from the plane through `origin` with the unit `normal`, and
+/// returns the largest distance of one whose weight is above 0 (0 if there is none).
+/// \param weights, residuals one per point
+double FindResiduals(const CoordinateView& points, const Eigen::Vector3d& origin,
                      const Eigen::Vector3d& normal, const Eigen::VectorXd& weights,
                      Eigen::VectorXd& residuals);
 

@@ -1,7 +1,11 @@
 #include "halving_cuts.h"
 
+#include <cmath>
+
 #include "column_sums.h"
 #include "lanes.h"
+#include "libmfx/data_structures/point_cloud.h"
+#include "plane_of_moments.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -26,12 +30,50 @@ Eigen::Index SetWhereAtMost(const double* values, Eigen::Index columns, double l
   return count;
 }
 
+bool AllModerate(const Eigen::MatrixX3d& points) {
+  const double* const values = points.data();
+  const Eigen::Index size = points.size();
+  PairMask moderate{-1, -1};
+  Eigen::Index i = 0;
+  for (; i + 1 < size; i += 2) moderate &= Magnitude(Load(values + i)) <= kModerate;
+  return moderate[0] != 0 && moderate[1] != 0 && (i == size || std::abs(values[i]) <= kModerate);
+}
+
 }  // namespace
 
-HalvingCuts::HalvingCuts(data_structures::PointCloud points, std::vector<CutLine> lines)
+Eigen::Index MarkInUse(const double* weights, Eigen::Index columns, bool neighbours, char* marks) {
+  Eigen::Index count = 0;
+  bool before = false;
+  bool here = columns > 0 && weights[0] > kLeastWeight;
+  for (Eigen::Index i = 0; i < columns; ++i) {
+    const bool after = i + 1 < columns && weights[i + 1] > kLeastWeight;
+    const int mark =
+        static_cast<int>(here) | (static_cast<int>(neighbours) & static_cast<int>(before || after));
+    marks[i] = static_cast<char>(mark);
+    count += mark;
+    before = here;
+    here = after;
+  }
+  return count;
+}
+
+HalvingCuts::HalvingCuts(Eigen::MatrixX3d points, std::vector<CutLine> lines)
     : _points(std::move(points)),
+      _moderate(AllModerate(_points)),
       _lines(std::move(lines)),
-      _weights(Eigen::VectorXd::Zero(_points.cols())) {}
+      _weights(Eigen::VectorXd::Zero(_points.rows())) {}
+
+bool HalvingCuts::Fit(Plane& plane) const {
+  constexpr Eigen::Index kFewest = 3;
+  if (_moderate && _points.rows() >= kFewest) {
+    const Moments moments = FindMoments(CoordinatesOf(_points), _weights);
+    if (moments.scatter.allFinite()) {
+      plane = PlaneOf(moments);
+      return true;
+    }
+  }
+  return plane.LeastSquares(data_structures::PointCloud(_points.transpose()), _weights);
+}
 
 void HalvingCuts::WeighNear(double limit, LineWindows& windows) {
   const double* const residuals = _residuals.data();
@@ -47,17 +89,17 @@ void HalvingCuts::WeighNear(double limit, LineWindows& windows) {
 }
 
 CutsEnd HalvingCuts::Run(double sigma, double tolerance, Plane& plane) {
-  LineWindows windows(sigma);
+  LineWindows& windows = WindowsOf(sigma);
   CutsEnd failure = CutsEnd::kNoFirstFit;
-  _residuals.resize(_points.cols());
+  _residuals.resize(_points.rows());
   const auto fit = [&] {
-    if (!plane.LeastSquares(_points, _weights)) return false;
+    if (!Fit(plane)) return false;
     // Nothing leads on from a plane that is not valid: no sample has a distance to it.
     failure = plane.IsValid() ? CutsEnd::kNoLaterFit : CutsEnd::kNotValid;
     return plane.IsValid();
   };
   const auto worst = [&] {
-    return FindResiduals(TopRows(_points.data()), plane.Point().xyz(), plane.Normal().xyz(),
+    return FindResiduals(CoordinatesOf(_points), plane.Point().xyz(), plane.Normal().xyz(),
                          _weights, _residuals);
   };
   const auto cut = [&](double limit) { WeighNear(limit, windows); };

@@ -4,9 +4,9 @@
 #include <utility>
 #include <vector>
 
-#include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/plane.h"
 #include "line_windows.h"
+#include "squared_limit.h"
 
 /// \file
 /// Robust fits by cuts: fit, drop what lies beyond half of the worst residual, and fit again.
@@ -36,6 +36,36 @@ bool HalveResiduals(double tolerance, Fit fit, Worst worst, Cut cut) {
   return true;
 }
 
+/// Point `i` of points whose coordinates stand apart.
+inline Eigen::Vector3d PointOf(const Eigen::MatrixX3d& points, Eigen::Index i) {
+  return {points(i, 0), points(i, 1), points(i, 2)};
+}
+
+/// Sets the coordinates of points apart, one point after the other.
+class PointRows {
+ public:
+  /// \param count of all points that are added
+  explicit PointRows(Eigen::Index count) : _rows(count, 3), _x(_rows.data()) {}
+
+  /// \param point x, y, z
+  void Add(const double* point) {
+    const Eigen::Index count = _rows.rows();
+    _x[0] = point[0];
+    _x[count] = point[1];
+    _x[2 * count] = point[2];
+    ++_x;
+  }
+  Eigen::MatrixX3d Take() && { return std::move(_rows); }
+
+ private:
+  Eigen::MatrixX3d _rows;
+  double* _x;  ///< of the next point
+};
+
+/// Marks the samples of a line that are in use after the cuts, and on demand those beside them.
+/// \returns how many are marked
+Eigen::Index MarkInUse(const double* weights, Eigen::Index columns, bool neighbours, char* marks);
+
 /// A scan line of a robust plane.
 struct CutLine {
   Eigen::Index columns;
@@ -57,11 +87,11 @@ enum class CutsEnd {
 /// written: these land on columns of an earlier line, and the last columns keep what the cut set.
 class HalvingCuts {
  public:
-  /// \param points all lines one after the other, x, y, z on top
-  /// \param lines their columns add up to those of the points
-  HalvingCuts(data_structures::PointCloud points, std::vector<CutLine> lines);
+  /// \param points all lines one after the other, shape (points, 3)
+  /// \param lines their columns add up to the points
+  HalvingCuts(Eigen::MatrixX3d points, std::vector<CutLine> lines);
 
-  const data_structures::PointCloud& points() const { return _points; }
+  const Eigen::MatrixX3d& points() const { return _points; }
   /// One for each point: of the last fit, or what WeighCandidates gave.
   const Eigen::VectorXd& weights() const { return _weights; }
   /// The weights, for which the rest is given up.
@@ -73,7 +103,7 @@ class HalvingCuts {
   /// \param sigma of the windows, in lengths of the line's samples in use
   template <typename IsCandidate>
   void WeighCandidates(IsCandidate is_candidate, double sigma) {
-    LineWindows windows(sigma);
+    LineWindows& windows = WindowsOf(sigma);
     Eigen::Index own = 0;
     Eigen::Index place = 0;
     for (const CutLine& line : _lines) {
@@ -88,19 +118,45 @@ class HalvingCuts {
     }
   }
 
+  /// The same for candidates that are farther than `min_distance` from a centre and no farther than
+  /// `max_distance`, metres.
+  /// \param counts bool(own), what else makes a candidate
+  template <typename Counts>
+  void WeighAround(const Eigen::Vector3d& center, double min_distance, double max_distance,
+                   double sigma, Counts counts) {
+    const double too_near = SquareBelow(min_distance);
+    const double farthest = SquareWithin(max_distance);
+    // The distance is that of the point that gets the weight.
+    WeighCandidates(
+        [&](Eigen::Index own, Eigen::Index place) {
+          const double squared = (center - PointOf(_points, place)).squaredNorm();
+          return too_near < squared && squared <= farthest && counts(own);
+        },
+        sigma);
+  }
+
   /// Fits and cuts until the worst residual in use, metres, is below `tolerance`.
   /// \param sigma of the windows after a cut
   /// \param plane the last fit, unless there was none at all
   CutsEnd Run(double sigma, double tolerance, Plane& plane);
 
  private:
+  /// The windows of a width, which stay for as long as no other width is asked for.
+  LineWindows& WindowsOf(double sigma) {
+    if (_windows.sigma() != sigma) _windows = LineWindows(sigma);
+    return _windows;
+  }
+  /// Fits the plane to the points with their weights, as Plane::LeastSquares does.
+  bool Fit(Plane& plane) const;
   /// Weighs the points no farther off than `limit`; one that was cut away before can come back.
   void WeighNear(double limit, LineWindows& windows);
 
-  data_structures::PointCloud _points;
+  Eigen::MatrixX3d _points;
+  bool _moderate;  ///< every coordinate is finite and of moderate size
   std::vector<CutLine> _lines;
   Eigen::VectorXd _weights;
   Eigen::VectorXd _residuals;
+  LineWindows _windows{0.0};
 };
 
 }  // namespace libmfx::geometry

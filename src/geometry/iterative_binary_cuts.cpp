@@ -4,7 +4,6 @@
 
 #include "halving_cuts.h"
 #include "libmfx/geometry/plane.h"
-#include "squared_limit.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -43,40 +42,20 @@ Joined Join(Bins& bins) {
       total += line.cols();
     }
   }
-  Eigen::MatrixXd points(3, total);
+  PointRows points(total);
   Eigen::VectorXd qualities(total);
-  double* to = points.data();
   double* quality = qualities.data();
   for (const auto& bin : bins) {
     for (const PointCloud& line : bin) {
       const double* from = line.data().data();
       const double* const end = from + line.data().size();
-      for (; from != end; from += line.rows(), to += 3) {
-        to[0] = from[0];
-        to[1] = from[1];
-        to[2] = from[2];
+      for (; from != end; from += line.rows()) {
+        points.Add(from);
         *quality++ = from[kQualityRow];
       }
     }
   }
-  return {{PointCloud(std::move(points), {{EMBEDDING_XYZ, {0}}}), std::move(lines)},
-          std::move(qualities)};
-}
-
-/// Marks the columns of a line that are kept.
-/// \returns how many there are
-Index MarkKept(const double* weights, Index columns, bool keep_neighbours,
-               std::vector<char>& kept) {
-  kept.assign(static_cast<std::size_t>(columns), 0);
-  Index count = 0;
-  for (Index i = 0; i < columns; ++i) {
-    const bool keep = weights[i] > kLeastWeight ||
-                      (keep_neighbours && ((i + 1 < columns && weights[i + 1] > kLeastWeight) ||
-                                           (i > 0 && weights[i - 1] > kLeastWeight)));
-    kept[static_cast<std::size_t>(i)] = keep ? 1 : 0;
-    count += keep ? 1 : 0;
-  }
-  return count;
+  return {{std::move(points).Take(), std::move(lines)}, std::move(qualities)};
 }
 
 /// The marked samples of a line, of at least four rows if there are any, with their weights as one
@@ -109,7 +88,8 @@ Bins Collect(Bins& bins, const Eigen::VectorXd& weights, bool keep_neighbours) {
     selected[b].reserve(bins[b].size());
     for (PointCloud& line : bins[b]) {
       const Index columns = line.cols();
-      const Index count = MarkKept(own, columns, keep_neighbours, kept);
+      kept.resize(static_cast<std::size_t>(columns));
+      const Index count = MarkInUse(own, columns, keep_neighbours, kept.data());
       selected[b].push_back(TakeKept(line, own, kept, count));
       own += columns;
     }
@@ -129,17 +109,8 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
   {
     Joined joined = Join(bins);
     HalvingCuts& cuts = joined.cuts;
-    const Eigen::MatrixXd& points = cuts.points().data();
-    const Eigen::Vector3d from = center.xyz();
-    const double too_near = SquareBelow(min_distance);
-    const double farthest = SquareWithin(max_distance);
-    // The distance is that of the column that gets the weight, the quality the sample's own.
-    cuts.WeighCandidates(
-        [&](Index own, Index place) {
-          const double squared = (from - points.col(place).head<3>()).squaredNorm();
-          return too_near < squared && squared <= farthest && min_quality < joined.qualities[own];
-        },
-        first_sigma);
+    cuts.WeighAround(center.xyz(), min_distance, max_distance, first_sigma,
+                     [&](Index own) { return min_quality < joined.qualities[own]; });
     if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;
     weights = std::move(cuts).TakeWeights();
   }

@@ -12,6 +12,8 @@ class LineWindows {
   /// \param sigma standard deviation, in lengths of the line's samples in use
   explicit LineWindows(double sigma) : _sigma(sigma) {}
 
+  double sigma() const { return _sigma; }
+
   /// Gives the k samples in use of one line the elements of GaussianWindow(k, sigma), in column
   /// order; with `reversed` from its end, so that the last sample weighs most.
   /// \param weights of the line's `columns` samples: 1 for those in use, 0 for the others

@@ -7,6 +7,7 @@
 
 #include "column_sums.h"
 #include "direction.h"
+#include "plane_of_moments.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -69,6 +70,21 @@ Axes PrincipalAxes(const Eigen::Matrix3d& scatter) {
 }
 
 }  // namespace
+
+Plane PlaneOf(const Moments& moments) {
+  const PointXYZW centroid(moments.centroid);
+  if (!moments.scatter.allFinite()) {
+    const VectorXYZW none(kNaN, kNaN, kNaN);
+    return {centroid, none, none, none};
+  }
+  Axes axes = PrincipalAxes(moments.scatter);
+  // Coincident points have no tangent. A normal taken from them would be an invention that passes
+  // for a measurement, so the whole frame stays zero and the plane is not valid.
+  if (Coincide(moments.centroid, moments.squared_weights, axes.largest_spread)) axes = Axes();
+  const VectorXYZW normal(axes.least);
+  const VectorXYZW tangent(axes.largest);
+  return {centroid, normal, tangent, UnitDirection(tangent).cross(UnitDirection(normal))};
+}
 
 Plane::Plane() { SetFrameFromNormal(); }
 
@@ -167,18 +183,7 @@ bool Plane::LeastSquares(const PointCloud& cloud, const Eigen::VectorXd& weights
     const PointCloud kept = DropUnweighted(cloud, weights, kept_weights);
     if (kept.cols() > 0) moments = FindMoments(TopRows(kept.data()), kept_weights);
   }
-  _point = PointXYZW(moments.centroid);
-  if (!moments.scatter.allFinite()) {
-    _normal = _tangent = _bitangent = VectorXYZW(kNaN, kNaN, kNaN);
-    return true;
-  }
-  Axes axes = PrincipalAxes(moments.scatter);
-  // Coincident points have no tangent. A normal taken from them would be an invention that passes
-  // for a measurement, so the whole frame stays zero and the plane is not valid.
-  if (Coincide(moments.centroid, moments.squared_weights, axes.largest_spread)) axes = Axes();
-  _normal = UnitDirection(VectorXYZW(axes.least));
-  _tangent = UnitDirection(VectorXYZW(axes.largest));
-  _bitangent = UnitDirection(_tangent.cross(_normal));
+  *this = PlaneOf(moments);
   return true;
 }
 

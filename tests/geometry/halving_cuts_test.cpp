@@ -12,7 +12,7 @@
 namespace libmfx::geometry {
 namespace {
 
-using data_structures::PointCloud;
+using data_structures::PointXYZW;
 using Eigen::Index;
 using Eigen::Vector3d;
 using math::GaussianWindow;
@@ -96,14 +96,14 @@ template <typename Height>
 HalvingCuts Lines(const std::vector<CutLine>& lines, Height height) {
   Index columns = 0;
   for (const CutLine& line : lines) columns += line.columns;
-  Eigen::MatrixXd points(3, columns);
+  Eigen::MatrixX3d points(columns, 3);
   Index column = 0;
   for (std::size_t k = 0; k < lines.size(); ++k) {
     for (Index i = 0; i < lines[k].columns; ++i, ++column) {
-      points.col(column) << static_cast<double>(i), static_cast<double>(k), height(column);
+      points.row(column) << static_cast<double>(i), static_cast<double>(k), height(column);
     }
   }
-  return {PointCloud(points), lines};
+  return {points, lines};
 }
 
 bool Everything(Index /*own*/, Index /*place*/) { return true; }
@@ -114,8 +114,8 @@ TEST(HalvingCuts, DropsWhatLiesOffThePlane) {
   cuts.WeighCandidates(Everything, 1.0);
   Plane plane;
   EXPECT_EQ(cuts.Run(1.0, 1e-6, plane), CutsEnd::kFound);
-  EXPECT_NEAR(plane.Distance(cuts.points().point(0)), 0.0, 1e-12);
-  EXPECT_NEAR(plane.Distance(cuts.points().point(8)), 3.0, 1e-12);
+  EXPECT_NEAR(plane.Distance(PointXYZW(PointOf(cuts.points(), 0))), 0.0, 1e-12);
+  EXPECT_NEAR(plane.Distance(PointXYZW(PointOf(cuts.points(), 8))), 3.0, 1e-12);
   // The line that is one sample short has the shorter window, from its end.
   const std::vector<double> five = GaussianWindow(5, 1.0);
   const std::vector<double> six = GaussianWindow(6, 1.0);

@@ -16,18 +16,14 @@ using geometry::HalvingCuts;
 
 /// The points of all lines side by side, with weights that fall towards the rim.
 HalvingCuts Join(const std::vector<PointCloud>& lines, const shared::ScanLayout& layout) {
-  Eigen::MatrixXd points(3, shared::ColumnsOf(lines));
+  geometry::PointRows points(shared::ColumnsOf(lines));
   std::vector<geometry::CutLine> cut_lines;
-  Eigen::Index column = 0;
   for (const PointCloud& line : lines) {
     const bool outwards = line.cols() > 0 && layout.At(shared::SegmentOf(line, 0)).sense < 0;
     cut_lines.push_back({line.cols(), outwards});
-    if (line.cols() == 0) continue;
-    points.middleCols(column, line.cols()) = line.data().topRows<3>();
-    column += line.cols();
+    for (Eigen::Index j = 0; j < line.cols(); ++j) points.Add(&line.data()(0, j));
   }
-  return {PointCloud(std::move(points), {{data_structures::EMBEDDING_XYZ, {0}}}),
-          std::move(cut_lines)};
+  return {std::move(points).Take(), std::move(cut_lines)};
 }
 
 /// Sorts the columns of each line by their own weight, which goes along as a sixth row of those
@@ -62,17 +58,17 @@ bool Hole::FitRobustPlane(const PointXYZW& center, double min_distance, double m
                           double first_sigma, double cut_sigma, double tolerance,
                           std::vector<PointCloud>& inliers, std::vector<PointCloud>& outliers) {
   HalvingCuts cuts = Join(_segments, Layout());
-  const Eigen::MatrixXd& points = cuts.points().data();
+  const Eigen::MatrixX3d& points = cuts.points();
   const Eigen::Vector3d from = center.xyz();
   const double too_near = geometry::SquareBelow(min_distance);
   const double farthest = geometry::SquareWithin(max_distance);
   cuts.WeighCandidates(
       [&](Eigen::Index own, Eigen::Index /*place*/) {
-        const double squared = (points.col(own).head<3>() - from).squaredNorm();
+        const double squared = (geometry::PointOf(points, own) - from).squaredNorm();
         return squared > too_near && squared <= farthest;
       },
       first_sigma);
-  if (points.cols() == 0 || cuts.weights().sum() < 3.0) {
+  if (points.rows() == 0 || cuts.weights().sum() < 3.0) {
     return Fail("Hole::FitRobustPlane(): insufficient weighting for a quality plane fit!");
   }
   geometry::Plane plane;
