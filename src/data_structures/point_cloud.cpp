@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "data_structures/usable_columns.h"
+
 namespace libmfx::data_structures {
 namespace {
 
@@ -45,31 +47,18 @@ PointCloud::PointCloud(Eigen::MatrixXd data, Embeddings embeddings)
 
 PointCloud::PointCloud(const std::vector<RawDataPoint>& raw, PointEmbedding embedding,
                        double min_quality, bool keep_extra_rows) {
-  // Samples are rarely dropped, so room is made for all of them.
-  const Eigen::Index rows = keep_extra_rows ? 5 : 3;
-  _data.resize(rows, static_cast<Eigen::Index>(raw.size()));
   const bool cartesian = embedding == EMBEDDING_XYZ;
-  double* column = _data.data();
-  for (const RawDataPoint& sample : raw) {
-    if (!IsUsable(sample, min_quality)) continue;
+  const auto write = [=](const RawDataPoint& sample, double* column) {
     if (cartesian) {
-      const PointXYZW p = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
-      column[0] = p.x();
-      column[1] = p.y();
-      column[2] = p.z();
+      WritePlace(sample, column);
     } else {
       column[0] = sample.azimuth;
       column[1] = sample.elevation;
       column[2] = sample.range;
     }
-    if (keep_extra_rows) {
-      column[3] = sample.quality;
-      column[4] = static_cast<double>(sample.status);
-    }
-    column += rows;
-  }
-  const Eigen::Index kept = (column - _data.data()) / rows;
-  if (kept < _data.cols()) _data.conservativeResize(Eigen::NoChange, kept);
+    if (keep_extra_rows) WriteExtraRows(sample, column);
+  };
+  _data = UsableColumns(raw, min_quality, keep_extra_rows ? 5 : 3, write);
   _embeddings[cartesian ? EMBEDDING_XYZ : EMBEDDING_AER] = {0};
 }
 

@@ -5,6 +5,7 @@
 #include "feature_probe.h"
 #include "features/shared/outline_fit.h"
 #include "features/shared/quality.h"
+#include "features/shared/segments.h"
 #include "paths.h"
 
 namespace libmfx::features::shared {
@@ -60,6 +61,15 @@ std::vector<double> Xs(const PointCloud& line) {
   return {line.data().row(0).begin(), line.data().row(0).end()};
 }
 using Doubles = std::vector<double>;
+
+/// The samples of sorted lines.
+LineBins SamplesOf(const PointCloud& scan, const SideLines& lines) {
+  LineBins bins(lines.size());
+  for (std::size_t side = 0; side < lines.size(); ++side) {
+    for (const ScanLine& line : lines[side]) bins[side].push_back(Columns(scan, line.columns));
+  }
+  return bins;
+}
 
 LineBins BinCrossingLines(const PointCloud& scan, unsigned int sides, unsigned int lines_per_side,
                           const LineSigns& signs, std::int64_t last_line = 1 << 30) {
@@ -157,13 +167,13 @@ TEST(EdgePoints, LinesWithoutAnEdgeAreSkipped) {
 }
 
 /// Two edge points on a side of the square of half width 1 about (0, 0, 5).
-PointCloud SideOf(const VectorXYZW& outward, const VectorXYZW& along) {
+Side SideOf(const VectorXYZW& outward, const VectorXYZW& along) {
   Eigen::MatrixXd data = Eigen::MatrixXd::Zero(6, 3);
   for (int i = 0; i < 3; ++i) {
     const PointXYZW p = PointXYZW(0, 0, 5) + outward + along * (0.5 * (i - 1));
     data.col(i).head<3>() = p.xyz();
   }
-  return PointCloud(data);
+  return SideThrough(PointCloud(data));
 }
 
 TEST(Corners, ASquareHasItsFourInOrder) {

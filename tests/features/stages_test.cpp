@@ -53,12 +53,16 @@ TEST(SampleFatesTest, AColumnIsAUsableSample) {
   const std::vector<RawDataPoint> samples = {
       {0, 0, 2, 10, 1}, {0, 0, 2, 50, 1}, {0, 0, kNan, 90, 1}, {0.1, 0, 2, 90, 1}};
   std::vector<SampleFate> told;
-  shared::SampleFates fates(samples, 50.0, 2, told);
+  shared::ColumnSamples columns;
+  const PointCloud scan = shared::ScanOf(samples, 50.0, columns);
+  EXPECT_EQ(columns, (shared::ColumnSamples{1, 3}));
+  EXPECT_EQ(columns, shared::UsableSamples(samples, 50.0));
+  EXPECT_EQ(scan.data(), PointCloud(samples, EMBEDDING_XYZ, 50.0, true).data());
+  shared::SampleFates fates(columns, samples.size(), told);
   using enum SampleFate;
   EXPECT_EQ(told, (std::vector<SampleFate>{kUnusable, kBetween, kUnusable, kBetween}));
   fates.Set(1, kWall);
   EXPECT_EQ(told, (std::vector<SampleFate>{kUnusable, kBetween, kUnusable, kWall}));
-  const PointCloud scan(samples, EMBEDDING_XYZ, 50.0, true);
   const PointCloud kept(Eigen::MatrixXd(scan.data().rightCols(1)));
   fates.SetAll(kDropped);
   fates.SetKept({0, 1}, scan, kept, kSurface);

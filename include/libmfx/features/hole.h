@@ -190,6 +190,7 @@ class LIBMFX_EXPORT Hole : public Feature {
                           bool check_isolated, double isolation_radius);
 
   std::vector<std::vector<Eigen::Index>> _columns;  ///< of the scan, for each of `_segments`
+  std::vector<std::size_t> _samples;                ///< of the pass, for each column of the scan
 };
 
 }  // namespace libmfx::features

@@ -50,8 +50,7 @@ class LIBMFX_EXPORT Opening : public Feature {
                   const PointXYZW& measured, bool straight);
 
  private:
-  void NoteLines(const shared::OutlineRules& rules, const PointCloud& scan,
-                 const shared::Outline& outline);
+  void NoteLines(const shared::OutlineRules& rules, const shared::Outline& outline);
 };
 
 }  // namespace libmfx::features

@@ -103,7 +103,8 @@ bool Edge::SelectLine() {
   // Samples of the move to the start of the line carry its number, 0. They are no part of it,
   // unless nothing else is there.
   const bool has_line = (_scan_cloud.row(4).array() > 0.0).any();
-  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
+  const shared::ColumnSamples usable_samples = shared::UsableSamples(_raw_data, _quality_threshold);
+  shared::SampleFates fates(usable_samples, _raw_data.size(), Record().fates);
   const auto lines = shared::CutIntoLines(_scan_cloud, [&](Index column, int segment) {
     if (segment <= 0 && has_line) return false;
     const PointXYZW foot = upright.Project(_scan_cloud.point(column));

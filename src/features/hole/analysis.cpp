@@ -33,7 +33,8 @@ std::vector<PointCloud> FlattenedFromAbove(const std::vector<PointCloud>& inlier
     for (Eigen::Index j = 0; j < cloud.cols(); ++j) {
       auto p = cloud.col(j).head<3>();
       const double height = (p - origin).dot(normal);
-      if (height > 0.0) p -= normal * height;
+      // Noise decides which: without a branch.
+      p -= normal * (height > 0.0 ? height : 0.0);
     }
   }
   return planar;
@@ -54,10 +55,9 @@ PointCloud NearCircle(const PointCloud& edges, const geometry::Circle& circle, d
 
 bool Hole::Analyze() {
   _logger[log::LOG_LEVEL_1] << "Analyze called." << std::endl;
-  if (!TakeScan(EMBEDDING_XYZ, _quality_threshold, _scan_cloud,
-                "Hole::Analyze(): All scanned data was filtered!")) {
-    return false;
-  }
+  if (_has_error) return false;
+  _scan_cloud = shared::ScanOf(_raw_data, _quality_threshold, _samples);
+  if (_scan_cloud.cols() == 0) return Fail("Hole::Analyze(): All scanned data was filtered!");
   CutIntoSegments();
   std::vector<PointCloud> inliers;
   std::vector<PointCloud> outliers;
@@ -79,7 +79,7 @@ bool Hole::Analyze() {
 void Hole::CutIntoSegments() {
   const shared::ScanLayout layout = Layout();
   const double reach = geometry::SquareWithin(2.0 * _radius + _clearance_zone);
-  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
+  shared::SampleFates fates(_samples, _raw_data.size(), Record().fates);
   const Eigen::Vector3d center = _input_center_pt.xyz();
   const auto is_near = [&](Eigen::Index column, int /*segment*/) {
     const bool near = (_scan_cloud.col(column).head<3>() - center).squaredNorm() <= reach;
@@ -100,7 +100,7 @@ void Hole::CutIntoSegments() {
 }
 
 void Hole::NoteSamples(const std::vector<PointCloud>& inliers) {
-  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
+  shared::SampleFates fates(_samples, _raw_data.size(), Record().fates);
   for (std::size_t s = 0; s < inliers.size(); ++s) {
     fates.SetKept(_columns[s], _scan_cloud, inliers[s], SampleFate::kSurface);
   }

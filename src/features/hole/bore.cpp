@@ -28,9 +28,9 @@ struct Sample {
 
 using Run = std::vector<Sample>;
 
-Sample SampleAt(const PointCloud& line, Eigen::Index column, const Bore& bore) {
-  const PointXYZW p = line.point(column);
-  return {column, DepthBelow(bore.surface, p), (bore.surface.Project(p) - bore.center).norm()};
+/// \param depth of the column's sample `p`
+Sample SampleAt(Eigen::Index column, const PointXYZW& p, double depth, const Bore& bore) {
+  return {column, depth, (bore.surface.Project(p) - bore.center).norm()};
 }
 
 /// The sample of a column, if it lies on the wall.
@@ -39,7 +39,7 @@ std::optional<Sample> SampleOnWall(const PointCloud& line, Eigen::Index column, 
   const double depth = DepthBelow(bore.surface, p);
   const double top = bore.chamfer_depth > 0.0 ? bore.chamfer_depth + bore.point_spacing : 0.0;
   if (depth <= top || depth > bore.chamfer_depth + bore.radius) return std::nullopt;
-  const Sample sample = SampleAt(line, column, bore);
+  const Sample sample = SampleAt(column, p, depth, bore);
   if (std::abs(sample.distance - bore.radius) >= kReach * bore.point_spacing) return std::nullopt;
   const VectorXYZW pierce = PierceOf(p, bore.scan_origin, bore.surface) - bore.center;
   if (!(pierce.dot(bore.far_side) > 0.0)) return std::nullopt;
@@ -122,7 +122,8 @@ std::optional<PointCloud> FindMouth(const PointCloud& line, const Bore& bore) {
   Eigen::Index lowest = -1;
   double nearest = bore.radius + kReach * bore.point_spacing;
   for (Eigen::Index j = 0; j < line.cols(); ++j) {
-    const Sample sample = SampleAt(line, j, bore);
+    const PointXYZW p = line.point(j);
+    const Sample sample = SampleAt(j, p, DepthBelow(bore.surface, p), bore);
     if (sample.distance >= nearest) continue;
     if (sample.depth <= 0.0 || sample.depth > bore.chamfer_depth + bore.point_spacing) continue;
     // On the cone, which narrows from the rim to the bore over the chamfer's depth.

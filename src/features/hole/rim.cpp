@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
+#include "features/shared/nearest.h"
 #include "features/shared/segments.h"
 #include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
@@ -28,12 +30,16 @@ namespace {
 template <typename Counts>
 long long ExtremeColumn(bool nearest, const PointCloud& segment, const PointXYZW& reference,
                         Counts counts) {
-  double best = nearest ? std::numeric_limits<double>::max() : std::numeric_limits<double>::min();
-  long long index = -1;
   const Eigen::Vector3d from = reference.xyz();
+  const auto squared = [&](Eigen::Index j) {
+    return (segment.col(j).head<3>() - from).squaredNorm();
+  };
+  if (nearest) return shared::FindNearest(segment.cols(), squared, counts).column;
+  double best = std::numeric_limits<double>::min();
+  long long index = -1;
   for (long long j = 0; j < segment.cols(); ++j) {
-    const double distance = (segment.col(j).head<3>() - from).norm();
-    if (!(nearest ? distance < best : distance > best) || !counts(j)) continue;
+    const double distance = std::sqrt(squared(j));
+    if (!(distance > best) || !counts(j)) continue;
     best = distance;
     index = j;
   }

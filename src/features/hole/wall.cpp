@@ -99,7 +99,7 @@ bool Hole::CircleHasWall(const std::vector<PointCloud>& outliers,
     return CarriesFit(wall_points, bore);
   }
   double shallowest = std::numeric_limits<double>::max();
-  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_cloud.cols(), Record().fates);
+  shared::SampleFates fates(_samples, _raw_data.size(), Record().fates);
   for (std::size_t s = 0; s < outliers.size(); ++s) {
     const std::optional<WallRun> wall = FindWall(outliers[s], bore);
     if (!wall) continue;

@@ -47,18 +47,23 @@ shared::OutlineRules Opening::RulesOf(const char* tilted, const shared::ScanLayo
 
 bool Opening::FindOutline(const shared::OutlineRules& rules, PointCloud& scan,
                           shared::Outline& outline) {
-  if (!TakeScan(EMBEDDING_XYZ, rules.surface.quality_threshold, scan)) return false;
+  if (!_has_error) {
+    scan = shared::ScanOf(_raw_data, rules.surface.quality_threshold, outline.samples);
+  }
+  if (_has_error || scan.cols() == 0) {
+    return TakeScan(EMBEDDING_XYZ, rules.surface.quality_threshold, scan);
+  }
   const std::string refusal = rules.checks_plan ? RefusePlan() : std::string();
   if (!refusal.empty()) return Fail(refusal);
   outline.lines = shared::SortIntoLines(scan, rules.layout);
-  const shared::SurfaceFit surface = shared::FitSurface(
-      shared::SamplesOf(scan, outline.lines), rules.surface, outline.plane, outline.surface);
+  const shared::SurfaceFit surface =
+      shared::FitSurface(scan, outline.lines, rules.surface, outline.plane, outline.surface);
   if (surface == shared::SurfaceFit::kNoPlane) {
     // No text is told of it; the record says what was missed.
     return Passed("samples of a surface near the nominal", SamplesNear(rules, scan, outline), 3.0,
                   false);
   }
-  NoteLines(rules, scan, outline);
+  NoteLines(rules, outline);
   const double angle = shared::AngleOfCosine(outline.plane.Normal().dot(rules.surface.normal));
   if (!Passed("angle to the nominal normal", angle, rules.surface.reject_angle,
               surface != shared::SurfaceFit::kTilted)) {
@@ -67,7 +72,7 @@ bool Opening::FindOutline(const shared::OutlineRules& rules, PointCloud& scan,
   for (std::size_t side = 0; side < outline.lines.size(); ++side) {
     std::vector<shared::EdgePoint>& edges = outline.edges.emplace_back();
     for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
-      const PointCloud& line = outline.surface[side][k];
+      const PointCloud& line = outline.surface.lines[side][k];
       const auto edge =
           shared::EdgePointOf(line, outline.plane.Point(), outline.plane, rules.edges);
       if (!edge) continue;
@@ -81,17 +86,17 @@ bool Opening::FindOutline(const shared::OutlineRules& rules, PointCloud& scan,
   return true;
 }
 
-void Opening::NoteLines(const shared::OutlineRules& rules, const PointCloud& scan,
-                        const shared::Outline& outline) {
+void Opening::NoteLines(const shared::OutlineRules& rules, const shared::Outline& outline) {
   Record().surface = shared::Facing(outline.plane, rules.scan_origin);
-  shared::SampleFates fates(GetRawData(), rules.surface.quality_threshold, scan.cols(),
-                            Record().fates);
+  shared::SampleFates fates(outline.samples, _raw_data.size(), Record().fates);
+  const char* mark = outline.surface.marks.data();
   for (std::size_t side = 0; side < outline.lines.size(); ++side) {
     for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
       const shared::ScanLine& line = outline.lines[side][k];
       Record().lines.push_back({line.segment, static_cast<int>(side), line.sense});
-      fates.Set(line.columns, SampleFate::kDropped);
-      fates.SetKept(line.columns, scan, outline.surface[side][k], SampleFate::kSurface);
+      for (const Eigen::Index column : line.columns) {
+        fates.Set(column, *mark++ == 0 ? SampleFate::kDropped : SampleFate::kSurface);
+      }
     }
   }
 }
@@ -101,7 +106,7 @@ void Opening::TellDoubts(const shared::OutlineRules& rules, const shared::Outlin
   const double spacing = rules.surface.point_spacing;
   if (straight) {
     Warn(shared::DoubtsOfCenter(measured, rules.surface.center, spacing, _rescan_threshold));
-    Warn(shared::DoubtsOfSides(shared::PlacesOf(outline.edges), spacing, rules.clearance));
+    Warn(shared::DoubtsOfSides(outline.sides, spacing, rules.clearance));
   }
   std::vector<std::vector<shared::BorderLine>> borders;
   for (const std::vector<shared::EdgePoint>& side : outline.edges) {

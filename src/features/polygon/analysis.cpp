@@ -4,6 +4,7 @@
 
 #include "features/shared/directions.h"
 #include "features/shared/outline.h"
+#include "geometry/squared_limit.h"
 #include "libmfx/features/polygon.h"
 
 namespace libmfx::features {
@@ -31,11 +32,11 @@ bool Polygon::Analyze() {
   const shared::OutlineRules rules = Rules();
   shared::Outline outline;
   if (!FindOutline(rules, _scan_cloud, outline)) return false;
-  const std::vector<PointCloud> sides = shared::PlacesOf(outline.edges);
-  const auto corners = shared::Corners(sides, outline.plane);
+  outline.sides = shared::FitSides(outline.edges);
+  const auto corners = shared::Corners(outline.sides, outline.plane);
   if (!corners) return Fail("A polygon side line did not intersect its neighbor!");
 
-  MeasuredPoint = shared::MeanOf(sides, *corners);
+  MeasuredPoint = shared::MeanOf(outline.sides, *corners);
   MeasuredNormal = outline.plane.Normal();
   // The last side meets side 0 at the corner that the nominal axis points at.
   MeasuredAxis = shared::UnitFromTo(MeasuredPoint, corners->back());
@@ -47,15 +48,18 @@ bool Polygon::Analyze() {
   if (!Passed("radius off its nominal", radius_off, limit, !(radius_off > limit))) {
     return Fail("Inconsistent dimensions! Check target offset!");
   }
-  MeasuredPoint = shared::CenterShiftedBySpacing(outline.surface, MeasuredPoint, MeasuredNormal,
-                                                 _scan_origin, PointSpacing);
+  MeasuredPoint = shared::CenterShiftedBySpacing(outline.surface.lines, MeasuredPoint,
+                                                 MeasuredNormal, _scan_origin, PointSpacing);
   const PointXYZW& c0 = corners->front();
   const double apothem = Distance(c0 + ((*corners)[1] - c0) * 0.5, MeasuredPoint);
-  const auto is_inside = [&](const PointXYZW& p) { return Distance(p, MeasuredPoint) < apothem; };
-  if (shared::IsMostlyInside(outline.surface, is_inside)) {
+  const double within = geometry::SquareBelow(apothem);
+  const auto is_inside = [&](const PointXYZW& p) {
+    return (p - MeasuredPoint).squaredNorm() <= within;
+  };
+  if (shared::IsMostlyInside(outline.surface.lines, is_inside)) {
     return Fail("Significant scan data within fit area! Check target offset!");
   }
-  _quality = shared::QualityOfEdges(sides);
+  _quality = shared::QualityOfEdges(outline.sides);
   if (AsksForRescan(MeasuredPoint, MeasuredNormal)) return false;
   TellDoubts(rules, outline, MeasuredPoint, true);
   Warn(shared::DoubtsOfCorners(*corners, ReportedCorners(corners->size()), PointSpacing,

@@ -79,7 +79,8 @@ bool PVI::DropOutliers(PointCloud& cloud, std::vector<Eigen::Index>& removed) {
 
 bool PVI::Analyze() {
   if (!TakeScan(EMBEDDING_AER, _quality_threshold, _scan_data)) return false;
-  shared::SampleFates fates(_raw_data, _quality_threshold, _scan_data.cols(), Record().fates);
+  const shared::ColumnSamples usable_samples = shared::UsableSamples(_raw_data, _quality_threshold);
+  shared::SampleFates fates(usable_samples, _raw_data.size(), Record().fates);
   PointCloud usable = _scan_data;
   std::vector<Eigen::Index> removed;
   if (!DropOutliers(_scan_data, removed)) {

@@ -24,7 +24,8 @@ bool Rectangle::Analyze() {
   const shared::OutlineRules rules = Rules();
   shared::Outline outline;
   if (!FindOutline(rules, _scan_cloud, outline)) return false;
-  const auto corners = shared::Corners(shared::PlacesOf(outline.edges), outline.plane);
+  outline.sides = shared::FitSides(outline.edges);
+  const auto corners = shared::Corners(outline.sides, outline.plane);
   if (!corners) return Fail("A polygon side line did not intersect its neighbor!");
   MeasureFrom(outline, *corners);
   const double limit = ClearanceZone * 0.5;
@@ -34,8 +35,8 @@ bool Rectangle::Analyze() {
       !Passed("length off its nominal", length_off, limit, !(length_off > limit))) {
     return Fail("Inconsistent dimensions! Check target offset!");
   }
-  MeasuredPoint = shared::CenterShiftedBySpacing(outline.surface, MeasuredPoint, MeasuredNormal,
-                                                 _scan_origin, PointSpacing);
+  MeasuredPoint = shared::CenterShiftedBySpacing(outline.surface.lines, MeasuredPoint,
+                                                 MeasuredNormal, _scan_origin, PointSpacing);
   if (IsFilled(outline)) return Fail("Significant scan data within fit area! Check target area!");
   if (AsksForRescan(MeasuredPoint, MeasuredNormal)) return false;
   TellDoubts(rules, outline, MeasuredPoint, true);
@@ -51,7 +52,7 @@ bool Rectangle::Analyze() {
 
 void Rectangle::MeasureFrom(const shared::Outline& outline, const std::vector<PointXYZW>& corners) {
   using data_structures::Distance;
-  MeasuredPoint = shared::MeanOf(shared::PlacesOf(outline.edges), corners);
+  MeasuredPoint = shared::MeanOf(outline.sides, corners);
   MeasuredNormal = outline.plane.Normal();
   // Corners 0 and 3 are the ends of side 0, which lies on the tangent's side.
   const VectorXYZW diagonal_sum = (corners[0] - corners[1]) + (corners[3] - corners[2]);
@@ -62,7 +63,7 @@ void Rectangle::MeasureFrom(const shared::Outline& outline, const std::vector<Po
 
 bool Rectangle::IsFilled(const shared::Outline& outline) const {
   const VectorXYZW across = MeasuredNormal.cross(MeasuredTangent);
-  return shared::IsMostlyInside(outline.surface, [&](const PointXYZW& p) {
+  return shared::IsMostlyInside(outline.surface.lines, [&](const PointXYZW& p) {
     const VectorXYZW v = p - MeasuredPoint;
     return std::abs(v.dot(MeasuredTangent)) < MeasuredLength * 0.5 &&
            std::abs(v.dot(across)) < MeasuredWidth * 0.5;

@@ -67,30 +67,41 @@ struct SeenLine {
   Tally tally;
 };
 
-SeenLine See(const BorderLine& line, const SurfaceScan& scan) {
+/// \param on_surface room for the samples of the line
+SeenLine See(const BorderLine& line, const SurfaceScan& scan,
+             std::vector<Eigen::Vector3d>& on_surface) {
   const Eigen::MatrixXd& samples = line.surface->data();
   const Eigen::Vector3d edge = line.edge.xyz();
   const Eigen::Vector3d normal = scan.plane.Normal().xyz();
   const double edge_height = scan.plane.SignedDistanceTo(line.edge);
   const double flat = kOnSurface * scan.point_spacing;
   const double zone = kZone * scan.point_spacing;
-  Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+  // As three numbers, which stay in registers: a vector would go through memory at each sample.
+  double sum_x = 0.0;
+  double sum_y = 0.0;
+  double sum_z = 0.0;
+  on_surface.clear();
+  on_surface.reserve(static_cast<std::size_t>(samples.cols()));
   for (Eigen::Index i = 0; i < samples.cols(); ++i) {
     const Eigen::Vector3d from_edge = samples.col(i).head<3>() - edge;
     // A stray sample beside those of the surface may have come along.
-    if (std::abs(from_edge.dot(normal) + edge_height) <= flat) sum += from_edge;
+    if (!(std::abs(from_edge.dot(normal) + edge_height) <= flat)) continue;
+    sum_x += from_edge.x();
+    sum_y += from_edge.y();
+    sum_z += from_edge.z();
+    on_surface.push_back(from_edge);
   }
-  SeenLine seen{{line.edge, VectorXYZW(sum).normalized()}, {}};
+  SeenLine seen{{line.edge, VectorXYZW(sum_x, sum_y, sum_z).normalized()}, {}};
   const Eigen::Vector3d direction = seen.outwards.direction.xyz();
   double farthest = 0.0;
-  for (Eigen::Index i = 0; i < samples.cols(); ++i) {
-    const Eigen::Vector3d from_edge = samples.col(i).head<3>() - edge;
-    if (!(std::abs(from_edge.dot(normal) + edge_height) <= flat)) continue;
+  int kept = 0;
+  for (const Eigen::Vector3d& from_edge : on_surface) {
     const double along = from_edge.dot(direction);
     farthest = std::max(farthest, along);
     // The sample at the very border ends the last gap.
-    if (along > 0.5 * scan.point_spacing && along <= zone) seen.tally.kept += 1.0;
+    kept += static_cast<int>(along > 0.5 * scan.point_spacing) & static_cast<int>(along <= zone);
   }
+  seen.tally.kept = kept;
   seen.outwards.length = seen.tally.length = std::min(farthest, zone);
   return seen;
 }
@@ -171,9 +182,10 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
   // What most measurements end with: nothing is missing, and nothing else is looked at.
   std::vector<std::vector<Outwards>> outwards(groups.size());
   std::vector<Tally> tallies(groups.size());
+  std::vector<Eigen::Vector3d> on_surface;
   for (std::size_t g = 0; g < groups.size(); ++g) {
     for (const BorderLine& line : groups[g]) {
-      const SeenLine seen = line.surface->cols() > 0 ? See(line, scan) : SeenLine();
+      const SeenLine seen = line.surface->cols() > 0 ? See(line, scan, on_surface) : SeenLine();
       outwards[g].push_back(seen.outwards);
       tallies[g].Add(seen.tally);
     }

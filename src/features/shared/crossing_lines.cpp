@@ -37,12 +37,12 @@ void CrossingLines::AddSide(const PointXYZW& start, const VectorXYZW& along, dou
   for (unsigned int j = 1; j <= passes; ++j) Add(start + along * (j * gap), outward, depth);
 }
 
-std::vector<std::vector<ScanLine>> SortIntoLines(const PointCloud& scan, const ScanLayout& layout) {
+SideLines SortIntoLines(const PointCloud& scan, const ScanLayout& layout) {
   struct Place {
     std::size_t side;
     std::size_t line;
   };
-  std::vector<std::vector<ScanLine>> lines(layout.sides());
+  SideLines lines(layout.sides());
   std::unordered_map<int, Place> known;
   for (const SegmentRun& run : RunsOf(scan)) {
     const Eigen::Index end = std::min(run.end, scan.cols() - 1);
@@ -63,14 +63,6 @@ std::vector<std::vector<ScanLine>> SortIntoLines(const PointCloud& scan, const S
     }
   }
   return lines;
-}
-
-LineBins SamplesOf(const PointCloud& scan, const std::vector<std::vector<ScanLine>>& lines) {
-  LineBins bins(lines.size());
-  for (std::size_t side = 0; side < lines.size(); ++side) {
-    for (const ScanLine& line : lines[side]) bins[side].push_back(Columns(scan, line.columns));
-  }
-  return bins;
 }
 
 }  // namespace libmfx::features::shared

@@ -53,14 +53,12 @@ struct ScanLine {
   std::vector<Eigen::Index> columns;  ///< of the scan, from outside to inside where that is known
 };
 
+/// For each side of an outline its scan lines.
+using SideLines = std::vector<std::vector<ScanLine>>;
+
 /// The lines of each side, in the order in which they first appear; a line that is interrupted is
 /// one. The last column of the scan ends the last run and belongs to no line.
 /// \param scan rows x, y, z, quality, segment number
-std::vector<std::vector<ScanLine>> SortIntoLines(const data_structures::PointCloud& scan,
-                                                 const ScanLayout& layout);
-
-/// The samples of sorted lines.
-LineBins SamplesOf(const data_structures::PointCloud& scan,
-                   const std::vector<std::vector<ScanLine>>& lines);
+SideLines SortIntoLines(const data_structures::PointCloud& scan, const ScanLayout& layout);
 
 }  // namespace libmfx::features::shared

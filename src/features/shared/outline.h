@@ -5,6 +5,8 @@
 
 #include "features/shared/crossing_lines.h"
 #include "features/shared/outline_fit.h"
+#include "features/shared/scan.h"
+#include "features/shared/surface_fit.h"
 
 namespace libmfx::features::shared {
 
@@ -29,10 +31,12 @@ struct EdgePoint {
 
 /// An outline as scan lines show it: all by side, or by arc.
 struct Outline {
-  std::vector<std::vector<ScanLine>> lines;
-  LineBins surface;  ///< samples of each line that lie on the surface; rows x, y, z, quality first
+  ColumnSamples samples;
+  SideLines lines;
+  SurfaceSamples surface;
   geometry::Plane plane;
   std::vector<std::vector<EdgePoint>> edges;
+  std::vector<Side> sides;  ///< where they are straight, once they are fitted
 
   Outline() = default;
   Outline(const Outline&) = delete;  // edge points know their lines by address
@@ -45,6 +49,7 @@ geometry::Plane Facing(const geometry::Plane& surface,
 
 /// The places of edge points, shape (3, n).
 data_structures::PointCloud PlacesOf(const std::vector<EdgePoint>& edges);
-std::vector<data_structures::PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides);
+/// Fits a line to the edge points of each side.
+std::vector<Side> FitSides(const std::vector<std::vector<EdgePoint>>& edges);
 
 }  // namespace libmfx::features::shared

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "features/shared/directions.h"
+#include "features/shared/nearest.h"
 #include "features/shared/outline.h"
 #include "features/shared/quality.h"
 #include "geometry/close_neighbours.h"
@@ -20,19 +21,6 @@ using geometry::Line;
 using geometry::Plane;
 using messages::MillimetreText;
 
-SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, Plane& plane, LineBins& selected) {
-  constexpr double kFirstSigma = 0.25;
-  constexpr double kCutSigma = 1.0;
-  if (!plane.IterativeBinaryCuts(std::move(bins), rules.center, selected, rules.quality_threshold,
-                                 0.0, rules.max_distance, kFirstSigma, kCutSigma,
-                                 rules.point_spacing * 3.0, true)) {
-    return SurfaceFit::kNoPlane;
-  }
-  if (plane.Normal().dot(rules.normal) < 0.0) plane.Normal(-plane.Normal());
-  const double angle = AngleOfCosine(plane.Normal().dot(rules.normal));
-  return angle > rules.reject_angle ? SurfaceFit::kTilted : SurfaceFit::kFound;
-}
-
 namespace {
 
 /// Where samples count: what lies above the surface does at its foot.
@@ -42,14 +30,15 @@ class Places {
       : _line(line),
         _plane_point(plane_point.xyz()),
         _origin(plane.Point().xyz()),
-        _normal(plane.Normal().xyz()) {}
+        _normal(plane.Normal().xyz()),
+        _from_origin(_plane_point == _origin) {}
 
   Eigen::Vector3d operator()(Eigen::Index column) const {
     const Eigen::Vector3d p = _line.col(column).head<3>();
-    const bool above = (p - _plane_point).dot(_normal) > 0.0;
-    // Noise decides which: without a branch.
-    const double height = above ? (p - _origin).dot(_normal) : 0.0;
-    return p - _normal * height;
+    const double height = (p - _origin).dot(_normal);
+    const double above = _from_origin ? height : (p - _plane_point).dot(_normal);
+    // Noise decides which: without a branch, as both numbers are there.
+    return p - _normal * (above > 0.0 ? height : 0.0);
   }
 
  private:
@@ -57,6 +46,7 @@ class Places {
   Eigen::Vector3d _plane_point;
   Eigen::Vector3d _origin;
   Eigen::Vector3d _normal;
+  bool _from_origin;  ///< whether the two points are one
 };
 
 /// The column of a line that is its edge point, or -1.
@@ -64,33 +54,23 @@ Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, co
                         const PointXYZW& raised, const EdgeRules& rules) {
   const double radius = 3.0 * rules.point_spacing;
   const Eigen::Vector3d from = raised.xyz();
-  double best = std::numeric_limits<double>::max();
-  const auto nearest = [&](auto place, auto counts) {
-    Eigen::Index chosen = -1;
-    best = std::numeric_limits<double>::max();
-    for (Eigen::Index i = 0; i < line.cols(); ++i) {
-      const double distance = (place(i) - from).norm();
-      if (distance < best && counts(i)) {
-        best = distance;
-        chosen = i;
-      }
-    }
-    return chosen;
-  };
   const Places place(line, plane_point, plane);
+  const auto squared = [&](Eigen::Index i) { return (place(i) - from).squaredNorm(); };
   // The nearest of all has its neighbours beside it, as a rule; only where it has not are the
   // others asked.
-  Eigen::Index chosen = nearest(place, [](Eigen::Index) { return true; });
-  if (chosen >= 0 && !geometry::HasTwoBeside(line.data(), chosen, place(chosen), radius)) {
+  NearestColumn nearest = FindNearest(line.cols(), squared, [](Eigen::Index) { return true; });
+  const Eigen::Index first = nearest.column;
+  if (first >= 0 && !geometry::HasTwoBeside(line.data(), first, place(first), radius)) {
     const Eigen::Matrix3Xd points = line.data().topRows(3);
     Eigen::Matrix3Xd places(3, line.cols());
     for (Eigen::Index i = 0; i < line.cols(); ++i) places.col(i) = place(i);
     // A place is compared with the other samples as they stand.
     geometry::CloseNeighbours neighbours(points, places, radius);
-    chosen = nearest([&](Eigen::Index i) { return Eigen::Vector3d(places.col(i)); },
-                     [&](Eigen::Index i) { return neighbours.HasTwo(i); });
+    nearest = FindNearest(
+        line.cols(), [&](Eigen::Index i) { return (places.col(i) - from).squaredNorm(); },
+        [&](Eigen::Index i) { return neighbours.HasTwo(i); });
   }
-  return best < rules.limit ? chosen : -1;
+  return nearest.distance < rules.limit ? nearest.column : -1;
 }
 
 }  // namespace
@@ -134,23 +114,27 @@ PointCloud PlacesOf(const std::vector<EdgePoint>& edges) {
   return PointCloud(std::move(places), {{data_structures::EMBEDDING_XYZ, {0}}});
 }
 
-std::vector<PointCloud> PlacesOf(const std::vector<std::vector<EdgePoint>>& sides) {
-  std::vector<PointCloud> places;
-  places.reserve(sides.size());
-  for (const std::vector<EdgePoint>& side : sides) places.push_back(PlacesOf(side));
-  return places;
+Side SideThrough(PointCloud edges) {
+  Side side{std::move(edges), Line(), false};
+  side.fitted = side.line.LeastSquares(side.edges);
+  return side;
 }
 
-std::optional<std::vector<PointXYZW>> Corners(const std::vector<PointCloud>& edges,
-                                              const Plane& plane) {
+std::vector<Side> FitSides(const std::vector<std::vector<EdgePoint>>& edges) {
+  std::vector<Side> sides;
+  sides.reserve(edges.size());
+  for (const std::vector<EdgePoint>& side : edges) sides.push_back(SideThrough(PlacesOf(side)));
+  return sides;
+}
+
+std::optional<std::vector<PointXYZW>> Corners(const std::vector<Side>& sides, const Plane& plane) {
   const Eigen::Matrix3d from_plane = plane.TBN();
   const Eigen::Matrix3d to_plane = from_plane.inverse();
   std::vector<Line> lines;
-  for (const PointCloud& side : edges) {
-    Line line;
-    line.LeastSquares(side);
-    const PointXYZW p0 = plane.Project(line.Point());
-    const PointXYZW p1 = plane.Project(line.Point() + line.Vector());
+  lines.reserve(sides.size());
+  for (const Side& side : sides) {
+    const PointXYZW p0 = plane.Project(side.line.Point());
+    const PointXYZW p1 = plane.Project(side.line.Point() + side.line.Vector());
     lines.emplace_back(PointXYZW(Eigen::Vector3d(to_plane * p0.xyz())),
                        VectorXYZW(Eigen::Vector3d(to_plane * (p1 - p0).normalized().xyz())));
   }
@@ -164,12 +148,12 @@ std::optional<std::vector<PointXYZW>> Corners(const std::vector<PointCloud>& edg
   return corners;
 }
 
-PointXYZW MeanOf(const std::vector<PointCloud>& edges, const std::vector<PointXYZW>& corners) {
+PointXYZW MeanOf(const std::vector<Side>& sides, const std::vector<PointXYZW>& corners) {
   Eigen::Vector3d sum = Eigen::Vector3d::Zero();
   double count = 0.0;
-  for (const PointCloud& side : edges) {
-    sum += side.data().topRows(3).rowwise().sum();
-    count += static_cast<double>(side.cols());
+  for (const Side& side : sides) {
+    sum += side.edges.data().topRows(3).rowwise().sum();
+    count += static_cast<double>(side.edges.cols());
   }
   for (const PointXYZW& corner : corners) sum += corner.xyz();
   return PointXYZW(Eigen::Vector3d(sum / (count + static_cast<double>(corners.size()))));
@@ -178,11 +162,12 @@ PointXYZW MeanOf(const std::vector<PointCloud>& edges, const std::vector<PointXY
 namespace {
 
 /// Adds the distances of a side's edge points from the line fitted to them.
-void AddDistances(const PointCloud& side, math::AccStats& distances) {
-  Line line;
-  if (!line.LeastSquares(side)) return;
-  const Line unit(line.Point(), line.Vector());
-  for (Eigen::Index i = 0; i < side.cols(); ++i) distances.Add(unit.Distance(side.point(i)));
+void AddDistances(const Side& side, math::AccStats& distances) {
+  if (!side.fitted) return;
+  const Line unit(side.line.Point(), side.line.Vector());
+  for (Eigen::Index i = 0; i < side.edges.cols(); ++i) {
+    distances.Add(unit.Distance(side.edges.point(i)));
+  }
 }
 
 /// The same from an arc's circle.
@@ -213,17 +198,17 @@ struct Farthest {
 
 }  // namespace
 
-std::vector<std::string> DoubtsOfSides(const std::vector<PointCloud>& edges, double point_spacing,
+std::vector<std::string> DoubtsOfSides(const std::vector<Side>& sides, double point_spacing,
                                        double clearance) {
   Farthest bent{{}, MostOff(point_spacing, clearance)};
-  for (std::size_t i = 0; i < edges.size(); ++i) {
+  for (std::size_t i = 0; i < sides.size(); ++i) {
     math::AccStats distances;
-    AddDistances(edges[i], distances);
+    AddDistances(sides[i], distances);
     bent.Take(i, distances);
   }
   if (!bent.group) return {};
   return {"An edge point of side " + std::to_string(*bent.group + 1) + " of " +
-          std::to_string(edges.size()) + " lies " + MillimetreText(bent.distance) +
+          std::to_string(sides.size()) + " lies " + MillimetreText(bent.distance) +
           " off the line through that side: its scan line met another border, or the side is not "
           "straight. Look at the scan there; a smaller \"ClearanceZone\" keeps lines out of "
           "corners."};
@@ -278,9 +263,9 @@ std::vector<std::string> DoubtsOfCenter(const PointXYZW& measured, const PointXY
           "\"RescanThreshold\", or correct \"Location\"."};
 }
 
-double QualityOfEdges(const std::vector<PointCloud>& edges) {
+double QualityOfEdges(const std::vector<Side>& sides) {
   math::AccStats distances;
-  for (const PointCloud& side : edges) AddDistances(side, distances);
+  for (const Side& side : sides) AddDistances(side, distances);
   if (distances.count == 0) return 0.0;
   // Distances from a fitted line scatter about 0, on either side of it.
   return QualityOfScatter(std::sqrt(distances.sum_of_squares / distances.count), 0.0);

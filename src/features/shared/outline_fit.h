@@ -7,32 +7,17 @@
 #include <vector>
 
 #include "features/shared/crossing_lines.h"
+#include "features/shared/segments.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/circle.h"
+#include "libmfx/geometry/line.h"
 #include "libmfx/geometry/plane.h"
 
 /// \file
-/// From scan lines that cross an outline to the outline: the surface, one edge point a line, the
-/// corners of straight sides, the shift of the centre. Lengths are metres, angles radians.
+/// From scan lines that cross an outline to the outline: one edge point a line, the corners of
+/// straight sides, the shift of the centre. Lengths are metres, angles radians.
 
 namespace libmfx::features::shared {
-
-/// What tells one opening's surface from another's.
-struct SurfaceRules {
-  data_structures::PointXYZW center;         ///< nominal
-  data_structures::VectorXYZW normal;        ///< nominal, unit
-  double max_distance;                       ///< from the centre to the farthest sample that counts
-  double quality_threshold;                  ///< a sample counts strictly above it
-  double point_spacing;                      ///< the surface is found to three times this
-  double reject_angle = 0.2617993877991494;  ///< largest angle between fitted and nominal normal
-};
-
-enum class SurfaceFit { kFound, kNoPlane, kTilted };
-
-/// Fits the robust surface to the lines; its normal is turned to the nominal's side.
-/// \param selected the samples that belong to it, in the shape of `bins`
-SurfaceFit FitSurface(LineBins bins, const SurfaceRules& rules, geometry::Plane& plane,
-                      LineBins& selected);
 
 /// What tells one opening's edge points from another's.
 struct EdgeRules {
@@ -53,21 +38,30 @@ std::optional<data_structures::PointXYZW> EdgePointOf(const data_structures::Poi
                                                       const geometry::Plane& plane,
                                                       const EdgeRules& rules);
 
+/// The edge points of a straight side, shape (3, n), and the line fitted to them.
+struct Side {
+  data_structures::PointCloud edges;
+  geometry::Line line;
+  bool fitted;  ///< whether the edge points determine the line
+};
+
+Side SideThrough(data_structures::PointCloud edges);
+
 /// Corner i is where the line fitted to the edge points of side i meets that of the next side.
 /// \return nothing if two neighbours do not meet
-std::optional<std::vector<data_structures::PointXYZW>> Corners(
-    const std::vector<data_structures::PointCloud>& edges, const geometry::Plane& plane);
+std::optional<std::vector<data_structures::PointXYZW>> Corners(const std::vector<Side>& sides,
+                                                               const geometry::Plane& plane);
 
 /// The mean of all edge points and all corners.
-data_structures::PointXYZW MeanOf(const std::vector<data_structures::PointCloud>& edges,
+data_structures::PointXYZW MeanOf(const std::vector<Side>& sides,
                                   const std::vector<data_structures::PointXYZW>& corners);
 
 /// The doubt about a side whose edge points do not lie close to the line fitted to it: to 5 point
 /// spacings, or a tenth of the clearance where that is more. One that does not belongs to another
 /// border (a line near a sharp corner crosses the next side too) or to none (a line beside the
 /// opening), and has bent its side.
-std::vector<std::string> DoubtsOfSides(const std::vector<data_structures::PointCloud>& edges,
-                                       double point_spacing, double clearance);
+std::vector<std::string> DoubtsOfSides(const std::vector<Side>& sides, double point_spacing,
+                                       double clearance);
 
 /// The doubt about corners that do not lie where the outline that is reported has them, to the same
 /// limit: a side that is bent as a whole stays close to its own line.
@@ -94,7 +88,7 @@ std::vector<std::string> DoubtsOfCenter(const data_structures::PointXYZW& measur
                                         double point_spacing, double rescan_threshold);
 
 /// The quality figure that the scatter of the edge points about the sides' lines earns, 0 to 100.
-double QualityOfEdges(const std::vector<data_structures::PointCloud>& edges);
+double QualityOfEdges(const std::vector<Side>& sides);
 
 /// The grid of the samples can pull the mean of the edge points aside: moves it within the surface
 /// towards the middle of the lines' last surface points but one. It stays when a line has none.
@@ -124,8 +118,10 @@ int CountInside(const LineBins& selected, IsInside is_inside) {
 /// \param is_inside bool(PointXYZW)
 template <typename IsInside>
 bool IsMostlyInside(const LineBins& selected, IsInside is_inside) {
-  const int total = CountInside(selected, [](const data_structures::PointXYZW&) { return true; });
-  return CountInside(selected, is_inside) > static_cast<int>(std::ceil(0.4 * total));
+  Eigen::Index total = 0;
+  for (const auto& side : selected) total += ColumnsOf(side);
+  const double most = std::ceil(0.4 * static_cast<double>(total));
+  return static_cast<double>(CountInside(selected, is_inside)) > most;
 }
 
 }  // namespace libmfx::features::shared

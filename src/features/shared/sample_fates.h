@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "features/shared/scan.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/features/stages.h"
 
@@ -15,37 +16,23 @@ namespace libmfx::features::shared {
 class SampleFates {
  public:
   /// Every usable sample begins as one between the lines, unless the fates are there already.
-  /// \param usable how many columns the scan has
-  SampleFates(const std::vector<data_structures::RawDataPoint>& samples, double quality_threshold,
-              Eigen::Index usable, std::vector<SampleFate>& fates)
-      : _fates(fates) {
-    const bool all_usable = static_cast<std::size_t>(usable) == samples.size();
-    if (_fates.size() != samples.size()) {
-      _fates.assign(samples.size(), SampleFate::kBetween);
-      for (std::size_t i = 0; i < samples.size() && !all_usable; ++i) {
-        if (!IsUsable(samples[i], quality_threshold)) _fates[i] = SampleFate::kUnusable;
-      }
-    }
-    if (all_usable) return;
-    _samples.resize(samples.size());
-    std::size_t columns = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-      _samples[columns] = i;
-      columns += _fates[i] != SampleFate::kUnusable ? 1 : 0;
-    }
+  /// \param columns of the scan; outlive this object
+  /// \param samples how many there are
+  SampleFates(const ColumnSamples& columns, std::size_t samples, std::vector<SampleFate>& fates)
+      : _columns(columns), _fates(fates) {
+    if (_fates.size() == samples) return;
+    _fates.assign(samples, SampleFate::kUnusable);
+    SetAll(SampleFate::kBetween);
   }
 
   /// Of every usable sample.
   void SetAll(SampleFate fate) {
-    for (SampleFate& each : _fates) {
-      if (each != SampleFate::kUnusable) each = fate;
-    }
+    for (std::size_t k = 0; k < _columns.size(); ++k) Set(static_cast<Eigen::Index>(k), fate);
   }
   void Set(Eigen::Index column, SampleFate fate) {
     const auto k = static_cast<std::size_t>(column);
-    const std::size_t sample = _samples.empty() ? k : _samples[k];
     // A scan that was not made of the samples has no fates.
-    if (sample < _fates.size()) _fates[sample] = fate;
+    if (k < _columns.size() && _columns[k] < _fates.size()) _fates[_columns[k]] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);
@@ -66,8 +53,8 @@ class SampleFates {
   }
 
  private:
+  const ColumnSamples& _columns;
   std::vector<SampleFate>& _fates;
-  std::vector<std::size_t> _samples;  ///< of each column; empty where all samples are usable
 };
 
 }  // namespace libmfx::features::shared

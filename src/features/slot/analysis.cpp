@@ -4,12 +4,12 @@
 #include "features/shared/directions.h"
 #include "features/shared/grazed_border.h"
 #include "features/shared/outline.h"
+#include "geometry/squared_limit.h"
 #include "libmfx/features/slot.h"
 #include "libmfx/geometry/line.h"
 
 namespace libmfx::features {
 
-using data_structures::Distance;
 using geometry::Circle;
 
 namespace {
@@ -140,8 +140,9 @@ bool Slot::MeasureFrom(const std::array<Circle, 2>& arcs, const shared::Outline&
   MeasuredPoint = end1 + (end0 - end1) * 0.5;
   const double limit = std::ceil(0.25 * static_cast<double>(_scan_cloud.cols()));
   for (const Circle& arc : arcs) {
-    const double within = shared::CountInside(outline.surface, [&](const PointXYZW& p) {
-      return Distance(p, arc.Center()) < arc.Radius();
+    const double square = geometry::SquareBelow(arc.Radius());
+    const double within = shared::CountInside(outline.surface.lines, [&](const PointXYZW& p) {
+      return (p - arc.Center()).squaredNorm() <= square;
     });
     if (!Passed("surface samples within an arc", within, limit, !(within > limit))) {
       return Fail("Significant scan data within fit arcs! Check target offset!");
