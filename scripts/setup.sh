@@ -8,6 +8,7 @@
 #   check   clang, clang-format and clang-tidy: formatting, static analysis, fuzzing; shells that mfx
 #           prints a completion for
 #   report  what scripts/coverage.sh prints its table with
+#   cluster what scripts/cluster.sh spreads a batch with: Slurm, GNU parallel, Dask
 #   pages   the browser in which tests look at a report; they are left out without it
 #
 # Runs as root, or through sudo. When nothing is missing it changes nothing and needs neither.
@@ -18,12 +19,16 @@ packages_of() {
     build) echo g++ cmake ninja-build libeigen3-dev nlohmann-json3-dev libnanoflann-dev \
                 libutfcpp-dev libembree-dev libassimp-dev libcli11-dev zlib1g-dev python3 ;;
     test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config mandoc libvalijson-dev \
-               libxml2-utils libceres-dev ;;
+               libxml2-utils libceres-dev zstd ;;
     bench) echo libbenchmark-dev libcgal-dev libceres-dev ;;
     check) echo clang clang-format clang-tidy libclang-rt-14-dev zsh fish ;;
     report) echo gcovr ;;
+    cluster) echo slurmctld slurmd slurm-client munge parallel python3-distributed zstd ;;
     pages) echo chromium poppler-utils ;;
-    *) echo "setup: unknown group '$1' (build, test, bench, check, report, pages)" >&2; return 1 ;;
+    *)
+      echo "setup: unknown group '$1' (build, test, bench, check, report, cluster, pages)" >&2
+      return 1
+      ;;
   esac
 }
 
