@@ -58,6 +58,15 @@ void Turn(Twin& twin, double angle) {
   twin.tangent = cosine * twin.tangent + sine * twin.normal.cross(twin.tangent);
 }
 
+/// Whether the part is round, and nothing on it was found to lie to one side. Then no result shows
+/// how it stands about its axis: where its thread begins, or how the spot of the beam lies on it,
+/// which is not round where only some rays make it up.
+bool MayBeTurned(const Twin& twin) {
+  const bool is_round = twin.type == "Stud" || twin.type == "ThreadedHole" ||
+                        twin.type == "RobustHole" || twin.type == "MatteSphere";
+  return is_round && !twin.form.is_object() && !twin.relief.is_object();
+}
+
 void Put(Trial& trial, const Values& measured, const Values& truth) {
   for (std::size_t i = 0; i < measured.size(); ++i) {
     for (Eigen::Index j = 0; j < measured[i].numbers.size(); ++j) {
@@ -96,8 +105,7 @@ Twin Shifted(Twin twin, sim::Rng& rng) {
     twin.width += wider;
     Turn(twin, 2.0 * turned / twin.length);
   }
-  // Where around the axis a thread begins shows in no result.
-  if (twin.thread.is_object() && !twin.form.is_object()) Turn(twin, anywhere);
+  if (MayBeTurned(twin)) Turn(twin, anywhere);
   return twin;
 }
 

@@ -46,7 +46,8 @@ struct Layout {
 /// \throws host::CallError if the conversation breaks off for want of samples
 Trial CarryOut(const TrialPlan& plan, std::uint64_t number, std::vector<Layout>* layout = nullptr);
 
-/// The twin of one trial: the part moved across what the scan cannot tell.
+/// The twin of one trial: the part moved across what the scan cannot tell, and a round one turned
+/// about its axis by any angle.
 Twin Shifted(Twin twin, sim::Rng& rng);
 
 /// How many numbers a quantity has.

@@ -93,6 +93,35 @@ TEST(Trial, ANominalTwinStandsStillAndAMeasuredOneWithinASpacing) {
   }
 }
 
+TEST(Trial, ARoundPartStandsTurnedAnyWayUnlessSomethingLiesToOneSide) {
+  // The middle of the turned directions of many trials is near 0, as is that of the unit circle.
+  const auto middle = [](const Twin& twin) {
+    constexpr int kTrials = 400;
+    sim::Rng rng(4);
+    Vector3d sum = Vector3d::Zero();
+    for (int i = 0; i < kTrials; ++i) {
+      const Twin moved = Shifted(twin, rng);
+      EXPECT_NEAR(moved.tangent.norm(), 1.0, 1e-12);
+      EXPECT_NEAR(moved.tangent.dot(twin.normal), 0.0, 1e-12);
+      sum += moved.tangent;
+    }
+    return (sum / kTrials).norm();
+  };
+  // A mean of 400 unit vectors has a standard deviation of 0.05.
+  for (const char* round : {"hole", "matte-sphere", "stud", "threaded-hole"}) {
+    Twin twin = PlanOf(round).twin;
+    EXPECT_LT(middle(twin), 0.2) << round;
+    twin.form = {{"taper", 1e-4}};
+    EXPECT_NEAR(middle(twin), 1.0, 1e-12) << round;
+    twin.form = nullptr;
+    twin.relief = {{"flatness", {{"dish", 1e-5}}}};
+    EXPECT_NEAR(middle(twin), 1.0, 1e-12) << round;
+  }
+  for (const char* sided : {"rectangle", "slot", "polygon", "edge"}) {
+    EXPECT_GT(middle(PlanOf(sided).twin), 0.99) << sided;
+  }
+}
+
 TEST(NominalTwin, OfWhatCannotBeMeasuredThereIsNone) {
   EXPECT_FALSE(NominalTwin("").has_value());
   EXPECT_FALSE(NominalTwin("[1]").has_value());
