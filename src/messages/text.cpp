@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <numbers>
 
 namespace libmfx::messages {
 namespace {
@@ -30,6 +31,10 @@ std::string RoundedText(double value) {
 }
 
 std::string MillimetreText(double metres) { return RoundedText(1e3 * metres) + " mm"; }
+
+std::string DegreesText(double radians) {
+  return RoundedText(radians * 180.0 / std::numbers::pi) + " degrees";
+}
 
 std::string PercentText(double share) { return RoundedText(std::round(100.0 * share)) + " %"; }
 

@@ -15,6 +15,8 @@ std::string TextOf(double value);
 std::string RoundedText(double value);
 /// Metres as "0.123 mm", to three significant digits.
 std::string MillimetreText(double metres);
+/// Radians as "1.23 degrees", to three significant digits.
+std::string DegreesText(double radians);
 /// A share of 1 as "12 %".
 std::string PercentText(double share);
 /// "(x, y, z, w)".

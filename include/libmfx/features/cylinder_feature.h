@@ -90,6 +90,8 @@ class LIBMFX_EXPORT CylinderFeature : public Feature {
   void TellOpenRadius();
   /// The doubt about an axis that the samples leave open by more than 0.15 mm over the window.
   void TellOpenAxis();
+  /// The doubt about an axis along the line of sight, where no wall can be seen.
+  void TellAxisInSight();
 
   CylinderKind _kind;
 };

@@ -1,8 +1,11 @@
 #include <chrono>
+#include <cmath>
 #include <exception>
+#include <numbers>
 #include <ostream>
 #include <vector>
 
+#include "features/shared/directions.h"
 #include "libmfx/features/cylinder_feature.h"
 #include "messages/text.h"
 
@@ -50,6 +53,7 @@ bool CylinderFeature::Analyze() {
   TellDroppedWall();
   TellOpenRadius();
   TellOpenAxis();
+  TellAxisInSight();
   return true;
 }
 
@@ -88,6 +92,20 @@ void CylinderFeature::TellOpenAxis() {
        " over the height of the window (twice its standard uncertainty): too little of the wall is "
        "in sight for its errors of form and for the noise. Look so that more of its height comes "
        "into sight; take more samples; or hold an axis that is known by \"FixAxis\".");
+}
+
+void CylinderFeature::TellAxisInSight() {
+  // Nothing comes back from a wall that the beam grazes like this. Samples that are split between a
+  // rim and what lies behind it, though, lie along the lines of sight through the rim, which are a
+  // good cylinder about them.
+  constexpr double kLeastAngle = 5.0 * std::numbers::pi / 180.0;
+  const VectorXYZW sight = shared::UnitFromTo(_fitted_cylinder._center, _scan_origin);
+  const double cosine = std::abs(sight.dot(VectorXYZW(_fitted_cylinder._axis.xyz())));
+  const double angle = shared::AngleOfCosine(cosine);
+  if (!(angle < kLeastAngle)) return;
+  Warn("The measured axis lies within " + messages::DegreesText(angle) +
+       " of the line of sight, from where no wall can be seen: what was fitted may be samples "
+       "split between a rim and what lies behind it. Look from farther aside.");
 }
 
 std::vector<Eigen::Vector3d> CylinderFeature::PointsOfGoodQuality(

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <numbers>
 
 #include "geometry/decompositions.h"
 #include "messages/text.h"
@@ -14,15 +13,11 @@ namespace libmfx::features::pvi {
 namespace {
 
 using geometry::Plane;
+using messages::DegreesText;
 using messages::MillimetreText;
 using messages::PercentText;
-using messages::RoundedText;
 
 constexpr Eigen::Index kFewest = 9;  ///< samples that can be judged
-
-std::string DegreesText(double radians) {
-  return RoundedText(radians * 180.0 / std::numbers::pi) + " degrees";
-}
 
 /// The places of three samples, drawn one after the other; the same on every machine.
 class Triples {
