@@ -8,6 +8,7 @@
 
 #include "features/shared/directions.h"
 #include "features/shared/trace.h"
+#include "geometry/dense_interior.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "libmfx/geometry/mesh.h"
 #include "libmfx/geometry/plane.h"
@@ -108,8 +109,10 @@ std::string MoveNominal(const std::vector<RawDataPoint>& samples, const SearchRu
   PointXYZW nearest;
   bool found = false;
   try {
+    // The gaps are asked for and nothing else: points that lie at none need not be meshed.
+    const PointCloud at_gaps = geometry::WithoutDenseInterior(in_plane, rules.boundary_limit);
     const std::shared_ptr<geometry::Mesh> mesh =
-        geometry::VoronoiGraph(in_plane).ExtractPlanarMesh();
+        geometry::VoronoiGraph(at_gaps).ExtractPlanarMesh();
     if (mesh == nullptr) return {};
     Trace() << "Voronoi graph created!" << std::endl;
     found = NearestGap(*mesh, plane, rules.boundary_limit, center, nearest);
