@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -144,6 +145,12 @@ TEST(Documents, TheReadmeOpensWithTheTwoCommands) {
 }
 
 // A type that no seed asks for is a type that the fuzzer would hardly find by itself.
+TEST(Documents, ThePageOfTheBenchmarksIsWhatTheirRunsMake) {
+  if (std::system("python3 -c '' 2>/dev/null") != 0) GTEST_SKIP() << "there is no python3";
+  const std::string check = "python3 -B '" + (kRoot / "bench/page.py").string() + "' check";
+  EXPECT_EQ(std::system(check.c_str()), 0) << "scripts/bench.sh --page, or bench/page.py make";
+}
+
 TEST(FuzzSeeds, EveryFeatureTypeIsAskedFor) {
   std::string seeds;
   for (const auto& entry : fs::directory_iterator(kRoot / "fuzz/corpus/request")) {

@@ -36,7 +36,8 @@ struct Angles {
 
 Angles AnglesOf(const std::string& name) {
   if (name == "stud") return {{30, 45}, {60, 75}};
-  if (name == "threaded-hole") return {{10, 25}, {30, 50}};
+  // From less than 13 degrees no sample of a bore's wall comes back good enough.
+  if (name == "threaded-hole") return {{15, 25}, {30, 50}};
   if (name == "edge") return {{30, 40}, {45, 55}};
   return {{0, 15}, {30, 45}};
 }
