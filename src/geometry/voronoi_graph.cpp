@@ -94,21 +94,19 @@ void VoronoiGraph::VoronoiDiagram() {
 std::shared_ptr<Mesh> VoronoiGraph::ExtractPlanarMesh() {
   static const sweep::Diagram kNothing;
   const sweep::Diagram& diagram = _diagram ? *_diagram : kNothing;
-  const sweep::Triangulation* mesh = &diagram.mesh;
-  // The mesh shares the twins of the diagram, unless its triangles are others.
-  std::shared_ptr<const Mesh::Twins> twins(_diagram, &mesh->twin);
-  sweep::Triangulation cut;
-  if (sweep::HasSharedCircles(*mesh)) {
-    cut = *mesh;
-    sweep::CutSharedCircles(cut, diagram.sites);
-    mesh = &cut;
-    twins = std::make_shared<const Mesh::Twins>(std::move(cut.twin));
-  }
-  Eigen::MatrixXi faces(mesh->Triangles(), 3);
-  for (int h = 0, f = 0; f < mesh->Triangles(); ++f) {
+  const sweep::Triangulation& mesh = diagram.mesh;
+  Eigen::MatrixXi faces(mesh.Triangles(), 3);
+  for (int h = 0, f = 0; f < mesh.Triangles(); ++f) {
     for (int c = 0; c < 3; ++c, ++h) {
-      faces(f, c) = diagram.column[static_cast<std::size_t>(mesh->From(h))];
+      faces(f, c) = diagram.column[static_cast<std::size_t>(mesh.From(h))];
     }
+  }
+  // The mesh shares the twins of the diagram, unless its triangles are others.
+  std::shared_ptr<const Mesh::Twins> twins(_diagram, &mesh.twin);
+  if (sweep::HasSharedCircles(mesh)) {
+    const auto cut = std::make_shared<Mesh::Twins>(mesh.twin);
+    sweep::CutSharedCircles(diagram, faces, *cut);
+    twins = cut;
   }
   return std::shared_ptr<Mesh>(new Mesh(_points, std::move(faces), std::move(twins)));
 }

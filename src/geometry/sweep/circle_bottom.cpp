@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 #include "geometry/sweep/expansion.h"
 #include "geometry/sweep/predicates.h"
@@ -79,9 +82,9 @@ bool PairCentre(Number ax, Number ay, Number cx, Number cy, Centre& centre) {
   const Sum nx = CrossDifference(cy, a2, ay, c2), ny = CrossDifference(ax, c2, cx, a2);
   centre = {nx.value, ny.value, d.value};
   constexpr double kLeast = 0x1p-8;
-  const double longer = std::fmax(std::abs(nx.value.hi), std::abs(ny.value.hi));
+  const double longer = std::max(std::abs(nx.value.hi), std::abs(ny.value.hi));
   return std::abs(d.value.hi) >= kLeast * d.terms &&
-         longer >= kLeast * std::fmax(nx.terms, ny.terms);
+         longer >= kLeast * std::max(nx.terms, ny.terms);
 }
 
 Centre ExactCentre(const Vec2& a, const Vec2& b, const Vec2& c) {
@@ -150,15 +153,46 @@ bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom&
   return true;
 }
 
-CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c) {
-  const Centre centre = RefinedCentre(a, b, c);
+namespace {
+
+/// How far the bottom lies above the middle site.
+Pair RefinedOffset(const Centre& centre) {
   const Pair nx = centre.nx, ny = centre.ny;
   const Pair twice{2.0 * centre.d.hi, 2.0 * centre.d.lo};  // positive: the sites turn clockwise
   const Pair length = Sqrt(Times(nx, nx) + Times(ny, ny));
-  const Pair offset =
-      ny.hi > 0.0 ? -(Times(nx, nx) / Times(twice, ny + length)) : (ny - length) / twice;
-  const Pair y = Pair{b.y, 0.0} + offset;
+  return ny.hi > 0.0 ? -(Times(nx, nx) / Times(twice, ny + length)) : (ny - length) / twice;
+}
+
+CircleBottom Refined(double middle_y, Pair offset) {
+  const Pair y = Pair{middle_y, 0.0} + offset;
   return {y.hi, y.lo, true};
+}
+
+}  // namespace
+
+CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c) {
+  return Refined(b.y, RefinedOffset(RefinedCentre(a, b, c)));
+}
+
+CircleBottom RefinedBottoms::Of(const Vec2& a, const Vec2& b, const Vec2& c) {
+  double ax, ay, cx, cy, rest[4];
+  TwoDiff(a.x, b.x, ax, rest[0]);
+  TwoDiff(a.y, b.y, ay, rest[1]);
+  TwoDiff(c.x, b.x, cx, rest[2]);
+  TwoDiff(c.y, b.y, cy, rest[3]);
+  if (rest[0] != 0.0 || rest[1] != 0.0 || rest[2] != 0.0 || rest[3] != 0.0) {
+    return RefineBottom(a, b, c);
+  }
+  std::uint64_t hash = 0;
+  for (const double part : {ax, ay, cx, cy}) {
+    hash = (hash ^ std::bit_cast<std::uint64_t>(part)) * 0x9E3779B97F4A7C15u;
+  }
+  Shape& shape = _shapes[hash >> (64 - kShapeBits)];
+  if (shape.ax != ax || shape.ay != ay || shape.cx != cx || shape.cy != cy) {
+    const Pair offset = RefinedOffset(RefinedCentre(a, b, c));
+    shape = {ax, ay, cx, cy, offset.hi, offset.lo};
+  }
+  return Refined(b.y, {shape.offset, shape.offset_low});
 }
 
 Vec2 CircleCentre(const Vec2& a, const Vec2& b, const Vec2& c) {

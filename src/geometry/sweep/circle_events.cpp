@@ -148,9 +148,9 @@ int CircleEvents::PopTie(double y) {
 const CircleEvents::Circle& CircleEvents::Refined(int circle) {
   Circle& c = At(circle);
   if (!c.refined) {
-    const CircleBottom bottom = RefineBottom(_sites[static_cast<std::size_t>(c.sites[0])],
-                                             _sites[static_cast<std::size_t>(c.sites[1])],
-                                             _sites[static_cast<std::size_t>(c.sites[2])]);
+    const CircleBottom bottom = _refined.Of(_sites[static_cast<std::size_t>(c.sites[0])],
+                                            _sites[static_cast<std::size_t>(c.sites[1])],
+                                            _sites[static_cast<std::size_t>(c.sites[2])]);
     c.y = bottom.y;
     c.y_low = bottom.y_low;
     c.refined = true;

@@ -78,6 +78,7 @@ class CircleEvents {
   double _open_to = std::numeric_limits<double>::infinity();
   std::vector<Entry> _heap;
   std::vector<Tie> _ties;
+  RefinedBottoms _refined;
   std::vector<Circle> _circles;  ///< the first stands for no event
   std::vector<int> _free;
 };

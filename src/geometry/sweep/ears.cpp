@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -39,25 +40,49 @@ double EarCost(const Vec2& before, const Vec2& middle, const Vec2& after) {
 
 class GroupCutter {
  public:
-  GroupCutter(Triangulation& mesh, const std::vector<Vec2>& sites) : _mesh(mesh), _sites(sites) {}
+  GroupCutter(const Diagram& diagram, Eigen::MatrixXi& faces, Triangulation::Indices& twin)
+      : _diagram(diagram), _mesh(diagram.mesh), _faces(faces), _twin(twin) {}
 
   /// Cuts the group that triangle `t` belongs to, if there is one.
   void Cut(int t, std::vector<bool>& done) {
     Collect(t, done);
     if (_triangles.size() < 2) return;
     CollectPolygon();
-    for (std::size_t i = 0; i < _polygon.size(); ++i) UpdateCost(i);
     std::size_t row = 0;
-    while (_polygon.size() > 3) CutEar(ChooseEar(), _triangles[row++]);
+    if (IsUprightRectangle()) {
+      CutEar(0, _triangles[row++]);
+    } else {
+      for (std::size_t i = 0; i < _polygon.size(); ++i) UpdateCost(i);
+    }
+    while (_polygon.size() > 3) {
+      const std::size_t before = CutEar(ChooseEar(), _triangles[row++]);
+      UpdateCost(before);
+      UpdateCost(After(before));
+    }
     if (_polygon.size() < 3) throw std::runtime_error("Encountered degenerate triangle!");
     WriteTriangle(_triangles[row], _polygon[0], _polygon[1], _polygon[2]);
-    _mesh.Pair(3 * _triangles[row] + 2, _polygon[2].outer);
+    Pair(3 * _triangles[row] + 2, _polygon[2].outer);
     if (row + 1 != _triangles.size()) {
       throw std::logic_error("There should be no unaccounted for straggler points!!!");
     }
   }
 
  private:
+  /// Whether the group is one cell of a raster. All four ears have a right angle then, and the same
+  /// cost to the last bit: it is known without the roots which goes first.
+  bool IsUprightRectangle() const {
+    if (_polygon.size() != 4) return false;
+    const Vec2 &a = At(_polygon[0]), &b = At(_polygon[1]);
+    const Vec2 &c = At(_polygon[2]), &d = At(_polygon[3]);
+    return (a.x == b.x && b.y == c.y && c.x == d.x && d.y == a.y) ||
+           (a.y == b.y && b.x == c.x && c.y == d.y && d.x == a.x);
+  }
+
+  int Twin(int h) const { return _twin[static_cast<std::size_t>(h)]; }
+  void Pair(int a, int b) {
+    _twin[static_cast<std::size_t>(a)] = b;
+    if (b != kNone) _twin[static_cast<std::size_t>(b)] = a;
+  }
   bool Shared(int h) const { return _mesh.shared_circle[static_cast<std::size_t>(h)] != 0; }
 
   void Collect(int t, std::vector<bool>& done) {
@@ -85,7 +110,7 @@ class GroupCutter {
     _polygon.clear();
     int h = start;
     do {
-      _polygon.push_back({_mesh.From(h), _mesh.Twin(h), 0.0});
+      _polygon.push_back({_mesh.From(h), Twin(h), 0.0});
       h = Triangulation::Next(h);
       while (Shared(h)) h = Triangulation::Next(_mesh.Twin(h));
     } while (h != start);
@@ -94,7 +119,7 @@ class GroupCutter {
   std::size_t Before(std::size_t i) const { return i == 0 ? _polygon.size() - 1 : i - 1; }
   std::size_t After(std::size_t i) const { return i + 1 == _polygon.size() ? 0 : i + 1; }
   const Vec2& At(const Corner& corner) const {
-    return _sites[static_cast<std::size_t>(corner.site)];
+    return _diagram.sites[static_cast<std::size_t>(corner.site)];
   }
 
   void UpdateCost(std::size_t i) {
@@ -115,30 +140,33 @@ class GroupCutter {
   }
 
   /// Writes the ear's triangle into row t; the polygon's new edge is the far side of its third
-  /// edge.
-  void CutEar(std::size_t ear, int t) {
+  /// edge. Returns the corner that this edge begins at.
+  std::size_t CutEar(std::size_t ear, int t) {
     const std::size_t before = Before(ear), after = After(ear);
     WriteTriangle(t, _polygon[before], _polygon[ear], _polygon[after]);
     _polygon[before].outer = 3 * t + 2;
     _polygon.erase(_polygon.begin() + static_cast<std::ptrdiff_t>(ear));
-    const std::size_t i = ear < before ? before - 1 : before;
-    UpdateCost(i);
-    UpdateCost(After(i));
+    return ear < before ? before - 1 : before;
   }
 
   /// The first two edges of the triangle take the outer halfedges of their corners as twins.
   void WriteTriangle(int t, const Corner& a, const Corner& b, const Corner& c) {
-    const auto h = 3 * static_cast<std::size_t>(t);
-    _mesh.corner[h] = a.site;
-    _mesh.corner[h + 1] = b.site;
-    _mesh.corner[h + 2] = c.site;
-    _mesh.Pair(3 * t, a.outer);
-    _mesh.Pair(3 * t + 1, b.outer);
-    _mesh.twin[h + 2] = kNone;
+    _faces(t, 0) = Column(a);
+    _faces(t, 1) = Column(b);
+    _faces(t, 2) = Column(c);
+    Pair(3 * t, a.outer);
+    Pair(3 * t + 1, b.outer);
+    _twin[3 * static_cast<std::size_t>(t) + 2] = kNone;
   }
 
-  Triangulation& _mesh;
-  const std::vector<Vec2>& _sites;
+  int Column(const Corner& corner) const {
+    return _diagram.column[static_cast<std::size_t>(corner.site)];
+  }
+
+  const Diagram& _diagram;
+  const Triangulation& _mesh;
+  Eigen::MatrixXi& _faces;
+  Triangulation::Indices& _twin;
   std::vector<int> _triangles;
   std::vector<Corner> _polygon;
 };
@@ -146,13 +174,15 @@ class GroupCutter {
 }  // namespace
 
 bool HasSharedCircles(const Triangulation& mesh) {
-  return std::find(mesh.shared_circle.begin(), mesh.shared_circle.end(), 1) !=
-         mesh.shared_circle.end();
+  const auto& marks = mesh.shared_circle;
+  return !marks.empty() && std::memchr(marks.data(), 1, marks.size()) != nullptr;
 }
 
-void CutSharedCircles(Triangulation& mesh, const std::vector<Vec2>& sites) {
+void CutSharedCircles(const Diagram& diagram, Eigen::MatrixXi& faces,
+                      Triangulation::Indices& twin) {
+  const Triangulation& mesh = diagram.mesh;
   std::vector<bool> done(static_cast<std::size_t>(mesh.Triangles()), false);
-  GroupCutter cutter(mesh, sites);
+  GroupCutter cutter(diagram, faces, twin);
   for (int h = 0; h < static_cast<int>(mesh.corner.size()); ++h) {
     if (mesh.shared_circle[static_cast<std::size_t>(h)] == 0 ||
         done[static_cast<std::size_t>(h / 3)])

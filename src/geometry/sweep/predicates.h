@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 /// \file
 /// The signs that the sweep hangs on. Each is computed in double with a bound on its error, and
@@ -38,6 +40,7 @@ inline int Orientation(const Vec2& a, const Vec2& b, const Vec2& c) {
   const double det = left - right;
   const double bound = kOrientationBound * (std::abs(left) + std::abs(right));
   if (std::abs(det) > bound) return det > 0.0 ? 1 : -1;
+  if (bound == 0.0) return 0;  // no difference underflows, nor a product: both have a factor 0
   return ExactOrientation(a, b, c);
 }
 
@@ -101,6 +104,22 @@ struct Triple {
 void ConvergingBottoms(const Triple& first, const Triple& second, double (&bottoms)[2]);
 /// The bottom in about twice the precision; the sites are not collinear.
 CircleBottom RefineBottom(const Vec2& a, const Vec2& b, const Vec2& c);
+/// RefineBottom, to the last bit, for many circles of few shapes. Where the differences of the
+/// sites are doubles, how far the bottom lies above the middle site hangs on them alone, and the
+/// table keeps it. A raster, whose circles tie row by row, has some dozens of such shapes.
+class RefinedBottoms {
+ public:
+  CircleBottom Of(const Vec2& a, const Vec2& b, const Vec2& c);
+
+ private:
+  static constexpr int kShapeBits = 8;
+  /// The outer sites as seen from the middle one, all 0 at first, which distinct sites never are.
+  struct Shape {
+    double ax, ay, cx, cy;
+    double offset, offset_low;
+  };
+  std::array<Shape, std::size_t{1} << kShapeBits> _shapes{};
+};
 
 /// The centre of the circle through three sites that are not collinear, correctly rounded but for
 /// the last bit.
