@@ -95,6 +95,8 @@ struct CircleBottom {
 /// kBottomError times 1 plus its magnitude. A triple so flat that double precision does not reach
 /// that comes back refined.
 bool ConvergingBottom(const Vec2& a, const Vec2& b, const Vec2& c, CircleBottom& bottom);
+/// The same, with the ordinate alone: `y` is that of ConvergingBottom to the last bit.
+bool ConvergingOrdinate(const Vec2& a, const Vec2& b, const Vec2& c, double& y);
 /// Three neighbouring arcs by their sites, from left to right.
 struct Triple {
   const Vec2 *a, *b, *c;

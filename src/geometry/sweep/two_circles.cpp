@@ -40,9 +40,8 @@ void ConvergingBottoms(const Triple& first, const Triple& second, double (&botto
   const Triple* const triples[] = {&first, &second};
   for (int i = 0; i < 2; ++i) {
     if (settled[i] != 0) continue;
-    CircleBottom bottom;
     const Triple& t = *triples[i];
-    bottoms[i] = ConvergingBottom(*t.a, *t.b, *t.c, bottom) ? bottom.y : kNone;
+    if (!ConvergingOrdinate(*t.a, *t.b, *t.c, bottoms[i])) bottoms[i] = kNone;
   }
 }
 
