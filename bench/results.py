@@ -22,6 +22,9 @@ def read(path):
     cases = {}
     with open(path, encoding="utf-8") as file:
         entries = json.load(file)["benchmarks"]
+    # The repetitions ran in turns at random.
+    entries.sort(key=lambda entry: (entry.get("family_index", 0),
+                                    entry.get("per_family_instance_index", 0)))
     for entry in entries:
         if entry.get("run_type") != "iteration":
             continue
