@@ -90,7 +90,10 @@ void ExpectSameButForTies(const std::vector<PointCloud>& a, const std::vector<Po
 
 void ExpectSame(const std::vector<PointCloud>& a, const std::vector<PointCloud>& b, int seed) {
   ASSERT_EQ(a.size(), b.size()) << seed;
-  for (std::size_t i = 0; i < a.size(); ++i) EXPECT_EQ(a[i].data(), b[i].data()) << seed;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    ASSERT_EQ(a[i].cols(), b[i].cols()) << seed;
+    EXPECT_EQ(a[i].data(), b[i].data()) << seed;
+  }
 }
 
 TEST(DenseInterior, TheGapsStay) {
