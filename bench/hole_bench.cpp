@@ -98,7 +98,7 @@ void AnalyzeFits(benchmark::State& state) {
     FitCircles(fits);
   }
   state.counters["plane_fits"] = static_cast<double>(fits.planes.weights.size());
-  state.counters["max_ratio"] = 5.0;
+  state.counters["max_ratio"] = 3.5;
 }
 
 void AnalyzeDecompositions(benchmark::State& state) {

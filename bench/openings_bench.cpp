@@ -161,7 +161,7 @@ void FitsAlone(benchmark::State& state, const Case& c) {
     FitOutline(c, fits);
   }
   state.counters["plane_fits"] = static_cast<double>(fits.planes.weights.size());
-  state.counters["max_ratio"] = c.arcs ? 3.5 : 4.5;
+  state.counters["max_ratio"] = 3.5;
 }
 
 void Decompositions(benchmark::State& state, const Case& c) {
