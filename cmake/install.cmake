@@ -45,10 +45,10 @@ if(TARGET mfx)
           FILES_MATCHING PATTERN "*.json")
 endif()
 
-# The host tool finds the library beside itself, wherever the tree lies.
+# The host tool finds its modules beside itself, wherever the tree lies.
 if(TARGET mfx)
   file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up};$ORIGIN/${up}/libmfx-metrology")
+  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up}/libmfx-metrology")
   install(TARGETS mfx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   foreach(module mfx_mesh_module mfx_adjustment_module)
     if(TARGET ${module})

@@ -14,10 +14,10 @@ namespace {
 // Everything that the handler reads is lock-free or written before its flag.
 struct DoomedFile {
   std::atomic<bool> set{false};
-  char path[4096];
+  char path[4096] = {};
 };
 
-std::array<DoomedFile, 8> g_files;
+constinit std::array<DoomedFile, 8> g_files;
 std::atomic<pid_t> g_group{0};
 std::array<std::atomic<pid_t>, kMostProcesses> g_processes{};
 std::atomic<int> g_holders{0};

@@ -12,6 +12,9 @@ using libmfx::messages::Base64Encoder;
 using libmfx::messages::Base64Size;
 using Bytes = std::vector<unsigned char>;
 
+constexpr Base64Encoder kEncoders[] = {Base64Encoder::kQuickest, Base64Encoder::kNarrow,
+                                       Base64Encoder::kPortable};
+
 /// The textbook form, one group at a time. A padded group ends the text, not its line.
 std::string Reference(const Bytes& bytes, const std::string& line_end) {
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -46,7 +49,7 @@ TEST(Base64, EveryLengthAndSplitIsAsTheTextbookHasIt) {
       const Bytes all = Varied(head_size + size);
       const Bytes head(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(head_size));
       const Bytes body(all.begin() + static_cast<std::ptrdiff_t>(head_size), all.end());
-      for (const auto encoder : {Base64Encoder::kQuickest, Base64Encoder::kPortable}) {
+      for (const auto encoder : kEncoders) {
         std::string text = "before:";
         AppendBase64(text, head, body, "\n", encoder);
         ASSERT_EQ(text, "before:" + Reference(all, "\n")) << head_size << " + " << size;
@@ -58,7 +61,7 @@ TEST(Base64, EveryLengthAndSplitIsAsTheTextbookHasIt) {
 
 TEST(Base64, LongTextsAndOtherLineEnds) {
   const Bytes bytes = Varied(54 * 1000 + 7);
-  for (const auto encoder : {Base64Encoder::kQuickest, Base64Encoder::kPortable}) {
+  for (const auto encoder : kEncoders) {
     std::string text;
     AppendBase64(text, {}, bytes, "\\n", encoder);
     EXPECT_EQ(text, Reference(bytes, "\\n"));

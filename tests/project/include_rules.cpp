@@ -28,7 +28,7 @@ const std::map<std::string, Rules>& LibraryRooms() {
       {"geometry", {{"data_structures", "math"}, {"Eigen", "nanoflann.hpp"}}},
       {"log", {{}, {"utf8.h"}}},
       {"win32_support", {{"data_structures"}, {}}},
-      {"messages", {{"data_structures"}, {"Eigen", "nlohmann", "immintrin.h", "utf8.h"}}},
+      {"messages", {{"data_structures"}, {"Eigen", "nlohmann", "immintrin.h", "sys", "utf8.h"}}},
       {"features",
        {{"data_structures", "math", "geometry", "log", "win32_support", "messages"},
         {"Eigen", "nlohmann", "locale.h"}}},

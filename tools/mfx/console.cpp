@@ -110,10 +110,9 @@ Console::~Console() {
   if (_out >= 0) close(_out);
 }
 
-void Console::Result(std::string_view line) {
-  std::string text(line);
-  text += '\n';
-  WriteOut(text);
+void Console::Result(std::string line) {
+  line += '\n';
+  WriteOut(line);
 }
 
 void Console::WriteOut(std::string_view text) {

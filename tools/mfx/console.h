@@ -27,7 +27,7 @@ class Console {
 
   /// Writes a line, or several, to standard output, whole and at once; a signal waits for its end.
   /// \throws CallError if standard output takes no more
-  void Result(std::string_view line);
+  void Result(std::string line);
 
   /// The descriptor of standard output, or -1 if the process was started without one.
   int output() const { return _out; }

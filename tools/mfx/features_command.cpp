@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/utf8.h"
@@ -107,47 +109,56 @@ ordered_json Described(const FeatureDescriptor& descriptor) {
 }
 
 /// Cells of a table, the last one of each row a text of any length.
-using Rows = std::vector<std::vector<std::string>>;
+template <std::size_t columns>
+using Rows = std::vector<std::array<std::string, columns>>;
 
 std::string Cell(const ordered_json& value) {
   if (value.is_null()) return "required";
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-/// Rows for people: a line of aligned columns each, and a text at its end.
-std::string Aligned(const Rows& rows) {
-  std::vector<std::size_t> widths(rows.empty() ? 0 : rows.front().size() - 1);
+/// Appends rows for people: a line of aligned columns each, and a text at its end.
+template <std::size_t columns>
+void AppendAligned(const Rows<columns>& rows, std::string& text) {
+  std::array<std::size_t, columns - 1> widths{};
   for (const auto& row : rows) {
     for (std::size_t c = 0; c < widths.size(); ++c) widths[c] = std::max(widths[c], row[c].size());
   }
-  std::string text;
   for (const auto& row : rows) {
     text += "\n ";
     for (std::size_t c = 0; c < widths.size(); ++c) {
-      text += ' ' + row[c] + std::string(widths[c] - row[c].size() + 1, ' ');
+      text += ' ';
+      text += row[c];
+      text.append(widths[c] - row[c].size() + 1, ' ');
     }
-    text += ' ' + row.back();
+    text += ' ';
+    text += row.back();
   }
-  return text;
 }
 
-/// One type for people: a line of its own, its settings, and what its requests hold.
-std::string Listed(const FeatureDescriptor& descriptor) {
-  std::string text = Utf8Of(descriptor._name.c_str()) + ": " + Utf8Of(descriptor._label.c_str());
-  Rows settings;
+/// Appends one type for people: a line of its own, its settings, and what its requests hold.
+void AppendListed(const FeatureDescriptor& descriptor, std::string& text) {
+  text += Utf8Of(descriptor._name.c_str());
+  text += ": ";
+  text += Utf8Of(descriptor._label.c_str());
+  Rows<5> settings;
+  settings.reserve(descriptor._settings.size());
   for (const FeatureSetting& row : descriptor._settings) {
     settings.push_back({Utf8Of(row.name.c_str()), TypeName(row.type), KindName(row.kind),
                         Cell(DefaultOf(row)), Utf8Of(row.label.c_str())});
   }
-  text += Aligned(settings);
-  if (descriptor._request_type.empty()) return text;
-  Rows keys;
+  AppendAligned(settings, text);
+  if (descriptor._request_type.empty()) return;
+  Rows<6> keys;
+  keys.reserve(descriptor._request.size());
   for (const RequestKey& key : descriptor._request) {
     keys.push_back({key.key, PlaceName(key.place), ValueName(key.kind), key.unit,
                     Cell(DefaultOf(key)), key.meaning});
   }
-  return text + "\n  Keys of a request with the \"$type\" \"" + descriptor._request_type +
-         "\":" + Aligned(keys);
+  text += "\n  Keys of a request with the \"$type\" \"";
+  text += descriptor._request_type;
+  text += "\":";
+  AppendAligned(keys, text);
 }
 
 int RunFeatures(bool as_json, Console& console) {
@@ -160,9 +171,10 @@ int RunFeatures(bool as_json, Console& console) {
   }
   std::string text;
   for (const auto& descriptor : descriptors) {
-    text += (text.empty() ? "" : "\n\n") + Listed(*descriptor);
+    if (!text.empty()) text += "\n\n";
+    AppendListed(*descriptor, text);
   }
-  console.Result(text);
+  console.Result(std::move(text));
   return kMeasured;
 }
 
