@@ -7,8 +7,8 @@
 
 namespace libmfx::messages {
 
-/// The quickest encoder that the processor has, the quickest one of 16 bytes at once, or the one that
-/// every processor has. They write the same text.
+/// The quickest encoder that the processor has, the quickest one of 16 bytes at once, or the one
+/// that every processor has. They write the same text.
 enum class Base64Encoder { kQuickest, kNarrow, kPortable };
 
 /// How many characters AppendBase64 appends for `bytes` bytes in all.
