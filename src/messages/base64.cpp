@@ -6,12 +6,9 @@
 #include <cstdint>
 #include <cstring>
 
-// What the processor can do is read from the C library, which found it out when the process
-// started: asking the processor once more costs every start of a program 50 us where it runs
-// virtualised.
-#if defined(__x86_64__) && __has_include(<sys/platform/x86.h>)
+#if defined(__x86_64__)
+#include <cpuid.h>
 #include <immintrin.h>
-#include <sys/platform/x86.h>
 #define LIBMFX_SHUFFLES
 #endif
 
@@ -131,11 +128,33 @@ __attribute__((target("avx2"))) void EncodeLineByWideShuffles(const unsigned cha
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 56), EncodeTwelve(bytes + 38, last));
 }
 
-LineEncoder BestLineEncoder(Base64Encoder limit) {
-  if (limit == Base64Encoder::kQuickest && CPU_FEATURE_ACTIVE(AVX2)) {
-    return EncodeLineByWideShuffles;
+struct Processor {
+  bool has_ssse3 = false;
+  bool has_avx2 = false;  ///< and the system keeps its registers
+};
+
+/// Asked when it is first wanted: the compiler's own test asks at every start of a program that
+/// holds this file, which takes 50 us on a virtual machine.
+__attribute__((target("xsave"))) Processor AskProcessor() {
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  Processor answer;
+  if (__get_cpuid(1, &a, &b, &c, &d) == 0) return answer;
+  answer.has_ssse3 = (c & bit_SSSE3) != 0;
+  constexpr unsigned kWideRegisters = 6;  // those of SSE and of AVX
+  const bool keeps_wide = (c & bit_OSXSAVE) != 0 && (_xgetbv(0) & kWideRegisters) == kWideRegisters;
+  if (keeps_wide && __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0) {
+    answer.has_avx2 = (b & bit_AVX2) != 0;
   }
-  const bool shuffles = limit != Base64Encoder::kPortable && CPU_FEATURE_ACTIVE(SSSE3);
+  return answer;
+}
+
+LineEncoder BestLineEncoder(Base64Encoder limit) {
+  static const Processor processor = AskProcessor();
+  if (limit == Base64Encoder::kQuickest && processor.has_avx2) return EncodeLineByWideShuffles;
+  const bool shuffles = limit != Base64Encoder::kPortable && processor.has_ssse3;
   return shuffles ? EncodeLineByShuffles : EncodeLine;
 }
 #else
