@@ -5,6 +5,7 @@
 #include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "host/batch_workers.h"
 
@@ -18,7 +19,7 @@ JobAnswer TooLong() { return RefuseJob("the job is longer than 256 MiB"); }
 /// Answers that wait for the ones before them.
 class Queue {
  public:
-  explicit Queue(const std::function<void(const JobAnswer&)>& deliver) : _deliver(deliver) {}
+  explicit Queue(const DeliverAnswers& deliver) : _deliver(deliver) {}
 
   void Put(std::size_t number, JobAnswer answer) {
     _bytes += SizeOf(answer);
@@ -26,11 +27,13 @@ class Queue {
   }
 
   void DeliverDue() {
+    std::vector<JobAnswer> answers;
     for (auto first = _waiting.begin(); first != _waiting.end() && first->first == _due;
          first = _waiting.erase(first), ++_due) {
-      _deliver(first->second);
       _bytes -= SizeOf(first->second);
+      answers.push_back(std::move(first->second));
     }
+    if (!answers.empty()) _deliver(answers);
   }
 
   /// Whether further jobs may be begun while the one that is due is not finished.
@@ -45,24 +48,24 @@ class Queue {
     return answer.line.size() + answer.comparison.size();
   }
 
-  const std::function<void(const JobAnswer&)>& _deliver;
+  const DeliverAnswers& _deliver;
   std::map<std::size_t, JobAnswer> _waiting;
   std::size_t _bytes = 0;
   std::size_t _due = 0;
 };
 
-void CarryOutInTurn(LineReader& jobs, const BatchOptions& options,
-                    const std::function<void(const JobAnswer&)>& deliver) {
+void CarryOutInTurn(LineReader& jobs, const BatchOptions& options, const DeliverAnswers& deliver) {
   std::string line;
   for (Got got = jobs.Next(line); got != Got::kEnd; got = jobs.Next(line)) {
-    deliver(got == Got::kTooLong ? TooLong() : AnswerJob(line, options));
+    const JobAnswer answer = got == Got::kTooLong ? TooLong() : AnswerJob(line, options);
+    deliver({&answer, 1});
   }
 }
 
 }  // namespace
 
 void CarryOutJobs(LineReader& jobs, const BatchOptions& options, int processes,
-                  const std::function<void(const JobAnswer&)>& deliver) {
+                  const DeliverAnswers& deliver) {
   if (processes <= 1) {
     CarryOutInTurn(jobs, options, deliver);
     return;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
 
 #include "host/batch.h"
@@ -9,12 +10,15 @@
 
 namespace libmfx::host {
 
+/// Takes answers that follow each other.
+using DeliverAnswers = std::function<void(std::span<const JobAnswer>)>;
+
 /// Carries out jobs, one a line, until there are no more.
 /// \param processes how many jobs are carried out at a time; more than one has them in processes of
 /// their own, at most kMostWorkers. The answers are the same
 /// \param deliver is given the answers in the order of the jobs, each as soon as it is due
 void CarryOutJobs(LineReader& jobs, const BatchOptions& options, int processes,
-                  const std::function<void(const JobAnswer&)>& deliver);
+                  const DeliverAnswers& deliver);
 
 /// As many processes as this one may use processors, at most kMostWorkers.
 int ProcessorsToUse();

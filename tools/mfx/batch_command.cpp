@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <memory>
+#include <span>
 #include <string>
+#include <utility>
 
 #include "host/batch_run.h"
 #include "host/batch_workers.h"
@@ -53,6 +55,7 @@ RequestCheck CheckOfJob(const BatchCall& call, Console& console) {
 void KeepFreedMemory() {
 #ifdef M_TRIM_THRESHOLD
   mallopt(M_TRIM_THRESHOLD, 16 << 20);
+  mallopt(M_MMAP_THRESHOLD, 4 << 20);  // a block of its own is given back each time
 #endif
 }
 
@@ -71,11 +74,18 @@ int RunBatch(const BatchCall& call, Console& console) {
   {
     Progress progress;
     const int processes = call.processes == 0 ? ProcessorsToUse() : call.processes;
-    CarryOutJobs(lines, options, processes, [&](const JobAnswer& answer) {
-      console.Result(answer.line);
-      ++jobs;
-      errors += answer.is_error ? 1 : 0;
-      comparison.Take(jobs, answer.comparison);
+    // Answers that come together are written together: a call of the system for each takes a tenth
+    // of what dealing out small jobs costs.
+    CarryOutJobs(lines, options, processes, [&](std::span<const JobAnswer> answers) {
+      std::string text;
+      for (const JobAnswer& answer : answers) {
+        if (!text.empty()) text += '\n';
+        text += answer.line;
+        ++jobs;
+        errors += answer.is_error ? 1 : 0;
+        comparison.Take(jobs, answer.comparison);
+      }
+      console.Result(std::move(text));
       progress.Show(lines.taken(), lines.total(), jobs, errors);
     });
   }
