@@ -5,7 +5,8 @@
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
+#include <string_view>
+#include <vector>
 
 #include "host/batch_run.h"
 #include "host/batch_workers.h"
@@ -55,7 +56,6 @@ RequestCheck CheckOfJob(const BatchCall& call, Console& console) {
 void KeepFreedMemory() {
 #ifdef M_TRIM_THRESHOLD
   mallopt(M_TRIM_THRESHOLD, 16 << 20);
-  mallopt(M_MMAP_THRESHOLD, 4 << 20);  // a block of its own is given back each time
 #endif
 }
 
@@ -77,15 +77,14 @@ int RunBatch(const BatchCall& call, Console& console) {
     // Answers that come together are written together: a call of the system for each takes a tenth
     // of what dealing out small jobs costs.
     CarryOutJobs(lines, options, processes, [&](std::span<const JobAnswer> answers) {
-      std::string text;
+      std::vector<std::string_view> told;
       for (const JobAnswer& answer : answers) {
-        if (!text.empty()) text += '\n';
-        text += answer.line;
+        told.push_back(answer.line);
         ++jobs;
         errors += answer.is_error ? 1 : 0;
         comparison.Take(jobs, answer.comparison);
       }
-      console.Result(std::move(text));
+      console.Results(told);
       progress.Show(lines.taken(), lines.total(), jobs, errors);
     });
   }

@@ -1,13 +1,17 @@
 #include "console.h"
 
 #include <fcntl.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <iostream>
 #include <streambuf>
 #include <utility>
+#include <vector>
 
 #include "host/errors.h"
 #include "host/interrupts.h"
@@ -36,6 +40,23 @@ void FillStandardStreams() {
       return;
     }
   }
+}
+
+/// How many pieces of memory one call of the system writes.
+constexpr std::size_t kMostPieces = IOV_MAX;
+
+/// What is left of pieces of memory after so many bytes of them were written.
+std::span<iovec> Unwritten(std::span<iovec> pieces, std::size_t written) {
+  while (!pieces.empty() && written >= pieces.front().iov_len) {
+    written -= pieces.front().iov_len;
+    pieces = pieces.subspan(1);
+  }
+  if (written > 0) {
+    iovec& first = pieces.front();
+    first.iov_base = static_cast<char*>(first.iov_base) + written;
+    first.iov_len -= written;
+  }
+  return pieces;
 }
 
 }  // namespace
@@ -110,22 +131,28 @@ Console::~Console() {
   if (_out >= 0) close(_out);
 }
 
-void Console::Result(std::string line) {
-  line += '\n';
-  WriteOut(line);
-}
+void Console::Result(std::string_view line) { Results({&line, 1}); }
 
-void Console::WriteOut(std::string_view text) {
-  const Uninterrupted whole_line;
-  const std::size_t length = text.size();
-  while (!text.empty()) {
-    const ssize_t n = write(_out, text.data(), text.size());
+void Console::Results(std::span<const std::string_view> lines) {
+  char end[] = "\n";
+  std::vector<iovec> pieces;
+  pieces.reserve(2 * lines.size());
+  for (const std::string_view line : lines) {
+    pieces.push_back({const_cast<char*>(line.data()), line.size()});
+    pieces.push_back({end, 1});
+  }
+  const Uninterrupted whole_lines;
+  bool is_begun = false;
+  for (std::span<iovec> rest = pieces; !rest.empty();) {
+    const ssize_t n =
+        writev(_out, rest.data(), static_cast<int>(std::min(rest.size(), kMostPieces)));
     if (n < 0 && errno == EINTR) {
-      if (text.size() == length) Uninterrupted::LeaveIfAsked();
+      if (!is_begun) Uninterrupted::LeaveIfAsked();
       continue;
     }
     if (n < 0) throw CallError(std::string("cannot write standard output: ") + strerror(errno));
-    text.remove_prefix(static_cast<std::size_t>(n));
+    is_begun = true;
+    rest = Unwritten(rest, static_cast<std::size_t>(n));
   }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -27,7 +28,9 @@ class Console {
 
   /// Writes a line, or several, to standard output, whole and at once; a signal waits for its end.
   /// \throws CallError if standard output takes no more
-  void Result(std::string line);
+  void Result(std::string_view line);
+  /// The same of lines that follow each other, none of which is copied.
+  void Results(std::span<const std::string_view> lines);
 
   /// The descriptor of standard output, or -1 if the process was started without one.
   int output() const { return _out; }
@@ -51,7 +54,6 @@ class Console {
 
  private:
   class TraceBuffer;
-  void WriteOut(std::string_view text);
   void Pass(bool show);
 
   Verbosity _verbosity = Verbosity::kUsual;

@@ -174,7 +174,7 @@ int RunFeatures(bool as_json, Console& console) {
     if (!text.empty()) text += "\n\n";
     AppendListed(*descriptor, text);
   }
-  console.Result(std::move(text));
+  console.Result(text);
   return kMeasured;
 }
 
