@@ -47,8 +47,9 @@ endif()
 
 # The host tool finds its modules beside itself, wherever the tree lies.
 if(TARGET mfx)
-  file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-  set_target_properties(mfx PROPERTIES INSTALL_RPATH "$ORIGIN/${up}/libmfx-metrology")
+  set_target_properties(mfx PROPERTIES
+    INSTALL_RPATH "$ORIGIN/${MFX_MODULES_FROM_BIN}"
+    BUILD_WITH_INSTALL_RPATH ${MFX_MODULES_AS_INSTALLED})
   install(TARGETS mfx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   foreach(module mfx_mesh_module mfx_adjustment_module)
     if(TARGET ${module})
