@@ -1,6 +1,7 @@
 #include "features/hole/bore.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -46,18 +47,17 @@ std::optional<Sample> SampleOnWall(const PointCloud& line, Eigen::Index column, 
   return sample;
 }
 
-/// The samples whose feet lie within a point spacing of the run's median: the corner of a floor
-/// and mixed echoes drop out.
-Run Trimmed(const Run& run, double point_spacing) {
-  std::vector<double> distances;
-  for (const Sample& s : run) distances.push_back(s.distance);
+/// Leaves the samples whose feet lie within a point spacing of the run's median: the corner of a
+/// floor and mixed echoes drop out.
+void Trim(Run& run, double point_spacing) {
+  if (run.empty()) return;
+  std::vector<double> distances(run.size());
+  std::transform(run.begin(), run.end(), distances.begin(),
+                 [](const Sample& s) { return s.distance; });
   const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
   std::nth_element(distances.begin(), middle, distances.end());
-  Run kept;
-  for (const Sample& s : run) {
-    if (std::abs(s.distance - *middle) <= point_spacing) kept.push_back(s);
-  }
-  return kept;
+  std::erase_if(
+      run, [&](const Sample& s) { return !(std::abs(s.distance - *middle) <= point_spacing); });
 }
 
 /// Whether the run leads down rather than across.
@@ -70,20 +70,32 @@ bool LeadsDown(const Run& run) {
   return deep->depth - shallow->depth > far->distance - near->distance;
 }
 
-/// The longest run of neighbouring samples on the wall.
+/// The first of the longest runs of neighbouring samples on the wall.
 Run LongestRun(const PointCloud& line, const Bore& bore) {
-  Run best;
-  Run run;
-  for (Eigen::Index j = 0; j <= line.cols(); ++j) {
-    const auto sample = j < line.cols() ? SampleOnWall(line, j, bore) : std::nullopt;
-    if (sample) {
-      run.push_back(*sample);
-      continue;
+  Run on_wall;  // of all runs, one after the other
+  std::size_t first = 0;
+  std::size_t longest_first = 0;
+  std::size_t longest = 0;
+  const auto end_run = [&] {
+    if (on_wall.size() - first > longest) {
+      longest = on_wall.size() - first;
+      longest_first = first;
     }
-    if (run.size() > best.size()) best.swap(run);
-    run.clear();
+    first = on_wall.size();
+  };
+  for (Eigen::Index j = 0; j < line.cols(); ++j) {
+    if (const auto sample = SampleOnWall(line, j, bore)) {
+      if (on_wall.empty()) on_wall.reserve(static_cast<std::size_t>(line.cols() - j));
+      on_wall.push_back(*sample);
+    } else {
+      end_run();
+    }
   }
-  return best;
+  end_run();
+  const auto begin = on_wall.begin() + static_cast<std::ptrdiff_t>(longest_first);
+  on_wall.erase(begin + static_cast<std::ptrdiff_t>(longest), on_wall.end());
+  on_wall.erase(on_wall.begin(), begin);
+  return on_wall;
 }
 
 /// The foot of a column, with its quality and segment number.
@@ -96,23 +108,27 @@ Eigen::Matrix<double, 5, 1> FootOf(const PointCloud& line, Eigen::Index column, 
 }  // namespace
 
 std::optional<WallRun> FindWall(const PointCloud& line, const Bore& bore) {
-  const Run run = Trimmed(LongestRun(line, bore), bore.point_spacing);
+  Run run = LongestRun(line, bore);
+  Trim(run, bore.point_spacing);
   if (run.size() < kFewestSamples || !LeadsDown(run)) return std::nullopt;
   const auto samples = static_cast<Eigen::Index>(run.size());
   const Eigen::Index bins = std::min(samples, kFeetPerLine);
   Eigen::MatrixXd feet = Eigen::MatrixXd::Zero(5, bins);
-  Eigen::VectorXd counts = Eigen::VectorXd::Zero(bins);
+  std::array<double, kFeetPerLine> counts{};
   WallRun wall{{}, std::numeric_limits<double>::max(), 0.0};
   wall.columns.reserve(run.size());
   for (Eigen::Index k = 0; k < samples; ++k) {
     const Sample& sample = run[static_cast<std::size_t>(k)];
-    feet.col(k * bins / samples) += FootOf(line, sample.column, bore);
-    counts[k * bins / samples] += 1.0;
+    const Eigen::Index bin = k * bins / samples;
+    feet.col(bin) += FootOf(line, sample.column, bore);
+    counts[static_cast<std::size_t>(bin)] += 1.0;
     wall.columns.push_back(sample.column);
     wall.shallowest = std::min(wall.shallowest, sample.depth);
     wall.deepest = std::max(wall.deepest, sample.depth);
   }
-  for (Eigen::Index bin = 0; bin < bins; ++bin) feet.col(bin) /= counts[bin];
+  for (Eigen::Index bin = 0; bin < bins; ++bin) {
+    feet.col(bin) /= counts[static_cast<std::size_t>(bin)];
+  }
   feet.row(4).setConstant(line.data()(4, run.front().column));
   wall.feet = PointCloud(std::move(feet), line.embeddings());
   return wall;

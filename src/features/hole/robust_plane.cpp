@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -33,22 +34,25 @@ void Sort(const std::vector<PointCloud>& lines, const Eigen::VectorXd& weights,
   inliers.assign(lines.size(), PointCloud());
   outliers.assign(lines.size(), PointCloud());
   const double* own = weights.data();
-  std::vector<Eigen::Index> cut;
   for (std::size_t s = 0; s < lines.size(); ++s) {
     const PointCloud& line = lines[s];
-    cut.clear();
-    for (Eigen::Index j = 0; j < line.cols(); ++j) {
-      if (!(own[j] > geometry::kLeastWeight)) cut.push_back(j);
+    const Eigen::Index kept = std::count_if(
+        own, own + line.cols(), [](double weight) { return weight > geometry::kLeastWeight; });
+    Eigen::MatrixXd inner(6, kept);
+    Eigen::MatrixXd outer(line.rows(), line.cols() - kept);
+    double* to_inner = inner.data();
+    double* to_outer = outer.data();
+    const double* from = line.data().data();
+    for (Eigen::Index j = 0; j < line.cols(); ++j, ++own, from += line.rows()) {
+      if (*own > geometry::kLeastWeight) {
+        to_inner = std::copy_n(from, 5, to_inner);
+        *to_inner++ = *own;
+      } else {
+        to_outer = std::copy_n(from, line.rows(), to_outer);
+      }
     }
-    Eigen::MatrixXd data(6, line.cols() - static_cast<Eigen::Index>(cut.size()));
-    for (Eigen::Index j = 0, k = 0; k < data.cols(); ++j) {
-      if (!(own[j] > geometry::kLeastWeight)) continue;
-      data.col(k).head<5>() = line.col(j).head<5>();
-      data(5, k++) = own[j];
-    }
-    inliers[s] = PointCloud(std::move(data), line.embeddings());
-    outliers[s] = shared::Columns(line, cut);
-    own += line.cols();
+    inliers[s] = PointCloud(std::move(inner), line.embeddings());
+    outliers[s] = PointCloud(std::move(outer), line.embeddings());
   }
 }
 

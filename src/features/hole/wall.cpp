@@ -3,6 +3,7 @@
 #include <limits>
 #include <numbers>
 #include <optional>
+#include <utility>
 
 #include "features/hole/bore.h"
 #include "features/hole/grazed_rim.h"
@@ -26,7 +27,8 @@ void AddMouths(const std::vector<PointCloud>& lines, const Bore& bore,
                std::vector<PointCloud>& wall_points) {
   for (std::size_t s = 0; s < lines.size(); ++s) {
     if (wall_points[s].cols() > 0) continue;
-    if (std::optional<PointCloud> mouth = FindMouth(lines[s], bore)) wall_points[s] = *mouth;
+    if (std::optional<PointCloud> mouth = FindMouth(lines[s], bore))
+      wall_points[s] = std::move(*mouth);
   }
 }
 
@@ -101,12 +103,11 @@ bool Hole::CircleHasWall(const std::vector<PointCloud>& outliers,
   double shallowest = std::numeric_limits<double>::max();
   shared::SampleFates fates(_samples, _raw_data.size(), Record().fates);
   for (std::size_t s = 0; s < outliers.size(); ++s) {
-    const std::optional<WallRun> wall = FindWall(outliers[s], bore);
+    std::optional<WallRun> wall = FindWall(outliers[s], bore);
     if (!wall) continue;
-    wall_points[s] = wall->feet;
+    wall_points[s] = std::move(wall->feet);
     if (s < _columns.size()) {
-      fates.SetKept(_columns[s], _scan_cloud, shared::Columns(outliers[s], wall->columns),
-                    SampleFate::kWall);
+      fates.SetKept(_columns[s], _scan_cloud, outliers[s], wall->columns, SampleFate::kWall);
     }
     shallowest = std::min(shallowest, wall->shallowest);
     b = std::max(b, wall->deepest);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -16,10 +17,13 @@ namespace libmfx::features::shared {
 class SampleFates {
  public:
   /// Every usable sample begins as one between the lines, unless the fates are there already.
-  /// \param columns of the scan; outlive this object
+  /// \param columns of the scan, rising; outlive this object
   /// \param samples how many there are
   SampleFates(const ColumnSamples& columns, std::size_t samples, std::vector<SampleFate>& fates)
       : _columns(columns), _fates(fates) {
+    // A scan that was not made of the samples has no fates.
+    const auto beyond = std::lower_bound(columns.begin(), columns.end(), samples);
+    _known = static_cast<Eigen::Index>(beyond - columns.begin());
     if (_fates.size() == samples) return;
     _fates.assign(samples, SampleFate::kUnusable);
     SetAll(SampleFate::kBetween);
@@ -27,12 +31,10 @@ class SampleFates {
 
   /// Of every usable sample.
   void SetAll(SampleFate fate) {
-    for (std::size_t k = 0; k < _columns.size(); ++k) Set(static_cast<Eigen::Index>(k), fate);
+    for (Eigen::Index k = 0; k < _known; ++k) Set(k, fate);
   }
   void Set(Eigen::Index column, SampleFate fate) {
-    const auto k = static_cast<std::size_t>(column);
-    // A scan that was not made of the samples has no fates.
-    if (k < _columns.size() && _columns[k] < _fates.size()) _fates[_columns[k]] = fate;
+    if (column < _known) _fates[_columns[static_cast<std::size_t>(column)]] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);
@@ -41,20 +43,39 @@ class SampleFates {
   /// \param scan, kept x, y, z in the first rows
   void SetKept(const std::vector<Eigen::Index>& columns, const data_structures::PointCloud& scan,
                const data_structures::PointCloud& kept, SampleFate fate) {
-    const double* next = kept.data().data();
-    const double* const end = next + kept.data().size();
-    for (const Eigen::Index column : columns) {
-      if (next == end) return;
-      const double* const sample = &scan.data()(0, column);
-      if (next[0] != sample[0] || next[1] != sample[1] || next[2] != sample[2]) continue;
-      Set(column, fate);
-      next += kept.rows();
-    }
+    SetWhereMet(
+        columns, scan, kept.cols(), [&](Eigen::Index k) { return &kept.data()(0, k); }, fate);
+  }
+  /// The same where the stage kept the columns `chosen` of a cloud.
+  void SetKept(const std::vector<Eigen::Index>& columns, const data_structures::PointCloud& scan,
+               const data_structures::PointCloud& cloud, const std::vector<Eigen::Index>& chosen,
+               SampleFate fate) {
+    const auto at = [&](Eigen::Index k) {
+      return &cloud.data()(0, chosen[static_cast<std::size_t>(k)]);
+    };
+    SetWhereMet(columns, scan, static_cast<Eigen::Index>(chosen.size()), at, fate);
   }
 
  private:
+  /// \param kept const double*(k), the k-th of `count` points
+  template <typename Kept>
+  void SetWhereMet(const std::vector<Eigen::Index>& columns,
+                   const data_structures::PointCloud& scan, Eigen::Index count, Kept kept,
+                   SampleFate fate) {
+    Eigen::Index k = 0;
+    for (const Eigen::Index column : columns) {
+      if (k == count) return;
+      const double* const next = kept(k);
+      const double* const sample = &scan.data()(0, column);
+      if (next[0] != sample[0] || next[1] != sample[1] || next[2] != sample[2]) continue;
+      Set(column, fate);
+      ++k;
+    }
+  }
+
   const ColumnSamples& _columns;
   std::vector<SampleFate>& _fates;
+  Eigen::Index _known = 0;  ///< columns whose samples have a fate
 };
 
 }  // namespace libmfx::features::shared

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -22,10 +23,11 @@ inline data_structures::PointCloud Columns(const data_structures::PointCloud& cl
   const Eigen::Index rows = cloud.rows();
   Eigen::MatrixXd chosen(rows, static_cast<Eigen::Index>(indices.size()));
   double* to = chosen.data();
-  for (const Eigen::Index i : indices) {
-    const double* const from = cloud.data().data() + i * rows;
-    for (Eigen::Index row = 0; row < rows; ++row) to[row] = from[row];
-    to += rows;
+  // Neighbours are copied at once: most lines are one block of the scan.
+  for (std::size_t first = 0, end = 0; first < indices.size(); first = end) {
+    for (end = first + 1; end < indices.size() && indices[end] == indices[end - 1] + 1;) ++end;
+    const auto block = static_cast<Eigen::Index>(end - first);
+    to = std::copy_n(cloud.data().data() + indices[first] * rows, block * rows, to);
   }
   return data_structures::PointCloud(std::move(chosen), cloud.embeddings());
 }
@@ -39,13 +41,17 @@ struct SegmentRun {
 
 /// The runs of a cloud, in scan order: together they are all of its columns.
 inline std::vector<SegmentRun> RunsOf(const data_structures::PointCloud& cloud) {
+  constexpr Eigen::Index kRow = 4;
   std::vector<SegmentRun> runs;
-  Eigen::Index i = 0;
-  while (i < cloud.cols()) {
-    SegmentRun& run = runs.emplace_back(SegmentRun{SegmentOf(cloud, i), i, i + 1});
-    const double number = cloud.data()(4, i);
-    while (run.end < cloud.cols() && cloud.data()(4, run.end) == number) ++run.end;
-    i = run.end;
+  runs.reserve(64);  // as most scans have no more
+  const double* const numbers = cloud.data().data() + kRow;
+  const Eigen::Index rows = cloud.rows();
+  const Eigen::Index columns = cloud.cols();
+  for (Eigen::Index i = 0; i < columns;) {
+    const Eigen::Index first = i;
+    const double number = numbers[first * rows];
+    for (++i; i < columns && numbers[i * rows] == number;) ++i;
+    runs.push_back({static_cast<int>(number), first, i});
   }
   return runs;
 }
@@ -63,16 +69,23 @@ std::vector<std::vector<Eigen::Index>> CutIntoLines(const data_structures::Point
   int last = 0;
   for (const SegmentRun& run : RunsOf(cloud)) {
     if (!on_line(run.segment)) continue;
-    for (Eigen::Index i = run.first; i < run.end; ++i) {
-      if (!keep(i, run.segment)) continue;
-      if (run.segment > last) {
-        if (!lines.back().empty()) lines.emplace_back();
-        last = run.segment;
-      }
-      std::vector<Eigen::Index>& line = lines.back();
-      if (line.empty()) line.reserve(static_cast<std::size_t>(run.end - i));
-      line.push_back(i);
+    Eigen::Index first = run.first;
+    while (first < run.end && !keep(first, run.segment)) ++first;
+    if (first == run.end) continue;
+    if (run.segment > last) {
+      if (!lines.back().empty()) lines.emplace_back();
+      last = run.segment;
     }
+    // Room for all that may follow, so that noise at the limit decides without a branch.
+    std::vector<Eigen::Index>& line = lines.back();
+    std::size_t size = line.size();
+    line.resize(size + static_cast<std::size_t>(run.end - first));
+    line[size++] = first;
+    for (Eigen::Index i = first + 1; i < run.end; ++i) {
+      line[size] = i;
+      size += keep(i, run.segment) ? 1 : 0;
+    }
+    line.resize(size);
   }
   return lines;
 }
