@@ -130,7 +130,9 @@ class HalvingCuts {
     WeighCandidates(
         [&](Eigen::Index own, Eigen::Index place) {
           const double squared = (center - PointOf(_points, place)).squaredNorm();
-          return too_near < squared && squared <= farthest && counts(own);
+          // Noise decides each of them: without a branch.
+          return (static_cast<int>(too_near < squared) & static_cast<int>(squared <= farthest) &
+                  static_cast<int>(counts(own))) != 0;
         },
         sigma);
   }

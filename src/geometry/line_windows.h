@@ -5,8 +5,8 @@
 
 namespace libmfx::geometry {
 
-/// The half Gaussians along scan lines, all of one width. Lines of a scan are much alike, and so
-/// are the cuts of one fit: each window is made once and kept.
+/// The half Gaussians along scan lines, all of one width. Lines are much alike, within a scan and
+/// from one feature to the next: windows that are not long are made once a thread and kept.
 class LineWindows {
  public:
   /// \param sigma standard deviation, in lengths of the line's samples in use
@@ -24,8 +24,7 @@ class LineWindows {
   const std::vector<double>& Window(Eigen::Index samples);
 
   double _sigma;
-  std::vector<std::vector<double>> _kept;  ///< by the number of samples; empty until it is needed
-  std::vector<double> _long;               ///< the last one that was too long to keep
+  std::vector<double> _long;  ///< the last one that was too long to keep
 };
 
 }  // namespace libmfx::geometry

@@ -90,6 +90,27 @@ TEST(LineWindows, LastsThroughLinesOfAnyLengthInAnyOrder) {
   }
 }
 
+TEST(LineWindows, AreTheSameWhateverWasAskedForBefore) {
+  // More widths, and more samples in all, than are kept.
+  const std::vector<double> ones(1024, 1.0);
+  for (int round = 0; round < 2; ++round) {
+    for (const double sigma : {0.25, 1.0, 0.3, 0.5, 0.7, 2.0}) {
+      LineWindows windows(sigma);
+      for (unsigned n = 1; n <= 1024; n += 93) {
+        const std::vector<double> some(ones.begin(), ones.begin() + n);
+        ASSERT_EQ(Windowed(windows, some, false), GaussianWindow(n, sigma)) << sigma << " " << n;
+      }
+    }
+  }
+  LineWindows narrow(0.25);
+  LineWindows wide(1.0);
+  for (unsigned n = 600; n < 750; ++n) {
+    const std::vector<double> some(ones.begin(), ones.begin() + n);
+    ASSERT_EQ(Windowed(narrow, some, false), GaussianWindow(n, 0.25)) << n;
+    ASSERT_EQ(Windowed(wide, some, false), GaussianWindow(n, 1.0)) << n;
+  }
+}
+
 /// Lines of `columns` samples each along x, side by side in y, at the height that `height` gives a
 /// column.
 template <typename Height>
