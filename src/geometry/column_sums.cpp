@@ -124,8 +124,8 @@ void AddBlock(Pairs p, Eigen::Index columns, const double* w, const Eigen::Vecto
   Pair sx{}, sy{}, sz{}, tx{}, ty{}, tz{}, ww{};
   PairProducts products;
   for (Eigen::Index i = 0; i < columns; i += 2, p.Next(), w += 2) {
-    if (kPassOver && w[0] == 0.0 && w[1] == 0.0) continue;
-    const Pair weight{w[0], w[1]};
+    const Pair weight = Load(w);
+    if (kPassOver && BothZero(weight)) continue;
     const Pair x = weight * (p.x() - rx);
     const Pair y = weight * (p.y() - ry);
     const Pair z = weight * (p.z() - rz);

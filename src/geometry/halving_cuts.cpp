@@ -1,5 +1,6 @@
 #include "halving_cuts.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "column_sums.h"
@@ -42,17 +43,25 @@ bool AllModerate(const Eigen::MatrixX3d& points) {
 }  // namespace
 
 Eigen::Index MarkInUse(const double* weights, Eigen::Index columns, bool neighbours, char* marks) {
+  std::fill_n(marks, columns, '\0');
+  Eigen::Index marked = 0;  // up to here, all are settled
   Eigen::Index count = 0;
-  bool before = false;
-  bool here = columns > 0 && weights[0] > kLeastWeight;
-  for (Eigen::Index i = 0; i < columns; ++i) {
-    const bool after = i + 1 < columns && weights[i + 1] > kLeastWeight;
-    const int mark =
-        static_cast<int>(here) | (static_cast<int>(neighbours) & static_cast<int>(before || after));
-    marks[i] = static_cast<char>(mark);
-    count += mark;
-    before = here;
-    here = after;
+  for (Eigen::Index i = 0; i < columns;) {
+    if (!(weights[i] > kLeastWeight)) {
+      ++i;
+      continue;
+    }
+    // A run of samples in use, with a neighbour on either side.
+    Eigen::Index first = i;
+    while (i < columns && weights[i] > kLeastWeight) ++i;
+    Eigen::Index end = i;
+    if (neighbours) {
+      first = std::max(first - 1, marked);
+      end = std::min(end + 1, columns);
+    }
+    std::fill_n(marks + first, end - first, '\1');
+    count += end - first;
+    marked = end;
   }
   return count;
 }

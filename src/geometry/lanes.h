@@ -27,6 +27,12 @@ inline Pair Magnitude(const Pair& p) {
   return reinterpret_cast<Pair>(bits);
 }
 
+/// Whether both are 0, of either sign. One comparison of bits, as the lanes of a mask cost more.
+inline bool BothZero(const Pair& p) {
+  const PairMask bits = reinterpret_cast<PairMask>(p);
+  return static_cast<unsigned long long>(bits[0] | bits[1]) << 1 == 0;
+}
+
 /// The square root of each.
 inline Pair Root(const Pair& p) { return Pair{std::sqrt(p[0]), std::sqrt(p[1])}; }
 /// Of each lane the first where the comparison holds, else the second.

@@ -67,10 +67,9 @@ struct SeenLine {
   Tally tally;
 };
 
-/// \param on_surface room for the samples of the line
+/// \param on_surface room, which grows to the samples of the line
 SeenLine See(const BorderLine& line, const SurfaceScan& scan,
              std::vector<Eigen::Vector3d>& on_surface) {
-  const Eigen::MatrixXd& samples = line.surface->data();
   const Eigen::Vector3d edge = line.edge.xyz();
   const Eigen::Vector3d normal = scan.plane.Normal().xyz();
   const double edge_height = scan.plane.SignedDistanceTo(line.edge);
@@ -80,23 +79,25 @@ SeenLine See(const BorderLine& line, const SurfaceScan& scan,
   double sum_x = 0.0;
   double sum_y = 0.0;
   double sum_z = 0.0;
-  on_surface.clear();
-  on_surface.reserve(static_cast<std::size_t>(samples.cols()));
-  for (Eigen::Index i = 0; i < samples.cols(); ++i) {
-    const Eigen::Vector3d from_edge = samples.col(i).head<3>() - edge;
+  const auto columns = static_cast<std::size_t>(line.surface->cols());
+  if (on_surface.size() < columns) on_surface.resize(columns);
+  Eigen::Vector3d* end = on_surface.data();
+  const double* sample = line.surface->data().data();
+  for (std::size_t i = 0; i < columns; ++i, sample += line.surface->rows()) {
+    const Eigen::Vector3d from_edge = Eigen::Vector3d::Map(sample) - edge;
     // A stray sample beside those of the surface may have come along.
     if (!(std::abs(from_edge.dot(normal) + edge_height) <= flat)) continue;
     sum_x += from_edge.x();
     sum_y += from_edge.y();
     sum_z += from_edge.z();
-    on_surface.push_back(from_edge);
+    *end++ = from_edge;
   }
   SeenLine seen{{line.edge, VectorXYZW(sum_x, sum_y, sum_z).normalized()}, {}};
   const Eigen::Vector3d direction = seen.outwards.direction.xyz();
   double farthest = 0.0;
   int kept = 0;
-  for (const Eigen::Vector3d& from_edge : on_surface) {
-    const double along = from_edge.dot(direction);
+  for (const Eigen::Vector3d* from_edge = on_surface.data(); from_edge != end; ++from_edge) {
+    const double along = from_edge->dot(direction);
     farthest = std::max(farthest, along);
     // The sample at the very border ends the last gap.
     kept += static_cast<int>(along > 0.5 * scan.point_spacing) & static_cast<int>(along <= zone);
@@ -184,6 +185,7 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
   std::vector<Tally> tallies(groups.size());
   std::vector<Eigen::Vector3d> on_surface;
   for (std::size_t g = 0; g < groups.size(); ++g) {
+    outwards[g].reserve(groups[g].size());
     for (const BorderLine& line : groups[g]) {
       const SeenLine seen = line.surface->cols() > 0 ? See(line, scan, on_surface) : SeenLine();
       outwards[g].push_back(seen.outwards);
@@ -225,15 +227,26 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
 
 std::vector<BorderLine> BorderLines(const PointCloud& edges, Eigen::Index segment_row,
                                     const std::vector<PointCloud>& surface) {
-  std::unordered_map<int, const PointCloud*> by_segment;
+  struct Line {
+    int segment;
+    const PointCloud* cloud;
+  };
+  std::vector<Line> by_segment;  // the first of a number stays in front of the others
+  by_segment.reserve(surface.size());
   for (const PointCloud& line : surface) {
-    if (line.cols() > 0) by_segment.emplace(SegmentOf(line, 0), &line);
+    if (line.cols() > 0) by_segment.push_back({SegmentOf(line, 0), &line});
   }
+  std::stable_sort(by_segment.begin(), by_segment.end(),
+                   [](const Line& a, const Line& b) { return a.segment < b.segment; });
   std::vector<BorderLine> lines;
+  lines.reserve(static_cast<std::size_t>(edges.cols()));
   for (Eigen::Index j = 0; j < edges.cols(); ++j) {
     const int segment = static_cast<int>(edges.data()(segment_row, j));
-    const auto line = by_segment.find(segment);
-    if (line != by_segment.end()) lines.push_back({segment, edges.point(j), line->second});
+    const auto line =
+        std::lower_bound(by_segment.begin(), by_segment.end(), segment,
+                         [](const Line& a, int number) { return a.segment < number; });
+    if (line == by_segment.end() || line->segment != segment) continue;
+    lines.push_back({segment, edges.point(j), line->cloud});
   }
   return lines;
 }
