@@ -7,6 +7,7 @@
 #include "lanes.h"
 #include "libmfx/data_structures/point_cloud.h"
 #include "plane_of_moments.h"
+#include "squared_limit.h"
 
 namespace libmfx::geometry {
 namespace {
@@ -30,6 +31,52 @@ Eigen::Index SetWhereAtMost(const double* values, Eigen::Index columns, double l
   }
   return count;
 }
+
+/// Sets the weights of candidates to 1, of the others to 0, and counts the candidates.
+class RingWeights {
+ public:
+  explicit RingWeights(const CandidateRing& ring)
+      : _ring(ring),
+        _too_near(SquareBelow(ring.min_distance)),
+        _farthest(SquareWithin(ring.max_distance)) {}
+
+  /// \param points from the first one on
+  /// \param first of the qualities
+  Eigen::Index Set(const CoordinateView& points, Eigen::Index first, double* weights) const {
+    const Pair cx = Both(_ring.center.x()), cy = Both(_ring.center.y()),
+               cz = Both(_ring.center.z());
+    const Pair too_near = Both(_too_near), farthest = Both(_farthest);
+    const Pair least = Both(_ring.min_quality);
+    const double* const q = _ring.qualities == nullptr ? nullptr : _ring.qualities->data() + first;
+    PairMask inside{};
+    Eigen::Index i = 0;
+    for (; i + 1 < points.columns; i += 2) {
+      const Pair x = cx - Load(points.x + i);
+      const Pair y = cy - Load(points.y + i);
+      const Pair z = cz - Load(points.z + i);
+      const Pair squared = x * x + y * y + z * z;  // in the order of squaredNorm
+      PairMask mask = (too_near < squared) & (squared <= farthest);
+      if (q != nullptr) mask &= least < Load(q + i);
+      inside += mask;
+      Store(mask ? Both(1.0) : Pair{}, weights + i);
+    }
+    Eigen::Index count = -(inside[0] + inside[1]);
+    if (i < points.columns) {
+      const Eigen::Vector3d p(points.x[i], points.y[i], points.z[i]);
+      const double squared = (_ring.center - p).squaredNorm();
+      const bool in_ring =
+          _too_near < squared && squared <= _farthest && (q == nullptr || _ring.min_quality < q[i]);
+      weights[i] = in_ring ? 1.0 : 0.0;
+      count += in_ring ? 1 : 0;
+    }
+    return count;
+  }
+
+ private:
+  const CandidateRing& _ring;
+  double _too_near;
+  double _farthest;
+};
 
 bool AllModerate(const Eigen::MatrixX3d& points) {
   const double* const values = points.data();
@@ -82,6 +129,16 @@ bool HalvingCuts::Fit(Plane& plane) const {
     }
   }
   return plane.LeastSquares(data_structures::PointCloud(_points.transpose()), _weights);
+}
+
+void HalvingCuts::WeighAround(const CandidateRing& ring, double sigma) {
+  const RingWeights in_ring(ring);
+  const CoordinateView all = CoordinatesOf(_points);
+  WeighLines(sigma, [&](Eigen::Index own, Eigen::Index place, Eigen::Index columns) {
+    const Eigen::Index first = ring.own_distance ? own : place;
+    return in_ring.Set({all.x + first, all.y + first, all.z + first, columns}, own,
+                       _weights.data() + place);
+  });
 }
 
 void HalvingCuts::WeighNear(double limit, LineWindows& windows) {

@@ -6,7 +6,6 @@
 
 #include "libmfx/geometry/plane.h"
 #include "line_windows.h"
-#include "squared_limit.h"
 
 /// \file
 /// Robust fits by cuts: fit, drop what lies beyond half of the worst residual, and fit again.
@@ -34,11 +33,6 @@ bool HalveResiduals(double tolerance, Fit fit, Worst worst, Cut cut) {
     if (!fit()) return false;
   }
   return true;
-}
-
-/// Point `i` of points whose coordinates stand apart.
-inline Eigen::Vector3d PointOf(const Eigen::MatrixX3d& points, Eigen::Index i) {
-  return {points(i, 0), points(i, 1), points(i, 2)};
 }
 
 /// Sets the coordinates of points apart, one point after the other.
@@ -72,6 +66,19 @@ struct CutLine {
   bool reversed = false;  ///< whether its last sample weighs most, and not its first
 };
 
+/// The samples that a robust plane begins with: those no nearer than `min_distance` to a centre and
+/// no farther than `max_distance`, metres.
+struct CandidateRing {
+  Eigen::Vector3d center;
+  double min_distance;
+  double max_distance;
+  /// One for each sample, which counts where its own is above `min_quality`; null: all count.
+  const Eigen::VectorXd* qualities = nullptr;
+  double min_quality = 0.0;
+  /// Whether the distance is that of the sample itself, and not of the one that gets the weight.
+  bool own_distance = false;
+};
+
 /// How the cuts of a plane ended.
 enum class CutsEnd {
   kFound,
@@ -103,39 +110,19 @@ class HalvingCuts {
   /// \param sigma of the windows, in lengths of the line's samples in use
   template <typename IsCandidate>
   void WeighCandidates(IsCandidate is_candidate, double sigma) {
-    LineWindows& windows = WindowsOf(sigma);
-    Eigen::Index own = 0;
-    Eigen::Index place = 0;
-    for (const CutLine& line : _lines) {
+    WeighLines(sigma, [&](Eigen::Index own, Eigen::Index place, Eigen::Index columns) {
       Eigen::Index candidates = 0;
-      for (Eigen::Index i = 0; i < line.columns; ++i, ++own) {
-        const bool candidate = is_candidate(own, place + i);
+      for (Eigen::Index i = 0; i < columns; ++i) {
+        const bool candidate = is_candidate(own + i, place + i);
         _weights[place + i] = candidate ? 1.0 : 0.0;
         candidates += candidate ? 1 : 0;
       }
-      windows.Apply(_weights.data() + place, line.columns, candidates, line.reversed);
-      if (candidates > 0) place += line.columns;
-    }
+      return candidates;
+    });
   }
 
-  /// The same for candidates that are farther than `min_distance` from a centre and no farther than
-  /// `max_distance`, metres.
-  /// \param counts bool(own), what else makes a candidate
-  template <typename Counts>
-  void WeighAround(const Eigen::Vector3d& center, double min_distance, double max_distance,
-                   double sigma, Counts counts) {
-    const double too_near = SquareBelow(min_distance);
-    const double farthest = SquareWithin(max_distance);
-    // The distance is that of the point that gets the weight.
-    WeighCandidates(
-        [&](Eigen::Index own, Eigen::Index place) {
-          const double squared = (center - PointOf(_points, place)).squaredNorm();
-          // Noise decides each of them: without a branch.
-          return (static_cast<int>(too_near < squared) & static_cast<int>(squared <= farthest) &
-                  static_cast<int>(counts(own))) != 0;
-        },
-        sigma);
-  }
+  /// The same for candidates in a ring.
+  void WeighAround(const CandidateRing& ring, double sigma);
 
   /// Fits and cuts until the worst residual in use, metres, is below `tolerance`.
   /// \param sigma of the windows after a cut
@@ -150,6 +137,21 @@ class HalvingCuts {
   }
   /// Fits the plane to the points with their weights, as Plane::LeastSquares does.
   bool Fit(Plane& plane) const;
+  /// Weighs line by line.
+  /// \param set_line Index(own, place, columns), sets the weights from `place` on to 1 or 0 for the
+  ///     samples from `own` on, and returns how many are 1
+  template <typename SetLine>
+  void WeighLines(double sigma, SetLine set_line) {
+    LineWindows& windows = WindowsOf(sigma);
+    Eigen::Index own = 0;
+    Eigen::Index place = 0;
+    for (const CutLine& line : _lines) {
+      const Eigen::Index candidates = set_line(own, place, line.columns);
+      windows.Apply(_weights.data() + place, line.columns, candidates, line.reversed);
+      own += line.columns;
+      if (candidates > 0) place += line.columns;
+    }
+  }
   /// Weighs the points no farther off than `limit`; one that was cut away before can come back.
   void WeighNear(double limit, LineWindows& windows);
 

@@ -109,8 +109,8 @@ bool Plane::IterativeBinaryCuts(Bins bins, const PointXYZW& center, Bins& select
   {
     Joined joined = Join(bins);
     HalvingCuts& cuts = joined.cuts;
-    cuts.WeighAround(center.xyz(), min_distance, max_distance, first_sigma,
-                     [&](Index own) { return min_quality < joined.qualities[own]; });
+    cuts.WeighAround({center.xyz(), min_distance, max_distance, &joined.qualities, min_quality},
+                     first_sigma);
     if (cuts.Run(cut_sigma, tolerance, plane) != CutsEnd::kFound) return false;
     weights = std::move(cuts).TakeWeights();
   }

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
+#include <random>
 #include <vector>
 
 #include "libmfx/math/gaussian_window.h"
@@ -129,6 +131,8 @@ HalvingCuts Lines(const std::vector<CutLine>& lines, Height height) {
 
 bool Everything(Index /*own*/, Index /*place*/) { return true; }
 
+Vector3d PointOf(const Eigen::MatrixX3d& points, Index i) { return points.row(i).transpose(); }
+
 TEST(HalvingCuts, DropsWhatLiesOffThePlane) {
   HalvingCuts cuts =
       Lines({{6}, {6, true}, {6}}, [](Index column) { return column == 8 ? 3.0 : 0.0; });
@@ -162,6 +166,42 @@ TEST(HalvingCuts, ALineWithoutACandidateDoesNotAdvanceThePlace) {
   Eigen::VectorXd expected(9);
   expected << two[0], two[1], four[0], four[1], four[2], four[3], 0.0, 0.0, 0.0;
   EXPECT_EQ(cuts.weights(), expected);
+}
+
+TEST(HalvingCuts, ARingIsThatOfSingleDistances) {
+  // Lines of odd and even length, of which one is out of reach. Each limit is the very distance of
+  // a sample, so that the last bit of a square decides.
+  const std::vector<CutLine> lines{{7}, {5}, {8, true}, {1}, {9}};
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+  Eigen::MatrixX3d points(30, 3);
+  Eigen::VectorXd qualities(30);
+  for (Index i = 0; i < points.rows(); ++i) {
+    for (Index k = 0; k < 3; ++k) points(i, k) = coordinate(random);
+    if (i >= 7 && i < 12) points(i, 0) += 10.0;
+    qualities[i] = i % 4 == 0 ? 50.0 : 51.0;
+  }
+  points(3, 1) = std::numeric_limits<double>::quiet_NaN();
+  const Vector3d center(0.1, -0.2, 0.05);
+  for (Index limit = 12; limit < points.rows(); ++limit) {
+    const double max_distance = (center - PointOf(points, limit)).norm();
+    const double min_distance = limit % 2 == 0 ? 0.0 : 0.5 * max_distance;
+    for (const bool own_distance : {false, true}) {
+      for (const Eigen::VectorXd* q : {static_cast<const Eigen::VectorXd*>(nullptr),
+                                       static_cast<const Eigen::VectorXd*>(&qualities)}) {
+        HalvingCuts ring(points, lines);
+        ring.WeighAround({center, min_distance, max_distance, q, 50.0, own_distance}, 0.7);
+        HalvingCuts single(points, lines);
+        single.WeighCandidates(
+            [&](Index own, Index place) {
+              const double d = (center - PointOf(points, own_distance ? own : place)).norm();
+              return d >= min_distance && d <= max_distance && (q == nullptr || (*q)[own] > 50.0);
+            },
+            0.7);
+        ASSERT_EQ(ring.weights(), single.weights()) << limit << " " << own_distance;
+      }
+    }
+  }
 }
 
 TEST(HalvingCuts, TellWhyThereIsNoPlane) {

@@ -6,7 +6,6 @@
 #include "features/shared/scan_layout.h"
 #include "features/shared/segments.h"
 #include "geometry/halving_cuts.h"
-#include "geometry/squared_limit.h"
 #include "libmfx/features/hole.h"
 
 namespace libmfx::features {
@@ -62,17 +61,12 @@ bool Hole::FitRobustPlane(const PointXYZW& center, double min_distance, double m
                           double first_sigma, double cut_sigma, double tolerance,
                           std::vector<PointCloud>& inliers, std::vector<PointCloud>& outliers) {
   HalvingCuts cuts = Join(_segments, Layout());
-  const Eigen::MatrixX3d& points = cuts.points();
-  const Eigen::Vector3d from = center.xyz();
-  const double too_near = geometry::SquareBelow(min_distance);
-  const double farthest = geometry::SquareWithin(max_distance);
-  cuts.WeighCandidates(
-      [&](Eigen::Index own, Eigen::Index /*place*/) {
-        const double squared = (geometry::PointOf(points, own) - from).squaredNorm();
-        return squared > too_near && squared <= farthest;
-      },
-      first_sigma);
-  if (points.rows() == 0 || cuts.weights().sum() < 3.0) {
+  cuts.WeighAround({.center = center.xyz(),
+                    .min_distance = min_distance,
+                    .max_distance = max_distance,
+                    .own_distance = true},
+                   first_sigma);
+  if (cuts.points().rows() == 0 || cuts.weights().sum() < 3.0) {
     return Fail("Hole::FitRobustPlane(): insufficient weighting for a quality plane fit!");
   }
   geometry::Plane plane;

@@ -94,9 +94,8 @@ void Opening::NoteLines(const shared::OutlineRules& rules, const shared::Outline
     for (std::size_t k = 0; k < outline.lines[side].size(); ++k) {
       const shared::ScanLine& line = outline.lines[side][k];
       Record().lines.push_back({line.segment, static_cast<int>(side), line.sense});
-      for (const Eigen::Index column : line.columns) {
-        fates.Set(column, *mark++ == 0 ? SampleFate::kDropped : SampleFate::kSurface);
-      }
+      fates.Set(line.columns, mark, SampleFate::kSurface, SampleFate::kDropped);
+      mark += line.columns.size();
     }
   }
 }

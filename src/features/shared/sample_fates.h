@@ -31,13 +31,32 @@ class SampleFates {
 
   /// Of every usable sample.
   void SetAll(SampleFate fate) {
-    for (Eigen::Index k = 0; k < _known; ++k) Set(k, fate);
+    if (_known == 0) return;
+    const auto known = static_cast<std::size_t>(_known);
+    if (_columns[known - 1] + 1 == known) {  // every sample has a column
+      std::fill_n(_fates.begin(), _known, fate);
+      return;
+    }
+    for (std::size_t k = 0; k < known; ++k) _fates[_columns[k]] = fate;
   }
   void Set(Eigen::Index column, SampleFate fate) {
     if (column < _known) _fates[_columns[static_cast<std::size_t>(column)]] = fate;
   }
   void Set(const std::vector<Eigen::Index>& columns, SampleFate fate) {
     for (const Eigen::Index column : columns) Set(column, fate);
+  }
+  /// \param marks one for each of the columns; one that is 0 gives `otherwise`
+  void Set(const std::vector<Eigen::Index>& columns, const char* marks, SampleFate fate,
+           SampleFate otherwise) {
+    // A fate is as narrow as a character, and what is stored through one may be anything: without
+    // names of their own all pointers would be read again for each sample.
+    const std::size_t* const sample = _columns.data();
+    SampleFate* const told = _fates.data();
+    const Eigen::Index known = _known;
+    for (const Eigen::Index column : columns) {
+      const SampleFate own = *marks++ == 0 ? otherwise : fate;
+      if (column < known) told[sample[column]] = own;
+    }
   }
   /// Of the columns of a line those that a stage kept, which are in the same order.
   /// \param scan, kept x, y, z in the first rows

@@ -76,9 +76,9 @@ SurfaceFit FitSurface(const PointCloud& scan, const SideLines& lines, const Surf
   constexpr double kCutSigma = 1.0;
   Joined joined = Join(scan, lines);
   geometry::HalvingCuts& cuts = joined.cuts;
-  cuts.WeighAround(rules.center.xyz(), 0.0, rules.max_distance, kFirstSigma, [&](Eigen::Index own) {
-    return rules.quality_threshold < joined.qualities[own];
-  });
+  cuts.WeighAround(
+      {rules.center.xyz(), 0.0, rules.max_distance, &joined.qualities, rules.quality_threshold},
+      kFirstSigma);
   Plane fitted;
   if (cuts.Run(kCutSigma, 3.0 * rules.point_spacing, fitted) != geometry::CutsEnd::kFound) {
     return SurfaceFit::kNoPlane;
