@@ -68,8 +68,10 @@ struct SeenLine {
 };
 
 /// \param on_surface room, which grows to the samples of the line
-SeenLine See(const BorderLine& line, const SurfaceScan& scan,
-             std::vector<Eigen::Vector3d>& on_surface) {
+/// Not inlined: among what its caller keeps in registers the largest distance goes through memory
+/// from sample to sample, and the whole takes half as long again.
+[[gnu::noinline]] SeenLine See(const BorderLine& line, const SurfaceScan& scan,
+                               std::vector<Eigen::Vector3d>& on_surface) {
   const Eigen::Vector3d edge = line.edge.xyz();
   const Eigen::Vector3d normal = scan.plane.Normal().xyz();
   const double edge_height = scan.plane.SignedDistanceTo(line.edge);

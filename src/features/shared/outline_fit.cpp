@@ -9,6 +9,7 @@
 #include "features/shared/outline.h"
 #include "features/shared/quality.h"
 #include "geometry/close_neighbours.h"
+#include "geometry/lanes.h"
 #include "libmfx/geometry/line.h"
 #include "messages/text.h"
 
@@ -23,6 +24,24 @@ using messages::MillimetreText;
 
 namespace {
 
+using geometry::Pair;
+
+/// Two points or vectors at once.
+struct Triple {
+  Triple(const Pair& x_pair, const Pair& y_pair, const Pair& z_pair)
+      : x(x_pair), y(y_pair), z(z_pair) {}
+  /// The same one twice.
+  explicit Triple(const Eigen::Vector3d& v)
+      : x(geometry::Both(v.x())), y(geometry::Both(v.y())), z(geometry::Both(v.z())) {}
+
+  /// In the order in which Eigen sums.
+  Pair Dot(const Triple& o) const { return x * o.x + y * o.y + z * o.z; }
+  Triple operator-(const Triple& o) const { return {x - o.x, y - o.y, z - o.z}; }
+  Triple operator*(const Pair& by) const { return {x * by, y * by, z * by}; }
+
+  Pair x, y, z;
+};
+
 /// Where samples count: what lies above the surface does at its foot.
 class Places {
  public:
@@ -32,6 +51,28 @@ class Places {
         _origin(plane.Point().xyz()),
         _normal(plane.Normal().xyz()),
         _from_origin(_plane_point == _origin) {}
+
+  /// The squares of the distances of all places from a point, as `(place - from).squaredNorm()`
+  /// gives them. Two columns at a time: all lines of an opening take 2 % of its analysis instead
+  /// of 4.
+  void SquaresFrom(const Eigen::Vector3d& from, std::vector<double>& squares) const {
+    const Eigen::Index columns = _line.cols();
+    squares.resize(static_cast<std::size_t>(columns));
+    const Triple origin(_origin), plane_point(_plane_point), normal(_normal), reference(from);
+    const double* sample = _line.data().data();
+    const Eigen::Index rows = _line.rows();
+    Eigen::Index i = 0;
+    for (; i + 1 < columns; i += 2, sample += 2 * rows) {
+      const double* const next = sample + rows;
+      const Triple p(Pair{sample[0], next[0]}, Pair{sample[1], next[1]}, Pair{sample[2], next[2]});
+      const Pair height = (p - origin).Dot(normal);
+      const Pair above = _from_origin ? height : (p - plane_point).Dot(normal);
+      const Pair down = above > 0.0 ? height : Pair{};
+      const Triple off = p - normal * down - reference;
+      geometry::Store(off.Dot(off), &squares[static_cast<std::size_t>(i)]);
+    }
+    if (i < columns) squares.back() = ((*this)(i)-from).squaredNorm();
+  }
 
   Eigen::Vector3d operator()(Eigen::Index column) const {
     const Eigen::Vector3d p = _line.col(column).head<3>();
@@ -50,12 +91,15 @@ class Places {
 };
 
 /// The column of a line that is its edge point, or -1.
+/// \param room for one number a column
 Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, const Plane& plane,
-                        const PointXYZW& raised, const EdgeRules& rules) {
+                        const PointXYZW& raised, const EdgeRules& rules,
+                        std::vector<double>& room) {
   const double radius = 3.0 * rules.point_spacing;
   const Eigen::Vector3d from = raised.xyz();
   const Places place(line, plane_point, plane);
-  const auto squared = [&](Eigen::Index i) { return (place(i) - from).squaredNorm(); };
+  place.SquaresFrom(from, room);
+  const auto squared = [&](Eigen::Index i) { return room[static_cast<std::size_t>(i)]; };
   // The nearest of all has its neighbours beside it, as a rule; only where it has not are the
   // others asked.
   NearestColumn nearest = FindNearest(line.cols(), squared, [](Eigen::Index) { return true; });
@@ -78,7 +122,8 @@ Eigen::Index EdgeColumn(const PointCloud& line, const PointXYZW& plane_point, co
 std::optional<PointXYZW> EdgePointOf(const PointCloud& line, const PointXYZW& plane_point,
                                      const Plane& plane, const EdgeRules& rules) {
   const PointXYZW raised = plane_point + plane.Normal() * rules.raise;
-  const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules);
+  std::vector<double> room;
+  const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules, room);
   if (column < 0) return std::nullopt;
   return plane.Project(line.point(column));
 }
@@ -89,8 +134,9 @@ PointCloud EdgePoints(const std::vector<PointCloud>& lines, const PointXYZW& pla
   const PointXYZW raised = plane_point + plane.Normal() * rules.raise;
   Eigen::MatrixXd edges(lines.front().rows(), static_cast<Eigen::Index>(lines.size()));
   Eigen::Index written = 0;
+  std::vector<double> room;
   for (const PointCloud& line : lines) {
-    const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules);
+    const Eigen::Index column = EdgeColumn(line, plane_point, plane, raised, rules, room);
     if (column < 0 || line.rows() != edges.rows()) continue;
     edges.col(written) = line.col(column);
     edges.col(written).head<3>() = plane.Project(line.point(column)).xyz();
