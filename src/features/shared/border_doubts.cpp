@@ -6,10 +6,15 @@
 
 #include "features/shared/beam.h"
 #include "features/shared/segments.h"
+#include "geometry/triples.h"
 #include "messages/text.h"
 
 namespace libmfx::features::shared {
 
+using geometry::Both;
+using geometry::Pair;
+using geometry::PairMask;
+using geometry::Triple;
 using messages::MillimetreText;
 using messages::PercentText;
 using messages::RoundedText;
@@ -67,45 +72,52 @@ struct SeenLine {
   Tally tally;
 };
 
-/// \param on_surface room, which grows to the samples of the line
-/// Not inlined: among what its caller keeps in registers the largest distance goes through memory
-/// from sample to sample, and the whole takes half as long again.
+/// Two samples at a time, which takes two thirds of the time. A sample off the surface counts as
+/// one at the border, which adds nothing. Not inlined: among what its caller keeps in registers the
+/// largest distance would go through memory from sample to sample.
+/// \param room for the samples of the line
 [[gnu::noinline]] SeenLine See(const BorderLine& line, const SurfaceScan& scan,
-                               std::vector<Eigen::Vector3d>& on_surface) {
-  const Eigen::Vector3d edge = line.edge.xyz();
-  const Eigen::Vector3d normal = scan.plane.Normal().xyz();
-  const double edge_height = scan.plane.SignedDistanceTo(line.edge);
-  const double flat = kOnSurface * scan.point_spacing;
-  const double zone = kZone * scan.point_spacing;
-  // As three numbers, which stay in registers: a vector would go through memory at each sample.
+                               std::vector<Triple>& room) {
+  const Triple edge(line.edge.xyz());
+  const Triple normal(scan.plane.Normal().xyz());
+  const Pair edge_height = Both(scan.plane.SignedDistanceTo(line.edge));
+  const Pair flat = Both(kOnSurface * scan.point_spacing);
   double sum_x = 0.0;
   double sum_y = 0.0;
   double sum_z = 0.0;
-  const auto columns = static_cast<std::size_t>(line.surface->cols());
-  if (on_surface.size() < columns) on_surface.resize(columns);
-  Eigen::Vector3d* end = on_surface.data();
+  room.clear();
+  const Eigen::Index columns = line.surface->cols();
+  const Eigen::Index rows = line.surface->rows();
   const double* sample = line.surface->data().data();
-  for (std::size_t i = 0; i < columns; ++i, sample += line.surface->rows()) {
-    const Eigen::Vector3d from_edge = Eigen::Vector3d::Map(sample) - edge;
+  for (Eigen::Index i = 0; i < columns; i += 2, sample += 2 * rows) {
+    const bool single = i + 1 == columns;
+    const Triple from_edge = Triple(sample, single ? sample : sample + rows) - edge;
     // A stray sample beside those of the surface may have come along.
-    if (!(std::abs(from_edge.dot(normal) + edge_height) <= flat)) continue;
-    sum_x += from_edge.x();
-    sum_y += from_edge.y();
-    sum_z += from_edge.z();
-    *end++ = from_edge;
+    PairMask on_surface = geometry::Magnitude(from_edge.Dot(normal) + edge_height) <= flat;
+    if (single) on_surface[1] = 0;
+    const Triple counted(geometry::Choose(on_surface, from_edge.x, Pair{}),
+                         geometry::Choose(on_surface, from_edge.y, Pair{}),
+                         geometry::Choose(on_surface, from_edge.z, Pair{}));
+    sum_x = sum_x + counted.x[0] + counted.x[1];
+    sum_y = sum_y + counted.y[0] + counted.y[1];
+    sum_z = sum_z + counted.z[0] + counted.z[1];
+    room.push_back(counted);
   }
   SeenLine seen{{line.edge, VectorXYZW(sum_x, sum_y, sum_z).normalized()}, {}};
-  const Eigen::Vector3d direction = seen.outwards.direction.xyz();
-  double farthest = 0.0;
-  int kept = 0;
-  for (const Eigen::Vector3d* from_edge = on_surface.data(); from_edge != end; ++from_edge) {
-    const double along = from_edge->dot(direction);
-    farthest = std::max(farthest, along);
-    // The sample at the very border ends the last gap.
-    kept += static_cast<int>(along > 0.5 * scan.point_spacing) & static_cast<int>(along <= zone);
+  const Triple direction(seen.outwards.direction.xyz());
+  const double zone = kZone * scan.point_spacing;
+  const Pair within = Both(zone);
+  // The sample at the very border ends the last gap.
+  const Pair beyond = Both(0.5 * scan.point_spacing);
+  Pair farthest{};
+  PairMask kept{};
+  for (const Triple& from_edge : room) {
+    const Pair along = from_edge.Dot(direction);
+    farthest = along > farthest ? along : farthest;
+    kept += (along > beyond) & (along <= within);
   }
-  seen.tally.kept = kept;
-  seen.outwards.length = seen.tally.length = std::min(farthest, zone);
+  seen.tally.kept = static_cast<double>(-(kept[0] + kept[1]));
+  seen.outwards.length = seen.tally.length = std::min(std::max(farthest[0], farthest[1]), zone);
   return seen;
 }
 
@@ -185,11 +197,11 @@ std::vector<std::string> DoubtsOfBorder(const std::vector<std::vector<BorderLine
   // What most measurements end with: nothing is missing, and nothing else is looked at.
   std::vector<std::vector<Outwards>> outwards(groups.size());
   std::vector<Tally> tallies(groups.size());
-  std::vector<Eigen::Vector3d> on_surface;
+  std::vector<Triple> room;
   for (std::size_t g = 0; g < groups.size(); ++g) {
     outwards[g].reserve(groups[g].size());
     for (const BorderLine& line : groups[g]) {
-      const SeenLine seen = line.surface->cols() > 0 ? See(line, scan, on_surface) : SeenLine();
+      const SeenLine seen = line.surface->cols() > 0 ? See(line, scan, room) : SeenLine();
       outwards[g].push_back(seen.outwards);
       tallies[g].Add(seen.tally);
     }

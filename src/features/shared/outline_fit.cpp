@@ -9,7 +9,7 @@
 #include "features/shared/outline.h"
 #include "features/shared/quality.h"
 #include "geometry/close_neighbours.h"
-#include "geometry/lanes.h"
+#include "geometry/triples.h"
 #include "libmfx/geometry/line.h"
 #include "messages/text.h"
 
@@ -19,28 +19,12 @@ using data_structures::PointCloud;
 using data_structures::PointXYZW;
 using data_structures::VectorXYZW;
 using geometry::Line;
+using geometry::Pair;
 using geometry::Plane;
+using geometry::Triple;
 using messages::MillimetreText;
 
 namespace {
-
-using geometry::Pair;
-
-/// Two points or vectors at once.
-struct Triple {
-  Triple(const Pair& x_pair, const Pair& y_pair, const Pair& z_pair)
-      : x(x_pair), y(y_pair), z(z_pair) {}
-  /// The same one twice.
-  explicit Triple(const Eigen::Vector3d& v)
-      : x(geometry::Both(v.x())), y(geometry::Both(v.y())), z(geometry::Both(v.z())) {}
-
-  /// In the order in which Eigen sums.
-  Pair Dot(const Triple& o) const { return x * o.x + y * o.y + z * o.z; }
-  Triple operator-(const Triple& o) const { return {x - o.x, y - o.y, z - o.z}; }
-  Triple operator*(const Pair& by) const { return {x * by, y * by, z * by}; }
-
-  Pair x, y, z;
-};
 
 /// Where samples count: what lies above the surface does at its foot.
 class Places {
@@ -63,8 +47,7 @@ class Places {
     const Eigen::Index rows = _line.rows();
     Eigen::Index i = 0;
     for (; i + 1 < columns; i += 2, sample += 2 * rows) {
-      const double* const next = sample + rows;
-      const Triple p(Pair{sample[0], next[0]}, Pair{sample[1], next[1]}, Pair{sample[2], next[2]});
+      const Triple p(sample, sample + rows);
       const Pair height = (p - origin).Dot(normal);
       const Pair above = _from_origin ? height : (p - plane_point).Dot(normal);
       const Pair down = above > 0.0 ? height : Pair{};
@@ -157,7 +140,7 @@ PointCloud PlacesOf(const std::vector<EdgePoint>& edges) {
   for (std::size_t i = 0; i < edges.size(); ++i) {
     places.col(static_cast<Eigen::Index>(i)) = edges[i].place.xyz();
   }
-  return PointCloud(std::move(places), {{data_structures::EMBEDDING_XYZ, {0}}});
+  return PointCloud(std::move(places));
 }
 
 Side SideThrough(PointCloud edges) {
