@@ -1,6 +1,9 @@
 #include "libmfx/data_structures/block_allocator.h"
 
+#include <cstdint>
 #include <new>
+
+#include "data_structures/large_pages.h"
 
 #ifdef __linux__
 #include <sys/mman.h>
@@ -18,10 +21,7 @@ constexpr std::size_t kLargeBlock = 2 * kLargePage;
 void* AllocateBlock(std::size_t bytes) {
   if (bytes < kLargeBlock) return ::operator new(bytes);
   void* const block = ::operator new(bytes, std::align_val_t(kLargePage));
-#ifdef MADV_HUGEPAGE
-  // An advice: where it can't be followed the block is as good as any other.
-  (void)madvise(block, bytes / kLargePage * kLargePage, MADV_HUGEPAGE);
-#endif
+  AdviseLargePages(block, bytes);
   return block;
 }
 
@@ -32,5 +32,25 @@ void FreeBlock(void* block, std::size_t bytes) noexcept {
     ::operator delete(block, std::align_val_t(kLargePage));
   }
 }
+
+namespace {
+
+/// Hands an advice on for the large pages that lie within an array of several megabytes. Where it
+/// can't be followed the array is as good as any other.
+void Advise([[maybe_unused]] void* array, std::size_t bytes, [[maybe_unused]] bool large) {
+  if (bytes < kLargeBlock) return;
+#ifdef MADV_HUGEPAGE
+  const auto begin = reinterpret_cast<std::uintptr_t>(array);
+  const std::size_t skipped = (kLargePage - begin % kLargePage) % kLargePage;
+  (void)madvise(static_cast<char*>(array) + skipped, (bytes - skipped) / kLargePage * kLargePage,
+                large ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
+#endif
+}
+
+}  // namespace
+
+void AdviseLargePages(void* array, std::size_t bytes) noexcept { Advise(array, bytes, true); }
+
+void AdviseSmallPages(void* array, std::size_t bytes) noexcept { Advise(array, bytes, false); }
 
 }  // namespace libmfx::data_structures

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "geometry/sweep/beachline.h"
@@ -14,19 +15,21 @@ namespace libmfx::geometry::sweep {
 class Sweep {
  public:
   /// \param sites in sweep order, distinct, at most 1 in magnitude; kept by reference
-  explicit Sweep(const std::vector<Vec2>& sites)
-      : _sites(sites), _beachline(sites), _events(sites) {}
+  /// \param mesh its memory is used; what it holds is not
+  explicit Sweep(const std::vector<Vec2>& sites, Triangulation&& mesh = {})
+      : _sites(sites), _beachline(sites), _events(sites), _mesh(std::move(mesh)) {}
 
   /// Runs to the end.
   /// \throws std::logic_error on an inconsistency
   void Run();
-  /// The triangles closed so far.
-  Triangulation& mesh() { return _mesh; }
+  /// Hands over the triangles closed so far, none of whose halfedges has a mark.
+  Triangulation TakeMesh();
   const Beachline& beachline() const { return _beachline; }
 
  private:
   void HandleSite(int site);
   void HandleCircle(int arc);
+  int NewTriangle();
   bool HasTriple(const Beachline::Arc& arc) const;
   Triple TripleOf(const Beachline::Arc& arc) const;
   void TestTriples(Beachline::Arc& left, Beachline::Arc& right);
@@ -38,7 +41,8 @@ class Sweep {
   const std::vector<Vec2>& _sites;
   Beachline _beachline;
   CircleEvents _events;
-  Triangulation _mesh;
+  Triangulation _mesh;  ///< with room for the triangles to come
+  int _halfedges = 0;   ///< of the triangles closed so far
   /// The first halfedge found of an edge that a site event opened at both ends. A breakpoint refers
   /// to entry k as open edge -2 - k, and to a waiting halfedge by its number.
   Triangulation::Indices _opened;

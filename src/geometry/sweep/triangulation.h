@@ -23,7 +23,7 @@ struct Triangulation {
   Indices corner;
   Indices twin;
   /// Not 0 for a halfedge inside a group of triangles that share one circle: one Voronoi vertex.
-  std::vector<std::uint8_t> shared_circle;
+  std::vector<std::uint8_t, data_structures::BlockAllocator<std::uint8_t>> shared_circle;
 
   int Triangles() const { return static_cast<int>(corner.size() / 3); }
   static int Next(int h) { return h % 3 == 2 ? h - 2 : h + 1; }
@@ -32,6 +32,12 @@ struct Triangulation {
   int To(int h) const { return From(Next(h)); }
   int Twin(int h) const { return twin[static_cast<std::size_t>(h)]; }
 
+  /// Room for so many halfedges, without twins and marks.
+  void Resize(std::size_t halfedges) {
+    corner.resize(halfedges);
+    twin.resize(halfedges, kNone);
+    shared_circle.resize(halfedges, 0);
+  }
   void Pair(int a, int b) {
     twin[static_cast<std::size_t>(a)] = b;
     if (b != kNone) twin[static_cast<std::size_t>(b)] = a;
