@@ -8,11 +8,13 @@ namespace {
 constexpr std::size_t kFanOut = 4;
 /// Sites in one day, where they spread evenly.
 constexpr double kSitesADay = 2.0;
+/// So many days before it is opened a day's first circle is asked for.
+constexpr std::size_t kDaysAhead = 8;
 }  // namespace
 
 CircleEvents::CircleEvents(const std::vector<Vec2>& sites) : _sites(sites), _top(0.0) {
   _days.assign(sites.size() + 1, kNoEvent);
-  _circles.push_back({{kNone, kNone, kNone}, kNone, kNoEvent, false, 0.0, 0.0});
+  _circles.push_back({0.0, kNone, kNoEvent, {kNone, kNone, kNone}, false});
   double height = 0.0;
   if (!sites.empty()) {
     _top = sites.front().y;
@@ -34,6 +36,7 @@ std::size_t CircleEvents::DayOf(double y) const {
 void CircleEvents::OpenDays(double y) {
   const std::size_t end = DayOf(y - 4.0 * BottomTolerance(y, y)) + 1;
   for (; _open < end; ++_open) {
+    if (_open + kDaysAhead < _days.size()) __builtin_prefetch(&At(_days[_open + kDaysAhead]));
     for (int circle = _days[_open]; circle != kNoEvent;) {
       const int next = At(circle).next;
       if (At(circle).arc == kNone) {
@@ -56,7 +59,7 @@ int CircleEvents::Push(int left, int middle, int right, int arc, double bottom) 
     _free.pop_back();
   }
   const std::size_t day = DayOf(bottom);
-  At(id) = {{left, middle, right}, arc, kNoEvent, false, bottom, 0.0};
+  At(id) = {bottom, arc, kNoEvent, {left, middle, right}, false};
   if (day < _open) {
     SiftUp({bottom, id});
   } else {
@@ -116,7 +119,7 @@ int CircleEvents::PopAbove(double y) {
 /// PopAbove among the open days.
 int CircleEvents::PopHigh(double y) {
   DropCancelled();
-  if (!_ties.empty()) return PopTie(y);
+  if (!_ties.Empty()) return PopTie(y);
   if (_heap.empty()) return kNone;
   const Entry top = _heap.front();
   if (top.y < y - BottomTolerance(top.y, y)) return kNone;
@@ -136,26 +139,26 @@ int CircleEvents::PopHigh(double y) {
 
 int CircleEvents::PopTie(double y) {
   MoveTiesOn();
-  if (_ties.empty()) return PopHigh(y);  // all of them were cancelled
-  const Tie first = _ties.front();
+  if (_ties.Empty()) return PopHigh(y);  // all of them were cancelled
+  const TieQueue::Tie first = _ties.First();
   if (first.y < y || (first.y == y && first.y_low < 0.0)) return kNone;
-  std::pop_heap(_ties.begin(), _ties.end());
-  _ties.pop_back();
+  _ties.Pop();
   _free.push_back(first.circle);
   return At(first.circle).arc;
 }
 
-const CircleEvents::Circle& CircleEvents::Refined(int circle) {
+const CircleEvents::Bottom& CircleEvents::Refined(int circle) {
   Circle& c = At(circle);
+  if (_bottoms.size() < _circles.size()) _bottoms.resize(_circles.size());
+  Bottom& known = _bottoms[static_cast<std::size_t>(circle)];
   if (!c.refined) {
     const CircleBottom bottom = _refined.Of(_sites[static_cast<std::size_t>(c.sites[0])],
                                             _sites[static_cast<std::size_t>(c.sites[1])],
                                             _sites[static_cast<std::size_t>(c.sites[2])]);
-    c.y = bottom.y;
-    c.y_low = bottom.y_low;
+    known = {bottom.y, bottom.y_low};
     c.refined = true;
   }
-  return c;
+  return known;
 }
 
 bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
@@ -163,33 +166,25 @@ bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
   const double tolerance = BottomTolerance(entry.y, y);
   if (difference > tolerance) return true;
   if (difference < -tolerance) return false;
-  const Circle& circle = Refined(entry.circle);
-  return circle.y > y || (circle.y == y && circle.y_low >= 0.0);
-}
-
-bool CircleEvents::Tie::operator<(const Tie& other) const {
-  if (y != other.y) return y < other.y;
-  if (y_low != other.y_low) return y_low < other.y_low;
-  return circle > other.circle;
+  const Bottom& bottom = Refined(entry.circle);
+  return bottom.y > y || (bottom.y == y && bottom.y_low >= 0.0);
 }
 
 void CircleEvents::AddTie(int circle) {
-  const Circle& refined = Refined(circle);
-  _ties.push_back({refined.y, refined.y_low, circle});
-  std::push_heap(_ties.begin(), _ties.end());
+  const Bottom& refined = Refined(circle);
+  _ties.Push({refined.y, refined.y_low, circle});
 }
 
-/// Moves all events into the second heap that can't be told from its first.
+/// Moves all events into the second queue that can't be told from its first.
 void CircleEvents::MoveTiesOn() {
   for (;;) {
-    while (!_ties.empty() && At(_ties.front().circle).arc == kNone) {
-      _free.push_back(_ties.front().circle);
-      std::pop_heap(_ties.begin(), _ties.end());
-      _ties.pop_back();
+    while (!_ties.Empty() && At(_ties.First().circle).arc == kNone) {
+      _free.push_back(_ties.First().circle);
+      _ties.Pop();
     }
     DropCancelled();
-    if (_heap.empty() || _ties.empty()) return;
-    const double first = _ties.front().y;
+    if (_heap.empty() || _ties.Empty()) return;
+    const double first = _ties.First().y;
     const Entry top = _heap.front();
     if (top.y < first - BottomTolerance(first, top.y)) return;
     PopHeap();

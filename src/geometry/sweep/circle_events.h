@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "geometry/sweep/predicates.h"
+#include "geometry/sweep/tie_queue.h"
 #include "libmfx/data_structures/block_allocator.h"
 
 namespace libmfx::geometry::sweep {
@@ -15,7 +16,7 @@ namespace libmfx::geometry::sweep {
 /// Three stages, each for fewer events and with a dearer order. An event waits in the list of its
 /// day, a slice of the height of the data, in no order. When the sweep line comes near, the day's
 /// events enter a heap over rounded ordinates: comparing two doubles is all that it costs. Events
-/// that come up there within rounding of one another go on to a second heap, where the circles are
+/// that come up there within rounding of one another go on to a second queue, where the circles are
 /// computed again in about twice the precision, once each: so the order is that of the true circles
 /// but for differences below 2^-95. A cancelled event stays until it comes up.
 class CircleEvents {
@@ -36,27 +37,25 @@ class CircleEvents {
   int PopAbove(double y);
 
  private:
-  struct Circle {
-    int sites[3];
+  /// Half a cache line.
+  struct alignas(32) Circle {
+    double y;  ///< of the bottom, rounded
     int arc;   ///< kNone once cancelled
     int next;  ///< in the list of the day, or kNoEvent
-    bool refined;
-    double y;      ///< of the bottom; rounded to a double once refined
-    double y_low;  ///< what that rounding left out, once refined
+    int sites[3];
+    bool refined;  ///< whether the bottom is known more precisely
+  };
+  struct Bottom {
+    double y;      ///< rounded to a double
+    double y_low;  ///< what that rounding left out
   };
   struct Entry {
     double y;
     int circle;
   };
-  struct Tie {
-    double y, y_low;
-    int circle;
-    /// Whether this one comes later.
-    bool operator<(const Tie& other) const;
-  };
 
   Circle& At(int circle) { return _circles[static_cast<std::size_t>(circle)]; }
-  const Circle& Refined(int circle);
+  const Bottom& Refined(int circle);
   std::size_t DayOf(double y) const;
   void OpenDays(double y);
   int PopHigh(double y);
@@ -77,9 +76,10 @@ class CircleEvents {
   /// The sweep line that the open days are enough for: down to here none has to be opened.
   double _open_to = std::numeric_limits<double>::infinity();
   std::vector<Entry> _heap;
-  std::vector<Tie> _ties;
+  TieQueue _ties;
   RefinedBottoms _refined;
   std::vector<Circle> _circles;  ///< the first stands for no event
+  std::vector<Bottom> _bottoms;  ///< of those circles that are refined
   std::vector<int> _free;
 };
 
