@@ -64,6 +64,7 @@ class Source {
     }
     std::frexp(largest, &_exponent);
     _power = std::ldexp(1.0, -_exponent);
+    _power_is_plain = std::isnormal(_power);
     _low = Scaled(low);
     _high = Scaled(high);
   }
@@ -87,7 +88,7 @@ class Source {
  private:
   double Scaled(double v) const {
     // One product where the power of two is a number; it rounds as ldexp does.
-    return Quantised(std::isnormal(_power) ? v * _power : std::ldexp(v, -_exponent));
+    return Quantised(_power_is_plain ? v * _power : std::ldexp(v, -_exponent));
   }
 
   const Eigen::MatrixXd& _points;
@@ -95,6 +96,7 @@ class Source {
   std::size_t _size = 0;
   int _exponent = 0;
   double _power = 1.0;
+  bool _power_is_plain = true;
   double _low = 0.0, _high = 0.0;
 };
 
@@ -196,7 +198,11 @@ void ReadSites(const Eigen::MatrixXd& points, Eigen::Index row, Diagram& diagram
   const std::size_t heaps = std::min(source.size() / kSitesAHeap + 1, kMostHeaps);
   const Slices heap(source.low(), source.high(), heaps);
   Places begin(heaps + 2, 0);
-  source.ForEach([&](const Site& site) { ++begin[heap.Of(site) + 2]; });
+  if (heaps == 1) {
+    begin[2] = static_cast<std::uint32_t>(source.size());
+  } else {
+    source.ForEach([&](const Site& site) { ++begin[heap.Of(site) + 2]; });
+  }
   const std::size_t largest = *std::max_element(begin.begin(), begin.end());
   AddUp(begin);
   HeapSorter sorter(largest);
