@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Static analysis with clang-tidy of every source of the library, the rooms around it and mfx.
 
-Most of the time of an analysis goes into what a source includes. So sources that share no name in
-their unnamed namespaces are analysed as one file that includes them, where their options agree but
-for what they define and where they look for headers; where something is found in such a file, or it
-does not compile, its sources are analysed one by one with their own options, and that counts.
+Most of the time of an analysis goes into what a source includes. So sources of which none changes what
+another means (scripts/together.py) are analysed as one file that includes them, where their options
+agree but for what they define and where they look for headers; where something is found in such a file,
+or it does not compile, its sources are analysed one by one with their own options, and that counts.
 
 usage: scripts/analyse.py BUILD   BUILD: a configured and built folder of clang++, build/asan
 """
@@ -17,28 +17,23 @@ import shlex
 import subprocess
 import sys
 
-MOST_IN_ONE = 36
+import together
+
+MOST_IN_ONE = 64
 ROOMS = re.compile(r" -o (CMakeFiles/mfx_objects\.dir|sim|host|report|uncertainty|inspection|tools)/")
-DECLARED = re.compile(
-    r"^(?:template <.*> )?(?:(?:class|struct|enum|enum class|using) (\w+)\b(?!::)|.*?\b(\w+)\s*(?:\(|=|\{|\[|;))")
+# A file that CMake made of several sources, and what it holds.
+UNITY = re.compile(r"/Unity/unity_\w+\.cxx$")
+INCLUDED = re.compile(r'^#include "(.*)"', re.MULTILINE)
 
 
-def private_names(path):
-    """What a source declares at the outermost level of its unnamed namespaces, and its main."""
-    names = set()
-    inside = False
-    with open(path, encoding="utf-8") as source:
-        for line in source:
-            if line.startswith("namespace {"):
-                inside = True
-            elif line.startswith("}  // namespace\n"):
-                inside = False
-            elif line.startswith("int main("):
-                names.add("main")
-            elif inside and line[:1].isalpha() and not line.startswith("using "):
-                match = DECLARED.match(line)
-                names.update(name for name in (match.groups() if match else ()) if name)
-    return names
+def sources_of(entry):
+    """An entry of a compilation database as entries of single sources."""
+    if not UNITY.search(entry["file"]):
+        return [entry]
+    with open(entry["file"], encoding="utf-8") as file:
+        paths = INCLUDED.findall(file.read())
+    return [entry | {"file": path, "command": entry["command"].replace(entry["file"], path)}
+            for path in paths]
 
 
 def options_of(entry):
@@ -75,16 +70,16 @@ def groups_of(entries):
     groups = []
     for entry in entries:
         added, others = options_of(entry)
-        names = private_names(entry["file"])
+        source = together.Group(entry["file"])
         for group in groups:
-            has_place = len(group["entries"]) < MOST_IN_ONE and not group["names"] & names
-            if has_place and agree(group, added, others):
+            has_place = len(group["entries"]) < MOST_IN_ONE and agree(group, added, others)
+            if has_place and group["names"].spares(source) and source.spares(group["names"]):
+                group["names"].add(source)
                 break
         else:
-            group = {"entries": [], "names": set(), "added": set(), "others": others}
+            group = {"entries": [], "names": source, "added": set(), "others": others}
             groups.append(group)
         group["entries"].append(entry)
-        group["names"] |= names
         group["added"] |= added
     return groups
 
@@ -111,28 +106,31 @@ def main():
     work = os.path.join(build, "analysis")
     os.makedirs(work, exist_ok=True)
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as file:
-        entries = [entry for entry in json.load(file)
+        entries = [entry for listed in json.load(file) for entry in sources_of(listed)
                    if ROOMS.search(entry["command"]) and "cmake_pch" not in entry["file"]
                    and not entry["file"].startswith(build)]
-    database = []
+    # Each source by itself, and below the files that hold several.
+    database = list(entries)
     tasks = []
-    for number, group in enumerate(groups_of(entries)):
+    # The largest first: at the end no core waits for another.
+    groups = sorted(groups_of(entries), key=lambda group: -len(group["entries"]))
+    for number, group in enumerate(groups):
         files = [entry["file"] for entry in group["entries"]]
-        together = os.path.join(work, f"sources_{number}.cpp")
-        with open(together, "w", encoding="utf-8") as file:
+        joined = os.path.join(work, f"sources_{number}.cpp")
+        with open(joined, "w", encoding="utf-8") as file:
             file.writelines(f'#include "{name}"\n' for name in files)
-        database.append({"directory": group["entries"][0]["directory"], "file": together,
-                         "arguments": command_for(group, together)})
-        tasks.append((together, files))
+        database.append({"directory": group["entries"][0]["directory"], "file": joined,
+                         "arguments": command_for(group, joined)})
+        tasks.append((joined, files))
     with open(os.path.join(work, "compile_commands.json"), "w", encoding="utf-8") as file:
         json.dump(database, file)
 
     def carry_out(task):
-        together, files = task
-        sound, said = analyse(work, [together])
+        joined, files = task
+        sound, said = analyse(work, [joined])
         if sound:
             return sound, said
-        results = [analyse(build, [name]) for name in files]
+        results = [analyse(work, [name]) for name in files]
         return all(result[0] for result in results), "".join(result[1] for result in results)
 
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
