@@ -21,7 +21,7 @@ packages_of() {
     test) echo libgtest-dev libgmock-dev librapidcheck-dev pkg-config mandoc libvalijson-dev \
                libxml2-utils libceres-dev zstd ;;
     bench) echo libbenchmark-dev libcgal-dev libceres-dev ;;
-    check) echo clang clang-format clang-tidy libclang-rt-14-dev zsh fish ;;
+    check) echo clang clang-format clang-tidy libclang-rt-14-dev lld zsh fish ;;
     report) echo gcovr ;;
     cluster) echo slurmctld slurmd slurm-client munge parallel python3-distributed zstd ;;
     pages) echo chromium poppler-utils ;;
