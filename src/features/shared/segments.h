@@ -43,6 +43,7 @@ struct SegmentRun {
 inline std::vector<SegmentRun> RunsOf(const data_structures::PointCloud& cloud) {
   constexpr Eigen::Index kRow = 4;
   std::vector<SegmentRun> runs;
+  if (cloud.cols() == 0) return runs;
   runs.reserve(64);  // as most scans have no more
   const double* const numbers = cloud.data().data() + kRow;
   const Eigen::Index rows = cloud.rows();
