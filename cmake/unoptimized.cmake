@@ -16,3 +16,12 @@ function(mfx_unoptimized target)
     target_sources(${target} PRIVATE $<TARGET_OBJECTS:${library}>)
   endforeach()
 endfunction()
+
+# mfx_keep_optimised(SOURCE...): sources of an unoptimised target that iterate so often that tests would
+# take longer without optimisation than their compilation does with it.
+function(mfx_keep_optimised)
+  if(LIBMFX_UNOPTIMIZED)
+    set_source_files_properties(${ARGN} PROPERTIES
+      COMPILE_OPTIONS -O1 SKIP_PRECOMPILE_HEADERS ON SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
+endfunction()
