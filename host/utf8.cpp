@@ -2,6 +2,8 @@
 
 #include <utf8.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 
@@ -11,7 +13,12 @@ std::string Utf8Of(const wchar_t* text) {
   const auto unit = [](wchar_t c) { return static_cast<std::uint32_t>(c); };
   const auto is_high = [](std::uint32_t c) { return c >= 0xD800 && c < 0xDC00; };
   const auto is_low = [](std::uint32_t c) { return c >= 0xDC00 && c < 0xE000; };
-  std::string out;
+  // Most texts are plain ASCII, one unit a character.
+  const wchar_t* plain = text;
+  while (*plain > 0 && *plain < 0x80) ++plain;
+  std::string out(static_cast<std::size_t>(plain - text), '\0');
+  std::transform(text, plain, out.begin(), [](wchar_t c) { return static_cast<char>(c); });
+  text = plain;
   for (; *text != 0; ++text) {
     std::uint32_t code = unit(*text);
     if (is_high(code) && is_low(unit(text[1]))) {

@@ -198,6 +198,7 @@ std::vector<win32_support::RequestKey> RequestKeys::Described(const std::string&
     });
   };
   std::vector<win32_support::RequestKey> keys;
+  keys.reserve(_rows.size() + 1);
   const auto add = [&](std::string_view key, win32_support::RequestPlace place) {
     const auto [unit, meaning] = TextOfKey(feature, key);
     keys.emplace_back();

@@ -68,6 +68,7 @@ Settings& Settings::SearchAndRescan() {
 
 void Settings::WriteTo(win32_support::FeatureDescriptor& descriptor, Feature& probe) const {
   const char* start = reinterpret_cast<const char*>(&probe);
+  descriptor._settings.reserve(descriptor._settings.size() + _rows.size());
   for (const auto& [kind, name, setting] : _rows) {
     const char* place = static_cast<const char*>(setting.member.AddressIn(probe));
     descriptor._settings.emplace_back(
