@@ -7,7 +7,7 @@ BUILD is a build folder with the tools; build/tool unless told otherwise. RESULT
 was measured to, as a benchmark program does: the ratio is then judged by who reads it.
 
 The jobs are 10,020 free scan paths of the accuracy campaign, each with a scene of its own. Times are
-wall-clock times, the best of five runs in turns. Beside `-j 2` stand two calls with every other half
+wall-clock times, the best of fifteen runs in turns. Beside `-j 2` stand two calls with every other half
 of the same lines: what the machine lets two processes gain that share nothing. The exit status is 1
 when `-j 2` is not 1.95 times as fast as `-j 1`. The processor time of all processes tells what two
 idle cores would gain, however busy the machine is.
@@ -21,7 +21,7 @@ import tempfile
 import time
 
 JOB_RUNS = 167  # for each of the six conditions of the campaign
-REPEATS = 5
+REPEATS = 15
 LEAST_GROWTH = 1.95
 BUSY = 0.3  # load of the machine before the runs, above which it is not idle
 
