@@ -21,7 +21,7 @@ using Eigen::Vector3d;
 
 /// A fitted frame is left-handed, with its bitangent = tangent x normal. Turning the last axis
 /// round makes it right-handed: along, up, out.
-const Eigen::Matrix4d kTurn = Eigen::Vector4d(1.0, 1.0, -1.0, 1.0).asDiagonal();
+const Vector3d kTurn(1.0, 1.0, -1.0);
 
 constexpr std::int32_t kOrder = 7;
 constexpr Index kStations = 41;
@@ -38,15 +38,13 @@ SectionFrame::SectionFrame(const geometry::Plane& plane, const data_structures::
       _origin(origin.xyz()) {}
 
 Section SectionFrame::Places(const PointCloud& carried) const {
-  Eigen::Matrix4Xd places(4, carried.cols());
-  places.topRows(3) = _from_carried * carried.data().topRows(3);
-  places.row(3).setOnes();
-  return (kTurn * places).topRows(3);
+  Section places = _from_carried * carried.data().topRows(3);
+  places.array().colwise() *= kTurn.array();
+  return places;
 }
 
 data_structures::PointXYZW SectionFrame::PointAt(const Vector3d& place) const {
-  const Eigen::Vector4d turned = kTurn.transpose() * place.homogeneous();
-  return data_structures::PointXYZW(Vector3d(_origin + _axes * turned.head<3>()));
+  return data_structures::PointXYZW(Vector3d(_origin + _axes * kTurn.cwiseProduct(place)));
 }
 
 Vector2d SurfaceLine::AlongAndDepth(const Vector3d& place) const {
