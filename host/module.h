@@ -9,5 +9,6 @@ namespace libmfx::host {
 
 using sim::LoadModule;
 using sim::ModuleError;
+using sim::WhatFails;
 
 }  // namespace libmfx::host

@@ -21,6 +21,8 @@ namespace {
 constexpr int kMostRounds = 20;   // in which weights follow the poses
 constexpr double kStill = 1e-10;  // m and radians, that a round moves no pose by
 
+constexpr char kNotTogether[] = "several stations cannot be adjusted together: ";
+
 /// All that is adjusted.
 struct Bundle {
   Conditions conditions;  ///< of each sighting
@@ -142,7 +144,7 @@ const AdjustmentModule* Module(std::string& why) {
         static_cast<const AdjustmentModule*>(host::LoadModule("adjustment"));
     return module;
   } catch (const host::ModuleError& error) {
-    why = std::string("several stations cannot be adjusted together: ") + error.what();
+    why = std::string(kNotTogether) + error.what();
     return nullptr;
   }
 }
@@ -168,7 +170,13 @@ std::optional<Adjustment> Adjust(const std::vector<Sighting>& sightings,
   for (int i = 0; i < kMostRounds && !is_still; ++i) {
     const std::vector<StationUnknown> before = bundle->net.stations;
     Weigh(*bundle, sightings);
-    if (!module->solve(bundle->net, chi_squared)) break;
+    bool settles = false;
+    const std::string failed = module->solve(bundle->net, chi_squared, settles);
+    if (!failed.empty()) {
+      why = std::string(kNotTogether) + failed;
+      return std::nullopt;
+    }
+    if (!settles) break;
     is_still = MovedMost(before, bundle->net.stations) <= kStill;
   }
   if (!is_still) {

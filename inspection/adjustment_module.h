@@ -2,6 +2,7 @@
 
 #include <Eigen/Geometry>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 /// \file
@@ -37,8 +38,9 @@ struct StationNet {
 struct AdjustmentModule {
   /// Moves the unknowns to where the sum of the squares is least.
   /// \param[out] chi_squared what is left of the sum
-  /// \returns whether it settles
-  bool (*solve)(StationNet& net, double& chi_squared);
+  /// \param[out] settles whether they come to rest there
+  /// \returns why there is no outcome; empty: there is one
+  std::string (*solve)(StationNet& net, double& chi_squared, bool& settles);
 };
 
 }  // namespace libmfx::inspection

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 /// \file
 /// Parts of the program that few calls need, and whose packages take longer to load than all the
@@ -20,5 +23,24 @@ class ModuleError : public std::runtime_error {
 /// \param name "mesh" for libmfx-mesh-VERSION.so
 /// \throws ModuleError
 const void* LoadModule(const std::string& name);
+
+/// Does in a module what may throw. What a module throws is caught in it: the program may hold a
+/// C++ runtime of its own, and an exception of one runtime is not another's to catch.
+/// \param work void()
+/// \returns what was thrown, in words; empty: nothing
+template <typename Work>
+std::string WhatFails(Work&& work) noexcept {
+  try {
+    std::forward<Work>(work)();
+    return {};
+  } catch (const std::bad_alloc&) {
+    return "takes more memory than there is";
+  } catch (const std::exception& error) {
+    const std::string told = error.what();
+    return told.empty() ? "failed" : told;
+  } catch (...) {
+    return "failed";
+  }
+}
 
 }  // namespace libmfx::sim

@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <memory>
+#include <string>
 
+#include "host/module.h"
 #include "inspection/adjustment_module.h"
 
 namespace libmfx::inspection {
@@ -102,6 +104,11 @@ bool Solve(StationNet& net, double& chi_squared) {
 }  // namespace libmfx::inspection
 
 extern "C" __attribute__((visibility("default"))) const void* mfx_module() {
-  static constexpr libmfx::inspection::AdjustmentModule kModule = {libmfx::inspection::Solve};
+  using namespace libmfx;
+  static constexpr inspection::AdjustmentModule kModule = {
+      [](inspection::StationNet& net, double& chi_squared, bool& settles) {
+        return host::WhatFails([&] { settles = inspection::Solve(net, chi_squared); });
+      },
+  };
   return &kModule;
 }

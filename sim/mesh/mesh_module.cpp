@@ -1,5 +1,7 @@
 #include "sim/mesh/mesh_module.h"
 
+#include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "sim/mesh/mesh_part.h"
@@ -14,16 +16,31 @@ const MeshModule& Module() {
   return *module;
 }
 
-}  // namespace
+std::unique_ptr<Part> TreeOf(const TriangleMesh& mesh) {
+  std::unique_ptr<Part> tree;
+  const std::string why = Module().make_part(mesh, tree);
+  if (!why.empty()) throw std::runtime_error(why);
+  return tree;
+}
 
-MeshPart::MeshPart(const TriangleMesh& mesh) : _tree(Module().make_part(mesh)) {}
-
-TriangleMesh ReadPartFile(const std::filesystem::path& file, double metres_per_unit) {
+/// \throws PartFileError where there is no module to read with
+const MeshModule& Reader() {
   try {
-    return Module().read_part_file(file, metres_per_unit);
+    return Module();
   } catch (const ModuleError& error) {
     throw PartFileError(std::string("cannot be read (") + error.what() + ")");
   }
+}
+
+}  // namespace
+
+MeshPart::MeshPart(const TriangleMesh& mesh) : _tree(TreeOf(mesh)) {}
+
+TriangleMesh ReadPartFile(const std::filesystem::path& file, double metres_per_unit) {
+  TriangleMesh mesh;
+  const std::string wrong = Reader().read_part_file(file, metres_per_unit, mesh);
+  if (!wrong.empty()) throw PartFileError(wrong);
+  return mesh;
 }
 
 }  // namespace libmfx::sim

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+#include <stdexcept>
+
 namespace libmfx::sim {
 namespace {
 
@@ -23,6 +26,14 @@ TEST(Module, OneThatIsThereIsLoadedOnce) {
   const void* const mesh = LoadModule("mesh");
   EXPECT_NE(mesh, nullptr);
   EXPECT_EQ(LoadModule("mesh"), mesh);
+}
+
+TEST(Module, WhatItThrowsComesOutAsWords) {
+  EXPECT_EQ(WhatFails([] {}), "");
+  EXPECT_EQ(WhatFails([] { throw std::runtime_error("the wheel is stuck"); }), "the wheel is stuck");
+  EXPECT_EQ(WhatFails([] { throw std::bad_alloc(); }), "takes more memory than there is");
+  EXPECT_EQ(WhatFails([] { throw std::runtime_error(""); }), "failed");
+  EXPECT_EQ(WhatFails([] { throw 7; }), "failed");
 }
 
 }  // namespace
