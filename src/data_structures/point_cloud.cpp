@@ -4,20 +4,11 @@
 #include <string>
 #include <utility>
 
+#include "data_structures/cartesian.h"
 #include "data_structures/usable_columns.h"
 
 namespace libmfx::data_structures {
 namespace {
-
-void SphericalToCartesian(Eigen::MatrixXd& data, int row) {
-  for (Eigen::Index i = 0; i < data.cols(); ++i) {
-    double* column = &data(row, i);
-    const PointXYZW p = AzElRange(column[0], column[1], column[2]).ToPoint();
-    column[0] = p.x();
-    column[1] = p.y();
-    column[2] = p.z();
-  }
-}
 
 void CartesianToSpherical(Eigen::MatrixXd& data, int row) {
   for (Eigen::Index i = 0; i < data.cols(); ++i) {
@@ -49,16 +40,11 @@ PointCloud::PointCloud(const std::vector<RawDataPoint>& raw, PointEmbedding embe
                        double min_quality, bool keep_extra_rows) {
   const bool cartesian = embedding == EMBEDDING_XYZ;
   const auto write = [=](const RawDataPoint& sample, double* column) {
-    if (cartesian) {
-      WritePlace(sample, column);
-    } else {
-      column[0] = sample.azimuth;
-      column[1] = sample.elevation;
-      column[2] = sample.range;
-    }
+    WriteSpherical(sample, column);
     if (keep_extra_rows) WriteExtraRows(sample, column);
   };
   _data = UsableColumns(raw, min_quality, keep_extra_rows ? 5 : 3, write);
+  if (cartesian) SphericalToCartesian(_data, 0);
   _embeddings[cartesian ? EMBEDDING_XYZ : EMBEDDING_AER] = {0};
 }
 

@@ -10,12 +10,11 @@
 
 namespace libmfx::data_structures {
 
-/// Writes x, y, z of a sample.
-inline void WritePlace(const RawDataPoint& sample, double* column) {
-  const PointXYZW p = AzElRange(sample.azimuth, sample.elevation, sample.range).ToPoint();
-  column[0] = p.x();
-  column[1] = p.y();
-  column[2] = p.z();
+/// Writes azimuth, elevation and range of a sample.
+inline void WriteSpherical(const RawDataPoint& sample, double* column) {
+  column[0] = sample.azimuth;
+  column[1] = sample.elevation;
+  column[2] = sample.range;
 }
 
 /// Writes the quality and the segment number beneath the coordinates.

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <cpuid.h>
+#include "data_structures/processor.h"
+
+#ifdef LIBMFX_WIDE_REGISTERS
 #include <immintrin.h>
-#define LIBMFX_SHUFFLES
 #endif
 
 namespace libmfx::messages {
@@ -49,7 +49,7 @@ void EncodeLine(const unsigned char* bytes, char* out) {
   for (std::size_t g = 0; g < kLineBytes / 3; ++g) EncodeGroup(bytes + 3 * g, out + 4 * g);
 }
 
-#ifdef LIBMFX_SHUFFLES
+#ifdef LIBMFX_WIDE_REGISTERS
 /// Where the two bytes of each half of a group come from, counted from the first of twelve.
 inline __m128i OrderOfGroups() {
   return _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
@@ -128,31 +128,8 @@ __attribute__((target("avx2"))) void EncodeLineByWideShuffles(const unsigned cha
   _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 56), EncodeTwelve(bytes + 38, last));
 }
 
-struct Processor {
-  bool has_ssse3 = false;
-  bool has_avx2 = false;  ///< and the system keeps its registers
-};
-
-/// Asked when it is first wanted: the compiler's own test asks at every start of a program that
-/// holds this file, which takes 50 us on a virtual machine.
-__attribute__((target("xsave"))) Processor AskProcessor() {
-  unsigned a = 0;
-  unsigned b = 0;
-  unsigned c = 0;
-  unsigned d = 0;
-  Processor answer;
-  if (__get_cpuid(1, &a, &b, &c, &d) == 0) return answer;
-  answer.has_ssse3 = (c & bit_SSSE3) != 0;
-  constexpr unsigned kWideRegisters = 6;  // those of SSE and of AVX
-  const bool keeps_wide = (c & bit_OSXSAVE) != 0 && (_xgetbv(0) & kWideRegisters) == kWideRegisters;
-  if (keeps_wide && __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0) {
-    answer.has_avx2 = (b & bit_AVX2) != 0;
-  }
-  return answer;
-}
-
 LineEncoder BestLineEncoder(Base64Encoder limit) {
-  static const Processor processor = AskProcessor();
+  const data_structures::Processor& processor = data_structures::ThisProcessor();
   if (limit == Base64Encoder::kQuickest && processor.has_avx2) return EncodeLineByWideShuffles;
   const bool shuffles = limit != Base64Encoder::kPortable && processor.has_ssse3;
   return shuffles ? EncodeLineByShuffles : EncodeLine;

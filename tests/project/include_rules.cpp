@@ -23,13 +23,12 @@ const std::map<std::string, Rules>& LibraryRooms() {
       "data_structures", "math",     "geometry", "log",
       "win32_support",   "messages", "features", "measurement"};
   static const std::map<std::string, Rules> rooms = {
-      {"data_structures", {{}, {"Eigen", "sys"}}},
+      {"data_structures", {{}, {"Eigen", "sys", "cpuid.h", "immintrin.h"}}},
       {"math", {{"data_structures"}, {"Eigen"}}},
       {"geometry", {{"data_structures", "math"}, {"Eigen", "nanoflann.hpp"}}},
       {"log", {{}, {"utf8.h"}}},
       {"win32_support", {{"data_structures"}, {}}},
-      {"messages",
-       {{"data_structures"}, {"Eigen", "nlohmann", "cpuid.h", "immintrin.h", "utf8.h"}}},
+      {"messages", {{"data_structures"}, {"Eigen", "nlohmann", "immintrin.h", "utf8.h"}}},
       {"features",
        {{"data_structures", "math", "geometry", "log", "win32_support", "messages"},
         {"Eigen", "nlohmann", "locale.h"}}},

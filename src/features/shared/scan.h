@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstddef>
+#include <utility>
 #include <vector>
 
+#include "data_structures/cartesian.h"
 #include "data_structures/usable_columns.h"
 #include "libmfx/data_structures/point_cloud.h"
 
@@ -32,12 +34,12 @@ inline data_structures::PointCloud ScanOf(const std::vector<data_structures::Raw
   std::size_t* next = columns.data();
   const auto write = [&](const data_structures::RawDataPoint& sample, double* column) {
     *next++ = static_cast<std::size_t>(&sample - samples.data());
-    data_structures::WritePlace(sample, column);
+    data_structures::WriteSpherical(sample, column);
     data_structures::WriteExtraRows(sample, column);
   };
-  data_structures::PointCloud scan(
-      data_structures::UsableColumns(samples, quality_threshold, 5, write),
-      {{data_structures::EMBEDDING_XYZ, {0}}});
+  Eigen::MatrixXd data = data_structures::UsableColumns(samples, quality_threshold, 5, write);
+  data_structures::SphericalToCartesian(data, 0);
+  data_structures::PointCloud scan(std::move(data), {{data_structures::EMBEDDING_XYZ, {0}}});
   columns.resize(static_cast<std::size_t>(scan.cols()));
   return scan;
 }
