@@ -37,6 +37,23 @@ TEST(SweepTieQueue, ASetOfNumbersGivesTheSmallestFirst) {
   }
 }
 
+TEST(SweepTieQueue, ASetKeepsWhatItHoldsAsItGrows) {
+  for (const int first : {0, 70, 5000, 300000}) {
+    NumberSet numbers;
+    std::set<int> plain;
+    for (int number = first; number < 4 * first + 100000; number += 61) {
+      numbers.Insert(number);
+      plain.insert(number);
+    }
+    for (; !plain.empty(); plain.erase(plain.begin())) {
+      ASSERT_FALSE(numbers.Empty()) << first;
+      ASSERT_EQ(numbers.First(), *plain.begin()) << first;
+      numbers.Remove(*plain.begin());
+    }
+    EXPECT_TRUE(numbers.Empty()) << first;
+  }
+}
+
 /// In the order in which ties come: high ones first, then small numbers.
 using Plain = std::set<std::tuple<double, double, int>>;
 

@@ -127,6 +127,7 @@ int CircleEvents::PopHigh(double y) {
   DropCancelled();
   if (!_heap.empty() && _heap.front().y >= top.y - BottomTolerance(top.y, _heap.front().y)) {
     AddTie(top.circle);
+    MoveHeapOn(top.y);
     return PopTie(y);
   }
   if (!AtOrAbove(top, y)) {
@@ -173,6 +174,18 @@ bool CircleEvents::AtOrAbove(const Entry& entry, double y) {
 void CircleEvents::AddTie(int circle) {
   const Bottom& refined = Refined(circle);
   _ties.Push({refined.y, refined.y_low, circle});
+}
+
+/// Moves all events of the heap into the second queue where none can be told from the one that was
+/// the highest, as in a row of a raster: one after the other they would sift through the heap.
+void CircleEvents::MoveHeapOn(double highest) {
+  // Half of the tolerance, as the first of the queue may be higher than its rounded ordinate.
+  const auto stays = [&](const Entry& entry) {
+    return entry.y < highest - 0.5 * BottomTolerance(0.0, 0.0) || At(entry.circle).arc == kNone;
+  };
+  if (std::any_of(_heap.begin(), _heap.end(), stays)) return;
+  for (const Entry& entry : _heap) AddTie(entry.circle);
+  _heap.clear();
 }
 
 /// Moves all events into the second queue that can't be told from its first.

@@ -64,6 +64,7 @@ class CircleEvents {
   void PopHeap();
   void DropCancelled();
   void AddTie(int circle);
+  void MoveHeapOn(double highest);
   void MoveTiesOn();
   int PopTie(double y);
 

@@ -2,25 +2,29 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 
 namespace libmfx::geometry::sweep {
 namespace {
 
 constexpr std::size_t kBits = 64;
+/// A raster of 1e8 points has no more than half as many bottoms in a row.
+constexpr std::size_t kMostCrowds = 32;
 
 std::uint64_t Bit(std::size_t number) { return std::uint64_t{1} << (number % kBits); }
 
 }  // namespace
 
-/// Lengthens the levels as far as the number needs them.
+/// Lengthens the levels as far as the number needs them, and each as far as all words below it do.
 void NumberSet::Reach(std::size_t number) {
   if (_levels.empty()) _levels.emplace_back(1, 0);
   for (std::size_t level = 0;; ++level) {
-    number /= kBits;
-    if (number >= _levels[level].size()) {
-      _levels[level].resize(std::max(number + 1, 2 * _levels[level].size()), 0);
+    const std::size_t needed = number / kBits + 1;
+    if (needed > _levels[level].size()) {
+      _levels[level].resize(std::max(needed, 2 * _levels[level].size()), 0);
     }
     if (_levels[level].size() == 1) return;
+    number = _levels[level].size() - 1;
     if (level + 1 == _levels.size()) _levels.emplace_back(1, _levels[level].front() != 0 ? 1 : 0);
   }
 }
@@ -63,13 +67,19 @@ bool TieQueue::Tie::operator<(const Tie& other) const {
 
 void TieQueue::Push(const Tie& tie) {
   const bool is_only = Empty();
-  if (_crowd.Empty()) {
-    _y = tie.y;
-    _y_low = tie.y_low;
-  }
-  const bool in_crowd = tie.y == _y && tie.y_low == _y_low;
-  if (in_crowd) {
-    _crowd.Insert(tie.circle);
+  // Most ties belong to one of the highest.
+  std::size_t place = _crowds.size();
+  const auto is_above = [&tie](const Crowd& crowd) {
+    return crowd.y > tie.y || (crowd.y == tie.y && crowd.y_low > tie.y_low);
+  };
+  while (place > 0 && is_above(_crowds[place - 1])) --place;
+  const bool is_known =
+      place > 0 && _crowds[place - 1].y == tie.y && _crowds[place - 1].y_low == tie.y_low;
+  const bool in_crowd = is_known || _crowds.size() < kMostCrowds;
+  if (is_known) {
+    NumbersOf(_crowds[place - 1]).Insert(tie.circle);
+  } else if (in_crowd) {
+    AddCrowd(place, tie);
   } else {
     _others.push_back(tie);
     std::push_heap(_others.begin(), _others.end());
@@ -80,15 +90,38 @@ void TieQueue::Push(const Tie& tie) {
   }
 }
 
+void TieQueue::AddCrowd(std::size_t place, const Tie& tie) {
+  if (_free_sets.empty()) {
+    _free_sets.push_back(_sets.size());
+    _sets.emplace_back();
+  }
+  const Crowd crowd = {tie.y, tie.y_low, _free_sets.back()};
+  _free_sets.pop_back();
+  NumbersOf(crowd).Insert(tie.circle);
+  _crowds.insert(_crowds.begin() + static_cast<std::ptrdiff_t>(place), crowd);
+}
+
 void TieQueue::Pop() {
   if (_first_in_crowd) {
-    _crowd.Remove(_first.circle);
+    const Crowd& crowd = _crowds.back();
+    NumbersOf(crowd).Remove(_first.circle);
+    if (NumbersOf(crowd).Empty()) {
+      _free_sets.push_back(crowd.numbers);
+      _crowds.pop_back();
+    }
   } else {
     std::pop_heap(_others.begin(), _others.end());
     _others.pop_back();
   }
-  _first_in_crowd = !_crowd.Empty();
-  if (_first_in_crowd) _first = {_y, _y_low, _crowd.First()};
+  FindFirst();
+}
+
+void TieQueue::FindFirst() {
+  _first_in_crowd = !_crowds.empty();
+  if (_first_in_crowd) {
+    const Crowd& crowd = _crowds.back();
+    _first = {crowd.y, crowd.y_low, NumbersOf(crowd).First()};
+  }
   if (!_others.empty() && (!_first_in_crowd || _first < _others.front())) {
     _first = _others.front();
     _first_in_crowd = false;
