@@ -113,7 +113,10 @@ TEST(Cartesian, ZerosKeepTheirSignsAndWhatIsNoAngleGivesNoPlace) {
 
 TEST(Cartesian, AnyNumberOfColumnsIsConvertedAndNothingBesideThem) {
   for (const Registers registers : kRegisters) {
-    for (Eigen::Index count = 0; count < 12; ++count) {
+    MatrixXd none(6, 0);
+    SphericalToCartesian(none, 1, registers);
+    EXPECT_EQ(none.cols(), 0);
+    for (Eigen::Index count = 1; count < 12; ++count) {
       const MatrixXd spherical = Runs(1, 1e-4, 1.0, 5).leftCols(count);
       MatrixXd data = MatrixXd::Constant(6, count, 7.0);
       data.middleRows(1, 3) = spherical;
