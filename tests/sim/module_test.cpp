@@ -30,7 +30,8 @@ TEST(Module, OneThatIsThereIsLoadedOnce) {
 
 TEST(Module, WhatItThrowsComesOutAsWords) {
   EXPECT_EQ(WhatFails([] {}), "");
-  EXPECT_EQ(WhatFails([] { throw std::runtime_error("the wheel is stuck"); }), "the wheel is stuck");
+  EXPECT_EQ(WhatFails([] { throw std::runtime_error("the wheel is stuck"); }),
+            "the wheel is stuck");
   EXPECT_EQ(WhatFails([] { throw std::bad_alloc(); }), "takes more memory than there is");
   EXPECT_EQ(WhatFails([] { throw std::runtime_error(""); }), "failed");
   EXPECT_EQ(WhatFails([] { throw 7; }), "failed");
